@@ -1,0 +1,81 @@
+#pragma once
+
+#include <compare>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "backend/graph/graph.h"
+
+// The output language of a run: VHDL 0, Verilog 1; 2 for a name that is no language.
+enum LANGUAGE : int { LANGUAGE_VHDL = 0, LANGUAGE_VERILOG = 1, LANGUAGE_UNKNOWN = 2 };
+
+// The language called `name`, without regard to case ("vhdl", "verilog").
+LANGUAGE GetLanguageFromName(const std::string& name);
+
+namespace device {
+
+struct Picoseconds {
+  int value = 0;
+  auto operator<=>(const Picoseconds&) const = default;
+  friend Picoseconds operator+(Picoseconds a, Picoseconds b) { return {a.value + b.value}; }
+  friend Picoseconds operator-(Picoseconds a, Picoseconds b) { return {a.value - b.value}; }
+};
+
+struct Cost {
+  double luts = 0;
+  double dsps = 0;
+  double ramBits = 0;
+  double ramBlocks = 0;
+};
+
+// One family's data: a row of the table in families.cpp, which tells where each figure comes from.
+struct Family;
+
+// One device at one clock: the questions that mapping, scheduling and the report ask.
+class Device {
+ public:
+  Device(const Family& family, std::string speedGrade, double gradeFactor);
+
+  // The clock; the three further settings are kept for callers that pass them and mean nothing.
+  void SetSystemSettings(double megahertz, int, int, int) { clock = megahertz; }
+  double megahertz() const { return clock; }
+  Picoseconds period() const { return {static_cast<int>(1e6 / clock)}; }
+  LANGUAGE toSupportedLanguage(LANGUAGE language) const { return language; }
+  bool SupportsHyperRegisters() const;
+  std::string_view familyName() const;
+  const std::string& speedGradeName() const { return grade; }
+  // True for the family whose figures are measured; the others are stated models.
+  bool isCalibrated() const;
+  const Family& data() const { return family; }
+
+  // From the arrival of a node's last operand to its result, local routing included; 0 for wiring.
+  Picoseconds delayOf(const graph::Graph& graph, graph::NodeId node) const;
+  // What every stage pays at its start and at its end.
+  Picoseconds clockToOutput() const;
+  Picoseconds setup() const;
+  // Look-up tables, DSP and memory blocks of one node; registers are not counted here.
+  Cost costOf(const graph::Graph& graph, graph::NodeId node) const;
+  // The widest addition of two addends that fits into one stage of `period`; at least 1.
+  int widestAdder(Picoseconds period) const;
+
+ private:
+  Picoseconds scaled(double picoseconds) const;
+
+  const Family& family;
+  std::string grade;
+  double factor;
+  double clock = 50;
+};
+
+class DeviceFactory {
+ public:
+  // The device of a family ("TarnV" or "Tarn V", without regard to case and blanks) at a speed
+  // grade; it lives to the end of the run. Ends the run with one line that lists what is known when
+  // family or grade is not. The second and the fifth text mean nothing; `part` is only recorded.
+  Device* GetDevice(const std::string& family, const std::string&, const std::string& speedGrade,
+                    const std::string& part, const std::string&);
+};
+extern DeviceFactory deviceFactory;
+
+}  // namespace device

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "backend/arithmetic/rounding.h"
+#include "backend/graph/builder.h"
+#include "numbers/ports.h"
+
+namespace functions {
+
+using arithmetic::RoundMode;
+using arithmetic::Rounding;
+
+// What one output owes. kWithin: at most `ulps` from the exact result, so 1 is faithful rounding.
+struct Accuracy {
+  enum Kind { kExact, kCorrect, kWithin } kind = kWithin;
+  double ulps = 1.0;
+};
+
+struct Shape {
+  int width = 0, depth = 0;
+};
+
+// All that a unit knows of a device.
+struct Prices {
+  double lutPerDsp = 100;
+  double lutPerTableBit = 1.0 / 64;
+  Shape dsp{24, 17};  // widths of the two unsigned factors of one DSP product
+  Shape memory{18, 1024};
+  int levelsPerStage = 5;
+};
+
+// What an operator's words say beyond formats: architecture, tie rule, shift limit. Each unit says
+// at its row which number means what; a number that is missing reads as 0.
+struct Variant {
+  std::vector<std::int64_t> numbers;
+  std::int64_t operator[](std::size_t index) const {
+    return index < numbers.size() ? numbers[index] : 0;
+  }
+};
+
+// The formats of a unit's ports and the meaning of its words: what fixes the function.
+struct Signature {
+  std::vector<kiln::Type> in, out;
+  Variant variant;
+};
+
+// What is asked of the circuit for a signature. Format, rounding and options reach it here only.
+struct Request {
+  Signature signature;
+  std::vector<Accuracy> accuracy;  // one for each output
+  Rounding rounding;
+  bool subnormals = false;
+  bool quietNaN = false;
+  Prices prices;
+};
+
+// The mathematical function, in MPFR or exact integers, never with the circuit's code. Writes one
+// value for each output port into `results` (resized to fit, storage reused), each rounded once to
+// its precision in its direction; special cases as docs/semantics-fp.md and semantics-fxp.md say.
+// Works in MPFR's full exponent range and restores the caller's.
+using EvaluateFn = void (*)(const Signature& signature, std::vector<NumValue>& results,
+                            const std::vector<NumValue>& inputs,
+                            const std::vector<unsigned>& precisions,
+                            const std::vector<mpfr_rnd_t>& roundings, bool subnormals);
+
+// The circuit: one signal for each output port, of that port's width.
+using DecomposeFn = std::vector<graph::Signal> (*)(graph::Builder& builder, const Request& request,
+                                                   std::span<const graph::Signal> inputs);
+
+// A reason why no circuit or function exists for this request, as the end of a line that begins
+// with the operator ("wE 1 is out of range 2 to 15"), or nothing.
+using RefuseFn = std::optional<std::string> (*)(const Request& request);
+
+enum class Protocol { kStream, kAccumulate, kSequence };
+
+struct UnitRow {
+  std::string_view name;  // CFloatAdd, DMFxPModularMult, ...
+  EvaluateFn evaluate;
+  DecomposeFn decompose;
+  RefuseFn refuses;
+  Protocol protocol = Protocol::kStream;
+};
+
+// The row called `name`, or null. Rows stand in unit_table.cpp.
+const UnitRow* findUnit(std::string_view name);
+
+}  // namespace functions

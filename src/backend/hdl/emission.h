@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "backend/device/device.h"
+#include "backend/graph/graph.h"
+#include "backend/schedule/schedule.h"
+
+namespace hdl {
+
+// Everything that the printed design depends on.
+struct Design {
+  const graph::Graph* graph = nullptr;
+  const schedule::Schedule* schedule = nullptr;
+  std::string folder;                // "./<name>"
+  std::string name;                  // base name of all files
+  std::string entity;                // top entity: `name`, or its shortened form
+  std::vector<std::string> header;   // comment lines: command line, version, function, licence
+  bool dontCareOnReset = false;      // data registers have no reset
+};
+
+// What the self-checking bench must know beside the design.
+struct BenchSettings {
+  bool hasChannelValid = true;
+  bool mismatchIsError = true;   // else a warning, as -vsimToFile asks
+  bool resultsToFile = false;    // write <name>_xOut.stm.sim
+  int latency = 0;
+  std::vector<int> alternatives;  // columns of each output port in the response file; 0: unchecked
+};
+
+// The text of the design in one language, deterministic.
+std::string designText(const Design& design, LANGUAGE language);
+std::string benchText(const Design& design, const BenchSettings& bench, LANGUAGE language);
+// A script that runs the bench in GHDL (VHDL) or Icarus (Verilog); its status is the verdict.
+std::string simulationScript(const Design& design, LANGUAGE language);
+
+}  // namespace hdl

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "backend/device/device.h"
+#include "backend/graph/graph.h"
+
+namespace mapping {
+
+struct MappingOptions {
+  device::Picoseconds period;  // additions wider than fit one stage are cut into linked pieces
+  bool combinational = false;  // one stage: nothing is cut
+};
+
+// The same function in operations that the device has: heaps become additions, wide products tiles
+// of DSP products, additions that no stage can hold chains of pieces. Removes dead nodes. Ports,
+// scopes and names stay.
+graph::Graph mapGraph(const graph::Graph& graph, const device::Device& device,
+                      const MappingOptions& options);
+
+}  // namespace mapping

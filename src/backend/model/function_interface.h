@@ -1,0 +1,21 @@
+#pragma once
+
+#include <mpfr.h>
+
+#include <vector>
+
+#include "numbers/ports.h"
+
+// A unit's reference function as the populations drive it.
+class CFuncUnitFunctionInterface {
+ public:
+  virtual ~CFuncUnitFunctionInterface() = default;
+  // Writes one value for each output port into `results` (resized to fit, storage reused): the
+  // function of `inputs`, rounded once to precisions[k] bits in direction roundings[k].
+  virtual void evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
+                        const std::vector<unsigned>& precisions,
+                        const std::vector<mpfr_rnd_t>& roundings, bool subnormals) = 0;
+};
+
+// The same function as the accuracy evaluation takes it.
+using CFuncUnitCleanInterface = CFuncUnitFunctionInterface;

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "backend/device/device.h"
+#include "backend/graph/graph.h"
+#include "util/failure.h"
+
+namespace schedule {
+
+// The cycle in which each node of one graph is computed.
+//
+// A plain value: making one leaves the graph as it was. Holds ids only, so it is of use only beside
+// the graph it came from. A value computed in cycle c and read in cycle d crosses d - c registers.
+struct Schedule {
+  std::vector<int> cycleByNode;    // indexed by NodeId::index
+  std::vector<int> cycleByOutput;  // when each output port shows its result; all equal unless split
+
+  int cycleOf(graph::NodeId node) const { return cycleByNode[node.index]; }
+  // Cycles from sampling an input to the last result; 0 for a combinational unit.
+  int latency() const;
+};
+
+enum class Strategy { kCombinational = 0, kGreedy = 1, kTimed = 2, kScopes = 3, kFewestRegisters = 4 };
+
+struct ScheduleOptions {
+  device::Picoseconds period;  // target clock period
+  Strategy strategy = Strategy::kGreedy;
+  std::optional<int> latency;  // exact cycles wanted, wrappers included; the shortest when empty
+  bool registerInputs = false;   // a register in front of every input
+  bool registerOutputs = false;  // and behind every output
+};
+
+struct Scheduled {
+  Schedule schedule;
+  device::Picoseconds period;        // built for this period: the asked one, or the slowest step's
+  device::Picoseconds longestStage;  // by the checker's own arrival analysis
+  std::string longestStep;           // the node kind and width that ends it
+  // Set when the asked period is below the slowest indivisible step: one line that names the step,
+  // the clock asked for and the highest clock.
+  std::optional<std::string> warning;
+};
+
+// Gives every node a cycle. Fails, with one line that names the shortest latency at this clock, when
+// `latency` cannot be met.
+util::Result<Scheduled> scheduleGraph(const graph::Graph& graph, const device::Device& device,
+                                      const ScheduleOptions& options);
+
+// Bits of all registers between stages, each value counted once however many readers it has.
+long registerBits(const graph::Graph& graph, const Schedule& schedule);
+
+}  // namespace schedule

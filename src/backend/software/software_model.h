@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "backend/graph/graph.h"
+
+namespace software {
+
+// The generated C++ model: plain C++17 without dependencies, callable, bit-exact, combinational (a
+// call answers what the unit answers `latency` cycles later).
+struct SoftwareModel {
+  std::string header;  // <name>_model.h
+  std::string source;  // <name>_model.cpp
+};
+SoftwareModel softwareModel(const graph::Graph& graph, const std::string& name, int latency,
+                            const std::vector<std::string>& headerComment);
+
+}  // namespace software
