@@ -1,6 +1,7 @@
 #include "util/arguments.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 const char* const* Options::find(const std::string& name) const {
   return std::find(begin, end, name);
