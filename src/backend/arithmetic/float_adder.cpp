@@ -37,25 +37,25 @@ bool isMixedGradual(const Unpacked& x, const Unpacked& y, const FloatFormat& out
 
 }  // namespace
 
-AddOperands prepareAddition(Builder& b, const Unpacked& x, const Unpacked& y,
+AddOperands prepareAddition(Builder& b, const Unpacked& a, const Unpacked& addend,
                             const FloatFormat& out) {
-  for (const FloatFormat& format : {x.format, y.format})
+  for (const FloatFormat& format : {a.format, addend.format})
     LOAM_ASSERT(format.exponentBits == out.exponentBits && format.fractionBits == out.fractionBits,
                 "the ports of an adder have equal widths");
   AddOperands result;
-  result.a = x;
-  result.b = y;
+  result.a = a;
+  result.b = addend;
   result.fractionBits = out.fractionBits;
-  if (isMixedGradual(x, y, out)) {
+  if (isMixedGradual(a, addend, out)) {
     widen(b, result.a);
     widen(b, result.b);
     ++result.fractionBits;
   }
-  result.subtracts = b.bitXor(x.sign, y.sign);
-  const Signal opposed = b.bitAnd(b.bitAnd(x.isInf, y.isInf), result.subtracts);
-  result.isNan = b.bitOr(b.bitOr(x.isNan, y.isNan), opposed);
-  result.isInf = b.bitOr(x.isInf, y.isInf);
-  result.infSign = b.select(x.isInf, x.sign, y.sign);
+  result.subtracts = b.bitXor(a.sign, addend.sign);
+  const Signal opposed = b.bitAnd(b.bitAnd(a.isInf, addend.isInf), result.subtracts);
+  result.isNan = b.bitOr(b.bitOr(a.isNan, addend.isNan), opposed);
+  result.isInf = b.bitOr(a.isInf, addend.isInf);
+  result.infSign = b.select(a.isInf, a.sign, addend.sign);
   return result;
 }
 
@@ -120,17 +120,23 @@ Aligned alignOperands(Builder& b, const Ordered& x, const AlignmentPlan& plan) {
   return result;
 }
 
-NormalisedSum normaliseSum(Builder& b, Signal sum, Signal exponent, int exactBits,
+Signal addAligned(Builder& b, const Aligned& x, Signal subtracts) {
+  return b.addCarry(x.greater, b.bitXor(x.lesser, b.replicate(subtracts, x.lesser.width)),
+                    b.bitAnd(subtracts, x.borrow));
+}
+
+NormalisedSum normaliseSum(Builder& b, Signal sum, Signal exponent, int fractionBits,
                            const FloatFormat& out) {
   const auto scope = b.scope("normalise");
-  // Beyond `exactBits` there are only bits of far operands, which move by one place at most.
-  const LeadingZeros zeros = countLeadingZeros(b, b.slice(sum, sum.width - exactBits, exactBits));
+  // Carry, significand and one guard bit. What stands below comes from far operands, whose sum
+  // moves by one place at most.
+  const int counted = fractionBits + 3;
+  const LeadingZeros zeros = countLeadingZeros(b, b.slice(sum, sum.width - counted, counted));
   const Signal count = out.gradual ? smaller(b, zeros.count, exponent) : zeros.count;
-  const int width =
-      std::max(signedWidth(-exactBits, (1L << exponent.width) + 1), out.exponentBits + 2);
+  const int width = signedWidth(-counted, (1L << exponent.width) + 1);
   const Signal next = b.add(b.zeroExtend(exponent, width), b.literal(1, width));
   return {.exponent = b.subtract(next, b.zeroExtend(count, width)),
-          .significand = shiftLeft(b, sum, count, exactBits - 1),
+          .significand = shiftLeft(b, sum, count, counted - 1),
           .isZero = zeros.allZero};
 }
 
@@ -142,11 +148,9 @@ Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
   const Ordered ordered = orderByMagnitude(b, operands);
   const Aligned aligned = alignOperands(b, ordered, plan);
   const Signal subtracts = operands.subtracts;
-  const Signal sum = b.addCarry(
-      aligned.greater, b.bitXor(aligned.lesser, b.replicate(subtracts, aligned.lesser.width)),
-      b.bitAnd(subtracts, aligned.borrow));
+  const Signal sum = addAligned(b, aligned, subtracts);
   const NormalisedSum normal =
-      normaliseSum(b, sum, ordered.exponent, operands.fractionBits + 3, options.out);
+      normaliseSum(b, sum, ordered.exponent, operands.fractionBits, options.out);
   // An exact zero from operands of both signs has a sign of its own.
   const Signal zeroSign = b.select(subtracts, roundsDown(b, plan.rounding), ordered.sign);
   const Signal sign =

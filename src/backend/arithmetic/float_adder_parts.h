@@ -13,14 +13,14 @@ struct AddOperands {
   Signal isInf, isNan;   // of the sum
   Signal infSign;        // of an infinite sum
 };
-AddOperands prepareAddition(Builder& b, const Unpacked& x, const Unpacked& y,
+AddOperands prepareAddition(Builder& b, const Unpacked& a, const Unpacked& addend,
                             const FloatFormat& out);
 
-// The operands by magnitude, or one of two equal ones.
+// The operands by magnitude; of two equal ones the first counts as the greater.
 struct Ordered {
-  Signal swapped;  // y is the greater one
+  Signal swapped;  // the second operand is the greater
   Signal sign, exponent, greater, lesser;
-  Signal distance;  // of the exponents, unsigned unless the lesser one is a zero
+  Signal distance;  // of the exponents, unsigned
 };
 Ordered orderByMagnitude(Builder& b, const AddOperands& x);
 
@@ -43,11 +43,15 @@ struct Aligned {
 };
 Aligned alignOperands(Builder& b, const Ordered& x, const AlignmentPlan& plan);
 
-// Normalises a sum or difference of aligned operands by a leading-zero count and rounds it.
+// greater + lesser, or with `subtracts` greater - lesser.
+Signal addAligned(Builder& b, const Aligned& x, Signal subtracts);
+
+// A sum of aligned operands shifted until its top bit is 1. With gradual underflow the exponent
+// does not fall below the lowest one.
 struct NormalisedSum {
   Signal exponent, significand, isZero;
 };
-NormalisedSum normaliseSum(Builder& b, Signal sum, Signal exponent, int exactBits,
+NormalisedSum normaliseSum(Builder& b, Signal sum, Signal exponent, int fractionBits,
                            const FloatFormat& out);
 
 }  // namespace arithmetic

@@ -124,7 +124,7 @@ Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,
   const Signal roundedField = b.slice(sum, wF, wE), roundedFraction = b.slice(sum, 0, wF);
   Signal tooHigh = high.width > 0 ? b.reduceOr(high) : b.bit(false);
   if (!format.fpLib) tooHigh = b.bitOr(tooHigh, b.reduceAnd(roundedField));
-  const Signal overflow = b.bitAnd(b.bitNot(negative), tooHigh);
+  const Signal overflow = x.canOverflow ? b.bitAnd(b.bitNot(negative), tooHigh) : b.bit(false);
   Signal underflow = b.bit(false);
   if (!format.gradual)
     underflow =

@@ -57,6 +57,7 @@ struct Unrounded {
   Signal significand;  // top bit 1, or with gradual underflow the exponent is minExponent()
   Signal sticky;       // 1 bit
   Signal isZero, isInf, isNan;  // NaN goes before infinity, infinity before zero
+  bool canOverflow = true;      // false: rounded, the exponent is at most maxExponent()
 };
 
 // Rounds to the fraction of `format` once and packs.

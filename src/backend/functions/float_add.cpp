@@ -74,7 +74,8 @@ std::vector<Signal> decomposeSum(Builder& b, const Request& request, std::span<c
       .ulps = ulpsOf(request, 0),
       .onesComplement = variant[kDegradeAccuracy] != 0,
       .quietNaN = request.quietNaN};
-  return {addSinglePath(b, x, y, options)};
+  return {variant[kDualPath] != 0 ? addDualPath(b, x, y, options)
+                                  : addSinglePath(b, x, y, options)};
 }
 
 std::vector<Signal> decomposeAdd(Builder& b, const Request& request,
