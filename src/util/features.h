@@ -12,7 +12,8 @@ struct TESSELFeature {
 
 namespace Features {
 inline const TESSELFeature<bool> REPORT_DEBUG_MESSAGES{"ReportDebugMessages", false};
-inline const TESSELFeature<bool> PRESERVE_TOP_LEVEL_ENTITY_NAME{"PreserveTopLevelEntityName", false};
+inline const TESSELFeature<bool> PRESERVE_TOP_LEVEL_ENTITY_NAME{"PreserveTopLevelEntityName",
+                                                                false};
 inline const TESSELFeature<bool> SOFTWARE_MODEL_FORCE_ENABLED{"SoftwareModelForceEnabled", false};
 }  // namespace Features
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "backend/graph/graph.h"
+#include "backend/hdl/emission.h"
 #include "backend/kiln/node.h"
 #include "backend/model/options.h"
 #include "backend/model/resource_usage.h"
@@ -69,9 +70,9 @@ class CSynthSingleEntity : public CSynth {
 
   // Each writes its files whole or not at all; a folder or file that cannot be written ends the run
   // with one line. Paths are "./<name>/...", from the working directory.
-  void Generate();                            // the design and its record
-  void WriteSoftwareModel();                  // the C++ model
-  void WriteAutomaticModelIPTestBench();      // the bench and the script that runs it
+  void Generate();                        // the design and its record
+  void WriteSoftwareModel();              // the C++ model
+  void WriteAutomaticModelIPTestBench();  // the bench and the script that runs it
 
   tessel_api::ResourceUsage GetResourceUsage() const;
   int inputToOutputLatency(bool, const char*) const override;
@@ -92,6 +93,7 @@ class CSynthSingleEntity : public CSynth {
   void buildCircuit(const functions::Request& request);
   void writeFile(const std::string& ending, const std::string& text, bool executable = false);
   void writeRecord() const;
+  hdl::Design design() const;
   std::string entityName() const;
   std::vector<std::string> headerLines() const;
 
