@@ -238,6 +238,8 @@ const MPZ& counterTable(std::size_t bits, bool plusOne, int width) {
 Signal countOf(Builder& b, std::span<const Bit> bits, bool plusOne, int width) {
   std::vector<Signal> inputs;
   for (const Bit& bit : bits) inputs.push_back(b.bitOf(bit.source, bit.index));
+  if (bits.size() == 1 && plusOne)
+    return b.zeroExtend(b.concat({inputs[0], b.bitNot(inputs[0])}), width);
   return b.lut(b.concat(inputs), counterTable(bits.size(), plusOne, width), width);
 }
 
@@ -247,12 +249,14 @@ void compressTo(Builder& b, Columns& columns, int target) {
   for (int column = 0; column < columns.width(); ++column) {
     std::span<const Bit> left = columns.bits[column];
     int height = columns.height(column) + static_cast<int>(next[column].size());
-    while (height > target && left.size() >= 2) {
+    while (height > target && !left.empty()) {
       const bool plusOne = columns.ones.bit(column);
       const int one = plusOne ? 1 : 0;
-      // A counter of n bits leaves one of them here. One of three bits costs no more than of two.
+      // A counter of n bits leaves one of them here. One of three bits costs no more than of two,
+      // and one of a single bit and a constant costs nothing.
       const int wanted = std::clamp(height - target + 1 - one, 3, 6);
       const int taken = std::min(wanted, static_cast<int>(left.size()));
+      if (taken + one < 2) break;
       const int width =
           std::min(static_cast<int>(MPZ(taken + one).bitLength()), columns.width() - column);
       const Signal count = countOf(b, left.first(taken), plusOne, width);

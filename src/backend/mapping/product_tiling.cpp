@@ -80,10 +80,13 @@ class ProductBuilder {
   void addTiles(const Piece& x, const Piece& y) {
     const bool isThin = std::min(x.width(), y.width()) <= kThin;
     if (isThin || tablesOf(x, y) <= kMostTablesOfTile) return addLogic(x, y);
-    int sizeX = shape.wide - 1, sizeY = shape.narrow - 1;
-    if (tileCount(x, sizeY) * tileCount(y, sizeX) < tileCount(x, sizeX) * tileCount(y, sizeY))
-      std::swap(sizeX, sizeY);
-    const std::vector<Piece> columns = cut(x, sizeX), rows = cut(y, sizeY);
+    const int sizeX = shape.wide - 1, sizeY = shape.narrow - 1;
+    std::vector<Piece> columns = cut(x, sizeX), rows = cut(y, sizeY);
+    std::vector<Piece> otherColumns = cut(x, sizeY), otherRows = cut(y, sizeX);
+    if (costOf(otherColumns, otherRows) < costOf(columns, rows)) {
+      columns = std::move(otherColumns);
+      rows = std::move(otherRows);
+    }
     for (const Piece& column : columns)
       for (const Piece& row : rows) addTile(column, row);
   }
@@ -123,8 +126,13 @@ class ProductBuilder {
            (within(y, shape.wide) && within(x, shape.narrow));
   }
 
-  static int tileCount(const Piece& x, int size) {
-    return std::max(1, (x.width() - (x.isSigned ? 1 : 0) + size - 1) / size);
+  // Look-up tables of all tiles and of adding them up, a block counting as many as logic may cost.
+  static int costOf(const std::vector<Piece>& columns, const std::vector<Piece>& rows) {
+    int cost = 0;
+    for (const Piece& x : columns)
+      for (const Piece& y : rows)
+        cost += std::min(tablesOf(x, y), kMostTablesOfTile) + x.width() + y.width();
+    return cost;
   }
 
   // Pieces of `size` bits from below; the top one carries the sign, if any, and may then be a bit
