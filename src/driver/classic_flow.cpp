@@ -56,8 +56,7 @@ void startUp(RunState& run, util::Words line) {
 // One bound for each output: the default of the rounding asked for, or the first one given.
 void completeErrorBounds(RunState& run) {
   std::vector<float>& bounds = run.testing.errorBounds;
-  const float first =
-      !bounds.empty() ? bounds.front() : run.testing.faithfulRounding ? 1.0F : 0.5F;
+  const float first = !bounds.empty() ? bounds.front() : run.testing.faithfulRounding ? 1.0F : 0.5F;
   if (bounds.size() < run.outputs.size()) bounds.resize(run.outputs.size(), first);
   std::vector<float>& ofOptions = run.modelOptions.outputErrors;
   if (ofOptions.size() != bounds.size() && !bounds.empty())
@@ -110,8 +109,8 @@ void constrainLatency(RunState& run) {
 
 void relaxReset(RunState& run) {
   if (!run.device->SupportsHyperRegisters() && !run.dontCareOnReset) return;
-  run.built.unit->associateMetadata(kiln::PureTupleValue::get(
-      {kiln::A_CONTROLFLOW_TAG, kiln::A_FALSE}, kiln::ContextMgr::get()));
+  run.built.unit->associateMetadata(
+      kiln::PureTupleValue::get({kiln::A_CONTROLFLOW_TAG, kiln::A_FALSE}, kiln::ContextMgr::get()));
   if (run.testing.noChanValid)
     run.modelOptions.setOptionValue(synthOption::globalDontCareOnReset, 1);
 }

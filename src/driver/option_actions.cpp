@@ -8,8 +8,8 @@
 #include <limits>
 
 #include "driver/usage_text.h"
-#include "util/features.h"
 #include "util/failure.h"
+#include "util/features.h"
 
 namespace driver {
 

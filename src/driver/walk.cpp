@@ -36,8 +36,8 @@ void warnOfLateOptions(const RunState& run) {
 // then the answer is the one from before.
 void deploy(RunState& run) {
   if (run.modelOptions.device == run.startUpDevice) {
-    run.device = device::deviceFactory.GetDevice(run.targetFamily, "", run.speedGrade, run.partName,
-                                                 "");
+    run.device =
+        device::deviceFactory.GetDevice(run.targetFamily, "", run.speedGrade, run.partName, "");
     run.modelOptions.device = run.device;
     run.modelOptions.language = run.device->toSupportedLanguage(run.language);
     run.device->SetSystemSettings(run.frequencyMHz, -1, -1, -1);
@@ -66,9 +66,9 @@ std::size_t buildOperator(RunState& run, const operators::OperatorRow& row, util
   for (const PortSpec& port : row.ports(*parameters).out)
     run.outputs.push_back(port.name, port.type);
   run.modelOptions.unitSettings = unitSettings(run.testing);
-  run.built = operators::build(row, *parameters, run.modelOptions,
-                               {run.topName, run.testName, run.wrapperType}, run.inputs,
-                               run.outputs);
+  run.built =
+      operators::build(row, *parameters, run.modelOptions,
+                       {run.topName, run.testName, run.wrapperType}, run.inputs, run.outputs);
   run.operatorType = row.type;
   std::erase_if(run.lateOptions, [](const OptionRow* row) { return row->reach == Reach::kUnit; });
   return row.parameters.size();
