@@ -59,6 +59,7 @@ inline void buildEveryOperation(Builder& b, const std::vector<int>& widths) {
     out("lessConstant", b.lessSigned(constant, b.bitXor(x, y)));
     out("multiply", b.multiply(x, y));
     out("multiplyMixed", b.multiply(b.concat({y, s}), constant));
+    out("multiplySum", b.multiply(b.addCarry(x, y, s), b.bitNot(b.bitXor(x, y))));
     out("multiplySigned", b.multiplySigned(x, y));
     out("multiplySignedMixed", b.multiplySigned(constant, b.concat({y, s})));
     const std::array<HeapTerm, 5> terms{
