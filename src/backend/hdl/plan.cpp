@@ -51,9 +51,11 @@ bool isExpression(Op op) {
   return false;
 }
 
-// True when a reader needs operand `position` as a plain name, not an expression.
+// True when a reader needs operand `position` as a plain name, not an expression. The factors of a
+// product would be computed at the width of the product in Verilog, and keep carries.
 bool wantsName(Op reader, std::size_t position) {
-  return reader == Op::kSlice || (reader == Op::kPick && position == 0);
+  return reader == Op::kSlice || reader == Op::kMultiply || reader == Op::kMultiplySigned ||
+         (reader == Op::kPick && position == 0);
 }
 
 std::vector<NodeId> idsOf(const graph::Graph& graph) {
@@ -128,11 +130,9 @@ void Plan::nameEverything() {
   Names names;
   clock = names.claim("clk");
   reset = names.claim("reset");
-  // Ports keep their names; the entity may be called like a port, but nothing inside like it.
+  entity = names.claim(design.entity);
   for (const graph::Port& port : graph.inputs()) inputNames.push_back(names.claim(port.name));
   for (const graph::Port& port : graph.outputs()) outputNames.push_back(names.claim(port.name));
-  entity = Names().claim(design.entity);
-  names.claim(design.entity);
   names.claim("rtl");
   argument = names.claim("x");
   count = names.claim("copies");

@@ -55,8 +55,8 @@ class Printer {
   std::string comparison(const Node& node, int cycle) const;
   std::string asSigned(NodeId id, int cycle) const;
   std::string heap(const Node& node, int cycle) const;
-  std::string assignment(NodeId id) const;
-  std::string pick(NodeId id) const;
+  std::string assignment(NodeId id, int indent) const;
+  std::string pick(NodeId id, int indent) const;
   std::string entity() const;
   std::string functions() const;
   std::string lutFunction(const LutFunction& function) const;
@@ -219,37 +219,38 @@ std::string Printer::expression(NodeId id) const {
   LOAM_ASSERT(false, "a statement is no expression");
 }
 
-std::string Printer::pick(NodeId id) const {
+std::string Printer::pick(NodeId id, int indent) const {
   const int cycle = plan.cycleOf(id);
   const auto operands = graph.operands(id);
   const std::string& name = plan.nameOf(id, cycle);
   const NodeId last = operands[operands.size() - 1];
-  std::string text = fmt::format("      case {} is\n", bitsOf(operands[0], cycle).text());
   const int width = graph.node(operands[0]).width;
-  for (std::size_t i = 1; i + 1 < operands.size(); ++i) {
-    if (operands[i] == last) continue;
-    text += statement(8, fmt::format("when \"{}\" => {} := {};",
-                                     binaryDigits(static_cast<unsigned long>(i - 1), width), name,
-                                     operand(operands[i], cycle, /*bracket=*/false)));
-  }
-  text += statement(
-      8, fmt::format("when others => {} := {};", name, operand(last, cycle, /*bracket=*/false)));
-  return text + "      end case;\n";
+  const auto choice = [&](const std::string& when, NodeId value) {
+    return statement(indent + 2, fmt::format("when {} => {} := {};", when, name,
+                                             operand(value, cycle, /*bracket=*/false)));
+  };
+  std::string text =
+      statement(indent, fmt::format("case {} is", bitsOf(operands[0], cycle).text()));
+  for (std::size_t i = 1; i + 1 < operands.size(); ++i)
+    if (operands[i] != last)
+      text += choice(fmt::format("\"{}\"", binaryDigits(util::MPZ(i - 1), width)), operands[i]);
+  return text + choice("others", last) + statement(indent, "end case;");
 }
 
-std::string Printer::assignment(NodeId id) const {
+// A select is an if: GHDL 2.0 knows no conditional assignment in a process for all signals.
+std::string Printer::assignment(NodeId id, int indent) const {
   const Node& node = graph.node(id);
-  if (node.op == Op::kPick) return pick(id);
+  if (node.op == Op::kPick) return pick(id, indent);
   const int cycle = plan.cycleOf(id);
-  std::string value;
-  if (node.op == Op::kSelect) {
-    const auto operands = graph.operands(node);
-    value = fmt::format("{} when {} else {}", operand(operands[1], cycle),
-                        condition(operands[0], cycle), operand(operands[2], cycle));
-  } else {
-    value = expression(id);
-  }
-  return statement(6, fmt::format("{} := {};", plan.nameOf(id, cycle), value));
+  const std::string& name = plan.nameOf(id, cycle);
+  if (node.op != Op::kSelect)
+    return statement(indent, fmt::format("{} := {};", name, expression(id)));
+  const auto operands = graph.operands(node);
+  return statement(indent, fmt::format("if {} then", condition(operands[0], cycle))) +
+         statement(indent + 2, fmt::format("{} := {};", name, operand(operands[1], cycle, false))) +
+         statement(indent, "else") +
+         statement(indent + 2, fmt::format("{} := {};", name, operand(operands[2], cycle, false))) +
+         statement(indent, "end if;");
 }
 
 std::string Printer::output(std::size_t port) const {
@@ -272,15 +273,16 @@ std::string Printer::process(const Process& process) const {
                         vectorType("unsigned", graph.node(id).width));
   text += "  begin\n";
   if (process.clocked) text += fmt::format("    if rising_edge({}) then\n", plan.clock);
+  const int indent = process.clocked ? 6 : 4;
   std::uint32_t scope = 0;
   for (const NodeId id : process.variables) {
     if (const std::uint32_t own = graph.node(id).scope; own != scope) {
       scope = own;
-      text += fmt::format("      -- {}\n", graph.scopes()[scope].name);
+      text += fmt::format("{:{}}-- {}\n", "", indent, graph.scopes()[scope].name);
     }
-    text += assignment(id);
+    text += assignment(id, indent);
   }
-  for (const std::size_t port : process.outputs) text += statement(6, output(port));
+  for (const std::size_t port : process.outputs) text += statement(indent, output(port));
   std::string resets;
   for (const std::size_t index : process.registers) {
     const Register& row = plan.registers[index];
