@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 
 #include "backend/device/families.h"
 #include "backend/graph/builder.h"
@@ -254,9 +254,9 @@ TEST(ScheduleGraph, TakesAHundredThousandNodesInUnderASecond) {
     pool.push_back(draw.upTo(2) == 1 ? b.add(x, y) : b.bitXor(b.bitNot(x), y));
   }
   b.output("r", pool.back());
-  const auto begin = std::chrono::steady_clock::now();
+  const std::clock_t begin = std::clock();  // of this process: the machine may be busy
   EXPECT_GT(scheduled(graph, {.period = {1500}}).schedule.latency(), 1000);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+  EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC);
 }
 
 }  // namespace
