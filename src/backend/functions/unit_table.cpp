@@ -1,6 +1,8 @@
 #include <span>
 
+#include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
+#include "backend/functions/float_mult.h"
 #include "backend/functions/unit.h"
 
 namespace functions {
@@ -10,6 +12,8 @@ namespace {
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
     floatAddUnits,
+    floatMultUnits,
+    floatAbsUnits,
 };
 
 }  // namespace
