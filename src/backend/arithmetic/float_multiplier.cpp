@@ -55,16 +55,17 @@ Allowance allowanceOf(int aWidth, int bWidth, int droppedBits, double ulps) {
   return centred > plain ? Allowance{centred, MPZ::powerOfTwo(centred - 1)} : Allowance{plain, {}};
 }
 
+// The result lies in (product - left out + correction - 1 ulp, product + correction]. At 1 ulp both
+// sides stay below one place, so a product on the grid is its own result.
 void assertBudget(const Allowance& allowance, int droppedBits, double ulps) {
-  ErrorBudget budget(ulps);
-  // The larger side of the error interval; at 1 ulp both sides together stay within one place.
-  const MPZ below = MPZ::powerOfTwo(allowance.bits) - allowance.correction;
-  const MPZ above = allowance.correction;
-  const MPZ place = MPZ::powerOfTwo(std::max(0, droppedBits));
-  const int scale = std::max(0, droppedBits);
-  budget.add("corner left out", std::max(below, above > place ? above - place : MPZ(0)), scale);
-  budget.add("truncation", 1);
-  budget.assertKept();
+  const int scale = std::max(0, droppedBits), up = std::max(0, -droppedBits);
+  ErrorBudget below(ulps), above(ulps);
+  below.add("corner left out", (MPZ::powerOfTwo(allowance.bits) - allowance.correction) << up,
+            scale);
+  below.add("truncation", 1);
+  below.assertKept();
+  above.add("correction", allowance.correction << up, scale);
+  above.assertKept();
 }
 
 Unpacked normalised(Builder& b, Unpacked x, int exponentWidth) {
