@@ -36,4 +36,13 @@ Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
 Signal addDualPath(Builder& b, const Unpacked& a, const Unpacked& addend,
                    const FloatAdderOptions& options);
 
+// a + b and a - b, packed, for the price of one alignment and two additions: of the two results one
+// adds magnitudes and the other subtracts them, and which is which is settled behind the rounding.
+// Ties, infinities and signs are those of two separate adders.
+struct SumAndDifference {
+  Signal sum, difference;
+};
+SumAndDifference addAndSubtract(Builder& b, const Unpacked& a, const Unpacked& other,
+                                const FloatAdderOptions& options);
+
 }  // namespace arithmetic

@@ -154,17 +154,21 @@ Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,
   return b.concat({exception, sign, outField, outFraction});
 }
 
-Unrounded denormalise(Builder& b, Unrounded x, const FloatFormat& format) {
+Unrounded denormalise(Builder& b, Unrounded x, const FloatFormat& format, bool needsSticky) {
   const auto scope = b.scope("denormalise");
   const int width = x.exponent.width;
   const Signal lowest = b.literal(format.minExponent(), width);
   const Signal isBelow = b.lessSigned(x.exponent, lowest);
-  const Signal distance =
+  const Signal difference =
       b.subtract(b.zeroExtend(lowest, width + 1), b.signExtend(x.exponent, width + 1));
-  const ShiftedRight moved =
-      shiftRightSticky(b, x.significand, masked(b, b.slice(distance, 0, width), isBelow));
-  x.significand = moved.bits;
-  x.sticky = b.bitOr(x.sticky, moved.sticky);
+  const Signal distance = masked(b, b.slice(difference, 0, width), isBelow);
+  if (needsSticky) {
+    const ShiftedRight moved = shiftRightSticky(b, x.significand, distance);
+    x.significand = moved.bits;
+    x.sticky = b.bitOr(x.sticky, moved.sticky);
+  } else {
+    x.significand = shiftRight(b, x.significand, distance);
+  }
   x.exponent = b.select(isBelow, lowest, x.exponent);
   return x;
 }

@@ -70,8 +70,8 @@ Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,
                     const RoundingRule& rule, bool quietNaN);
 
 // Shifts a normalised number whose exponent is below minExponent() right until it has that one, as
-// gradual underflow asks before rounding.
-Unrounded denormalise(Builder& b, Unrounded x, const FloatFormat& format);
+// gradual underflow asks before rounding. What is shifted out is lost without `needsSticky`.
+Unrounded denormalise(Builder& b, Unrounded x, const FloatFormat& format, bool needsSticky);
 
 // Bits of a two's-complement number that holds all of [low, high].
 int signedWidth(long low, long high);

@@ -6,10 +6,13 @@
 
 namespace functions {
 
-// CFloatAdd     a + b, or a - b with variant {subtract, dualPath, tiesAway, degradeAccuracy}
-// CFloatAddSub  a + b when the third input is 0, a - b when it is 1; variant {0, dualPath,
-// tiesAway,
-//               degradeAccuracy}
+// CFloatAdd           a + b, or with subtract a - b
+// CFloatAddSub        a + b where the third input is 0, a - b where it is 1
+// DMFloatFusedAddSub  outputs a + b and a - b
+//
+// Variant: subtract (CFloatAdd), dualPath (not the fused unit), tiesAway, degradeAccuracy, each 0
+// or
+// 1. Every floating port has the same exponent and fraction widths, in IEEE-style or FPLib form.
 std::span<const UnitRow> floatAddUnits();
 
 }  // namespace functions

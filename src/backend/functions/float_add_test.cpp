@@ -1,7 +1,5 @@
 #include "backend/functions/float_add.h"
 
-#include <fmt/format.h>
-
 #include "backend/functions/float_test_support.h"
 
 namespace functions::testing {
@@ -16,76 +14,128 @@ int sum(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
 int difference(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
   return mpfr_sub(r, in[0].get(), in[1].get(), direction);
 }
-struct Ports {
-  const char* name;
-  kiln::FloatingPoint a, b, q;
-};
+int chosen(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return mpfr_zero_p(in[2].get()) ? sum(r, in, direction) : difference(r, in, direction);
+}
 
 // Which inputs and outputs have the FPLib form.
 std::vector<Ports> portForms(int wE, int wF) {
   const auto i = ieee(wE, wF), f = fpLib(wE, wF);
-  return {{"IEEE", i, i, i},
-          {"InFPLib", f, f, i},
-          {"InFPLibX", f, i, i},
-          {"InFPLibOutFPLib", f, f, f},
-          {"InFPLibYOutFPLib", i, f, f}};
+  return {{"IEEE", {i, i}, {i}},
+          {"InFPLib", {f, f}, {i}},
+          {"InFPLibX", {f, i}, {i}},
+          {"InFPLibOutFPLib", {f, f}, {f}},
+          {"InFPLibYOutFPLib", {i, f}, {f}},
+          {"OutFPLib", {i, i}, {f}}};
 }
 
-struct Precision {
-  const char* name;
-  RoundMode mode;
-  Accuracy accuracy;
-  int tiesAway = 0, degrade = 0;
-};
-const std::vector<Precision> kPrecisions = {
-    {"nearest", RoundMode::kNearestEven, {Accuracy::kCorrect, 0.5}},
-    {"down", RoundMode::kDown, {Accuracy::kCorrect, 0.5}},
-    {"up", RoundMode::kUp, {Accuracy::kCorrect, 0.5}},
-    {"toward zero", RoundMode::kTowardZero, {Accuracy::kCorrect, 0.5}},
-    {"ties away", RoundMode::kNearestEven, {Accuracy::kCorrect, 0.5}, 1},
-    {"faithful", RoundMode::kNearestEven, {Accuracy::kWithin, 1}, 0, 1},
-    {"2 ulps", RoundMode::kNearestEven, {Accuracy::kWithin, 2}},
-    {"2 ulps, degraded", RoundMode::kNearestEven, {Accuracy::kWithin, 2}, 0, 1},
-    {"5 ulps, degraded", RoundMode::kDown, {Accuracy::kWithin, 5}, 0, 1},
-};
-
-std::vector<Config> adders(const Ports& ports, bool subnormals) {
+// Both architectures, one as an adder and one as a subtracter.
+std::vector<Config> adders(const Ports& ports, bool subnormals, bool dualSubtracts) {
   std::vector<Config> configs;
-  for (const int dualPath : {0, 1})
-    for (const Precision& precision : kPrecisions) {
-      const bool subtract = dualPath != 0;  // one of each is enough
-      Config config;
-      config.unit = "CFloatAdd";
-      config.label = fmt::format("{}{}, {}{}", ports.name, dualPath ? " dual path" : "",
-                                 precision.name, subnormals ? ", subnormals" : "");
-      config.request.signature = {{ports.a, ports.b},
-                                  {ports.q},
-                                  {{subtract, dualPath, precision.tiesAway, precision.degrade}}};
-      config.request.accuracy = {precision.accuracy};
-      config.request.rounding.fixed = precision.mode;
-      config.request.subnormals = subnormals;
-      config.request.quietNaN = subnormals;
-      config.operations = {subtract ? Operation(difference) : Operation(sum)};
-      configs.push_back(std::move(config));
-    }
+  for (const bool dualPath : {false, true}) {
+    const bool subtract = dualPath == dualSubtracts;
+    for (const Precision& precision : kPrecisions)
+      configs.push_back(configOf("CFloatAdd", ports, precision, subtract, dualPath, subnormals,
+                                 {subtract ? Operation(difference) : Operation(sum)}));
+  }
   return configs;
 }
 
-void checkAllPairs(Bench& bench, const Ports& ports) {
-  const auto first = allPatterns(ports.a), second = allPatterns(ports.b);
-  int wrong = 0;
-  for (const MPZ& a : first)
-    for (const MPZ& b : second)
-      if (!bench.check({a, b}) && ++wrong == 5) return;
-}
-
-TEST(FloatAdd, AllPairsOfSmallFormatsAndForms) {
+TEST(FloatAdd, AllPairsOfSmallFormatsInEveryForm) {
   for (const auto& [wE, wF] : {std::pair{2, 1}, {3, 2}})
     for (const Ports& ports : portForms(wE, wF))
       for (const bool subnormals : {false, true}) {
-        Bench bench(adders(ports, subnormals));
-        checkAllPairs(bench, ports);
+        Bench bench(adders(ports, subnormals, wF == 2));
+        checkAll(bench, ports.in);
       }
+}
+
+TEST(FloatAdd, AllPairsOfAWiderFormat) {
+  const Ports ports = portForms(4, 3)[0];
+  for (const bool subnormals : {false, true}) {
+    Bench bench(adders(ports, subnormals, subnormals));
+    checkAll(bench, ports.in);
+  }
+}
+
+TEST(FloatAdd, DrawnAndHardPairsOfLargeFormats) {
+  unsigned seed = 1;
+  for (const auto& [wE, wF] :
+       {std::pair{5, 10}, {6, 9}, {8, 23}, {11, 52}, {15, 112}, {2, 112}, {15, 1}})
+    for (const Ports& ports : portForms(wE, wF))
+      for (const bool subnormals : {false, true}) {
+        Bench bench(adders(ports, subnormals, subnormals));
+        checkDrawn(bench, ports.in, 600, seed++);
+      }
+}
+
+TEST(FloatAdd, AddSubFollowsItsThirdInput) {
+  const auto format = ieee(3, 2);
+  const Ports ports{"AddSub", {format, format, kiln::FixedPoint(1, 0, false)}, {format}};
+  for (const bool subnormals : {false, true}) {
+    std::vector<Config> configs;
+    for (const bool dualPath : {false, true})
+      for (const Precision& precision : kPrecisions)
+        configs.push_back(
+            configOf("CFloatAddSub", ports, precision, 0, dualPath, subnormals, {chosen}));
+    Bench bench(configs);
+    checkAll(bench, ports.in);
+  }
+}
+
+TEST(FloatAdd, FusedUnitGivesSumAndDifference) {
+  unsigned seed = 1;
+  for (const auto& format : {ieee(3, 2), fpLib(2, 1), ieee(8, 23)})
+    for (const bool subnormals : {false, true}) {
+      const Ports ports{"fused", {format, format}, {format, format}};
+      std::vector<Config> configs;
+      for (const Precision& precision : kPrecisions)
+        configs.push_back(
+            configOf("DMFloatFusedAddSub", ports, precision, 0, 0, subnormals, {sum, difference}));
+      Bench bench(configs);
+      if (format.exp < 8)
+        checkAll(bench, ports.in);
+      else
+        checkDrawn(bench, ports.in, 2000, seed++);
+    }
+}
+
+// A bound pays: what is promised less is built of fewer bits of logic.
+TEST(FloatAdd, WiderBoundsBuySmallerCircuits) {
+  const Ports ports = portForms(8, 23)[0];
+  const auto bitsOf = [&](Accuracy accuracy, int dualPath) {
+    graph::Graph circuit;
+    graph::Builder builder(circuit);
+    const Config config = configOf("CFloatAdd", ports, {"", RoundMode::kNearestEven, accuracy}, 0,
+                                   dualPath, false, {sum});
+    const std::vector inputs{builder.input("a", 32), builder.input("b", 32)};
+    builder.output("q", findUnit("CFloatAdd")->decompose(builder, config.request, inputs)[0]);
+    return logicBits(circuit);
+  };
+  for (const int dualPath : {0, 1}) {
+    const int correct = bitsOf({Accuracy::kCorrect, 0.5}, dualPath);
+    const int faithful = bitsOf({Accuracy::kWithin, 1}, dualPath);
+    const int two = bitsOf({Accuracy::kWithin, 2}, dualPath);
+    const int eight = bitsOf({Accuracy::kWithin, 8}, dualPath);
+    EXPECT_LT(faithful, correct * 9 / 10);
+    EXPECT_LT(two, faithful);
+    EXPECT_LT(eight, two);
+  }
+}
+
+TEST(FloatAdd, RefusesWhatNoCircuitHas) {
+  const UnitRow* row = findUnit("CFloatAdd");
+  const auto refusal = [&](std::vector<kiln::Type> in, std::vector<kiln::Type> out) {
+    Request request;
+    request.signature = {std::move(in), std::move(out), {}};
+    return row->refuses(request).value_or("");
+  };
+  EXPECT_EQ(refusal({ieee(8, 23), ieee(8, 23)}, {ieee(8, 23)}), "");
+  EXPECT_EQ(refusal({ieee(1, 5), ieee(1, 5)}, {ieee(1, 5)}), "wE 1 is out of range 2 to 15");
+  EXPECT_EQ(refusal({ieee(8, 113), ieee(8, 113)}, {ieee(8, 113)}),
+            "wF 113 is out of range 1 to 112");
+  EXPECT_NE(refusal({ieee(8, 23), ieee(8, 22)}, {ieee(8, 23)}), "");
+  EXPECT_NE(refusal({ieee(8, 23)}, {ieee(8, 23)}), "");
 }
 
 }  // namespace

@@ -190,6 +190,49 @@ struct Config {
   std::vector<Operation> operations;  // one for each output
 };
 
+// The roundings and bounds that every unit with one rounding is built for.
+struct Precision {
+  const char* name;
+  RoundMode mode;
+  Accuracy accuracy;
+  int tiesAway = 0, degrade = 0;
+};
+inline const std::vector<Precision> kPrecisions = {
+    {"nearest", RoundMode::kNearestEven, {Accuracy::kCorrect, 0.5}},
+    {"down", RoundMode::kDown, {Accuracy::kCorrect, 0.5}},
+    {"up", RoundMode::kUp, {Accuracy::kCorrect, 0.5}},
+    {"toward zero", RoundMode::kTowardZero, {Accuracy::kCorrect, 0.5}},
+    {"ties away", RoundMode::kNearestEven, {Accuracy::kCorrect, 0.5}, 1},
+    {"faithful", RoundMode::kNearestEven, {Accuracy::kWithin, 1}, 0, 1},
+    {"2 ulps", RoundMode::kNearestEven, {Accuracy::kWithin, 2}},
+    {"2 ulps, degraded", RoundMode::kNearestEven, {Accuracy::kWithin, 2}, 0, 1},
+    {"5 ulps, degraded", RoundMode::kDown, {Accuracy::kWithin, 5}, 0, 1},
+};
+
+struct Ports {
+  const char* name;
+  std::vector<kiln::Type> in, out;
+};
+
+inline Config configOf(const std::string& unit, const Ports& ports, const Precision& precision,
+                       std::int64_t subtract, std::int64_t dualPath, bool subnormals,
+                       std::vector<Operation> operations) {
+  Config config;
+  config.unit = unit;
+  config.label = fmt::format("{} {}{}, {}{}", unit, ports.name, dualPath ? " dual path" : "",
+                             precision.name, subnormals ? ", subnormals" : "");
+  config.request.signature = {
+      ports.in, ports.out, {{subtract, dualPath, precision.tiesAway, precision.degrade}}};
+  config.request.accuracy.assign(ports.out.size(), precision.accuracy);
+  config.request.rounding.fixed = precision.mode;
+  config.request.subnormals = subnormals;
+  config.request.quietNaN = subnormals;
+  // Logic only, so that every partial product that can be left out is worth leaving out.
+  config.request.prices.lutPerDsp = 1e6;
+  config.operations = std::move(operations);
+  return config;
+}
+
 // Circuits that share their inputs in one graph, checked beside their references.
 class Bench {
  public:
@@ -310,6 +353,20 @@ class Bench {
   std::vector<mpfr_rnd_t> roundings;
 };
 
+// Result bits of the logic and arithmetic that the outputs depend on, a pick counted once a level.
+inline int logicBits(const graph::Graph& circuit) {
+  std::vector<bool> used(circuit.size());
+  for (const auto& port : circuit.outputs()) used[port.signal.node.index] = true;
+  int bits = 0;
+  for (std::size_t i = circuit.size(); i-- > 0;) {
+    const graph::Node& node = circuit.nodes()[i];
+    if (!used[i]) continue;
+    for (const graph::NodeId operand : circuit.operands(node)) used[operand.index] = true;
+    if (!graph::traitsOf(node.op).wiring) bits += node.width;
+  }
+  return bits;
+}
+
 // Every pattern of a port; of an FPLib port every regular number, and each special as packing makes
 // it and once with all fields set.
 inline std::vector<MPZ> allPatterns(const kiln::FloatingPoint& format) {
@@ -326,6 +383,24 @@ inline std::vector<MPZ> allPatterns(const kiln::FloatingPoint& format) {
   return patterns;
 }
 
+// Checks every combination of patterns, up to five wrong ones.
+inline void checkAll(Bench& bench, const std::vector<kiln::Type>& in) {
+  std::vector<std::vector<MPZ>> choices;
+  for (const kiln::Type& type : in) {
+    const auto* format = type.as_floating_point();
+    choices.push_back(format ? allPatterns(*format) : std::vector<MPZ>{0, 1});
+  }
+  std::vector<std::size_t> index(in.size());
+  for (int wrong = 0; wrong < 5;) {
+    std::vector<MPZ> patterns;
+    for (std::size_t i = 0; i < in.size(); ++i) patterns.push_back(choices[i][index[i]]);
+    if (!bench.check(patterns)) ++wrong;
+    std::size_t place = 0;
+    while (place < in.size() && ++index[place] == choices[place].size()) index[place++] = 0;
+    if (place == in.size()) return;
+  }
+}
+
 // Draws patterns that matter: any, near 1, at both ends of the range, sparse or dense fractions;
 // and operands close to the one drawn before, for cancellation.
 class Draws {
@@ -337,6 +412,14 @@ class Draws {
     for (int low = 0; low < width; low += 32)
       result = (result << 32) | MPZ(static_cast<unsigned long>(random() & 0xFFFFFFFFu));
     return result.lowBits(static_cast<unsigned long>(width));
+  }
+  std::vector<MPZ> row(const std::vector<kiln::Type>& in) {
+    std::vector<MPZ> patterns;
+    for (const kiln::Type& type : in) {
+      const auto* format = type.as_floating_point();
+      patterns.push_back(format ? number(*format) : bits(type.width()));
+    }
+    return patterns;
   }
   int below(int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); }
 
@@ -392,5 +475,13 @@ class Draws {
   std::mt19937 random;
   MPZ last;
 };
+
+inline void checkDrawn(Bench& bench, const std::vector<kiln::Type>& in, int count, unsigned seed) {
+  SCOPED_TRACE(fmt::format("seed {}", seed));
+  Draws draws(seed);
+  int wrong = 0;
+  for (int i = 0; i < count && wrong < 5; ++i)
+    if (!bench.check(draws.row(in))) ++wrong;
+}
 
 }  // namespace functions::testing

@@ -1,6 +1,8 @@
 #include <span>
 
+#include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
+#include "backend/functions/float_mult.h"
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
 #include "backend/functions/int_product.h"
@@ -12,10 +14,7 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits,
-    longAddUnits,
-    integerProductUnits,
-    bitUnits,
+    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatAbsUnits,
 };
 
 }  // namespace
