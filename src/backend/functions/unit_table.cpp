@@ -1,7 +1,24 @@
+#include <span>
+
+#include "backend/functions/float_add.h"
 #include "backend/functions/unit.h"
 
 namespace functions {
 
-const UnitRow* findUnit(std::string_view) { return nullptr; }
+namespace {
+
+// One span of rows for each family.
+std::span<const UnitRow> (*const kFamilies[])() = {
+    floatAddUnits,
+};
+
+}  // namespace
+
+const UnitRow* findUnit(std::string_view name) {
+  for (const auto family : kFamilies)
+    for (const UnitRow& row : family())
+      if (row.name == name) return &row;
+  return nullptr;
+}
 
 }  // namespace functions

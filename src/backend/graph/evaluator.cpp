@@ -172,7 +172,7 @@ MPZ fromLimbs(const mp_limb_t* limbs, int width) {
   return result;
 }
 
-Evaluator::Evaluator(const Graph& graph) : graph(graph) {
+Evaluator::Evaluator(const Graph& graph) : graph(graph), narrow(graph) {
   std::size_t total = 0;
   offsets.reserve(graph.size());
   for (const Node& node : graph.nodes()) {
@@ -197,9 +197,11 @@ void Evaluator::setInput(std::size_t port, const MPZ& pattern) {
 void Evaluator::run() {
   for (std::size_t i = 0; i < graph.size(); ++i) {
     const Node& node = graph.nodes()[i];
-    if (node.op == Op::kLiteral) continue;
-    evaluateNode(graph, node, {operandPointers.data() + firstOperand[i], node.operandCount},
-                 &limbs[offsets[i]]);
+    const mp_limb_t* const* operands = operandPointers.data() + firstOperand[i];
+    if (narrow.covers(i))
+      limbs[offsets[i]] = narrow.evaluate(i, operands);
+    else if (node.op != Op::kLiteral)
+      evaluateNode(graph, node, {operands, node.operandCount}, &limbs[offsets[i]]);
   }
 }
 
@@ -211,8 +213,7 @@ std::vector<MPZ> Evaluator::operator()(std::span<const MPZ> inputs) {
   for (std::size_t port = 0; port < inputs.size(); ++port) setInput(port, inputs[port]);
   run();
   std::vector<MPZ> outputs;
-  for (std::size_t port = 0; port < graph.outputs().size(); ++port)
-    outputs.push_back(output(port));
+  for (std::size_t port = 0; port < graph.outputs().size(); ++port) outputs.push_back(output(port));
   return outputs;
 }
 
