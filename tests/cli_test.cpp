@@ -261,11 +261,12 @@ TEST(Refusals, SettingsThatNoUnitHasAreToldInOneLine) {
   expectRefusal("-injectTestVector 1 2.5 FPAdd 8 23",
                 "-injectTestVector: 1 values for the 2 inputs of FPAdd");
   expectRefusal("-constrainLatency 1 -frequency 400 FPAdd 8 23", "Latency 1 asked");
-  for (const char* name : {"a/b", "..", "9x", "a__b", "a_", "_a", "a-b"})
-    expectRefusal(fmt::format("-name {} FPAdd 8 23", name), fmt::format("-name: {} is not", name));
+  for (const char* name : {"a/b", "..", "9x", "a__b", "a_", "_a", "a-b", "Entity", "module"})
+    expectRefusal(fmt::format("-name {} FPAdd 8 23", name),
+                  fmt::format("-name: '{}' is not", name));
   const Folder folder;
   EXPECT_THAT(program::runWords(folder, {"-name", "", "FPAdd", "8", "23"}).err,
-              StartsWith("-name: an empty word is not"));
+              StartsWith("-name: '' is not"));
 }
 
 TEST(Refusals, OfValuesOutOfAFixedListSayWhatIsPossible) {

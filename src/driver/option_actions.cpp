@@ -2,14 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <string_view>
 
+#include "backend/hdl/names.h"
 #include "driver/usage_text.h"
 #include "util/failure.h"
 #include "util/features.h"
@@ -51,15 +49,6 @@ void addBound(RunState& run, const char* word, float ulps) {
 void setHardLatency(RunState& run, const OptionLabel& label, const char* format, const char* word) {
   run.modelOptions.setOptionValue(label, util::integerOf(word));
   std::printf(format, run.modelOptions.getOptionValue(label));
-}
-
-// True for a name that serves as a folder and, in either language, as an entity.
-bool isEntityName(std::string_view name) {
-  const auto isLetterOrDigit = [](unsigned char c) { return c < 128 && std::isalnum(c) != 0; };
-  if (name.empty() || name.ends_with('_') || !isLetterOrDigit(name[0]) || std::isdigit(name[0]))
-    return false;
-  return name.find("__") == std::string_view::npos &&
-         std::ranges::all_of(name, [&](char c) { return c == '_' || isLetterOrDigit(c); });
 }
 
 void setValueRange(RunState& run, util::Words words, const char* option, int base) {
@@ -107,11 +96,12 @@ void setAccuracyFiles(RunState& run, util::Words words) {
 }
 
 void setName(RunState& run, util::Words words) {
-  if (!isEntityName(words[0]))
+  // The name is a folder's and, in either language, an entity's.
+  if (hdl::legalName(words[0]) != words[0] || hdl::isReserved(words[0]))
     util::exitWith(
-        {fmt::format("-name: {} is not a letter followed by letters, digits and single "
-                     "underscores, none of them last",
-                     words[0][0] ? words[0] : "an empty word")});
+        {fmt::format("-name: '{}' is not a letter followed by letters, digits and single "
+                     "underscores, or is a keyword",
+                     words[0])});
   run.topName = words[0];
   run.testName = run.topName + "Test";
   std::printf("    The new component name is %s\n", words[0]);
