@@ -1,6 +1,9 @@
 #include <span>
 
 #include "backend/functions/float_add.h"
+#include "backend/functions/int_add.h"
+#include "backend/functions/int_bits.h"
+#include "backend/functions/int_product.h"
 #include "backend/functions/unit.h"
 
 namespace functions {
@@ -10,6 +13,9 @@ namespace {
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
     floatAddUnits,
+    longAddUnits,
+    integerProductUnits,
+    bitUnits,
 };
 
 }  // namespace

@@ -77,11 +77,12 @@ class Greedy {
     return place;
   }
 
-  // A product's pins, its inner register and its output register are up to three cycles apart.
+  // The first cycle in which the operands come early enough: their own, or behind one register, or
+  // the third where they are products that leave their block late.
   Place placeOfLogic(NodeId id) const {
     const int latest = request.period - model.setup;
     Place place{.cycle = earliestCycle(id)};
-    for (int tries = 0; tries < 3; ++tries, ++place.cycle) {
+    for (int tries = 0; tries < 4; ++tries, ++place.cycle) {
       const int start = arrivalOfOperands(id, place.cycle);
       if (start + model.delayToRegister[id.index] > latest) continue;
       const int end = start + model.delay[id.index];

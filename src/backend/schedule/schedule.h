@@ -28,7 +28,7 @@ enum class Strategy { kCombinational = 0, kGreedy = 1, kTimed = 2, kScopes = 3, 
 struct ScheduleOptions {
   device::Picoseconds period;  // target clock period
   Strategy strategy = Strategy::kGreedy;
-  std::optional<int> latency;  // exact cycles wanted, wrappers included; the shortest when empty
+  std::optional<int> latency = {};  // exact cycles wanted, wrappers included; the shortest when empty
   bool registerInputs = false;   // a register in front of every input
   bool registerOutputs = false;  // and behind every output
 };
