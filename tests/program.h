@@ -8,9 +8,8 @@
 namespace program {
 
 struct Outcome {
-  int status = -1;        // of the exit; -1 when the run was stopped at its time limit
-  std::string out, err;   // standard output and standard error
-  double cpuSeconds = 0;  // user time
+  int status = -1;       // of the exit; -1 when the run was stopped at its time limit
+  std::string out, err;  // standard output and standard error
 };
 
 // An empty folder of its own that vanishes with the object.
