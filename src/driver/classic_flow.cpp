@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 
 #include "backend/kiln/attributes.h"
@@ -20,12 +21,15 @@ namespace {
 
 constexpr double kStartUpMHz = 400.0;
 
+// The words as one line of text, fit for a comment of a generated file.
 std::string joined(util::Words words) {
   std::string text;
   for (const char* word : words) {
     if (!text.empty()) text += ' ';
     text += word;
   }
+  std::ranges::replace_if(
+      text, [](unsigned char letter) { return std::iscntrl(letter) != 0; }, '?');
   return text;
 }
 
@@ -75,8 +79,9 @@ void refuseUnavailable(const RunState& run) {
 void checkTests(const RunState& run) {
   const TestingOptions& testing = run.testing;
   if (testing.injectTestVector && testing.injectedVector.size() != run.inputs.size())
-    util::exitWith({fmt::format("-injectTestVector: {} values for the {} inputs of {}",
-                                testing.injectedVector.size(), run.inputs.size(), run.component)});
+    util::exitWith(
+        {fmt::format("-injectTestVector: {} values for the {} inputs of {}",
+                     testing.injectedVector.size(), run.inputs.size(), run.operatorWord)});
   if (testing.expRangeMin > testing.expRangeMax) return;
   for (const PortSpec& port : run.inputs) {
     const kiln::FloatingPoint* format = port.type.as_floating_point();
@@ -86,7 +91,7 @@ void checkTests(const RunState& run) {
     const int high = half - 1 + format->is_fp_lib;
     if (testing.expRangeMax < low || testing.expRangeMin > high)
       util::exitWith({fmt::format("{}: the exponent range {} to {} is out of range {} to {} of {}",
-                                  run.component, testing.expRangeMin, testing.expRangeMax, low,
+                                  run.operatorWord, testing.expRangeMin, testing.expRangeMax, low,
                                   high, port.name)});
   }
 }

@@ -68,7 +68,8 @@ TEST(OptionTable, IsWhatTheUsageShows) {
                                                 "-hardFPMultAddLatency",
                                                 "-subnormals",
                                                 "-verbose",
-                                                "-setLUTMULTRatio"};
+                                                "-setLUTMULTRatio",
+                                                "-lang"};
   const std::string usage(kUsageOptions);
   for (const OptionRow& row : optionRows()) {
     const std::string name =

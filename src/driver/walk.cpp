@@ -59,12 +59,14 @@ std::size_t buildOperator(RunState& run, const operators::OperatorRow& row, util
   const auto parameters = operators::readParameters(row, behind);
   if (!parameters) util::exitWith(parameters.failure());
   if (row.announce) row.announce();
+  // The ports of an operator before this one went with its models.
+  operators::Ports ports = row.ports(*parameters);
+  run.inputs = std::move(ports.in);
+  run.outputs = std::move(ports.out);
+  run.operatorWord = row.word;
   run.component = row.component;
   if (!row.method.empty()) run.method = row.method;
   if (row.precision > 0) run.testing.precision = row.precision;
-  for (const PortSpec& port : row.ports(*parameters).in) run.inputs.push_back(port.name, port.type);
-  for (const PortSpec& port : row.ports(*parameters).out)
-    run.outputs.push_back(port.name, port.type);
   run.modelOptions.unitSettings = unitSettings(run.testing);
   run.built =
       operators::build(row, *parameters, run.modelOptions,
