@@ -65,6 +65,7 @@ void completeErrorBounds(RunState& run) {
   std::vector<float>& ofOptions = run.modelOptions.outputErrors;
   if (ofOptions.size() != bounds.size() && !bounds.empty())
     ofOptions.insert(ofOptions.end(), bounds.begin(), bounds.end());
+  run.modelOptions.unitSettings.errorBounds = bounds;  // the bench counts columns by them
 }
 
 // Ends the run with one line, before anything is written, when it asks for what this version lacks.
@@ -73,6 +74,14 @@ void refuseUnavailable(const RunState& run) {
     util::exitWith({"-evaluateAccuracy: this version does not evaluate simulation results"});
   if (run.generateProject)
     util::exitWith({"-generateFathomProject: this version writes no compile project"});
+  const bool split = run.built.model->getOptionValue(CSynthSingleEntity::optionSplitOutputPorts);
+  for (const auto& [asked, option] :
+       {std::pair{run.testing.enable, "-enable"}, std::pair{split, "-splitOutputPorts"}}) {
+    if (!asked) continue;
+    if (run.testCaseCount > 0)
+      util::exitWith({fmt::format("{}: this version has no test bench for it", option)});
+    std::fprintf(stderr, "Warning: %s does not change the unit in this version\n", option);
+  }
 }
 
 // Ends the run with one line when what the tests ask for fits no vector of this operator.
