@@ -65,41 +65,44 @@ void evaluateShift(const Signature& signature, std::vector<NumValue>& results,
   writeInteger(results[0], value, fixedPoint(signature.out[0]), precisions[0], roundings[0]);
 }
 
-// min(s, most) in no more bits than `most` needs.
-Signal limited(Builder& b, Signal s, const MPZ& most) {
-  if (most >= MPZ::allOnes(s.width)) return s;
-  const int width = static_cast<int>(most.bitLength());
-  const Signal low = b.slice(s, 0, width);
-  if (most == MPZ::allOnes(width)) {
-    const Signal above = b.reduceOr(b.slice(s, width, s.width - width));
-    return b.bitOr(low, b.replicate(above, width));
-  }
-  return b.select(b.less(b.literal(most, s.width), s), b.literal(most, width), low);
+// s > limit
+Signal exceeds(Builder& b, Signal s, int limit) {
+  if ((limit & (limit + 1)) != 0) return b.less(b.literal(limit, s.width), s);
+  const int width = static_cast<int>(MPZ(limit).bitLength());
+  return b.reduceOr(b.slice(s, width, s.width - width));
 }
 
 // x shifted down by a fixed count, `fill` coming in on top.
-Signal shiftedDown(Builder& b, Signal x, std::int64_t count, Signal fill) {
-  const int lost = static_cast<int>(std::min<std::int64_t>(count, x.width));
+Signal shiftedDown(Builder& b, Signal x, int count, Signal fill) {
+  const int lost = std::min(count, x.width);
   return b.concat({b.replicate(fill, lost), b.slice(x, lost, x.width - lost)});
 }
 
 std::vector<Signal> buildShift(Builder& b, const Request& request, std::span<const Signal> inputs) {
   const Signature& signature = request.signature;
   Signal x = inputs[0];
+  const Signal shift = inputs[1];
   const Signal fill = fixedPoint(signature.in[0]).sign() ? b.topBit(x) : b.bit(false);
-  const MPZ most(static_cast<long>(signature.variant[kMaxShift]));
-  if (most.isZero()) return {x};
-  const Signal shift = limited(b, inputs[1], most);
-  // Two bits of the shift a level: a four-way pick is one look-up table a bit. The level of one bit
-  // comes last, where the count is odd.
-  for (int low = 0; low < shift.width; low += 2) {
-    const int bits = std::min(2, shift.width - low);
+  const int most = static_cast<int>(std::min<std::int64_t>(signature.variant[kMaxShift], x.width));
+  // Shifts up to `limit` are made in levels; all beyond give one and the same result.
+  const int limit = std::min(most, x.width - 1);
+  const bool canExceed = MPZ(limit) < MPZ::allOnes(shift.width);
+  const Signal beyond = shiftedDown(b, x, most, fill);
+  const int bits = canExceed ? static_cast<int>(MPZ(limit).bitLength()) : shift.width;
+
+  // Two bits of the shift a level: a four-way pick is one look-up table a bit.
+  int low = 0;
+  for (; low + 1 < bits; low += 2) {
     std::vector<Signal> choices;
-    for (std::int64_t digit = 0; digit < 1 << bits; ++digit)
-      choices.push_back(shiftedDown(b, x, digit << std::min(low, 40), fill));
-    x = b.pick(b.slice(shift, low, bits), choices);
+    for (int digit = 0; digit < 4; ++digit)
+      choices.push_back(shiftedDown(b, x, digit << low, fill));
+    x = b.pick(b.slice(shift, low, 2), choices);
   }
-  return {x};
+  // The last bit, if it stands alone, shares its level with the shifts beyond the limit.
+  const Signal isBeyond = canExceed ? exceeds(b, shift, limit) : b.bit(false);
+  if (low == bits) return {b.select(isBeyond, beyond, x)};
+  const Signal choices[] = {x, shiftedDown(b, x, 1 << low, fill), beyond};
+  return {b.pick(b.concat({isBeyond, b.bitOf(shift, low)}), choices)};
 }
 
 std::optional<std::string> refuseShift(const Request& request) {

@@ -23,6 +23,8 @@ constexpr int kMostTablesOfTile = 100;
 constexpr int kMostTablesOfProduct = 32;
 // A factor of so few bits makes a product cheaper in logic, however long the other is.
 constexpr int kThin = 4;
+// The longest addition in a strip of logic beside blocks.
+constexpr int kStripLength = 64;
 // The widest number whose every function of one bit is one table.
 constexpr int kTableInputs = 6;
 
@@ -52,9 +54,10 @@ Piece trimmed(Builder& b, Signal x, bool isSigned) {
   return {b.slice(x, low, top - low), low, isSigned};
 }
 
-// Look-up tables of a product in logic: an addition for each pair of rows, and those of their sums.
+// Look-up tables of a product in logic: additions of its rows, of which a sign makes one more.
 int tablesOf(const Piece& x, const Piece& y) {
-  return (std::min(x.width(), y.width()) - 1) * std::max(x.width(), y.width());
+  const int signs = (x.isSigned ? 1 : 0) + (y.isSigned ? 1 : 0);
+  return (std::min(x.width(), y.width()) - 1 + signs) * std::max(x.width(), y.width());
 }
 
 class ProductBuilder {
@@ -80,15 +83,15 @@ class ProductBuilder {
   void addTiles(const Piece& x, const Piece& y) {
     const bool isThin = std::min(x.width(), y.width()) <= kThin;
     if (isThin || tablesOf(x, y) <= kMostTablesOfTile) return addLogic(x, y);
-    const int sizeX = shape.wide - 1, sizeY = shape.narrow - 1;
-    std::vector<Piece> columns = cut(x, sizeX), rows = cut(y, sizeY);
-    std::vector<Piece> otherColumns = cut(x, sizeY), otherRows = cut(y, sizeX);
-    if (costOf(otherColumns, otherRows) < costOf(columns, rows)) {
-      columns = std::move(otherColumns);
-      rows = std::move(otherRows);
-    }
-    for (const Piece& column : columns)
-      for (const Piece& row : rows) addTile(column, row);
+    int sizeX = shape.wide - 1, sizeY = shape.narrow - 1;
+    if (costOf(cut(x, sizeY), cut(y, sizeX)) < costOf(cut(x, sizeX), cut(y, sizeY)))
+      std::swap(sizeX, sizeY);
+    const auto [mainX, stripX] = splitOff(x, sizeX, std::min(sizeY, y.width()));
+    const auto [mainY, stripY] = splitOff(y, sizeY, std::min(sizeX, x.width()));
+    for (const Piece& column : cut(mainX, sizeX))
+      for (const Piece& row : cut(mainY, sizeY)) addTile(column, row);
+    addStrip(stripX, y);
+    addStrip(stripY, mainX);
   }
 
   // Adds x x. Each limb is squared, and each limb times all that stands above it is multiplied once
@@ -144,6 +147,24 @@ class ProductBuilder {
       pieces.push_back({b.slice(x.bits, low, size), x.shift + low, false});
     pieces.push_back({b.slice(x.bits, low, x.width() - low), x.shift + low, x.isSigned});
     return pieces;
+  }
+
+  struct Split {
+    Piece main, strip;
+  };
+
+  // What is left of x on top when blocks have taken `size` bits each, if it makes logic of a tile
+  // with `other` bits.
+  Split splitOff(const Piece& x, int size, int other) {
+    const Piece top = cut(x, size).back();
+    const int low = x.width() - top.width();
+    if (low == 0 || tablesOf(top, {b.zeros(other), 0, false}) > kMostTablesOfTile) return {x, {}};
+    return {{b.slice(x.bits, 0, low), x.shift, false}, top};
+  }
+
+  void addStrip(const Piece& strip, const Piece& along) {
+    if (strip.width() == 0) return;
+    for (const Piece& piece : cut(along, kStripLength)) addLogic(strip, piece);
   }
 
   void add(Signal bits, int shift) { added.push_back({bits, shift}); }
@@ -211,12 +232,18 @@ class ProductBuilder {
       if (k > 0) addLogic({b.slice(x.bits, 0, k), x.shift, false}, y);
       return;
     }
-    for (int low = 0; low < y.width(); low += 2) {
-      const Signal even = rowOf(x, y, low);
-      if (low + 1 == y.width()) return add(even, shift + low);
-      const Signal odd = rowOf(x, y, low + 1);
-      const int width = x.width() + 2;
-      add(b.add(b.zeroExtend(even, width), b.zeroExtend(b.shiftedUp(odd, 1), width)), shift + low);
+    // Two rows at a time; an odd one goes with the last two.
+    for (int low = 0; low < y.width();) {
+      const int rows = y.width() - low == 3 ? 3 : std::min(2, y.width() - low);
+      const int width = x.width() + rows;
+      const auto row = [&](int i) {
+        return b.zeroExtend(b.shiftedUp(rowOf(x, y, low + i), i), width);
+      };
+      const Signal sum = rows == 1   ? rowOf(x, y, low)
+                         : rows == 2 ? b.add(row(0), row(1))
+                                     : b.addThree(row(0), row(1), row(2), b.bit(false));
+      add(sum, shift + low);
+      low += rows;
     }
   }
 
