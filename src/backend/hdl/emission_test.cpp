@@ -114,6 +114,8 @@ const Fault kFaults[] = {
      "no bit string of its port's width", "1 rows compared, 1 mismatches"},
     {"a stimulus that is no bit string", [](SmallUnit& u) { u.stimuli[4][3][5] = 'X'; },
      "no bit string of its port's width", "1 rows compared, 1 mismatches"},
+    {"a stimulus with an unknown bit", [](SmallUnit& u) { u.stimuli[4][3][5] = 'x'; },
+     "no bit string of its port's width", "1 rows compared, 1 mismatches"},
     {"another base", [](SmallUnit& u) { u.column(10, 2) = "7f"; }, "row 11: r is ",
      "40 rows compared, 1 mismatches"},
 };
