@@ -133,6 +133,8 @@ constexpr std::string_view kDeclarations = R"(
     compared = 0;
     mismatches = 0;
     is_readable = 1'b1;
+    // Later than the start, so that combinational logic sees the inputs change.
+    #1;
 @starts@    stimuli = $fopen("@name@_xIn.stm", "r");
     responses = $fopen("@name@_xOut.stm", "r");
     results = 1;
