@@ -46,6 +46,12 @@ std::string identifier(std::string_view text) {
   }
   while (!name.empty() && name.back() == '_') name.pop_back();
   if (name.empty()) name += 'n';
+  return name;
+}
+
+// The same where nothing is appended.
+std::string freeIdentifier(std::string_view text) {
+  std::string name = identifier(text);
   if (kReserved.find(fmt::format(" {} ", name)) != std::string_view::npos) name += "_2";
   return name;
 }
@@ -54,7 +60,7 @@ std::vector<std::string> fieldNames(const std::vector<graph::Port>& ports) {
   std::vector<std::string> names;
   std::set<std::string> taken;
   for (const graph::Port& port : ports) {
-    const std::string base = identifier(port.name);
+    const std::string base = freeIdentifier(port.name);
     std::string name = base;
     for (int number = 2; !taken.insert(name).second; ++number)
       name = fmt::format("{}_{}", base, number);
@@ -88,7 +94,9 @@ std::string literalText(const MPZ& value, int width) {
 // `expression`, of any bits above `width` rid.
 std::string masked(const std::string& expression, int width) {
   if (width == kWordBits) return expression;
-  return fmt::format("({}) & {}", expression, wordText(MPZ::allOnes(width)));
+  const bool isAtom = expression.find(' ') == std::string::npos;
+  return fmt::format("{} & {}", isAtom ? expression : fmt::format("({})", expression),
+                     wordText(MPZ::allOnes(width)));
 }
 
 // Prints the statements of one graph, a variable for each node.
@@ -277,7 +285,9 @@ std::string ModelText::narrow(const Node& node) const {
     case Op::kInput:
       return masked(fmt::format("in.{}", inputNames[node.aux]), node.width);
     case Op::kSlice:
-      return masked(fmt::format("{} >> {}", value(operands[0]), node.aux), node.width);
+      return masked(node.aux == 0 ? value(operands[0])
+                                  : fmt::format("{} >> {}", value(operands[0]), node.aux),
+                    node.width);
     case Op::kConcat: {
       std::string text;
       int low = node.width;
@@ -413,8 +423,7 @@ std::string ModelText::statement(NodeId id) const {
   if (isWide(node.width) && (node.op == Op::kConcat || node.op == Op::kReplicate))
     return concat(id);
   if (node.op == Op::kSelect) {
-    text = fmt::format("{} != 0 ? {} : {}", value(operands[0]), value(operands[1]),
-                       value(operands[2]));
+    text = fmt::format("{} ? {} : {}", value(operands[0]), value(operands[1]), value(operands[2]));
   } else if (node.op == Op::kLut) {
     text = fmt::format("{}[{}]", tableOfNode.at(id.index), value(operands[0]));
   } else if (isWide(node.width)) {
@@ -425,7 +434,9 @@ std::string ModelText::statement(NodeId id) const {
   } else {
     text = narrow(node);
   }
-  return fmt::format("  const {} {} = {};\n", typeOf(node.width), variable(id), text);
+  const std::string start = fmt::format("  const {} {} =", typeOf(node.width), variable(id));
+  const bool fits = start.size() + text.size() + 2 <= 100;
+  return fmt::format("{}{}{};\n", start, fits ? " " : "\n      ", text);
 }
 
 std::string ModelText::body() const {
@@ -478,7 +489,7 @@ constexpr std::uint64_t parity(std::uint64_t x) {
 
 SoftwareModel softwareModel(const Graph& graph, const std::string& name, int latency,
                             const std::vector<std::string>& headerComment) {
-  const std::string function = identifier(name);
+  const std::string function = freeIdentifier(name);
   const ModelText model(graph, function);
   const std::string comment = commentText(headerComment);
   SoftwareModel text;
