@@ -53,6 +53,9 @@ inline void buildEveryOperation(Builder& b, const std::vector<int>& widths) {
     out("subtract", b.subtract(x, y));
     out("addOrSubtract", b.addOrSubtract(x, y, s));
     out("increment", b.addCarry(x, b.zeros(width), b.bit(true)));
+    out("carryOnly", b.addCarry(b.zeros(width), b.zeros(width), s));
+    out("constantsAndCarry", b.addCarry(constant, b.literal(odd, width), b.topBit(x)));
+    out("twoConstants", b.addThree(constant, b.literal(odd, width), x, b.bit(true)));
     out("equal", b.equal(x, constant));
     out("less", b.less(x, y));
     out("lessSigned", b.lessSigned(x, y));

@@ -18,6 +18,8 @@ BenchPlan::BenchPlan(const Design& design, const BenchSettings& settings)
   firstData = settings.hasChannelValid ? 2 : 0;
   const auto& ins = design.graph->inputs();
   const auto& outs = design.graph->outputs();
+  LOAM_ASSERT(!ins.empty() && outs.size() > firstData,
+              "a bench has something to drive and compare");
   LOAM_ASSERT(ins.size() >= firstData && outs.size() >= firstData, "valid and channel are ports");
   for (std::size_t i = 0; i < ins.size(); ++i)
     inputs.push_back({unit.inputNames[i], ins[i].signal.width, 0});

@@ -55,6 +55,20 @@ TEST_P(EveryPlace, DrawnGraphsReplay) {
   }
 }
 
+TEST_P(EveryPlace, RowsThatNeverChangeReplay) {
+  ReplayedUnit unit("still");
+  const auto x = unit.builder.input("a", 9), y = unit.builder.input("b", 9);
+  unit.builder.output("r", unit.builder.select(unit.builder.less(x, y), x, unit.builder.bitNot(y)));
+  unit.builder.output("constant", unit.builder.literal(19, 70));
+  unit.scheduleBy(GetParam().latency);
+  unit.drawVectors(0, 0);
+  for (int row = 0; row < 5; ++row) {
+    unit.stimuli.push_back({"000000000", "000000000"});
+    unit.responses.push_back({"111111111", std::string(65, '0') + "10011"});
+  }
+  EXPECT_EQ(unit.replay(GetParam().language).output, "5 rows compared, 0 mismatches\n");
+}
+
 // A small unit of three cycles with a name in each language's way.
 struct SmallUnit : ReplayedUnit {
   explicit SmallUnit(bool hasChannelValid = true) : ReplayedUnit("small") {
@@ -113,6 +127,8 @@ const Fault kFaults[] = {
     {"a stimulus of another width", [](SmallUnit& u) { u.stimuli[4][2] += '0'; },
      "no bit string of its port's width", "1 rows compared, 1 mismatches"},
     {"a stimulus that is no bit string", [](SmallUnit& u) { u.stimuli[4][3][5] = 'X'; },
+     "no bit string of its port's width", "1 rows compared, 1 mismatches"},
+    {"a stimulus with an unknown bit", [](SmallUnit& u) { u.stimuli[4][3][5] = 'x'; },
      "no bit string of its port's width", "1 rows compared, 1 mismatches"},
     {"another base", [](SmallUnit& u) { u.column(10, 2) = "7f"; }, "row 11: r is ",
      "40 rows compared, 1 mismatches"},

@@ -267,6 +267,28 @@ bool Plan::isPartlyRead(NodeId id, int cycle) const {
   return found == readBits.end() || std::ranges::count(found->second, 1) != graph.node(id).width;
 }
 
+std::optional<Plan::Difference> Plan::differenceOf(const Node& add, int cycle) const {
+  const auto operands = graph.operands(add);
+  const NodeId carry = operands[operands.size() - 1];
+  if (operands.size() != 3 || !isLiteral(carry) || isZero(carry)) return {};
+  for (const int place : {0, 1}) {
+    const NodeId id = operands[static_cast<std::size_t>(place)];
+    const NodeId other = operands[static_cast<std::size_t>(1 - place)];
+    if (graph.node(id).op == Op::kNot && isInlined(id) && cycleOf(id) == cycle)
+      return Difference{other, graph.operands(id)[0]};
+  }
+  return {};
+}
+
+std::vector<NodeId> Plan::addendsOf(const Node& add) const {
+  std::vector<NodeId> addends;
+  const auto operands = graph.operands(add);
+  for (const NodeId id : operands.first(operands.size() - 1))
+    if (!isZero(id)) addends.push_back(id);
+  if (addends.empty()) addends.push_back(operands[0]);
+  return addends;
+}
+
 const std::string& Plan::nameOf(NodeId id, int cycle) const {
   return cycle > cycleOf(id) ? registerOf(id, cycle).name : variableNames[id.index];
 }

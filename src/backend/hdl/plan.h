@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -57,6 +58,16 @@ class Plan {
   bool isLiteral(graph::NodeId id) const { return graph.node(id).op == graph::Op::kLiteral; }
   // True where a node has no name of its own: its reader holds its expression.
   bool isInlined(graph::NodeId id) const { return inlined[id.index]; }
+  // An addition of two addends that is a - b: a + not b + 1, the `not` inlined. Nothing otherwise.
+  struct Difference {
+    graph::NodeId from, what;
+  };
+  std::optional<Difference> differenceOf(const graph::Node& add, int cycle) const;
+  // The addends of a sum without its carry: those that are not zero, or one that is.
+  std::vector<graph::NodeId> addendsOf(const graph::Node& add) const;
+  bool isZero(graph::NodeId id) const {
+    return isLiteral(id) && graph.literal(graph.node(id)).isZero();
+  }
   // The name under which `cycle` reads a node that is neither literal nor inlined there.
   const std::string& nameOf(graph::NodeId id, int cycle) const;
   const std::string& lutFunctionOf(graph::NodeId lut) const;

@@ -56,6 +56,21 @@ TEST(Verilog, SynthesisesToTheRegistersThatTheScheduleAsksFor) {
   EXPECT_THAT(outcome.output, Not(HasSubstr("Warning")));
 }
 
+TEST(Vhdl, Synthesises) {
+  for (const int latency : {0, 3}) {
+    ReplayedUnit unit("operations");
+    graph::buildEveryOperation(unit.builder, {1, 2, 13, 70});
+    unit.scheduleBy(latency);
+    unit.writeTexts(LANGUAGE_VHDL);
+    const Outcome outcome = runCommand(fmt::format(
+        "cd '{}' && ghdl -a --std=08 operations.vhd && ghdl --synth --std=08 operations",
+        unit.folder.string()));
+    EXPECT_EQ(outcome.status, 0) << outcome.output;
+    EXPECT_THAT(outcome.output, Not(HasSubstr("warning")));
+    EXPECT_THAT(outcome.output, Not(HasSubstr("latch")));
+  }
+}
+
 TEST(Reset, DataRegistersMayLoseItAndControlRegistersKeepIt) {
   for (const LANGUAGE language : {LANGUAGE_VHDL, LANGUAGE_VERILOG}) {
     ReplayedUnit unit("small");

@@ -35,7 +35,7 @@ constexpr std::string_view kDeclarations = R"(
 
   // Texts stand right-aligned behind zero bytes.
   reg [8*@stimulusLength@-1:0] stimulus, stimulus_copy;
-  reg [8*@responseLength@-1:0] response;
+  reg [8*@responseLength@-1:0] response, response_copy;
   reg [8*@tokenLength@-1:0] token [0:@lastToken@];
   reg [8*@tokenLength@-1:0] shown;
   reg [@widest@-1:0] bits;
@@ -43,7 +43,7 @@ constexpr std::string_view kDeclarations = R"(
   integer stimuli, responses, results;
   integer stimulus_length, response_length, stimulus_count, response_count;
   integer row, compared, mismatches, column, i, alternatives, row_alternatives;
-  reg is_valid, is_well_formed, is_readable;
+  reg is_valid, is_same, is_well_formed, is_readable;
 
   // Counts a mismatch; true when it is to be told.
   function count_mismatch;
@@ -133,6 +133,8 @@ constexpr std::string_view kDeclarations = R"(
     compared = 0;
     mismatches = 0;
     is_readable = 1'b1;
+    // Later than the start, so that combinational logic sees the inputs change.
+    #1;
 @starts@    stimuli = $fopen("@name@_xIn.stm", "r");
     responses = $fopen("@name@_xOut.stm", "r");
     results = 1;
@@ -163,7 +165,7 @@ constexpr std::string_view kRowStart =
       is_well_formed = 1'b1;
       stimulus_count = $sscanf(stimulus, "@bitsFormat@"@inputs@);
       $sformat(stimulus_copy, "@rowFormat@\n"@inputs@);
-      if (stimulus_copy !== stimulus) begin
+      if (stimulus_copy !== stimulus || ^{@inputBits@} === 1'bx) begin
         // Not the plain form: column by column.
         stimulus_count = $sscanf(stimulus, "@textFormat@"@tokens@);
         if (stimulus_count != stimulus_columns) begin
@@ -179,51 +181,67 @@ constexpr std::string_view kRowStart =
         end
       end
       #5;
-      response_count = $sscanf(response, "@textFormat@"@tokens@);
-      if (response_count < 0) response_count = 0;
+      is_valid = 1'b0;
+      is_same = 1'b0;
+@sameCheck@@historyCheck@      if (is_readable && !is_same) begin
+        response_count = $sscanf(response, "@textFormat@"@tokens@);
+        if (response_count < 0) response_count = 0;
+)";
 
+// The usual row, in which every column is the one accepted value.
+constexpr std::string_view kSameCheck =
+    R"(      $sformat(response_copy, "@shownFormat@\n"@outputs@);
+      if (is_readable && response_copy === response) begin
+        is_same = 1'b1;
+        if (@sameIsValid@) compared = compared + 1;
+      end
 )";
 
 // Valid travels with the data: it must come out exactly `latency` rows later.
-constexpr std::string_view kValidCheck = R"(      is_valid = 1'b0;
-      if (is_readable && response_count < control_columns) begin
-        is_readable = 1'b0;
-        if (count_mismatch(1'b0)) $display("@name@_xOut.stm has no valid and channel column");
-      end else if (is_readable) begin
+constexpr std::string_view kHistoryCheck = R"(      if (is_readable) begin
         valid_history = (valid_history << 1) | @stimulusValid@;
-        $sformat(shown, "%b", @valid@);
-        check("@validPort@", ^@valid@ === 1'bx, "-", 0, 1);
         if (@valid@ !== valid_history[latency])
           if (count_mismatch(1'b0))
             $display("@validPort@ is not the valid bit that went in %0d rows before", latency);
-        is_valid = token[0] === "1";
-        $sformat(shown, "%b", @channel@);
-        if (is_valid) check("@channelPort@", ^@channel@ === 1'bx, "--------", 1, 1);
       end
 )";
 
-constexpr std::string_view kNoValidCheck = R"(      is_valid = is_readable && row > latency;
+constexpr std::string_view kValidCheck = R"(        if (response_count < control_columns) begin
+          is_readable = 1'b0;
+          if (count_mismatch(1'b0)) $display("@name@_xOut.stm has no valid and channel column");
+        end else begin
+          $sformat(shown, "%b", @valid@);
+          check("@validPort@", ^@valid@ === 1'bx, "-", 0, 1);
+          is_valid = token[0] === "1";
+          $sformat(shown, "%b", @channel@);
+          if (is_valid) check("@channelPort@", ^@channel@ === 1'bx, "--------", 1, 1);
+        end
+)";
+
+constexpr std::string_view kNoValidCheck = R"(        is_valid = row > latency;
 )";
 
 constexpr std::string_view kColumns = R"(
-      row_alternatives = -1;
-      if (is_valid && response_count != control_columns + data_columns) begin
-        if (data_ports == 1 && response_count > control_columns && response_count <= most_columns)
-          row_alternatives = response_count - control_columns;
-        else if (response_count == control_columns + 2 * data_ports)
-          row_alternatives = 2;
-        else begin
-          is_readable = 1'b0;
-          is_valid = 1'b0;
-          if (count_mismatch(1'b0))
-            $display("@name@_xOut.stm has %0d columns, expected %0d", response_count,
-                     control_columns + data_columns);
+        row_alternatives = -1;
+        if (is_valid && response_count != control_columns + data_columns) begin
+          if (data_ports == 1 && response_count > control_columns &&
+              response_count <= most_columns)
+            row_alternatives = response_count - control_columns;
+          else if (response_count == control_columns + 2 * data_ports)
+            row_alternatives = 2;
+          else begin
+            is_readable = 1'b0;
+            is_valid = 1'b0;
+            if (count_mismatch(1'b0))
+              $display("@name@_xOut.stm has %0d columns, expected %0d", response_count,
+                       control_columns + data_columns);
+          end
         end
+        if (is_valid) begin
+          compared = compared + 1;
+          column = control_columns;
+@checks@        end
       end
-      if (is_valid) begin
-        compared = compared + 1;
-        column = control_columns;
-@checks@      end
 )";
 
 constexpr std::string_view kRowEnd = R"(
@@ -293,10 +311,10 @@ std::string verilogBench(const BenchPlan& plan) {
     responseLength += (port.width + 2) * std::max(port.alternatives, 2);
     if (i < plan.firstData) continue;
     checks += fmt::format(
-        "        alternatives = row_alternatives < 0 ? {1} : row_alternatives;\n"
-        "        $sformat(shown, \"%b\", unit_{0});\n"
-        "        check(\"{0}\", ^unit_{0} === 1'bx, {{{2}{{\"-\"}}}}, column, alternatives);\n"
-        "        column = column + alternatives;\n",
+        "          alternatives = row_alternatives < 0 ? {1} : row_alternatives;\n"
+        "          $sformat(shown, \"%b\", unit_{0});\n"
+        "          check(\"{0}\", ^unit_{0} === 1'bx, {{{2}{{\"-\"}}}}, column, alternatives);\n"
+        "          column = column + alternatives;\n",
         port.name, port.alternatives, port.width);
     if (port.alternatives == 0)
       unchecked += fmt::format("    $display(\"{} is not checked: it has no accepted values\");\n",
@@ -308,7 +326,7 @@ std::string verilogBench(const BenchPlan& plan) {
   const auto control = [&](const std::vector<BenchPort>& ports, std::size_t index) {
     return controls > 0 ? ports[index].name : std::string();
   };
-  const std::map<std::string, std::string> words{
+  std::map<std::string, std::string> words{
       {"name", plan.design.name},
       {"bench", plan.bench},
       {"entity", plan.entity},
@@ -334,15 +352,22 @@ std::string verilogBench(const BenchPlan& plan) {
       {"rowFormat", repeated(" %b ", inputCount, "")},
       {"textFormat", repeated("%s", tokens, " ")},
       {"inputs", inputs},
+      {"inputBits", inputs.substr(2)},
       {"tokens", tokenList},
       {"drives", drives},
       {"checks", checks},
+      {"outputs", outputs},
+      {"shownFormat", repeated(" %b ", outputCount, "")},
+      {"sameIsValid", controls > 0 ? "unit_" + plan.outputs[0].name : "row > latency"},
       {"stimulusValid", "unit_" + control(plan.inputs, 0)},
       {"validPort", control(plan.outputs, 0)},
       {"valid", "unit_" + control(plan.outputs, 0)},
       {"channelPort", control(plan.outputs, 1)},
       {"channel", "unit_" + control(plan.outputs, 1)},
   };
+  const bool usualIsOne = std::ranges::all_of(settings.alternatives, [](int n) { return n == 1; });
+  words["sameCheck"] = usualIsOne ? filled(kSameCheck, words) : "";
+  words["historyCheck"] = controls > 0 ? filled(kHistoryCheck, words) : "";
   std::string text = headerLines(plan.design.header, "//") + filled(kHead, words) + signals +
                      filled(kDeclarations, words);
   if (settings.resultsToFile) text += filled(kResults, words);

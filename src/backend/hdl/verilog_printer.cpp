@@ -77,8 +77,12 @@ std::string Printer::operand(NodeId id, int cycle, bool bracket) const {
 
 std::string Printer::sum(const Node& node, int cycle) const {
   const auto operands = graph.operands(node);
-  std::string text = operand(operands[0], cycle);
-  for (std::size_t i = 1; i + 1 < operands.size(); ++i) text += " + " + operand(operands[i], cycle);
+  if (const auto difference = plan.differenceOf(node, cycle))
+    return fmt::format("{} - {}", operand(difference->from, cycle),
+                       operand(difference->what, cycle));
+  std::string text;
+  for (const NodeId addend : plan.addendsOf(node))
+    text += (text.empty() ? "" : " + ") + operand(addend, cycle);
   const NodeId carry = operands[operands.size() - 1];
   if (plan.isLiteral(carry)) {
     if (!graph.literal(graph.node(carry)).isZero()) text += " + " + literalText(1, node.width);

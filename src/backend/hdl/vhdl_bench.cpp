@@ -286,7 +286,7 @@ constexpr std::string_view kRowEnd = R"(
         mismatch("@name@_xOut.stm has ended, @name@_xIn.stm has not");
       end if;
     end if;
-    finish_run;
+@closeResults@    finish_run;
   end process;
 
 end architecture;
@@ -341,6 +341,7 @@ std::string vhdlBench(const BenchPlan& plan) {
       {"mostColumns", std::to_string(controls + plan.mostColumns)},
       {"alternatives", alternatives},
       {"resultsFile", toFile ? ", results" : ""},
+      {"closeResults", toFile ? "    file_close(results);\n" : ""},
       {"resultsLine", toFile ? ", result" : ""},
       {"drives", drives},
       {"validHistory", controls > 0 ? kValidHistory : ""},

@@ -194,10 +194,18 @@ std::string Printer::expression(NodeId id) const {
       return fmt::format("{}({})", plan.lutFunctionOf(id),
                          operand(operands[0], cycle, /*bracket=*/false));
     case Op::kAdd: {
-      std::string sum = operand(operands[0], cycle);
-      for (std::size_t i = 1; i < operands.size(); ++i)
-        if (!plan.isLiteral(operands[i]) || !graph.literal(graph.node(operands[i])).isZero())
-          sum += " + " + operand(operands[i], cycle);
+      if (const auto difference = plan.differenceOf(node, cycle))
+        return fmt::format("{} - {}", operand(difference->from, cycle),
+                           operand(difference->what, cycle));
+      std::string sum;
+      for (const NodeId addend : plan.addendsOf(node)) {
+        if (!sum.empty()) sum += " + ";
+        if (plan.isLiteral(addend))
+          sum += fmt::format("unsigned'({})", operand(addend, cycle));
+        else
+          sum += operand(addend, cycle);
+      }
+      if (!plan.isZero(operands.back())) sum += " + " + operand(operands.back(), cycle);
       return sum;
     }
     case Op::kEqual:

@@ -3,10 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <map>
-#include <set>
 
+#include "backend/software/identifiers.h"
 #include "backend/software/wide_words.h"
 #include "util/failure.h"
 
@@ -21,47 +20,6 @@ using util::MPZ;
 namespace {
 
 constexpr int kWordBits = 64;
-
-// Words that C++ keeps for itself, and names that a model's own text uses.
-constexpr std::string_view kReserved =
-    " alignas alignof and and_eq asm auto bitand bitor bool break case catch char char16_t "
-    "char32_t char8_t class compl concept const const_cast consteval constexpr constinit continue "
-    "co_await co_return co_yield decltype default delete do double dynamic_cast else enum explicit "
-    "export extern false float for friend goto if inline int long main mutable namespace new "
-    "noexcept not not_eq nullptr operator or or_eq private protected public register "
-    "reinterpret_cast requires return short signed sizeof static static_assert static_cast std "
-    "struct switch template this thread_local throw true try typedef typeid typename union "
-    "unsigned using virtual void volatile wchar_t while xor xor_eq ";
-
-// `text` as an identifier; letters, digits and single underscores, a letter first.
-std::string identifier(std::string_view text) {
-  std::string name;
-  for (const char letter : text) {
-    const auto code = static_cast<unsigned char>(letter);
-    if (name.empty() && std::isdigit(code) != 0) name += 'n';
-    if (std::isalnum(code) != 0)
-      name += letter;
-    else if (!name.empty() && name.back() != '_')
-      name += '_';
-  }
-  while (!name.empty() && name.back() == '_') name.pop_back();
-  if (name.empty()) name += 'n';
-  if (kReserved.find(fmt::format(" {} ", name)) != std::string_view::npos) name += "_2";
-  return name;
-}
-
-std::vector<std::string> fieldNames(const std::vector<graph::Port>& ports) {
-  std::vector<std::string> names;
-  std::set<std::string> taken;
-  for (const graph::Port& port : ports) {
-    const std::string base = identifier(port.name);
-    std::string name = base;
-    for (int number = 2; !taken.insert(name).second; ++number)
-      name = fmt::format("{}_{}", base, number);
-    names.push_back(name);
-  }
-  return names;
-}
 
 bool isWide(int width) { return width > kWordBits; }
 std::size_t wordsOf(int width) { return (static_cast<std::size_t>(width) + 63) / 64; }
@@ -88,7 +46,9 @@ std::string literalText(const MPZ& value, int width) {
 // `expression`, of any bits above `width` rid.
 std::string masked(const std::string& expression, int width) {
   if (width == kWordBits) return expression;
-  return fmt::format("({}) & {}", expression, wordText(MPZ::allOnes(width)));
+  const bool isAtom = expression.find(' ') == std::string::npos;
+  return fmt::format("{} & {}", isAtom ? expression : fmt::format("({})", expression),
+                     wordText(MPZ::allOnes(width)));
 }
 
 // Prints the statements of one graph, a variable for each node.
@@ -277,7 +237,9 @@ std::string ModelText::narrow(const Node& node) const {
     case Op::kInput:
       return masked(fmt::format("in.{}", inputNames[node.aux]), node.width);
     case Op::kSlice:
-      return masked(fmt::format("{} >> {}", value(operands[0]), node.aux), node.width);
+      return masked(node.aux == 0 ? value(operands[0])
+                                  : fmt::format("{} >> {}", value(operands[0]), node.aux),
+                    node.width);
     case Op::kConcat: {
       std::string text;
       int low = node.width;
@@ -413,8 +375,7 @@ std::string ModelText::statement(NodeId id) const {
   if (isWide(node.width) && (node.op == Op::kConcat || node.op == Op::kReplicate))
     return concat(id);
   if (node.op == Op::kSelect) {
-    text = fmt::format("{} != 0 ? {} : {}", value(operands[0]), value(operands[1]),
-                       value(operands[2]));
+    text = fmt::format("{} ? {} : {}", value(operands[0]), value(operands[1]), value(operands[2]));
   } else if (node.op == Op::kLut) {
     text = fmt::format("{}[{}]", tableOfNode.at(id.index), value(operands[0]));
   } else if (isWide(node.width)) {
@@ -425,7 +386,9 @@ std::string ModelText::statement(NodeId id) const {
   } else {
     text = narrow(node);
   }
-  return fmt::format("  const {} {} = {};\n", typeOf(node.width), variable(id), text);
+  const std::string start = fmt::format("  const {} {} =", typeOf(node.width), variable(id));
+  const bool fits = start.size() + text.size() + 2 <= 100;
+  return fmt::format("{}{}{};\n", start, fits ? " " : "\n      ", text);
 }
 
 std::string ModelText::body() const {
@@ -478,7 +441,7 @@ constexpr std::uint64_t parity(std::uint64_t x) {
 
 SoftwareModel softwareModel(const Graph& graph, const std::string& name, int latency,
                             const std::vector<std::string>& headerComment) {
-  const std::string function = identifier(name);
+  const std::string function = freeIdentifier(name);
   const ModelText model(graph, function);
   const std::string comment = commentText(headerComment);
   SoftwareModel text;
