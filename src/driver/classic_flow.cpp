@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 
 #include "backend/kiln/attributes.h"
@@ -20,12 +21,15 @@ namespace {
 
 constexpr double kStartUpMHz = 400.0;
 
+// The words as one line of text, fit for a comment of a generated file.
 std::string joined(util::Words words) {
   std::string text;
   for (const char* word : words) {
     if (!text.empty()) text += ' ';
     text += word;
   }
+  std::ranges::replace_if(
+      text, [](unsigned char letter) { return std::iscntrl(letter) != 0; }, '?');
   return text;
 }
 
@@ -56,12 +60,12 @@ void startUp(RunState& run, util::Words line) {
 // One bound for each output: the default of the rounding asked for, or the first one given.
 void completeErrorBounds(RunState& run) {
   std::vector<float>& bounds = run.testing.errorBounds;
-  const float first =
-      !bounds.empty() ? bounds.front() : run.testing.faithfulRounding ? 1.0F : 0.5F;
+  const float first = !bounds.empty() ? bounds.front() : run.testing.faithfulRounding ? 1.0F : 0.5F;
   if (bounds.size() < run.outputs.size()) bounds.resize(run.outputs.size(), first);
   std::vector<float>& ofOptions = run.modelOptions.outputErrors;
   if (ofOptions.size() != bounds.size() && !bounds.empty())
     ofOptions.insert(ofOptions.end(), bounds.begin(), bounds.end());
+  run.modelOptions.unitSettings.errorBounds = bounds;  // the bench counts columns by them
 }
 
 // Ends the run with one line, before anything is written, when it asks for what this version lacks.
@@ -70,14 +74,23 @@ void refuseUnavailable(const RunState& run) {
     util::exitWith({"-evaluateAccuracy: this version does not evaluate simulation results"});
   if (run.generateProject)
     util::exitWith({"-generateFathomProject: this version writes no compile project"});
+  const bool split = run.built.model->getOptionValue(CSynthSingleEntity::optionSplitOutputPorts);
+  for (const auto& [asked, option] :
+       {std::pair{run.testing.enable, "-enable"}, std::pair{split, "-splitOutputPorts"}}) {
+    if (!asked) continue;
+    if (run.testCaseCount > 0)
+      util::exitWith({fmt::format("{}: this version has no test bench for it", option)});
+    std::fprintf(stderr, "Warning: %s does not change the unit in this version\n", option);
+  }
 }
 
 // Ends the run with one line when what the tests ask for fits no vector of this operator.
 void checkTests(const RunState& run) {
   const TestingOptions& testing = run.testing;
   if (testing.injectTestVector && testing.injectedVector.size() != run.inputs.size())
-    util::exitWith({fmt::format("-injectTestVector: {} values for the {} inputs of {}",
-                                testing.injectedVector.size(), run.inputs.size(), run.component)});
+    util::exitWith(
+        {fmt::format("-injectTestVector: {} values for the {} inputs of {}",
+                     testing.injectedVector.size(), run.inputs.size(), run.operatorWord)});
   if (testing.expRangeMin > testing.expRangeMax) return;
   for (const PortSpec& port : run.inputs) {
     const kiln::FloatingPoint* format = port.type.as_floating_point();
@@ -87,7 +100,7 @@ void checkTests(const RunState& run) {
     const int high = half - 1 + format->is_fp_lib;
     if (testing.expRangeMax < low || testing.expRangeMin > high)
       util::exitWith({fmt::format("{}: the exponent range {} to {} is out of range {} to {} of {}",
-                                  run.component, testing.expRangeMin, testing.expRangeMax, low,
+                                  run.operatorWord, testing.expRangeMin, testing.expRangeMax, low,
                                   high, port.name)});
   }
 }
@@ -110,8 +123,8 @@ void constrainLatency(RunState& run) {
 
 void relaxReset(RunState& run) {
   if (!run.device->SupportsHyperRegisters() && !run.dontCareOnReset) return;
-  run.built.unit->associateMetadata(kiln::PureTupleValue::get(
-      {kiln::A_CONTROLFLOW_TAG, kiln::A_FALSE}, kiln::ContextMgr::get()));
+  run.built.unit->associateMetadata(
+      kiln::PureTupleValue::get({kiln::A_CONTROLFLOW_TAG, kiln::A_FALSE}, kiln::ContextMgr::get()));
   if (run.testing.noChanValid)
     run.modelOptions.setOptionValue(synthOption::globalDontCareOnReset, 1);
 }

@@ -7,9 +7,10 @@
 #include <cstdlib>
 #include <limits>
 
+#include "backend/hdl/names.h"
 #include "driver/usage_text.h"
-#include "util/features.h"
 #include "util/failure.h"
+#include "util/features.h"
 
 namespace driver {
 
@@ -95,6 +96,12 @@ void setAccuracyFiles(RunState& run, util::Words words) {
 }
 
 void setName(RunState& run, util::Words words) {
+  // The name is a folder's and, in either language, an entity's.
+  if (hdl::legalName(words[0]) != words[0] || hdl::isReserved(words[0]))
+    util::exitWith(
+        {fmt::format("-name: '{}' is not a letter followed by letters, digits and single "
+                     "underscores, or is a keyword",
+                     words[0])});
   run.topName = words[0];
   run.testName = run.topName + "Test";
   std::printf("    The new component name is %s\n", words[0]);

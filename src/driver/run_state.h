@@ -52,6 +52,7 @@ struct RunState {
   std::string valLowText, valHighText;  // of the value range, as they were written
 
   // The operator built last.
+  std::string_view operatorWord;
   PortSpecList inputs, outputs;
   std::string component;
   std::string method = "default";

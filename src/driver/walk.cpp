@@ -36,8 +36,8 @@ void warnOfLateOptions(const RunState& run) {
 // then the answer is the one from before.
 void deploy(RunState& run) {
   if (run.modelOptions.device == run.startUpDevice) {
-    run.device = device::deviceFactory.GetDevice(run.targetFamily, "", run.speedGrade, run.partName,
-                                                 "");
+    run.device =
+        device::deviceFactory.GetDevice(run.targetFamily, "", run.speedGrade, run.partName, "");
     run.modelOptions.device = run.device;
     run.modelOptions.language = run.device->toSupportedLanguage(run.language);
     run.device->SetSystemSettings(run.frequencyMHz, -1, -1, -1);
@@ -59,16 +59,18 @@ std::size_t buildOperator(RunState& run, const operators::OperatorRow& row, util
   const auto parameters = operators::readParameters(row, behind);
   if (!parameters) util::exitWith(parameters.failure());
   if (row.announce) row.announce();
+  // The ports of an operator before this one went with its models.
+  operators::Ports ports = row.ports(*parameters);
+  run.inputs = std::move(ports.in);
+  run.outputs = std::move(ports.out);
+  run.operatorWord = row.word;
   run.component = row.component;
   if (!row.method.empty()) run.method = row.method;
   if (row.precision > 0) run.testing.precision = row.precision;
-  for (const PortSpec& port : row.ports(*parameters).in) run.inputs.push_back(port.name, port.type);
-  for (const PortSpec& port : row.ports(*parameters).out)
-    run.outputs.push_back(port.name, port.type);
   run.modelOptions.unitSettings = unitSettings(run.testing);
-  run.built = operators::build(row, *parameters, run.modelOptions,
-                               {run.topName, run.testName, run.wrapperType}, run.inputs,
-                               run.outputs);
+  run.built =
+      operators::build(row, *parameters, run.modelOptions,
+                       {run.topName, run.testName, run.wrapperType}, run.inputs, run.outputs);
   run.operatorType = row.type;
   std::erase_if(run.lateOptions, [](const OptionRow* row) { return row->reach == Reach::kUnit; });
   return row.parameters.size();

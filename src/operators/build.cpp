@@ -29,6 +29,7 @@ CArithmeticUnit* makeUnit(const OperatorRow& row, const Parameters& parameters, 
           ? new CMathFunc(&model, name, new DecomposeMathFunc{*unitRow, std::move(variant)},
                           /*decompose=*/true)
           : new CArithmeticUnit(&model, name, *unitRow, std::move(variant));
+  unit->word = row.word;
   const Ports ports = row.ports(parameters);
   for (std::size_t k = 0; k < ports.in.size(); ++k) setFormat(unit->getInPort(k), ports.in[k].type);
   for (std::size_t k = 0; k < ports.out.size(); ++k)

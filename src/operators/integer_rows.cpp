@@ -71,8 +71,8 @@ struct LongAdder {
   int operands(const Parameters& p) const { return isMultiOperand ? p[2] : 2; }
 };
 
-constexpr Parameter kAddends[] = {integerWidth("w"), {"n", kMinOperands, kMaxOperands},
-                                  choice("chunkLength")};
+constexpr Parameter kAddends[] = {
+    integerWidth("w"), {"n", kMinOperands, kMaxOperands}, choice("chunkLength")};
 constexpr Parameter kTwoAddends[] = {integerWidth("w"), choice("chunkLength")};
 
 constexpr std::span<const Parameter> LongAdder::parameters() const {

@@ -31,7 +31,8 @@ std::optional<Failure> missingWords(const std::string& word, std::string_view na
   const std::vector<std::string_view> parts = split(names);
   if (behind.size() >= parts.size()) return std::nullopt;
   const std::string_view missing = names.substr(parts[behind.size()].data() - names.data());
-  return Failure{fmt::format("{0}: the line ends before {2} (usage: {0} {1})", word, names, missing)};
+  return Failure{
+      fmt::format("{0}: the line ends before {2} (usage: {0} {1})", word, names, missing)};
 }
 
 int bitsForValue(long value) {

@@ -120,10 +120,13 @@ thread_local std::string Row::text;
 // The pattern of a value on its port.
 const util::MPZ& patternOf(const NumValue& value, const kiln::Type& type, const TestingOptions& t) {
   thread_local util::MPZ pattern;  // storage only
-  if (const auto* fp = type.as_floating_point()) {
-    if (value.raw) return value.pattern;
+  const auto* fp = type.as_floating_point();
+  const auto* fx = type.as_fixed_point();
+  if (fp && value.raw) return value.pattern;
+  LOAM_ASSERT(value.real, "a value without a number reached a vector file");
+  if (fp) {
     packFloatingPointToMPZ(pattern, value.real.get(), *fp, t);
-  } else if (const auto* fx = type.as_fixed_point()) {
+  } else if (fx) {
     packFixedPointToMPZ(pattern, value.real.get(), *fx, t.precision);
   } else {
     loam_assert_handler("false", "cmdGauge", __LINE__, __func__, "Problem in test-bench");

@@ -1,6 +1,7 @@
 #include "backend/device/device.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <utility>
 
@@ -94,8 +95,9 @@ bool Device::isDspProduct(const Graph& graph, const Node& node) const {
 }
 
 double Device::productDelay(int a, int b, bool isSigned) const {
-  if (a + b < kNarrowestDspProduct)
-    return family.lut.back() + sumLevels(std::min(a, b)) * sumDelay(a + b, 3);
+  if (a + b < kNarrowestDspProduct)  // the tables before the chains make the rows
+    return std::max<int>(1, std::bit_width(static_cast<unsigned>(std::min(a, b) - 1))) *
+           sumDelay(a + b, 2);
   return family.dspProduct + sumLevels(tiles(a, b, isSigned)) * sumDelay(a + b, 3);
 }
 
@@ -147,7 +149,8 @@ Picoseconds Device::delayToRegister(const Graph& graph, NodeId id) const {
 }
 
 Picoseconds Device::clockToOutput(const Graph& graph, NodeId id, int registers) const {
-  if (!isDspProduct(graph, graph.node(id))) return clockToOutput();
+  // A block has two registers behind its product; a third one is a register like any other.
+  if (registers > 2 || !isDspProduct(graph, graph.node(id))) return clockToOutput();
   return scaled(registers == 1 ? family.dspFromInnerRegister : family.dspFromRegister);
 }
 

@@ -1,7 +1,29 @@
+#include <span>
+
+#include "backend/functions/float_abs.h"
+#include "backend/functions/float_add.h"
+#include "backend/functions/float_mult.h"
+#include "backend/functions/int_add.h"
+#include "backend/functions/int_bits.h"
+#include "backend/functions/int_product.h"
 #include "backend/functions/unit.h"
 
 namespace functions {
 
-const UnitRow* findUnit(std::string_view) { return nullptr; }
+namespace {
+
+// One span of rows for each family.
+std::span<const UnitRow> (*const kFamilies[])() = {
+    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatAbsUnits,
+};
+
+}  // namespace
+
+const UnitRow* findUnit(std::string_view name) {
+  for (const auto family : kFamilies)
+    for (const UnitRow& row : family())
+      if (row.name == name) return &row;
+  return nullptr;
+}
 
 }  // namespace functions

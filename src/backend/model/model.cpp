@@ -120,7 +120,7 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   LOAM_ASSERT(topUnit != nullptr, "a model is elaborated after its top unit is known");
   request = requestFor(*topUnit);
   if (const auto reason = topUnit->row().refuses(request))
-    util::exitWith({topUnit->name() + ": " + *reason});
+    util::exitWith({topUnit->word + ": " + *reason});
   buildCircuit(request);
   if (scheduled->warning) loam_error_printf("Warning: " + *scheduled->warning);
   for (CChannelUnit* side : channelOuts) side->setStep(scheduled->schedule.latency());

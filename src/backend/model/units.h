@@ -102,6 +102,8 @@ class CArithmeticUnit : public CFuncUnit, public CFuncUnitFunctionInterface {
   // first call on.
   const functions::Signature& signature();
 
+  std::string word;  // what the user called the unit; begins the line of a refusal
+
  private:
   const functions::UnitRow& unitRow;
   functions::Variant variant;

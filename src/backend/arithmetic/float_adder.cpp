@@ -1,0 +1,169 @@
+#include "backend/arithmetic/float_adder.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "backend/arithmetic/error_budget.h"
+#include "backend/arithmetic/float_adder_parts.h"
+#include "backend/arithmetic/leading_zeros.h"
+#include "backend/arithmetic/shifter.h"
+#include "util/failure.h"
+
+namespace arithmetic {
+
+namespace {
+
+// With gradual underflow the lowest FPLib binade lies below the last place of the IEEE-style
+// subnormals. It is read as a subnormal with one more fraction bit, so that both kinds share one
+// lowest exponent.
+void widen(Builder& b, Unpacked& x) {
+  const Signal zero = b.zeros(1);
+  if (!x.format.fpLib) {
+    x.significand = b.concat({x.significand, zero});
+    return;
+  }
+  const Signal isLowest = b.isZero(x.exponent);
+  x.significand =
+      b.select(isLowest, b.concat({zero, x.significand}), b.concat({x.significand, zero}));
+  const int width = x.exponent.width;
+  x.exponent =
+      b.concat({b.slice(x.exponent, 1, width - 1), b.bitOr(b.bitOf(x.exponent, 0), isLowest)});
+}
+
+bool isMixedGradual(const Unpacked& x, const Unpacked& y, const FloatFormat& out) {
+  const bool anyGradual = x.format.gradual || y.format.gradual || out.gradual;
+  return anyGradual && (x.format.fpLib || y.format.fpLib);
+}
+
+}  // namespace
+
+AddOperands prepareAddition(Builder& b, const Unpacked& a, const Unpacked& addend,
+                            const FloatFormat& out) {
+  for (const FloatFormat& format : {a.format, addend.format})
+    LOAM_ASSERT(format.exponentBits == out.exponentBits && format.fractionBits == out.fractionBits,
+                "the ports of an adder have equal widths");
+  AddOperands result;
+  result.a = a;
+  result.b = addend;
+  result.fractionBits = out.fractionBits;
+  if (isMixedGradual(a, addend, out)) {
+    widen(b, result.a);
+    widen(b, result.b);
+    ++result.fractionBits;
+  }
+  result.subtracts = b.bitXor(a.sign, addend.sign);
+  const Signal opposed = b.bitAnd(b.bitAnd(a.isInf, addend.isInf), result.subtracts);
+  result.isNan = b.bitOr(b.bitOr(a.isNan, addend.isNan), opposed);
+  result.isInf = b.bitOr(a.isInf, addend.isInf);
+  result.infSign = b.select(a.isInf, a.sign, addend.sign);
+  return result;
+}
+
+Ordered orderByMagnitude(Builder& b, const AddOperands& x) {
+  // The hidden bit counts: it tells a zero from an FPLib number with exponent and fraction 0. It
+  // follows from the exponent where every 0 exponent is a zero.
+  const bool fpLib = x.a.format.fpLib || x.b.format.fpLib;
+  const auto key = [&](const Unpacked& operand) {
+    const int fraction = operand.significand.width - 1;
+    return !fpLib && !operand.format.gradual
+               ? b.concat({operand.exponent, b.slice(operand.significand, 0, fraction)})
+               : b.concat({operand.exponent, operand.significand});
+  };
+  Ordered result;
+  const Signal swap = b.less(key(x.a), key(x.b));
+  result.swapped = swap;
+  result.sign = b.select(swap, x.b.sign, x.a.sign);
+  result.exponent = b.select(swap, x.b.exponent, x.a.exponent);
+  result.greater = b.select(swap, x.b.significand, x.a.significand);
+  result.lesser = b.select(swap, x.a.significand, x.b.significand);
+  result.distance = b.subtract(result.exponent, b.select(swap, x.a.exponent, x.b.exponent));
+  return result;
+}
+
+AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits) {
+  AlignmentPlan plan{.rounding = options.rounding};
+  if (options.ulps < 1) return plan;
+  plan.guardBits = 1;
+  plan.sticky = false;
+  plan.rounding = {.mode = RoundMode::kTowardZero};
+  // Bits below 2^far units of the greater operand's last place are dropped beyond a distance of 1.
+  // The result then has lost at most one binade, so its ulp is at least half that unit.
+  const int far = std::clamp(static_cast<int>(std::floor(std::log2(options.ulps))) - 1, -1,
+                             options.out.fractionBits - 1);
+  // A widened significand has one more bit below that last place; all its inexact results are
+  // regular.
+  plan.nearBits = far < 0 ? 0 : far + 1 + (fractionBits - options.out.fractionBits);
+  plan.farBorrows = !(options.onesComplement && options.ulps >= 2);
+  ErrorBudget budget(options.ulps);
+  // Truncation of the result and of the lesser operand have opposite signs in a difference; in a
+  // sum the greater operand and what is left of the lesser one lie on the grid from 2^far = 1 on.
+  budget.add("alignment", util::MPZ::powerOfTwo(far + 1));
+  budget.assertKept();
+  return plan;
+}
+
+Aligned alignOperands(Builder& b, const Ordered& x, const AlignmentPlan& plan) {
+  const auto scope = b.scope("align");
+  const int below = plan.guardBits + (plan.sticky ? 1 : 0);
+  const Signal lesser = b.shiftedUp(x.lesser, plan.guardBits);
+  Aligned result;
+  result.greater = b.concat({b.zeros(1), x.greater, b.zeros(below)});
+  result.borrow = b.bit(true);
+  if (plan.sticky) {
+    const ShiftedRight moved = shiftRightSticky(b, lesser, x.distance);
+    result.lesser = b.concat({b.zeros(1), moved.bits, moved.sticky});
+  } else {
+    result.lesser = b.concat({b.zeros(1), shiftRight(b, lesser, x.distance, plan.nearBits)});
+  }
+  if (!plan.farBorrows && x.distance.width > 1)
+    result.borrow = b.isZero(b.slice(x.distance, 1, x.distance.width - 1));
+  return result;
+}
+
+Signal addAligned(Builder& b, const Aligned& x, Signal subtracts) {
+  return b.addCarry(x.greater, b.bitXor(x.lesser, b.replicate(subtracts, x.lesser.width)),
+                    b.bitAnd(subtracts, x.borrow));
+}
+
+NormalisedSum normaliseSum(Builder& b, Signal sum, Signal exponent, int fractionBits,
+                           const FloatFormat& out) {
+  const auto scope = b.scope("normalise");
+  // Carry, significand and one guard bit. What stands below comes from far operands, whose sum
+  // moves by one place at most.
+  const int counted = fractionBits + 3;
+  const LeadingZeros zeros = countLeadingZeros(b, b.slice(sum, sum.width - counted, counted));
+  const Signal count = out.gradual ? smaller(b, zeros.count, exponent) : zeros.count;
+  const int width = signedWidth(-counted, (1L << exponent.width) + 1);
+  const Signal next = b.add(b.zeroExtend(exponent, width), b.literal(1, width));
+  return {.exponent = b.subtract(next, b.zeroExtend(count, width)),
+          .significand = shiftLeft(b, sum, count, counted - 1),
+          .isZero = zeros.allZero};
+}
+
+Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
+                     const FloatAdderOptions& options) {
+  const auto scope = b.scope("single_path_adder");
+  const AddOperands operands = prepareAddition(b, a, addend, options.out);
+  const AlignmentPlan plan = planAlignment(options, operands.fractionBits);
+  const Ordered ordered = orderByMagnitude(b, operands);
+  const Aligned aligned = alignOperands(b, ordered, plan);
+  const Signal subtracts = operands.subtracts;
+  const Signal sum = addAligned(b, aligned, subtracts);
+  const NormalisedSum normal =
+      normaliseSum(b, sum, ordered.exponent, operands.fractionBits, options.out);
+  // An exact zero from operands of both signs has a sign of its own.
+  const Signal zeroSign = b.select(subtracts, roundsDown(b, plan.rounding), ordered.sign);
+  const Signal sign =
+      b.select(operands.isInf, operands.infSign, b.select(normal.isZero, zeroSign, ordered.sign));
+  return roundAndPack(b,
+                      {.sign = sign,
+                       .exponent = normal.exponent,
+                       .significand = normal.significand,
+                       .sticky = b.bit(false),
+                       .isZero = normal.isZero,
+                       .isInf = operands.isInf,
+                       .isNan = operands.isNan},
+                      options.out, plan.rounding, options.quietNaN);
+}
+
+}  // namespace arithmetic

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "backend/arithmetic/float_adder.h"
+
+// What the single-path, the two-path and the fused adder share.
+namespace arithmetic {
+
+// Significands of both operands at one common width, and the sum's specials.
+struct AddOperands {
+  Unpacked a, b;         // exponents of equal width; significands of equal width
+  int fractionBits = 0;  // of the significands: one more than the port's when binades differ
+  Signal subtracts;      // the signs differ
+  Signal isInf, isNan;   // of the sum
+  Signal infSign;        // of an infinite sum
+};
+AddOperands prepareAddition(Builder& b, const Unpacked& a, const Unpacked& addend,
+                            const FloatFormat& out);
+
+// The operands by magnitude; of two equal ones the first counts as the greater.
+struct Ordered {
+  Signal swapped;  // the second operand is the greater
+  Signal sign, exponent, greater, lesser;
+  Signal distance;  // of the exponents, unsigned
+};
+Ordered orderByMagnitude(Builder& b, const AddOperands& x);
+
+// Where the error of the adders comes from.
+struct AlignmentPlan {
+  int guardBits = 2;       // below the greater operand's last place
+  bool sticky = true;      // and a sticky bit below them
+  int nearBits = 0;        // lowest aligned bits that are served only at a distance of 0 or 1
+  bool farBorrows = true;  // false: far subtractions leave out the ones' complement's carry in
+  RoundingRule rounding;
+};
+// The cheapest plan whose budget keeps the promise of `options`.
+AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits);
+
+// Significands have `fractionBits` + 1 bits; the result has guard and sticky bits below, and one
+// bit above: its weight is twice that of the greater operand's top bit.
+struct Aligned {
+  Signal greater, lesser;  // of equal width
+  Signal borrow;           // carry in of the subtraction
+};
+Aligned alignOperands(Builder& b, const Ordered& x, const AlignmentPlan& plan);
+
+// greater + lesser, or with `subtracts` greater - lesser.
+Signal addAligned(Builder& b, const Aligned& x, Signal subtracts);
+
+// A sum of aligned operands shifted until its top bit is 1. With gradual underflow the exponent
+// does not fall below the lowest one.
+struct NormalisedSum {
+  Signal exponent, significand, isZero;
+};
+NormalisedSum normaliseSum(Builder& b, Signal sum, Signal exponent, int fractionBits,
+                           const FloatFormat& out);
+
+}  // namespace arithmetic

@@ -1,0 +1,146 @@
+#include "backend/arithmetic/float_multiplier.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+
+#include "backend/arithmetic/error_budget.h"
+#include "backend/arithmetic/leading_zeros.h"
+
+namespace arithmetic {
+
+using util::MPZ;
+
+namespace {
+
+// A product in LUTs: tiles of the DSP's size, each a DSP or logic, whichever is cheaper.
+double productCost(int width, int height, const MultiplierPrices& prices) {
+  const auto tiled = [&](int wide, int narrow) {
+    double cost = 0;
+    for (int x = 0; x < width; x += wide)
+      for (int y = 0; y < height; y += narrow)
+        cost += std::min<double>(prices.lutPerDsp,
+                                 std::min(wide, width - x) * std::min(narrow, height - y));
+    return cost;
+  };
+  return std::min(tiled(prices.dspWide, prices.dspNarrow), tiled(prices.dspNarrow, prices.dspWide));
+}
+
+double truncatedCost(int aWidth, int bWidth, const TruncationPlan& plan,
+                     const MultiplierPrices& prices) {
+  if (plan.a == 0 || plan.b == 0) return productCost(aWidth, bWidth, prices);
+  // The two products are joined by one more addition.
+  return productCost(aWidth - plan.a, bWidth, prices) +
+         productCost(plan.a, bWidth - plan.b, prices) + aWidth;
+}
+
+// A number of product bits that may be left out, and the power of two that is put in their place.
+struct Allowance {
+  int bits = 0;
+  MPZ correction;
+};
+// Leaving out less than 2^bits and adding a correction c errs by -2^bits + c to c, then the
+// truncation by less than one ulp, 2^droppedBits. The correction must not carry beyond the product.
+Allowance allowanceOf(int aWidth, int bWidth, int droppedBits, double ulps) {
+  const auto whole = static_cast<unsigned>(std::min(ulps, 1e6));
+  const int room = std::min(aWidth, bWidth);
+  if (whole == 1) {
+    // With c = 2^bits a product on the grid stays in its own place: 0 < c - left out < 1 ulp.
+    const int bits = std::min(droppedBits - 1, room);
+    return bits < 0 ? Allowance{} : Allowance{bits, MPZ::powerOfTwo(bits)};
+  }
+  const int centred = std::min(droppedBits + static_cast<int>(std::bit_width(whole - 1)), room + 1);
+  const int plain = droppedBits + static_cast<int>(std::bit_width(whole - 1)) - 1;
+  if (std::max(centred, plain) < 1) return {};
+  return centred > plain ? Allowance{centred, MPZ::powerOfTwo(centred - 1)} : Allowance{plain, {}};
+}
+
+// The result lies in (product - left out + correction - 1 ulp, product + correction]. At 1 ulp both
+// sides stay below one place, so a product on the grid is its own result.
+void assertBudget(const Allowance& allowance, int droppedBits, double ulps) {
+  const int scale = std::max(0, droppedBits), up = std::max(0, -droppedBits);
+  ErrorBudget below(ulps), above(ulps);
+  below.add("corner left out", (MPZ::powerOfTwo(allowance.bits) - allowance.correction) << up,
+            scale);
+  below.add("truncation", 1);
+  below.assertKept();
+  above.add("correction", allowance.correction << up, scale);
+  above.assertKept();
+}
+
+Unpacked normalised(Builder& b, Unpacked x, int exponentWidth) {
+  x.exponent = b.zeroExtend(x.exponent, exponentWidth);
+  if (!x.format.gradual) return x;
+  const Normalised significand = normalise(b, x.significand);
+  x.significand = significand.bits;
+  x.exponent = b.subtract(x.exponent, b.zeroExtend(significand.count, exponentWidth));
+  return x;
+}
+
+Signal product(Builder& b, Signal x, Signal y, int droppedBits,
+               const FloatMultiplierOptions& options) {
+  if (options.ulps < 1) return b.multiply(x, y);
+  const TruncationPlan plan =
+      planTruncation(x.width, y.width, droppedBits, options.ulps, options.prices);
+  if (plan.a == 0 || plan.b == 0) return b.multiply(x, y);
+  const auto scope = b.scope("truncated_product");
+  const Signal high = b.multiply(b.slice(x, plan.a, x.width - plan.a), y);
+  const Signal low = b.multiply(b.slice(x, 0, plan.a), b.slice(y, plan.b, y.width - plan.b));
+  const int width = x.width + y.width;
+  return b.heap(std::array{graph::HeapTerm{high, plan.a}, graph::HeapTerm{low, plan.b},
+                           graph::HeapTerm{b.literal(plan.correction, width), 0}},
+                width);
+}
+
+}  // namespace
+
+TruncationPlan planTruncation(int aWidth, int bWidth, int droppedBits, double ulps,
+                              const MultiplierPrices& prices) {
+  const Allowance allowance = allowanceOf(aWidth, bWidth, droppedBits, ulps);
+  TruncationPlan best;
+  double lowest = truncatedCost(aWidth, bWidth, best, prices);
+  for (int a = 1; a < aWidth && a < allowance.bits; ++a) {
+    const TruncationPlan plan{a, std::min(allowance.bits - a, bWidth - 1), allowance.correction};
+    if (const double cost = truncatedCost(aWidth, bWidth, plan, prices); cost < lowest)
+      lowest = cost, best = plan;
+  }
+  if (best.a > 0) assertBudget(allowance, droppedBits, ulps);
+  return best;
+}
+
+Signal multiplyFloats(Builder& b, const Unpacked& a, const Unpacked& factor,
+                      const FloatMultiplierOptions& options) {
+  const auto scope = b.scope("multiplier");
+  const FloatFormat& out = options.out;
+  const auto highest = [](const FloatFormat& format) { return (1L << format.exponentBits) - 1; };
+  // Exponents as the result's port has them.
+  const long rebias = static_cast<long>(out.bias()) - a.format.bias() - factor.format.bias();
+  const long least = rebias - a.format.fractionBits - factor.format.fractionBits;
+  const long most = rebias + highest(a.format) + highest(factor.format);
+  const int width = std::max({signedWidth(least - 1, most + 2), signedWidth(0, highest(a.format)),
+                              signedWidth(0, highest(factor.format)), signedWidth(rebias, 0)});
+  const Unpacked x = normalised(b, a, width), y = normalised(b, factor, width);
+
+  const int droppedBits = a.format.fractionBits + factor.format.fractionBits - out.fractionBits;
+  const Signal full = product(b, x.significand, y.significand, droppedBits, options);
+  const Signal isTwoOrMore = b.topBit(full);
+  const Signal offset = b.literal(rebias, width);
+  const auto exponent = [&](bool carry) {
+    return b.addThree(x.exponent, y.exponent, offset, b.bit(carry));
+  };
+  const RoundingRule rounding =
+      options.ulps < 1 ? options.rounding : RoundingRule{.mode = RoundMode::kTowardZero};
+  Unrounded result{
+      .sign = b.bitXor(a.sign, factor.sign),
+      .exponent = b.select(isTwoOrMore, exponent(true), exponent(false)),
+      .significand = b.select(isTwoOrMore, full, b.shiftedUp(b.slice(full, 0, full.width - 1), 1)),
+      .sticky = b.bit(false),
+      .isZero = b.bitOr(a.isZero, factor.isZero),
+      .isInf = b.bitOr(a.isInf, factor.isInf),
+      .isNan = b.bitOr(b.bitOr(a.isNan, factor.isNan), b.bitOr(b.bitAnd(a.isZero, factor.isInf),
+                                                               b.bitAnd(a.isInf, factor.isZero)))};
+  if (out.gradual) result = denormalise(b, result, out, /*needsSticky=*/options.ulps < 1);
+  return roundAndPack(b, result, out, rounding, options.quietNaN);
+}
+
+}  // namespace arithmetic

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "backend/arithmetic/floating_point.h"
+
+namespace arithmetic {
+
+// What decides whether leaving out a part of a product saves anything.
+struct MultiplierPrices {
+  double lutPerDsp = 100;
+  int dspWide = 24, dspNarrow = 17;  // unsigned factors of one DSP product
+};
+
+struct FloatMultiplierOptions {
+  FloatFormat out;
+  RoundingRule rounding;
+  // Below 1: rounded as `rounding` says. From 1 on: the error stays below so many ulps.
+  double ulps = 0.5;
+  bool quietNaN = false;
+  MultiplierPrices prices;
+};
+
+// a * b, packed; every port has a format of its own.
+//
+// Subnormal factors are normalised first, so that the product lies in [1, 4); a result below the
+// lowest binade is shifted back before it is rounded. From 1 ulp on the product is truncated,
+// without sticky bit and rounding addition, and a corner of partial products below the last place
+// is left out where that saves tiles; a constant in its place keeps exact products exact (Schulte
+// and Swartzlander, "Truncated multiplication with correction constant", 1993).
+Signal multiplyFloats(Builder& b, const Unpacked& a, const Unpacked& factor,
+                      const FloatMultiplierOptions& options);
+
+// The corner of a product of aWidth by bWidth bits that is left out: the low `a` bits of the one
+// factor times the low `b` bits of the other. `correction` is added in its place.
+struct TruncationPlan {
+  int a = 0, b = 0;
+  util::MPZ correction;
+};
+// The plan that saves most for a result with `droppedBits` product bits below its last place (the
+// product taken as in [1, 2)) and an error below `ulps` >= 1; an empty corner where none pays.
+TruncationPlan planTruncation(int aWidth, int bWidth, int droppedBits, double ulps,
+                              const MultiplierPrices& prices);
+
+}  // namespace arithmetic

@@ -1,0 +1,176 @@
+#include "backend/arithmetic/floating_point.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+
+#include "backend/arithmetic/shifter.h"
+#include "util/failure.h"
+
+namespace arithmetic {
+
+using util::MPZ;
+
+namespace {
+
+Signal allOf(Builder& b, std::initializer_list<Signal> bits) { return b.reduceAnd(b.concat(bits)); }
+Signal anyOf(Builder& b, std::initializer_list<Signal> bits) { return b.reduceOr(b.concat(bits)); }
+
+Signal masked(Builder& b, Signal x, Signal keep) { return b.bitAnd(x, b.replicate(keep, x.width)); }
+Signal forced(Builder& b, Signal x, Signal ones) { return b.bitOr(x, b.replicate(ones, x.width)); }
+
+// What stands below the fraction of a significand.
+struct Remainder {
+  Signal half;    // the first bit
+  Signal beyond;  // 1 when anything follows it
+};
+
+// 1 when the magnitude is to be raised by one unit of its last place.
+Signal raises(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Remainder rest) {
+  const Signal inexact = b.bitOr(rest.half, rest.beyond);
+  const Signal nearestEven = b.bitAnd(rest.half, b.bitOr(last, rest.beyond));
+  const Signal down = b.bitAnd(sign, inexact);
+  const Signal up = b.bitAnd(b.bitNot(sign), inexact);
+  if (rule.port) return b.pick(rule.port, std::array{nearestEven, down, up, b.bit(false)});
+  switch (rule.mode) {
+    case RoundMode::kNearestEven:
+      return nearestEven;
+    case RoundMode::kDown:
+      return down;
+    case RoundMode::kUp:
+      return up;
+    case RoundMode::kTowardZero:
+      return b.bit(false);
+    case RoundMode::kNearestAway:
+      return rest.half;
+  }
+  LOAM_ASSERT(false, "a rounding mode");
+}
+
+// 1 when an overflow stops at the largest finite number.
+Signal saturates(Builder& b, const RoundingRule& rule, Signal sign) {
+  if (!rule.port) return b.bit(false);
+  return b.pick(rule.port, std::array{b.bit(false), b.bitNot(sign), sign, b.bit(true)});
+}
+
+}  // namespace
+
+FloatFormat formatOf(const kiln::FloatingPoint& port, bool subnormals) {
+  return {port.exp, port.frac, port.is_fp_lib, subnormals && !port.is_fp_lib};
+}
+
+int signedWidth(long low, long high) {
+  const auto magnitude = static_cast<unsigned long>(std::max(high, -low - 1));
+  return 1 + static_cast<int>(std::bit_width(magnitude));
+}
+
+Unpacked unpack(Builder& b, Signal port, const FloatFormat& format) {
+  LOAM_ASSERT(port.width == format.width(), "a port of its format's width");
+  const auto scope = b.scope("unpack");
+  const int wE = format.exponentBits, wF = format.fractionBits;
+  const Signal fraction = b.slice(port, 0, wF), field = b.slice(port, wF, wE);
+  Unpacked x;
+  x.format = format;
+  x.sign = b.bitOf(port, wE + wF);
+  Signal hidden;
+  if (format.fpLib) {
+    const Signal low = b.bitOf(port, wE + wF + 1), high = b.bitOf(port, wE + wF + 2);
+    x.isZero = b.bitNot(b.bitOr(high, low));
+    x.isInf = b.bitAnd(high, b.bitNot(low));
+    x.isNan = b.bitAnd(high, low);
+    hidden = b.bitNot(x.isZero);
+    x.exponent = masked(b, field, hidden);
+  } else {
+    const Signal isTop = b.reduceAnd(field), hasFraction = b.reduceOr(fraction);
+    hidden = b.reduceOr(field);
+    x.isInf = b.bitAnd(isTop, b.bitNot(hasFraction));
+    x.isNan = b.bitAnd(isTop, hasFraction);
+    x.isZero = format.gradual ? b.bitNot(b.bitOr(hidden, hasFraction)) : b.bitNot(hidden);
+    x.exponent =
+        format.gradual
+            ? b.concat({b.slice(field, 1, wE - 1), b.bitOr(b.bitOf(field, 0), b.bitNot(hidden))})
+            : field;
+  }
+  x.significand = b.concat({hidden, format.gradual ? fraction : masked(b, fraction, hidden)});
+  return x;
+}
+
+Signal roundsDown(Builder& b, const RoundingRule& rule) {
+  return rule.port ? b.equal(rule.port, b.literal(1, 2)) : b.bit(rule.mode == RoundMode::kDown);
+}
+
+Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,
+                    const RoundingRule& rule, bool quietNaN) {
+  const auto scope = b.scope("round");
+  const int wE = format.exponentBits, wF = format.fractionBits;
+  const int missing = std::max(0, wF + 1 - x.significand.width);
+  const Signal significand = b.shiftedUp(x.significand, missing);
+  const int below = significand.width - (wF + 1);
+  const Signal hidden = b.topBit(significand);
+  const Signal fraction = b.slice(significand, below, wF);
+  const Signal rest = b.slice(significand, 0, std::max(0, below - 1));
+  const Remainder remainder{
+      .half = below > 0 ? b.bitOf(significand, below - 1) : b.bit(false),
+      .beyond = rest.width > 0 ? b.bitOr(x.sticky, b.reduceOr(rest)) : x.sticky};
+
+  // A carry out of the fraction enters the exponent, and makes 1.0 of the largest subnormal.
+  const Signal exponent = b.signExtend(x.exponent, std::max(x.exponent.width, wE + 1));
+  const Signal field = format.gradual ? masked(b, exponent, hidden) : exponent;
+  const Signal raise = raises(b, rule, x.sign, b.bitOf(fraction, 0), remainder);
+  const Signal sum = b.addCarry(b.concat({field, fraction}), b.zeros(field.width + wF), raise);
+
+  const Signal negative = b.topBit(sum);
+  const Signal high = b.slice(sum, wF + wE, sum.width - 1 - wF - wE);
+  const Signal roundedField = b.slice(sum, wF, wE), roundedFraction = b.slice(sum, 0, wF);
+  Signal tooHigh = high.width > 0 ? b.reduceOr(high) : b.bit(false);
+  if (!format.fpLib) tooHigh = b.bitOr(tooHigh, b.reduceAnd(roundedField));
+  const Signal overflow = x.canOverflow ? b.bitAnd(b.bitNot(negative), tooHigh) : b.bit(false);
+  Signal underflow = b.bit(false);
+  if (!format.gradual)
+    underflow =
+        format.fpLib ? negative : b.bitOr(negative, b.isZero(b.slice(sum, wF, sum.width - 1 - wF)));
+
+  const Signal stopsShort = b.bitAnd(overflow, saturates(b, rule, x.sign));
+  const Signal isZero = b.bitOr(x.isZero, underflow);
+  const Signal isInf = b.bitOr(x.isInf, b.bitAnd(overflow, b.bitNot(x.isZero)));
+  const Signal top = b.bitOr(isInf, x.isNan);
+  const Signal regular = b.bitNot(b.bitOr(isZero, top));
+
+  // The largest finite number, where an overflow stops at it, is put in last.
+  const Signal stops =
+      allOf(b, {stopsShort, b.bitNot(x.isInf), b.bitNot(x.isZero), b.bitNot(x.isNan)});
+  const Signal nanFraction =
+      masked(b, b.literal(quietNaN ? MPZ::powerOfTwo(wF - 1) : MPZ(1), wF), x.isNan);
+  const Signal outFraction =
+      forced(b, b.bitOr(masked(b, roundedFraction, regular), nanFraction), stops);
+  Signal outField = forced(b, masked(b, roundedField, b.bitNot(isZero)), top);
+  if (rule.port) outField = b.select(stops, b.literal(format.maxExponent(), wE), outField);
+  const Signal sign = b.bitAnd(x.sign, b.bitNot(x.isNan));
+  Signal exception;
+  if (format.fpLib) {
+    const Signal high2 = b.bitAnd(top, b.bitNot(stops));
+    exception = b.concat({high2, anyOf(b, {x.isNan, stops, regular})});
+  }
+  return b.concat({exception, sign, outField, outFraction});
+}
+
+Unrounded denormalise(Builder& b, Unrounded x, const FloatFormat& format, bool needsSticky) {
+  const auto scope = b.scope("denormalise");
+  const int width = x.exponent.width;
+  const Signal lowest = b.literal(format.minExponent(), width);
+  const Signal isBelow = b.lessSigned(x.exponent, lowest);
+  const Signal difference =
+      b.subtract(b.zeroExtend(lowest, width + 1), b.signExtend(x.exponent, width + 1));
+  const Signal distance = masked(b, b.slice(difference, 0, width), isBelow);
+  if (needsSticky) {
+    const ShiftedRight moved = shiftRightSticky(b, x.significand, distance);
+    x.significand = moved.bits;
+    x.sticky = b.bitOr(x.sticky, moved.sticky);
+  } else {
+    x.significand = shiftRight(b, x.significand, distance);
+  }
+  x.exponent = b.select(isBelow, lowest, x.exponent);
+  return x;
+}
+
+}  // namespace arithmetic

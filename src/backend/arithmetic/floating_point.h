@@ -1,0 +1,79 @@
+#pragma once
+
+#include "backend/arithmetic/rounding.h"
+#include "backend/graph/builder.h"
+#include "numbers/ports.h"
+
+namespace arithmetic {
+
+using graph::Builder;
+using graph::Signal;
+
+// A floating-point port as the circuits see it. Exponents are biased throughout: the number with
+// exponent E and significand 1.f is 1.f * 2^(E - bias()).
+struct FloatFormat {
+  int exponentBits = 0;
+  int fractionBits = 0;
+  bool fpLib = false;
+  bool gradual = false;  // has subnormals; never in FPLib form
+
+  int bias() const { return (1 << (exponentBits - 1)) - 1; }
+  // Exponents of the regular numbers.
+  int minExponent() const { return fpLib ? 0 : 1; }
+  int maxExponent() const { return (1 << exponentBits) - (fpLib ? 1 : 2); }
+  int width() const { return 1 + exponentBits + fractionBits + (fpLib ? 2 : 0); }
+};
+// `subnormals` says whether IEEE-style ports have them.
+FloatFormat formatOf(const kiln::FloatingPoint& port, bool subnormals);
+
+// The fields of a port, specials told apart. What the pattern holds besides is irrelevant to a
+// special: the significand of a zero is 0, that of an infinity or NaN is undefined.
+struct Unpacked {
+  FloatFormat format;
+  Signal sign;
+  Signal exponent;     // unsigned; that of the lowest regular number for a subnormal
+  Signal significand;  // fractionBits + 1 bits, the top one 0 only for a zero and a subnormal
+  Signal isZero, isInf, isNan;
+};
+
+// Reads a port. Without gradual underflow every IEEE-style number with exponent field 0 is a zero;
+// an FPLib number with exponent field 0 is a regular one.
+Unpacked unpack(Builder& b, Signal port, const FloatFormat& format);
+
+// How a result is rounded: as fixed when the circuit is built, or at run time as `port` says (2
+// bits: 0 nearest even, 1 down, 2 up, 3 toward zero), when that is a signal.
+struct RoundingRule {
+  RoundMode mode = RoundMode::kNearestEven;
+  Signal port{};
+};
+// 1 when results are rounded down, the direction in which an exact zero sum is negative.
+Signal roundsDown(Builder& b, const RoundingRule& rule);
+
+// A result before rounding: (-1)^sign * significand * 2^(exponent - bias), the top bit of the
+// significand with weight 1 and everything below it, as far as it is known, in `sticky`.
+struct Unrounded {
+  Signal sign;
+  Signal exponent;     // signed, biased as in the format packed to; exponent + 1 does not wrap
+  Signal significand;  // top bit 1, or with gradual underflow the exponent is minExponent()
+  Signal sticky;       // 1 bit
+  Signal isZero, isInf, isNan;  // NaN goes before infinity, infinity before zero
+  bool canOverflow = true;      // false: rounded, the exponent is at most maxExponent()
+};
+
+// Rounds to the fraction of `format` once and packs.
+//
+// Overflow is judged after rounding and gives an infinity in every direction; with a rounding port
+// it gives the largest finite number where the direction does not lead to infinity. Without gradual
+// underflow a number that is below the smallest regular one after rounding is a signed zero. NaN
+// has sign 0, exponent ones and fraction 1, or the top fraction bit alone with `quietNaN`.
+Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,
+                    const RoundingRule& rule, bool quietNaN);
+
+// Shifts a normalised number whose exponent is below minExponent() right until it has that one, as
+// gradual underflow asks before rounding. What is shifted out is lost without `needsSticky`.
+Unrounded denormalise(Builder& b, Unrounded x, const FloatFormat& format, bool needsSticky);
+
+// Bits of a two's-complement number that holds all of [low, high].
+int signedWidth(long low, long high);
+
+}  // namespace arithmetic

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "backend/graph/builder.h"
+
+namespace arithmetic {
+
+using graph::Builder;
+using graph::Signal;
+
+struct LeadingZeros {
+  Signal count;    // zeros above the highest 1; undefined when there is none
+  Signal allZero;  // 1 bit
+};
+
+// Counts leading zeros by a tree of radix 4, shaped for six-input LUTs: a group of four says which
+// of its bits is the first 1 and whether there is any; four groups join by the same choice over
+// their "any" bits and a pick of the counts below. The count has the fewest bits that hold width
+// - 1.
+LeadingZeros countLeadingZeros(Builder& b, Signal x);
+
+struct Normalised {
+  Signal bits;     // x shifted left until its top bit is 1, or by the limit
+  Signal count;    // places shifted, undefined when allZero
+  Signal allZero;  // 1 bit, about x
+};
+
+// Normalises x. With a limit (unsigned, any width) the shift does not exceed it.
+Normalised normalise(Builder& b, Signal x);
+Normalised normaliseUpTo(Builder& b, Signal x, Signal limit);
+
+// The smaller of two unsigned numbers, in the width of `a`.
+Signal smaller(Builder& b, Signal a, Signal other);
+
+}  // namespace arithmetic

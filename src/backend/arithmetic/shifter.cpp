@@ -1,0 +1,103 @@
+#include "backend/arithmetic/shifter.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <vector>
+
+namespace arithmetic {
+
+namespace {
+
+// Bits that hold every amount in [0, maxAmount].
+int amountBits(int maxAmount) { return std::bit_width(static_cast<unsigned>(maxAmount)); }
+
+Signal movedUp(Builder& b, Signal x, int count) {
+  if (count >= x.width) return b.zeros(x.width);
+  return b.shiftedUp(b.slice(x, 0, x.width - count), count);
+}
+
+Signal movedDown(Builder& b, Signal x, int count) {
+  if (count >= x.width) return b.zeros(x.width);
+  return b.zeroExtend(b.slice(x, count, x.width - count), x.width);
+}
+
+// Two bits of a shift amount (one at the top of an odd width).
+struct Digit {
+  Signal index;
+  int weight;  // places that an index of 1 shifts
+  int choices() const { return 1 << index.width; }
+};
+
+// The digits of `amount`, low first.
+std::vector<Digit> digitsOf(Builder& b, Signal amount) {
+  std::vector<Digit> digits;
+  for (int low = 0; low < amount.width; low += 2)
+    digits.push_back({b.slice(amount, low, std::min(2, amount.width - low)), 1 << low});
+  return digits;
+}
+
+// The part of an amount that can leave bits of a word of `width` bits, and whether more is asked.
+struct SplitAmount {
+  Signal low, beyond;
+};
+SplitAmount splitAmount(Builder& b, Signal amount, int width) {
+  const int needed = std::min(amount.width, amountBits(width - 1));
+  const Signal high = b.slice(amount, needed, amount.width - needed);
+  return {b.slice(amount, 0, needed), high.width == 0 ? b.bit(false) : b.reduceOr(high)};
+}
+
+Signal maskedUnless(Builder& b, Signal condition, Signal x) {
+  return b.bitAnd(x, b.replicate(b.bitNot(condition), x.width));
+}
+
+}  // namespace
+
+Signal shiftLeft(Builder& b, Signal x, Signal amount, int maxAmount) {
+  const auto digits =
+      digitsOf(b, b.slice(amount, 0, std::min(amount.width, amountBits(maxAmount))));
+  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
+    std::array<Signal, 4> choices;
+    for (int i = 0; i < digit->choices(); ++i) choices[i] = movedUp(b, x, i * digit->weight);
+    x = b.pick(digit->index, std::span(choices).first(digit->choices()));
+  }
+  return x;
+}
+
+ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount) {
+  const auto [low, beyond] = splitAmount(b, amount, x.width);
+  std::vector<Signal> dropped{b.bitAnd(beyond, b.reduceOr(x))};
+  for (const Digit& digit : digitsOf(b, low)) {
+    std::array<Signal, 4> choices, losses;
+    for (int i = 0; i < digit.choices(); ++i) {
+      const int count = i * digit.weight;
+      choices[i] = movedDown(b, x, count);
+      losses[i] = count == 0 ? b.bit(false) : b.reduceOr(b.slice(x, 0, std::min(count, x.width)));
+    }
+    dropped.push_back(b.pick(digit.index, std::span(losses).first(digit.choices())));
+    x = b.pick(digit.index, std::span(choices).first(digit.choices()));
+  }
+  return {maskedUnless(b, beyond, x), b.reduceOr(b.concat(dropped))};
+}
+
+Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits) {
+  nearBits = std::min(nearBits, x.width);
+  const auto [low, beyond] = splitAmount(b, amount, x.width);
+  Signal near;
+  if (nearBits > 0) {
+    const Signal unit = b.bitOf(amount, 0);
+    const Signal once = b.select(unit, movedDown(b, x, 1), x);
+    const Signal far =
+        amount.width > 1 ? b.reduceOr(b.slice(amount, 1, amount.width - 1)) : b.bit(false);
+    near = maskedUnless(b, far, b.slice(once, 0, nearBits));
+  }
+  for (const Digit& digit : digitsOf(b, low)) {
+    std::array<Signal, 4> choices;
+    for (int i = 0; i < digit.choices(); ++i) choices[i] = movedDown(b, x, i * digit.weight);
+    x = b.pick(digit.index, std::span(choices).first(digit.choices()));
+  }
+  x = maskedUnless(b, beyond, x);
+  return b.concat({b.slice(x, nearBits, x.width - nearBits), near});
+}
+
+}  // namespace arithmetic

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "backend/graph/builder.h"
+
+namespace arithmetic {
+
+using graph::Builder;
+using graph::Signal;
+
+// Shifters take two bits of the amount a level, as a choice of four: one six-input LUT a bit.
+
+// x * 2^amount, modulo 2^(width of x). The amount's high digit is used first: a leading-zero count
+// has it first.
+//   maxAmount  the largest amount that occurs; larger ones give undefined bits
+Signal shiftLeft(Builder& b, Signal x, Signal amount, int maxAmount);
+
+struct ShiftedRight {
+  Signal bits;    // floor(x / 2^amount)
+  Signal sticky;  // 1 when a bit that is 1 was shifted out
+};
+
+// Shifts right by any amount, also one beyond the width. The amount's low digit is used first: a
+// subtraction has it first. What each level drops is gathered beside the data, not behind it.
+ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount);
+
+// floor(x / 2^amount), but the lowest `nearBits` bits of the result are 0 when amount > 1. Those
+// columns cost one level and one LUT instead of one a level.
+Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits = 0);
+
+}  // namespace arithmetic

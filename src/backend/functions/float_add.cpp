@@ -1,0 +1,146 @@
+#include "backend/functions/float_add.h"
+
+#include <algorithm>
+
+#include "backend/arithmetic/float_adder.h"
+#include "backend/functions/float_reference.h"
+#include "backend/functions/float_unit.h"
+
+namespace functions {
+
+using graph::Builder;
+using graph::Signal;
+
+namespace {
+
+// Places of the numbers in a variant.
+enum VariantPlace { kSubtract, kDualPath, kTiesAway, kDegradeAccuracy };
+
+// x + y, or x - y, of exact numbers.
+void deliverSum(NumValue& result, mpfr_srcptr x, mpfr_srcptr y, bool subtract,
+                const Delivery& delivery) {
+  thread_local Real sum;
+  mpfr_ptr r = sum.prepare(oddPrecision(delivery.precision));
+  const int ternary = subtract ? mpfr_sub(r, x, y, MPFR_RNDZ) : mpfr_add(r, x, y, MPFR_RNDZ);
+  // An exact zero sum of numbers that are not zeros of one sign depends on the direction.
+  if (mpfr_zero_p(r) && delivery.rounding == MPFR_RNDD) {
+    const bool ySign = (mpfr_signbit(y) != 0) != subtract;
+    if ((mpfr_signbit(x) != 0) != ySign) mpfr_set_zero(r, -1);
+  }
+  roundToOdd(r, ternary);
+  deliverOdd(result, r, delivery);
+}
+
+// Output k becomes x + y, or x - y where `subtract` has bit k set.
+void evaluateSums(const Signature& signature, std::vector<NumValue>& results,
+                  const std::vector<NumValue>& inputs, const std::vector<unsigned>& precisions,
+                  const std::vector<mpfr_rnd_t>& roundings, bool subnormals, unsigned subtract) {
+  if (spreadsDontCare(results, inputs, precisions)) return;
+  results.resize(signature.out.size());
+  {
+    const FullExponentRange range;
+    thread_local Real x, y;
+    readFloat(x, inputs[0], inputFloat(signature, 0), subnormals);
+    readFloat(y, inputs[1], inputFloat(signature, 1), subnormals);
+    for (std::size_t k = 0; k < results.size(); ++k)
+      deliverSum(results[k], x.get(), y.get(), ((subtract >> k) & 1) != 0,
+                 {.port = outputFloat(signature, k),
+                  .precision = precisions[k],
+                  .rounding = roundings[k],
+                  .tiesAway = signature.variant[kTiesAway] != 0,
+                  .subnormals = subnormals});
+  }
+  fitToCallersRange(results, roundings);
+}
+
+void evaluateAdd(const Signature& signature, std::vector<NumValue>& results,
+                 const std::vector<NumValue>& inputs, const std::vector<unsigned>& precisions,
+                 const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
+  evaluateSums(signature, results, inputs, precisions, roundings, subnormals,
+               signature.variant[kSubtract] != 0 ? 1 : 0);
+}
+
+void evaluateAddSub(const Signature& signature, std::vector<NumValue>& results,
+                    const std::vector<NumValue>& inputs, const std::vector<unsigned>& precisions,
+                    const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
+  evaluateSums(signature, results, inputs, precisions, roundings, subnormals,
+               readBit(inputs[2]) ? 1 : 0);
+}
+
+void evaluateFused(const Signature& signature, std::vector<NumValue>& results,
+                   const std::vector<NumValue>& inputs, const std::vector<unsigned>& precisions,
+                   const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
+  evaluateSums(signature, results, inputs, precisions, roundings, subnormals, 2);
+}
+
+arithmetic::FloatAdderOptions optionsOf(const Request& request, double ulps,
+                                        std::span<const Signal> inputs) {
+  const Variant& variant = request.signature.variant;
+  return {.out = outputFormat(request, 0),
+          .rounding = roundingOf(request, variant[kTiesAway] != 0, inputs),
+          .ulps = ulps,
+          .onesComplement = variant[kDegradeAccuracy] != 0,
+          .quietNaN = request.quietNaN};
+}
+
+std::vector<Signal> decomposeSum(Builder& b, const Request& request, std::span<const Signal> inputs,
+                                 Signal subtract) {
+  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
+  auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
+  y.sign = b.bitXor(y.sign, subtract);
+  const auto options = optionsOf(request, ulpsOf(request, 0), inputs);
+  return {request.signature.variant[kDualPath] != 0 ? addDualPath(b, x, y, options)
+                                                    : addSinglePath(b, x, y, options)};
+}
+
+std::vector<Signal> decomposeAdd(Builder& b, const Request& request,
+                                 std::span<const Signal> inputs) {
+  return decomposeSum(b, request, inputs, b.bit(request.signature.variant[kSubtract] != 0));
+}
+
+std::vector<Signal> decomposeAddSub(Builder& b, const Request& request,
+                                    std::span<const Signal> inputs) {
+  return decomposeSum(b, request, inputs, inputs[2]);
+}
+
+std::vector<Signal> decomposeFused(Builder& b, const Request& request,
+                                   std::span<const Signal> inputs) {
+  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
+  const auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
+  // Either output may come from either addition, so both keep the narrower bound.
+  const double ulps = std::min(ulpsOf(request, 0), ulpsOf(request, 1));
+  const auto both = addAndSubtract(b, x, y, optionsOf(request, ulps, inputs));
+  return {both.sum, both.difference};
+}
+
+// Refuses unless there are two floating inputs, `controls` of one bit and `outputs` floating
+// outputs, all floating ports of one exponent and one fraction width.
+std::optional<std::string> refuseSums(const Request& request, std::size_t controls,
+                                      std::size_t outputs) {
+  if (auto reason = refusePorts(request, 2, controls, outputs)) return reason;
+  return refuseMixedWidths(request);
+}
+
+std::optional<std::string> refuseAdd(const Request& request) { return refuseSums(request, 0, 1); }
+std::optional<std::string> refuseAddSub(const Request& request) {
+  return refuseSums(request, 1, 1);
+}
+std::optional<std::string> refuseFused(const Request& request) {
+  if (auto reason = refuseSums(request, 0, 2)) return reason;
+  const auto &first = outputFloat(request.signature, 0),
+             &second = outputFloat(request.signature, 1);
+  if (first.is_fp_lib != second.is_fp_lib) return "its outputs are of different forms";
+  return std::nullopt;
+}
+
+constexpr UnitRow kRows[] = {
+    {"CFloatAdd", evaluateAdd, decomposeAdd, refuseAdd},
+    {"CFloatAddSub", evaluateAddSub, decomposeAddSub, refuseAddSub},
+    {"DMFloatFusedAddSub", evaluateFused, decomposeFused, refuseFused},
+};
+
+}  // namespace
+
+std::span<const UnitRow> floatAddUnits() { return kRows; }
+
+}  // namespace functions

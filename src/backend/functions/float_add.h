@@ -1,0 +1,18 @@
+#pragma once
+
+#include <span>
+
+#include "backend/functions/unit.h"
+
+namespace functions {
+
+// CFloatAdd           a + b, or with subtract a - b
+// CFloatAddSub        a + b where the third input is 0, a - b where it is 1
+// DMFloatFusedAddSub  outputs a + b and a - b
+//
+// Variant: subtract (CFloatAdd), dualPath (not the fused unit), tiesAway, degradeAccuracy, each 0
+// or
+// 1. Every floating port has the same exponent and fraction widths, in IEEE-style or FPLib form.
+std::span<const UnitRow> floatAddUnits();
+
+}  // namespace functions

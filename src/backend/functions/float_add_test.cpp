@@ -1,0 +1,142 @@
+#include "backend/functions/float_add.h"
+
+#include "backend/functions/float_test_support.h"
+
+namespace functions::testing {
+namespace {
+
+using kiln::fpLib;
+using kiln::ieee;
+
+int sum(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return mpfr_add(r, in[0].get(), in[1].get(), direction);
+}
+int difference(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return mpfr_sub(r, in[0].get(), in[1].get(), direction);
+}
+int chosen(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return mpfr_zero_p(in[2].get()) ? sum(r, in, direction) : difference(r, in, direction);
+}
+
+// Which inputs and outputs have the FPLib form.
+std::vector<Ports> portForms(int wE, int wF) {
+  const auto i = ieee(wE, wF), f = fpLib(wE, wF);
+  return {{"IEEE", {i, i}, {i}},
+          {"InFPLib", {f, f}, {i}},
+          {"InFPLibX", {f, i}, {i}},
+          {"InFPLibOutFPLib", {f, f}, {f}},
+          {"InFPLibYOutFPLib", {i, f}, {f}},
+          {"OutFPLib", {i, i}, {f}}};
+}
+
+// Both architectures, one as an adder and one as a subtracter.
+std::vector<Config> adders(const Ports& ports, bool subnormals, bool dualSubtracts) {
+  std::vector<Config> configs;
+  for (const bool dualPath : {false, true}) {
+    const bool subtract = dualPath == dualSubtracts;
+    for (const Precision& precision : kPrecisions)
+      configs.push_back(configOf("CFloatAdd", ports, precision, subtract, dualPath, subnormals,
+                                 {subtract ? Operation(difference) : Operation(sum)}));
+  }
+  return configs;
+}
+
+TEST(FloatAdd, AllPairsOfSmallFormatsInEveryForm) {
+  for (const auto& [wE, wF] : {std::pair{2, 1}, {3, 2}})
+    for (const Ports& ports : portForms(wE, wF))
+      for (const bool subnormals : {false, true}) {
+        Bench bench(adders(ports, subnormals, wF == 2));
+        checkAll(bench, ports.in);
+      }
+}
+
+TEST(FloatAdd, AllPairsOfAWiderFormat) {
+  const Ports ports = portForms(4, 3)[0];
+  for (const bool subnormals : {false, true}) {
+    Bench bench(adders(ports, subnormals, subnormals));
+    checkAll(bench, ports.in);
+  }
+}
+
+TEST(FloatAdd, DrawnAndHardPairsOfLargeFormats) {
+  unsigned seed = 1;
+  for (const auto& [wE, wF] :
+       {std::pair{5, 10}, {6, 9}, {8, 23}, {11, 52}, {15, 112}, {2, 112}, {15, 1}})
+    for (const Ports& ports : portForms(wE, wF))
+      for (const bool subnormals : {false, true}) {
+        Bench bench(adders(ports, subnormals, subnormals));
+        checkDrawn(bench, ports.in, 600, seed++);
+      }
+}
+
+TEST(FloatAdd, AddSubFollowsItsThirdInput) {
+  const auto format = ieee(3, 2);
+  const Ports ports{"AddSub", {format, format, kiln::FixedPoint(1, 0, false)}, {format}};
+  for (const bool subnormals : {false, true}) {
+    std::vector<Config> configs;
+    for (const bool dualPath : {false, true})
+      for (const Precision& precision : kPrecisions)
+        configs.push_back(
+            configOf("CFloatAddSub", ports, precision, 0, dualPath, subnormals, {chosen}));
+    Bench bench(configs);
+    checkAll(bench, ports.in);
+  }
+}
+
+TEST(FloatAdd, FusedUnitGivesSumAndDifference) {
+  unsigned seed = 1;
+  for (const auto& format : {ieee(3, 2), fpLib(2, 1), ieee(8, 23)})
+    for (const bool subnormals : {false, true}) {
+      const Ports ports{"fused", {format, format}, {format, format}};
+      std::vector<Config> configs;
+      for (const Precision& precision : kPrecisions)
+        configs.push_back(
+            configOf("DMFloatFusedAddSub", ports, precision, 0, 0, subnormals, {sum, difference}));
+      Bench bench(configs);
+      if (format.exp < 8)
+        checkAll(bench, ports.in);
+      else
+        checkDrawn(bench, ports.in, 2000, seed++);
+    }
+}
+
+// A bound pays: what is promised less is built of fewer bits of logic.
+TEST(FloatAdd, WiderBoundsBuySmallerCircuits) {
+  const Ports ports = portForms(8, 23)[0];
+  const auto bitsOf = [&](Accuracy accuracy, int dualPath) {
+    graph::Graph circuit;
+    graph::Builder builder(circuit);
+    const Config config = configOf("CFloatAdd", ports, {"", RoundMode::kNearestEven, accuracy}, 0,
+                                   dualPath, false, {sum});
+    const std::vector inputs{builder.input("a", 32), builder.input("b", 32)};
+    builder.output("q", findUnit("CFloatAdd")->decompose(builder, config.request, inputs)[0]);
+    return logicBits(circuit);
+  };
+  for (const int dualPath : {0, 1}) {
+    const int correct = bitsOf({Accuracy::kCorrect, 0.5}, dualPath);
+    const int faithful = bitsOf({Accuracy::kWithin, 1}, dualPath);
+    const int two = bitsOf({Accuracy::kWithin, 2}, dualPath);
+    const int eight = bitsOf({Accuracy::kWithin, 8}, dualPath);
+    EXPECT_LT(faithful, correct * 9 / 10);
+    EXPECT_LT(two, faithful);
+    EXPECT_LT(eight, two);
+  }
+}
+
+TEST(FloatAdd, RefusesWhatNoCircuitHas) {
+  const UnitRow* row = findUnit("CFloatAdd");
+  const auto refusal = [&](std::vector<kiln::Type> in, std::vector<kiln::Type> out) {
+    Request request;
+    request.signature = {std::move(in), std::move(out), {}};
+    return row->refuses(request).value_or("");
+  };
+  EXPECT_EQ(refusal({ieee(8, 23), ieee(8, 23)}, {ieee(8, 23)}), "");
+  EXPECT_EQ(refusal({ieee(1, 5), ieee(1, 5)}, {ieee(1, 5)}), "wE 1 is out of range 2 to 15");
+  EXPECT_EQ(refusal({ieee(8, 113), ieee(8, 113)}, {ieee(8, 113)}),
+            "wF 113 is out of range 1 to 112");
+  EXPECT_NE(refusal({ieee(8, 23), ieee(8, 22)}, {ieee(8, 23)}), "");
+  EXPECT_NE(refusal({ieee(8, 23)}, {ieee(8, 23)}), "");
+}
+
+}  // namespace
+}  // namespace functions::testing

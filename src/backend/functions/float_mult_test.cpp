@@ -1,0 +1,96 @@
+#include "backend/functions/float_mult.h"
+
+#include "backend/arithmetic/float_multiplier.h"
+#include "backend/functions/float_test_support.h"
+
+namespace functions::testing {
+namespace {
+
+using kiln::fpLib;
+using kiln::ieee;
+
+int product(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return mpfr_mul(r, in[0].get(), in[1].get(), direction);
+}
+
+std::vector<Config> multipliers(const Ports& ports, bool subnormals) {
+  std::vector<Config> configs;
+  for (const Precision& precision : kPrecisions)
+    configs.push_back(configOf("CFloatMult", ports, precision, 0, 0, subnormals, {product}));
+  return configs;
+}
+
+void checkAllPairs(const Ports& ports) {
+  for (const bool subnormals : {false, true}) {
+    Bench bench(multipliers(ports, subnormals));
+    checkAll(bench, ports.in);
+  }
+}
+
+TEST(FloatMult, AllPairsOfSmallFormats) {
+  for (const auto& [wE, wF] : {std::pair{2, 1}, {3, 2}, {4, 3}}) {
+    const auto i = ieee(wE, wF), f = fpLib(wE, wF);
+    checkAllPairs({"IEEE", {i, i}, {i}});
+    checkAllPairs({"OutFPLib", {i, i}, {f}});
+    if (wE < 4) checkAllPairs({"FPLib", {f, f}, {f}});
+    if (wE < 4) checkAllPairs({"InFPLib", {f, i}, {i}});
+  }
+}
+
+// Results wider and narrower than the product, of more and of less range; with the corners of
+// partial products that narrow results leave out.
+TEST(FloatMult, AllPairsOfMixedFormats) {
+  checkAllPairs({"3 2 by 2 3 to 4 6", {ieee(3, 2), ieee(2, 3)}, {ieee(4, 6)}});
+  checkAllPairs({"3 3 by 3 2 to 2 1", {ieee(3, 3), ieee(3, 2)}, {ieee(2, 1)}});
+  checkAllPairs({"2 5 by 2 5 to 3 3", {ieee(2, 5), ieee(2, 5)}, {ieee(3, 3)}});
+  checkAllPairs({"2 4 by 4 4 to 5 4", {ieee(2, 4), ieee(4, 3)}, {ieee(5, 4)}});
+}
+
+TEST(FloatMult, DrawnAndHardPairsOfLargeFormats) {
+  const auto same = [](int wE, int wF) {
+    return Ports{"same", {ieee(wE, wF), ieee(wE, wF)}, {ieee(wE, wF)}};
+  };
+  const std::vector<Ports> forms = {
+      same(5, 10),
+      same(6, 9),
+      same(8, 23),
+      same(11, 52),
+      same(15, 112),
+      same(2, 112),
+      {"OutFPLib", {ieee(8, 23), ieee(8, 23)}, {fpLib(8, 23)}},
+      {"half to single", {ieee(5, 10), ieee(5, 10)}, {ieee(8, 23)}},
+      {"double to half", {ieee(11, 52), ieee(8, 23)}, {ieee(5, 10)}},
+      {"single to single, wide range", {ieee(8, 23), ieee(8, 23)}, {ieee(11, 23)}}};
+  unsigned seed = 1;
+  for (const Ports& ports : forms)
+    for (const bool subnormals : {false, true}) {
+      Bench bench(multipliers(ports, subnormals));
+      checkDrawn(bench, ports.in, 4000, seed++);
+    }
+}
+
+TEST(FloatMult, TruncationLeavesOutOnlyWhatPays) {
+  using arithmetic::planTruncation;
+  // One DSP more or less decides: 24 by 24 takes two whatever is left out.
+  EXPECT_EQ(planTruncation(24, 24, 23, 1, {}).a, 0);
+  const auto plan = planTruncation(53, 53, 52, 1, {});
+  EXPECT_GT(plan.a, 0);
+  EXPECT_LE(plan.a + plan.b, 51);
+  const auto wider = planTruncation(53, 53, 52, 4, {.lutPerDsp = 1e6});
+  EXPECT_GT(wider.a + wider.b, 51);
+}
+
+TEST(FloatAbs, AllPatternsOfSmallFormats) {
+  const Operation absolute = [](mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+    return mpfr_abs(r, in[0].get(), direction);
+  };
+  for (const auto& format : {ieee(2, 1), ieee(4, 3), fpLib(3, 2)})
+    for (const bool subnormals : {false, true}) {
+      const Ports ports{"abs", {format}, {format}};
+      Bench bench({configOf("CFloatAbs", ports, kPrecisions[0], 0, 0, subnormals, {absolute})});
+      checkAll(bench, ports.in);
+    }
+}
+
+}  // namespace
+}  // namespace functions::testing

@@ -1,0 +1,487 @@
+#pragma once
+
+// Floating-point units against MPFR: all that is expected here is made of decoded numbers and
+// MPFR's own operations, with nothing of the units' references or circuits.
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <mpfr.h>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "backend/functions/unit.h"
+#include "backend/graph/evaluator.h"
+
+namespace functions::testing {
+
+using util::MPZ;
+
+struct Port {
+  kiln::FloatingPoint format;
+  bool subnormals = false;
+  bool quietNaN = false;
+  mpfr_exp_t half() const { return mpfr_exp_t{1} << (format.exp - 1); }
+  mpfr_exp_t lowestNormal() const { return (format.is_fp_lib ? 2 : 3) - half(); }
+  mpfr_exp_t largest() const { return half() + (format.is_fp_lib ? 1 : 0); }
+  bool gradual() const { return subnormals && !format.is_fp_lib; }
+  mpfr_prec_t precision() const { return format.frac + 1; }
+};
+
+inline MPZ field(const MPZ& pattern, int low, int width) {
+  return (pattern >> low).lowBits(static_cast<unsigned long>(width));
+}
+
+// The number on a port, exactly.
+inline Real decode(const MPZ& pattern, const Port& port) {
+  const int wE = port.format.exp, wF = port.format.frac;
+  const MPZ fraction = field(pattern, 0, wF);
+  const long exponent = static_cast<long>(field(pattern, wF, wE).toUint64());
+  const bool negative = pattern.bit(static_cast<unsigned long>(wE + wF));
+  const int sign = negative ? -1 : 1;
+  Real result(port.precision());
+  long kind = 1;  // 0 zero, 1 regular, 2 infinity, 3 NaN
+  if (port.format.is_fp_lib) {
+    kind = static_cast<long>(field(pattern, wE + wF + 1, 2).toUint64());
+  } else if (exponent == (1L << wE) - 1) {
+    kind = fraction.isZero() ? 2 : 3;
+  } else if (exponent == 0) {
+    kind = port.subnormals && !fraction.isZero() ? 1 : 0;
+  }
+  if (kind == 0) mpfr_set_zero(result.get(), sign);
+  if (kind == 2) mpfr_set_inf(result.get(), sign);
+  if (kind != 1) return result;
+  const bool hidden = port.format.is_fp_lib || exponent != 0;
+  const MPZ significand = hidden ? fraction + MPZ::powerOfTwo(wF) : fraction;
+  const long biased = hidden ? exponent : 1;
+  mpfr_set_z_2exp(result.get(), significand.get(), biased - (port.half() - 1) - wF, MPFR_RNDN);
+  if (negative) mpfr_neg(result.get(), result.get(), MPFR_RNDN);
+  return result;
+}
+
+// The pattern of a number after the port's range filter.
+inline MPZ encode(mpfr_srcptr x, const Port& port) {
+  const int wE = port.format.exp, wF = port.format.frac;
+  const MPZ allOnes = MPZ::allOnes(wE);
+  MPZ kind = 1, exponent, fraction, sign = mpfr_signbit(x) ? 1 : 0;
+  const mpfr_exp_t e = mpfr_regular_p(x) ? mpfr_get_exp(x) : 0;
+  const mpfr_exp_t lowest = port.lowestNormal() - (port.gradual() ? wF : 0);
+  if (mpfr_nan_p(x)) {
+    kind = 3, sign = 0, exponent = allOnes, fraction = port.quietNaN ? MPZ::powerOfTwo(wF - 1) : 1;
+  } else if (mpfr_inf_p(x) || (mpfr_regular_p(x) && e > port.largest())) {
+    kind = 2, exponent = allOnes;
+  } else if (mpfr_zero_p(x) || e < lowest) {
+    kind = 0;
+  } else {
+    const bool normal = e >= port.lowestNormal();
+    exponent = normal ? MPZ(static_cast<long>(e - 1 + port.half() - 1)) : MPZ(0);
+    Real scaled(port.precision());
+    mpfr_abs(scaled.get(), x, MPFR_RNDN);
+    mpfr_mul_2si(scaled.get(), scaled.get(), wF + 1 - (normal ? e : port.lowestNormal()),
+                 MPFR_RNDN);
+    mpfr_get_z(fraction.get(), scaled.get(), MPFR_RNDZ);
+    fraction = fraction.lowBits(wF);
+  }
+  MPZ pattern = port.format.is_fp_lib ? kind : MPZ(0);
+  pattern = (pattern << 1) | sign;
+  pattern = (pattern << wE) | exponent;
+  return (pattern << wF) | fraction;
+}
+
+// An operation on decoded inputs, rounded by MPFR; returns MPFR's ternary value.
+using Operation = std::function<int(mpfr_ptr, const std::vector<Real>&, mpfr_rnd_t)>;
+
+// What one output may carry for one set of inputs.
+class Truth {
+ public:
+  Truth(const Operation& operation, const std::vector<Real>& inputs, const Port& port)
+      : operation(operation), inputs(inputs), port(port) {}
+
+  Real rounded(mpfr_rnd_t direction) const {
+    Real result(port.precision());
+    const mpfr_exp_t emin = mpfr_get_emin();
+    if (port.gradual()) mpfr_set_emin(port.lowestNormal() - port.format.frac);
+    const int ternary = operation(result.get(), inputs, direction);
+    if (port.gradual()) mpfr_subnormalize(result.get(), ternary, direction);
+    mpfr_set_emin(emin);
+    return result;
+  }
+
+  Real nearestAway() const {
+    Real low = rounded(MPFR_RNDD), high = rounded(MPFR_RNDU);
+    if (!mpfr_number_p(low.get()) || mpfr_equal_p(low.get(), high.get())) return rounded(MPFR_RNDN);
+    Real middle(port.precision() + 2), exact(port.precision() + 4);
+    mpfr_add(middle.get(), low.get(), high.get(), MPFR_RNDN);
+    mpfr_div_2ui(middle.get(), middle.get(), 1, MPFR_RNDN);
+    operation(exact.get(), inputs, MPFR_RNDZ);
+    // The middle has few bits, so truncation keeps the order of the magnitudes.
+    const bool up = mpfr_cmpabs(exact.get(), middle.get()) >= 0;
+    const bool negative = mpfr_signbit(exact.get()) != 0;
+    return up != negative ? high : low;
+  }
+
+  Real inMode(RoundMode mode) const {
+    switch (mode) {
+      case RoundMode::kNearestEven:
+        return rounded(MPFR_RNDN);
+      case RoundMode::kDown:
+        return rounded(MPFR_RNDD);
+      case RoundMode::kUp:
+        return rounded(MPFR_RNDU);
+      case RoundMode::kTowardZero:
+        return rounded(MPFR_RNDZ);
+      case RoundMode::kNearestAway:
+        return nearestAway();
+    }
+    return {};
+  }
+
+  // The patterns within `steps` of the exact result: both neighbours, then outward.
+  std::vector<MPZ> within(int steps) const {
+    Real low = rounded(MPFR_RNDD), high = rounded(MPFR_RNDU);
+    if (mpfr_zero_p(low.get()) && mpfr_zero_p(high.get())) {
+      mpfr_set_zero(low.get(), -1);
+      mpfr_set_zero(high.get(), 1);
+    }
+    std::vector<MPZ> patterns;
+    for (int i = 0; i < steps; ++i) {
+      if (i > 0) step(low.get(), -1), step(high.get(), 1);
+      patterns.push_back(encode(low.get(), port));
+      patterns.push_back(encode(high.get(), port));
+    }
+    return patterns;
+  }
+
+ private:
+  void step(mpfr_ptr x, int direction) const {
+    if (mpfr_zero_p(x) && (mpfr_signbit(x) != 0) != (direction < 0)) {
+      mpfr_set_zero(x, direction);
+    } else if (mpfr_regular_p(x)) {
+      const bool small = port.gradual() && mpfr_get_exp(x) < port.lowestNormal();
+      if (small || (port.gradual() && mpfr_get_exp(x) == port.lowestNormal())) {
+        Real quantum(2);
+        mpfr_set_si_2exp(quantum.get(), direction, port.lowestNormal() - 1 - port.format.frac,
+                         MPFR_RNDN);
+        mpfr_add(x, x, quantum.get(), MPFR_RNDN);
+      } else if (direction < 0) {
+        mpfr_nextbelow(x);
+      } else {
+        mpfr_nextabove(x);
+      }
+    }
+  }
+
+  const Operation& operation;
+  const std::vector<Real>& inputs;
+  const Port& port;
+};
+
+// One circuit under test; all of a bench have the same input ports.
+struct Config {
+  std::string label;
+  std::string unit;
+  Request request;
+  std::vector<Operation> operations;  // one for each output
+};
+
+// The roundings and bounds that every unit with one rounding is built for.
+struct Precision {
+  const char* name;
+  RoundMode mode;
+  Accuracy accuracy;
+  int tiesAway = 0, degrade = 0;
+};
+inline const std::vector<Precision> kPrecisions = {
+    {"nearest", RoundMode::kNearestEven, {Accuracy::kCorrect, 0.5}},
+    {"down", RoundMode::kDown, {Accuracy::kCorrect, 0.5}},
+    {"up", RoundMode::kUp, {Accuracy::kCorrect, 0.5}},
+    {"toward zero", RoundMode::kTowardZero, {Accuracy::kCorrect, 0.5}},
+    {"ties away", RoundMode::kNearestEven, {Accuracy::kCorrect, 0.5}, 1},
+    {"faithful", RoundMode::kNearestEven, {Accuracy::kWithin, 1}, 0, 1},
+    {"2 ulps", RoundMode::kNearestEven, {Accuracy::kWithin, 2}},
+    {"2 ulps, degraded", RoundMode::kNearestEven, {Accuracy::kWithin, 2}, 0, 1},
+    {"5 ulps, degraded", RoundMode::kDown, {Accuracy::kWithin, 5}, 0, 1},
+};
+
+struct Ports {
+  const char* name;
+  std::vector<kiln::Type> in, out;
+};
+
+inline Config configOf(const std::string& unit, const Ports& ports, const Precision& precision,
+                       std::int64_t subtract, std::int64_t dualPath, bool subnormals,
+                       std::vector<Operation> operations) {
+  Config config;
+  config.unit = unit;
+  config.label = fmt::format("{} {}{}, {}{}", unit, ports.name, dualPath ? " dual path" : "",
+                             precision.name, subnormals ? ", subnormals" : "");
+  config.request.signature = {
+      ports.in, ports.out, {{subtract, dualPath, precision.tiesAway, precision.degrade}}};
+  config.request.accuracy.assign(ports.out.size(), precision.accuracy);
+  config.request.rounding.fixed = precision.mode;
+  config.request.subnormals = subnormals;
+  config.request.quietNaN = subnormals;
+  // Logic only, so that every partial product that can be left out is worth leaving out.
+  config.request.prices.lutPerDsp = 1e6;
+  config.operations = std::move(operations);
+  return config;
+}
+
+// Circuits that share their inputs in one graph, checked beside their references.
+class Bench {
+ public:
+  explicit Bench(std::vector<Config> list) : configs(std::move(list)) {
+    graph::Builder builder(circuit);
+    const auto& in = configs[0].request.signature.in;
+    std::vector<graph::Signal> inputs;
+    for (std::size_t i = 0; i < in.size(); ++i)
+      inputs.push_back(builder.input(fmt::format("i{}", i), in[i].width()));
+    for (const Config& config : configs) {
+      const UnitRow* row = findUnit(config.unit);
+      if (!row) throw std::runtime_error("no unit " + config.unit);
+      if (const auto reason = row->refuses(config.request)) throw std::runtime_error(*reason);
+      const auto outputs = row->decompose(builder, config.request, inputs);
+      for (std::size_t k = 0; k < outputs.size(); ++k) {
+        EXPECT_EQ(outputs[k].width, config.request.signature.out[k].width());
+        builder.output(fmt::format("{} {}", config.label, k), outputs[k]);
+      }
+    }
+    evaluator = std::make_unique<graph::Evaluator>(circuit);
+  }
+
+  std::size_t nodes() const { return circuit.size(); }
+
+  // Checks every circuit and reference on one pattern for each input; false when one is wrong.
+  bool check(const std::vector<MPZ>& patterns) {
+    const Request& first = configs[0].request;
+    values.resize(patterns.size());
+    stimulus.resize(patterns.size());
+    for (std::size_t i = 0; i < patterns.size(); ++i) {
+      if (const auto* format = first.signature.in[i].as_floating_point()) {
+        values[i] = decode(patterns[i], {*format, first.subnormals});
+      } else {
+        values[i] = Real(64);
+        mpfr_set_z(values[i].get(), patterns[i].get(), MPFR_RNDN);
+      }
+      stimulus[i].real = values[i];
+    }
+    const std::vector<MPZ> outputs = (*evaluator)(patterns);
+    std::size_t output = 0;
+    bool right = true;
+    for (const Config& config : configs)
+      for (std::size_t k = 0; k < config.operations.size(); ++k)
+        right = checkOutput(config, k, outputs[output++], patterns) && right;
+    return right;
+  }
+
+ private:
+  bool checkOutput(const Config& config, std::size_t k, const MPZ& got,
+                   const std::vector<MPZ>& patterns) {
+    const Request& request = config.request;
+    const Port port{*request.signature.out[k].as_floating_point(), request.subnormals,
+                    request.quietNaN};
+    const Truth truth(config.operations[k], values, port);
+    const Accuracy accuracy = request.accuracy[k];
+    std::vector<MPZ> accepted;
+    const RoundMode mode = modeOf(request, patterns);
+    if (accuracy.kind == Accuracy::kWithin)
+      accepted = truth.within(static_cast<int>(accuracy.ulps));
+    else
+      accepted = {encode(truth.inMode(mode).get(), port)};
+    if (std::ranges::find(accepted, got) == accepted.end()) {
+      ADD_FAILURE() << config.label << " output " << k << ": inputs " << join(patterns) << " give "
+                    << got.toText(2) << ", accepted" << join(accepted);
+      return false;
+    }
+    return checkReference(config, k, truth, port, patterns);
+  }
+
+  // The reference, filtered, in the direction of the request (to nearest for a bound).
+  bool checkReference(const Config& config, std::size_t k, const Truth& truth, const Port& port,
+                      const std::vector<MPZ>& patterns) {
+    static const std::map<RoundMode, mpfr_rnd_t> kDirections = {
+        {RoundMode::kNearestEven, MPFR_RNDN},
+        {RoundMode::kDown, MPFR_RNDD},
+        {RoundMode::kUp, MPFR_RNDU},
+        {RoundMode::kTowardZero, MPFR_RNDZ},
+        {RoundMode::kNearestAway, MPFR_RNDN}};
+    const Request& request = config.request;
+    const std::size_t outputs = request.signature.out.size();
+    const RoundMode mode = modeOf(request, patterns);
+    precisions.clear();
+    for (const kiln::Type& type : request.signature.out)
+      precisions.push_back(static_cast<unsigned>(type.as_floating_point()->frac + 1));
+    roundings.assign(outputs, kDirections.at(mode));
+    findUnit(config.unit)
+        ->evaluate(request.signature, results, stimulus, precisions, roundings, request.subnormals);
+    const MPZ reference = encode(results[k].real.get(), port);
+    const MPZ expected = encode(truth.inMode(mode).get(), port);
+    EXPECT_EQ(results.size(), outputs);
+    EXPECT_EQ(reference, expected)
+        << config.label << " reference " << k << ": inputs " << join(patterns) << " give "
+        << reference.toText(2) << " instead of " << expected.toText(2);
+    return reference == expected;
+  }
+
+  static RoundMode modeOf(const Request& request, const std::vector<MPZ>& patterns) {
+    RoundMode mode = request.rounding.fixed;
+    if (request.rounding.port)
+      mode = static_cast<RoundMode>(
+          patterns[static_cast<std::size_t>(*request.rounding.port)].toUint64());
+    const bool tiesAway = request.signature.variant[2] != 0;
+    return tiesAway && mode == RoundMode::kNearestEven ? RoundMode::kNearestAway : mode;
+  }
+
+  static std::string join(const std::vector<MPZ>& patterns) {
+    std::string text;
+    for (const MPZ& pattern : patterns) text += fmt::format(" {}", pattern.toText(2));
+    return text;
+  }
+
+  std::vector<Config> configs;
+  graph::Graph circuit;
+  std::unique_ptr<graph::Evaluator> evaluator;
+  std::vector<Real> values;
+  std::vector<NumValue> stimulus, results;
+  std::vector<unsigned> precisions;
+  std::vector<mpfr_rnd_t> roundings;
+};
+
+// Result bits of the logic and arithmetic that the outputs depend on, a pick counted once a level.
+inline int logicBits(const graph::Graph& circuit) {
+  std::vector<bool> used(circuit.size());
+  for (const auto& port : circuit.outputs()) used[port.signal.node.index] = true;
+  int bits = 0;
+  for (std::size_t i = circuit.size(); i-- > 0;) {
+    const graph::Node& node = circuit.nodes()[i];
+    if (!used[i]) continue;
+    for (const graph::NodeId operand : circuit.operands(node)) used[operand.index] = true;
+    if (!graph::traitsOf(node.op).wiring) bits += node.width;
+  }
+  return bits;
+}
+
+// Every pattern of a port; of an FPLib port every regular number, and each special as packing makes
+// it and once with all fields set.
+inline std::vector<MPZ> allPatterns(const kiln::FloatingPoint& format) {
+  std::vector<MPZ> patterns;
+  const int low = format.exp + format.frac + 1;
+  for (unsigned long i = 0; i < 1ul << low; ++i)
+    patterns.push_back(format.is_fp_lib ? MPZ(i) + MPZ::powerOfTwo(low) : MPZ(i));
+  if (!format.is_fp_lib) return patterns;
+  const MPZ magnitude = MPZ::allOnes(low - 1), signBit = MPZ::powerOfTwo(low - 1);
+  for (const int kind : {0, 2, 3})
+    for (const MPZ& sign : {MPZ(0), signBit})
+      for (const MPZ& fields : {MPZ(0), magnitude})
+        patterns.push_back((MPZ(kind) << low) + sign + fields);
+  return patterns;
+}
+
+// Checks every combination of patterns, up to five wrong ones.
+inline void checkAll(Bench& bench, const std::vector<kiln::Type>& in) {
+  std::vector<std::vector<MPZ>> choices;
+  for (const kiln::Type& type : in) {
+    const auto* format = type.as_floating_point();
+    choices.push_back(format ? allPatterns(*format) : std::vector<MPZ>{0, 1});
+  }
+  std::vector<std::size_t> index(in.size());
+  for (int wrong = 0; wrong < 5;) {
+    std::vector<MPZ> patterns;
+    for (std::size_t i = 0; i < in.size(); ++i) patterns.push_back(choices[i][index[i]]);
+    if (!bench.check(patterns)) ++wrong;
+    std::size_t place = 0;
+    while (place < in.size() && ++index[place] == choices[place].size()) index[place++] = 0;
+    if (place == in.size()) return;
+  }
+}
+
+// Draws patterns that matter: any, near 1, at both ends of the range, sparse or dense fractions;
+// and operands close to the one drawn before, for cancellation.
+class Draws {
+ public:
+  explicit Draws(unsigned seed) : random(seed) {}
+
+  MPZ bits(int width) {
+    MPZ result;
+    for (int low = 0; low < width; low += 32)
+      result = (result << 32) | MPZ(static_cast<unsigned long>(random() & 0xFFFFFFFFu));
+    return result.lowBits(static_cast<unsigned long>(width));
+  }
+  std::vector<MPZ> row(const std::vector<kiln::Type>& in) {
+    std::vector<MPZ> patterns;
+    for (const kiln::Type& type : in) {
+      const auto* format = type.as_floating_point();
+      patterns.push_back(format ? number(*format) : bits(type.width()));
+    }
+    return patterns;
+  }
+  int below(int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); }
+
+  MPZ number(const kiln::FloatingPoint& format) {
+    const int wE = format.exp, wF = format.frac;
+    MPZ exponent = bits(wE), fraction = bits(wF);
+    const MPZ top = MPZ::allOnes(wE);
+    switch (below(8)) {
+      case 0:
+        exponent = MPZ(below(4));
+        break;
+      case 1:
+        exponent = top - MPZ(below(4));
+        break;
+      case 2:
+        exponent = (top >> 1) + MPZ(below(5) - 2);
+        break;
+      case 3:
+        if (last != MPZ(0)) exponent = field(last, wF, wE) + MPZ(below(5) - 2);
+        break;
+      case 4:
+        if (last != MPZ(0)) exponent = field(last, wF, wE) + MPZ(below(2 * wF) - wF);
+        break;
+      default:
+        break;
+    }
+    switch (below(6)) {
+      case 0:
+        fraction = MPZ(below(4));
+        break;
+      case 1:
+        fraction = MPZ::allOnes(wF) - MPZ(below(4));
+        break;
+      case 2:
+        fraction = MPZ::powerOfTwo(below(wF)) + MPZ(below(2));
+        break;
+      case 3:
+        fraction = field(last, 0, wF) + MPZ(below(9) - 4);
+        break;
+      default:
+        break;
+    }
+    MPZ pattern = MPZ(below(2));
+    pattern = (pattern << wE) | exponent.lowBits(wE);
+    pattern = (pattern << wF) | fraction.lowBits(wF);
+    last = pattern;
+    if (!format.is_fp_lib) return pattern;
+    const int kind = below(40);
+    return (MPZ(kind < 4 ? kind : 1) << (wE + wF + 1)) + pattern;
+  }
+
+ private:
+  std::mt19937 random;
+  MPZ last;
+};
+
+inline void checkDrawn(Bench& bench, const std::vector<kiln::Type>& in, int count, unsigned seed) {
+  SCOPED_TRACE(fmt::format("seed {}", seed));
+  Draws draws(seed);
+  int wrong = 0;
+  for (int i = 0; i < count && wrong < 5; ++i)
+    if (!bench.check(draws.row(in))) ++wrong;
+}
+
+}  // namespace functions::testing
