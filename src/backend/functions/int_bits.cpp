@@ -101,8 +101,10 @@ std::vector<Signal> buildShift(Builder& b, const Request& request, std::span<con
   // The last bit, if it stands alone, shares its level with the shifts beyond the limit.
   const Signal isBeyond = canExceed ? exceeds(b, shift, limit) : b.bit(false);
   if (low == bits) return {b.select(isBeyond, beyond, x)};
-  const Signal choices[] = {x, shiftedDown(b, x, 1 << low, fill), beyond};
-  return {b.pick(b.concat({isBeyond, b.bitOf(shift, low)}), choices)};
+  const Signal last = b.bitOf(shift, low), lastShifted = shiftedDown(b, x, 1 << low, fill);
+  if (!canExceed) return {b.select(last, lastShifted, x)};
+  const Signal choices[] = {x, lastShifted, beyond};
+  return {b.pick(b.concat({isBeyond, last}), choices)};
 }
 
 std::optional<std::string> refuseShift(const Request& request) {

@@ -19,8 +19,8 @@ namespace {
 
 // Look-up tables up to which a tile beside others is logic rather than a DSP block, and a product
 // that would have a block of its own.
-constexpr int kMostTablesOfTile = 100;
-constexpr int kMostTablesOfProduct = 32;
+constexpr int kMostTablesOfTile = 112;
+constexpr int kMostTablesOfProduct = 40;
 // A factor of so few bits makes a product cheaper in logic, however long the other is.
 constexpr int kThin = 4;
 // The longest addition in a strip of logic beside blocks.
@@ -54,10 +54,12 @@ Piece trimmed(Builder& b, Signal x, bool isSigned) {
   return {b.slice(x, low, top - low), low, isSigned};
 }
 
-// Look-up tables of a product in logic: additions of its rows, of which a sign makes one more.
+// Look-up tables of a product in logic, as synthesised ones have it: two a bit for two rows and
+// three a bit for each further two. A sign makes one row more.
 int tablesOf(const Piece& x, const Piece& y) {
+  const int rows = std::min(x.width(), y.width()), length = std::max(x.width(), y.width());
   const int signs = (x.isSigned ? 1 : 0) + (y.isSigned ? 1 : 0);
-  return (std::min(x.width(), y.width()) - 1 + signs) * std::max(x.width(), y.width());
+  return (3 * (rows + signs) - 2) * length / 2;
 }
 
 class ProductBuilder {
@@ -215,8 +217,8 @@ class ProductBuilder {
     return b.lut(x.bits, contents, width);
   }
 
-  // The rows of the longer factor, two by two in one addition each: the gates before an adder's
-  // bits cost nothing. Sign bits count negatively, so they make rows of their own.
+  // The rows of the longer factor, two or three in one addition each. Sign bits count negatively,
+  // so they make rows of their own.
   void addLogic(const Piece& x, const Piece& y) {
     const int shift = x.shift + y.shift;
     if (x.width() < y.width()) return addLogic(y, x);
