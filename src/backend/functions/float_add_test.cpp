@@ -115,11 +115,11 @@ TEST(FloatAdd, WiderBoundsBuySmallerCircuits) {
   for (const int dualPath : {0, 1}) {
     const int correct = bitsOf({Accuracy::kCorrect, 0.5}, dualPath);
     const int faithful = bitsOf({Accuracy::kWithin, 1}, dualPath);
-    const int two = bitsOf({Accuracy::kWithin, 2}, dualPath);
-    const int eight = bitsOf({Accuracy::kWithin, 8}, dualPath);
-    EXPECT_LT(faithful, correct * 9 / 10);
-    EXPECT_LT(two, faithful);
-    EXPECT_LT(eight, two);
+    const int four = bitsOf({Accuracy::kWithin, 4}, dualPath);
+    const int sixteen = bitsOf({Accuracy::kWithin, 16}, dualPath);
+    EXPECT_LT(faithful, correct);
+    EXPECT_LT(four, faithful);
+    EXPECT_LT(sixteen, four);
   }
 }
 
