@@ -36,7 +36,7 @@ std::vector<Config> adders(const Ports& ports, bool subnormals, bool dualSubtrac
     const bool subtract = dualPath == dualSubtracts;
     for (const Precision& precision : kPrecisions)
       configs.push_back(configOf("CFloatAdd", ports, precision, subtract, dualPath, subnormals,
-                                 {subtract ? Operation(difference) : Operation(sum)}));
+                                 {subtract ? difference : sum}));
   }
   return configs;
 }
