@@ -47,3 +47,10 @@ struct TestingOptions {
 
   bool hasSplitOutputPorts() const { return !outLatency.empty(); }
 };
+
+// Columns of one output port in a response row: the accepted results for an error bound of `bound`
+// ulps; none for a bound below 1 that is not exactly 0.5.
+inline int responseColumns(float bound) {
+  if (bound == 0.5f) return 1;
+  return bound < 1 ? 0 : 2 * static_cast<int>(bound);
+}

@@ -51,16 +51,29 @@ class Device {
 
   // From the arrival of a node's last operand to its result, local routing included; 0 for wiring.
   Picoseconds delayOf(const graph::Graph& graph, graph::NodeId node) const;
+  // The same when a register takes the result: it may lie inside the block that computes it.
+  Picoseconds delayToRegister(const graph::Graph& graph, graph::NodeId node) const;
+  // From the clock to a node's result behind `registers` >= 1 registers: what a stage that reads it
+  // pays at its start.
+  Picoseconds clockToOutput(const graph::Graph& graph, graph::NodeId node, int registers) const;
   // What every stage pays at its start and at its end.
   Picoseconds clockToOutput() const;
   Picoseconds setup() const;
   // Look-up tables, DSP and memory blocks of one node; registers are not counted here.
   Cost costOf(const graph::Graph& graph, graph::NodeId node) const;
   // The widest addition of two addends that fits into one stage of `period`; at least 1.
-  int widestAdder(Picoseconds period) const;
+  int widestAdder(Picoseconds period) const { return widestSum(period, 2); }
+  // The same for two or three addends.
+  int widestSum(Picoseconds period, int addends) const;
 
  private:
   Picoseconds scaled(double picoseconds) const;
+  double sumDelay(int width, int addends) const;
+  double functionDelay(int inputs) const;
+  double pickDelay(std::size_t choices) const;
+  double productDelay(int a, int b, bool isSigned) const;
+  int tiles(int a, int b, bool isSigned) const;
+  bool isDspProduct(const graph::Graph& graph, const graph::Node& node) const;
 
   const Family& family;
   std::string grade;

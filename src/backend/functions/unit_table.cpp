@@ -3,6 +3,9 @@
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
 #include "backend/functions/float_mult.h"
+#include "backend/functions/int_add.h"
+#include "backend/functions/int_bits.h"
+#include "backend/functions/int_product.h"
 #include "backend/functions/unit.h"
 
 namespace functions {
@@ -11,9 +14,7 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits,
-    floatMultUnits,
-    floatAbsUnits,
+    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatAbsUnits,
 };
 
 }  // namespace

@@ -294,6 +294,11 @@ Signal Builder::addThree(Signal a, Signal b, Signal c, Signal carryIn) {
   if (isZeroLiteral(a)) return addCarry(b, c, carryIn);
   if (isZeroLiteral(b)) return addCarry(a, c, carryIn);
   if (isZeroLiteral(c)) return addCarry(a, b, carryIn);
+  const auto sumOf = [&](Signal x, Signal y) { return literal(valueOf(x) + valueOf(y), x.width); };
+  if (isLiteral(a) && isLiteral(b)) return addCarry(sumOf(a, b), c, carryIn);
+  if (isLiteral(a) && isLiteral(c)) return addCarry(sumOf(a, c), b, carryIn);
+  if (isLiteral(b) && isLiteral(c)) return addCarry(sumOf(b, c), a, carryIn);
+  sortPair(a, b), sortPair(b, c), sortPair(a, b);
   return make(Op::kAdd, a.width, {a, b, c, carryIn});
 }
 

@@ -37,6 +37,35 @@ void orBits(mp_limb_t* result, int to, const mp_limb_t* source, int from, int wi
   }
 }
 
+// result += source << shift, in `count` limbs; what passes the top is lost.
+void addShifted(mp_limb_t* result, std::size_t count, const mp_limb_t* source,
+                std::size_t sourceCount, std::uint32_t shift) {
+  const std::uint32_t offset = shift % kLimbBits;
+  const auto addAt = [&](std::size_t place, mp_limb_t value) {
+    if (place < count && value != 0)
+      mpn_add_1(result + place, result + place, static_cast<mp_size_t>(count - place), value);
+  };
+  for (std::size_t i = 0, place = shift / kLimbBits; i < sourceCount; ++i, ++place) {
+    addAt(place, source[i] << offset);
+    if (offset != 0) addAt(place + 1, source[i] >> (kLimbBits - offset));
+  }
+}
+
+// The number of `width` bits whose sign is its top bit, in a whole limb.
+mp_limb_t signExtended(mp_limb_t bits, int width) {
+  const mp_limb_t sign = mp_limb_t{1} << (width - 1);
+  return (bits ^ sign) - sign;
+}
+
+// The product of two numbers of at most one limb, as two limbs.
+void multiplyLimbs(mp_limb_t a, mp_limb_t b, bool isSigned, mp_limb_t* result) {
+  result[1] = mpn_mul_1(result, &a, 1, b);
+  if (!isSigned) return;
+  // A sign bit that was counted as 2^63 weighs 2^64 less.
+  if (a >> (kLimbBits - 1)) result[1] -= b;
+  if (b >> (kLimbBits - 1)) result[1] -= a;
+}
+
 void addInto(mp_limb_t* sum, const mp_limb_t* addend, std::size_t count) {
   mpn_add_n(sum, sum, addend, static_cast<mp_size_t>(count));
 }
@@ -141,17 +170,25 @@ void evaluateNode(const Graph& graph, const Node& node, std::span<const mp_limb_
     }
     case Op::kMultiply:
     case Op::kMultiplySigned: {
+      const bool isSigned = node.op == Op::kMultiplySigned;
+      if (count == 2 && widthOf(0) <= kLimbBits && widthOf(1) <= kLimbBits) {
+        const auto factor = [&](std::size_t i) {
+          return isSigned ? signExtended(operands[i][0], widthOf(i)) : operands[i][0];
+        };
+        multiplyLimbs(factor(0), factor(1), isSigned, result);
+        trim(result, node.width);
+        return;
+      }
       MPZ a = fromLimbs(operands[0], widthOf(0)), b = fromLimbs(operands[1], widthOf(1));
-      if (node.op == Op::kMultiplySigned) a = a.asSigned(widthOf(0)), b = b.asSigned(widthOf(1));
+      if (isSigned) a = a.asSigned(widthOf(0)), b = b.asSigned(widthOf(1));
       toLimbs(a * b, node.width, result);
       return;
     }
     case Op::kHeap: {
-      MPZ sum;
-      const auto shifts = graph.shifts(node);
+      clear();
       for (std::size_t i = 0; i < operands.size(); ++i)
-        sum += fromLimbs(operands[i], widthOf(i)) << shifts[i];
-      toLimbs(sum, node.width, result);
+        addShifted(result, count, operands[i], limbsOf(widthOf(i)), graph.shifts(node)[i]);
+      trim(result, node.width);
       return;
     }
     case Op::kCount:
@@ -161,18 +198,21 @@ void evaluateNode(const Graph& graph, const Node& node, std::span<const mp_limb_
 }
 
 void toLimbs(const MPZ& pattern, int width, mp_limb_t* limbs) {
-  const MPZ bits = pattern.lowBits(static_cast<unsigned long>(width));
+  if (pattern.sign() < 0)
+    return toLimbs(pattern.lowBits(static_cast<unsigned long>(width)), width, limbs);
   for (std::size_t i = 0; i < limbsOf(width); ++i)
-    limbs[i] = mpz_getlimbn(bits.get(), static_cast<mp_size_t>(i));
+    limbs[i] = mpz_getlimbn(pattern.get(), static_cast<mp_size_t>(i));  // 0 past the last
+  trim(limbs, width);
 }
 
 MPZ fromLimbs(const mp_limb_t* limbs, int width) {
+  if (width <= kLimbBits) return limbs[0];
   MPZ result;
   mpz_import(result.get(), limbsOf(width), -1, sizeof(mp_limb_t), 0, 0, limbs);
   return result;
 }
 
-Evaluator::Evaluator(const Graph& graph) : graph(graph) {
+Evaluator::Evaluator(const Graph& graph) : graph(graph), narrow(graph) {
   std::size_t total = 0;
   offsets.reserve(graph.size());
   for (const Node& node : graph.nodes()) {
@@ -197,9 +237,11 @@ void Evaluator::setInput(std::size_t port, const MPZ& pattern) {
 void Evaluator::run() {
   for (std::size_t i = 0; i < graph.size(); ++i) {
     const Node& node = graph.nodes()[i];
-    if (node.op == Op::kLiteral) continue;
-    evaluateNode(graph, node, {operandPointers.data() + firstOperand[i], node.operandCount},
-                 &limbs[offsets[i]]);
+    const mp_limb_t* const* operands = operandPointers.data() + firstOperand[i];
+    if (narrow.covers(i))
+      limbs[offsets[i]] = narrow.evaluate(i, operands);
+    else if (node.op != Op::kLiteral)
+      evaluateNode(graph, node, {operands, node.operandCount}, &limbs[offsets[i]]);
   }
 }
 
@@ -211,8 +253,7 @@ std::vector<MPZ> Evaluator::operator()(std::span<const MPZ> inputs) {
   for (std::size_t port = 0; port < inputs.size(); ++port) setInput(port, inputs[port]);
   run();
   std::vector<MPZ> outputs;
-  for (std::size_t port = 0; port < graph.outputs().size(); ++port)
-    outputs.push_back(output(port));
+  for (std::size_t port = 0; port < graph.outputs().size(); ++port) outputs.push_back(output(port));
   return outputs;
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "backend/graph/graph.h"
+#include "backend/graph/narrow_steps.h"
 
 namespace graph {
 
@@ -39,7 +40,8 @@ class Evaluator {
 
  private:
   const Graph& graph;
-  std::vector<std::size_t> offsets;               // of each node's value in `limbs`
+  NarrowSteps narrow;
+  std::vector<std::size_t> offsets;  // of each node's value in `limbs`
   std::vector<mp_limb_t> limbs;
   std::vector<const mp_limb_t*> operandPointers;  // as Graph lays out its operands
   std::vector<std::size_t> firstOperand;

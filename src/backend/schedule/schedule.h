@@ -28,7 +28,7 @@ enum class Strategy { kCombinational = 0, kGreedy = 1, kTimed = 2, kScopes = 3, 
 struct ScheduleOptions {
   device::Picoseconds period;  // target clock period
   Strategy strategy = Strategy::kGreedy;
-  std::optional<int> latency;  // exact cycles wanted, wrappers included; the shortest when empty
+  std::optional<int> latency = {};  // exact cycles wanted, wrappers included; the shortest when empty
   bool registerInputs = false;   // a register in front of every input
   bool registerOutputs = false;  // and behind every output
 };
@@ -43,7 +43,9 @@ struct Scheduled {
   std::optional<std::string> warning;
 };
 
-// Gives every node a cycle. Fails, with one line that names the shortest latency at this clock, when
+// Gives every node a cycle; what comes back has passed the checker (checker.h). A combinational unit
+// is never cut: its period is raised to what it takes, without a warning. Added latency goes where
+// the fewest bits cross. Fails, with one line that names the shortest latency at this clock, when
 // `latency` cannot be met.
 util::Result<Scheduled> scheduleGraph(const graph::Graph& graph, const device::Device& device,
                                       const ScheduleOptions& options);

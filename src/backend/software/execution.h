@@ -4,6 +4,7 @@
 
 #include "backend/graph/evaluator.h"
 #include "backend/graph/graph.h"
+#include "backend/graph/narrow_steps.h"
 #include "backend/schedule/schedule.h"
 #include "util/mpz.h"
 
@@ -23,9 +24,10 @@ class Execution {
  private:
   const graph::Graph& graph;
   const schedule::Schedule& schedule;
-  int depth;                                    // cycles that are remembered
-  std::vector<std::size_t> offsets;             // of each node's value in one frame
-  std::vector<std::vector<mp_limb_t>> frames;   // ring of the values of the last `depth` cycles
+  graph::NarrowSteps narrow;
+  int depth;                                   // cycles that are remembered
+  std::vector<std::size_t> offsets;            // of each node's value in one frame
+  std::vector<std::vector<mp_limb_t>> frames;  // ring of the values of the last `depth` cycles
   long now = 0;
 };
 

@@ -1,0 +1,215 @@
+#include "backend/device/device.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <utility>
+
+#include "backend/device/families.h"
+#include "util/failure.h"
+
+namespace device {
+
+using graph::Graph;
+using graph::Node;
+using graph::NodeId;
+using graph::Op;
+
+namespace {
+
+// A product narrower than this is logic; a wider one occupies DSP blocks.
+constexpr int kNarrowestDspProduct = 9;
+
+int widthOf(const Graph& graph, const Node& node, std::size_t operand) {
+  return graph.node(graph.operands(node)[operand]).width;
+}
+
+int ceilDivide(int a, int b) { return (a + b - 1) / b; }
+
+// Levels of additions of three addends that bring `addends` numbers down to one.
+int sumLevels(int addends) {
+  int levels = 0;
+  for (; addends > 1; addends = ceilDivide(addends, 3)) ++levels;
+  return levels;
+}
+
+// Look-up tables of an addition: one a bit, two with a third addend. A constant takes a table only
+// where it has a one, for the inverter; the rest of its bits are the chain alone.
+double sumTables(const Graph& graph, const Node& node) {
+  const auto operands = graph.operands(node);
+  if (operands.size() > 3) return 2.0 * node.width;
+  for (const NodeId operand : operands.first(2))
+    if (graph.node(operand).op == Op::kLiteral)
+      return std::max<double>(1, mpz_popcount(graph.literal(graph.node(operand)).get()));
+  return node.width;
+}
+
+}  // namespace
+
+Device::Device(const Family& family, std::string speedGrade, double gradeFactor)
+    : family(family), grade(std::move(speedGrade)), factor(gradeFactor) {}
+
+bool Device::SupportsHyperRegisters() const { return family.hyperRegisters; }
+std::string_view Device::familyName() const { return family.name; }
+bool Device::isCalibrated() const { return family.calibrated; }
+
+Picoseconds Device::scaled(double picoseconds) const {
+  return {static_cast<int>(std::lround(picoseconds * factor))};
+}
+Picoseconds Device::clockToOutput() const { return scaled(family.clockToOutput); }
+Picoseconds Device::setup() const { return scaled(family.setup); }
+
+double Device::sumDelay(int width, int addends) const {
+  return family.sumEntry + family.sumPerBit * width + (addends > 2 ? family.thirdAddend : 0);
+}
+
+// A tree of look-up tables that computes a function of `inputs` bits which can be cut anywhere.
+double Device::functionDelay(int inputs) const {
+  double delay = 0;
+  for (; inputs > family.lutInputs(); inputs = ceilDivide(inputs, family.lutInputs()))
+    delay += family.lut.back();
+  return delay + family.lut[static_cast<std::size_t>(std::max(inputs, 0))];
+}
+
+// Four ways fill a table of six inputs, two ways one of three.
+double Device::pickDelay(std::size_t choices) const {
+  double delay = 0;
+  for (; choices > 2; choices = (choices + 3) / 4) delay += family.lut.back();
+  return choices == 2 ? delay + family.lut[3] : delay;
+}
+
+int Device::tiles(int a, int b, bool isSigned) const {
+  const int sign = isSigned ? 1 : 0;
+  const auto count = [&](int x, int y) {
+    return std::max(1, ceilDivide(x - sign, family.dsp.wide - 1)) *
+           std::max(1, ceilDivide(y - sign, family.dsp.narrow - 1));
+  };
+  return std::min(count(a, b), count(b, a));
+}
+
+bool Device::isDspProduct(const Graph& graph, const Node& node) const {
+  if (node.op != Op::kMultiply && node.op != Op::kMultiplySigned) return false;
+  return node.width >= kNarrowestDspProduct &&
+         tiles(widthOf(graph, node, 0), widthOf(graph, node, 1), node.op == Op::kMultiplySigned) ==
+             1;
+}
+
+double Device::productDelay(int a, int b, bool isSigned) const {
+  if (a + b < kNarrowestDspProduct)  // the tables before the chains make the rows
+    return std::max<int>(1, std::bit_width(static_cast<unsigned>(std::min(a, b) - 1))) *
+           sumDelay(a + b, 2);
+  return family.dspProduct + sumLevels(tiles(a, b, isSigned)) * sumDelay(a + b, 3);
+}
+
+Picoseconds Device::delayOf(const Graph& graph, NodeId id) const {
+  const Node& node = graph.node(id);
+  const auto operandCount = graph.operands(node).size();
+  switch (node.op) {
+    case Op::kInput:
+    case Op::kLiteral:
+    case Op::kSlice:
+    case Op::kConcat:
+    case Op::kReplicate:
+    case Op::kNot:  // vanishes in the function that reads it
+      return {0};
+    case Op::kAnd:
+    case Op::kOr:
+    case Op::kXor:
+      return scaled(family.lut[2]);
+    case Op::kSelect:
+      return scaled(family.lut[3]);
+    case Op::kPick:
+      return scaled(pickDelay(operandCount - 1));
+    case Op::kReduceAnd:
+    case Op::kReduceOr:
+    case Op::kReduceXor:
+    case Op::kLut:
+      return scaled(functionDelay(widthOf(graph, node, 0)));
+    case Op::kAdd:
+      return scaled(sumDelay(node.width, static_cast<int>(operandCount) - 1));
+    case Op::kEqual:
+      return scaled(functionDelay(2 * widthOf(graph, node, 0)));
+    case Op::kLess:
+    case Op::kLessSigned:
+      return scaled(sumDelay(widthOf(graph, node, 0), 2));
+    case Op::kMultiply:
+    case Op::kMultiplySigned:
+      return scaled(productDelay(widthOf(graph, node, 0), widthOf(graph, node, 1),
+                                 node.op == Op::kMultiplySigned));
+    case Op::kHeap:
+      return scaled(sumLevels(static_cast<int>(operandCount)) * sumDelay(node.width, 3));
+    case Op::kCount:
+      break;
+  }
+  LOAM_ASSERT(false, "an operation of the graph");
+}
+
+Picoseconds Device::delayToRegister(const Graph& graph, NodeId id) const {
+  return isDspProduct(graph, graph.node(id)) ? scaled(family.dspToRegister) : delayOf(graph, id);
+}
+
+Picoseconds Device::clockToOutput(const Graph& graph, NodeId id, int registers) const {
+  // A block has two registers behind its product; a third one is a register like any other.
+  if (registers > 2 || !isDspProduct(graph, graph.node(id))) return clockToOutput();
+  return scaled(registers == 1 ? family.dspFromInnerRegister : family.dspFromRegister);
+}
+
+Cost Device::costOf(const Graph& graph, NodeId id) const {
+  // Logic of fewer inputs than a table has shares tables with its neighbours; a wider one is a
+  // tree.
+  const double spare = family.lutInputs() - 1;
+  const Node& node = graph.node(id);
+  const auto operandCount = static_cast<int>(graph.operands(node).size());
+  const double width = node.width;
+  switch (node.op) {
+    case Op::kInput:
+    case Op::kLiteral:
+    case Op::kSlice:
+    case Op::kConcat:
+    case Op::kReplicate:
+    case Op::kNot:
+      return {};
+    case Op::kAnd:
+    case Op::kOr:
+    case Op::kXor:
+      return {.luts = width * 0.4};
+    case Op::kSelect:
+      return {.luts = width * 0.7};
+    case Op::kPick:
+      return {.luts = width * std::max(0.7, std::ceil((operandCount - 2) / 3.0))};
+    case Op::kReduceAnd:
+    case Op::kReduceOr:
+    case Op::kReduceXor:
+      return {.luts = std::ceil((widthOf(graph, node, 0) - 1) / spare)};
+    case Op::kLut:
+      return {.luts = width};
+    case Op::kAdd:
+      return {.luts = sumTables(graph, node)};
+    case Op::kEqual:
+      return {.luts = std::ceil((2 * widthOf(graph, node, 0) - 1) / spare)};
+    case Op::kLess:
+    case Op::kLessSigned:
+      return {.luts = std::ceil(widthOf(graph, node, 0) * 0.7)};
+    case Op::kMultiply:
+    case Op::kMultiplySigned: {
+      const int a = widthOf(graph, node, 0), b = widthOf(graph, node, 1);
+      if (a + b < kNarrowestDspProduct) return {.luts = 1.0 * a * b};
+      const int blocks = tiles(a, b, node.op == Op::kMultiplySigned);
+      return {.luts = (blocks - 1) * width, .dsps = 1.0 * blocks};
+    }
+    case Op::kHeap:
+      return {.luts = (operandCount - 1) * width};
+    case Op::kCount:
+      break;
+  }
+  LOAM_ASSERT(false, "an operation of the graph");
+}
+
+int Device::widestSum(Picoseconds period, int addends) const {
+  const Picoseconds left = period - clockToOutput() - setup();
+  int width = static_cast<int>((left.value / factor - sumDelay(0, addends)) / family.sumPerBit);
+  while (width > 1 && scaled(sumDelay(width, addends)) > left) --width;  // delays are rounded
+  return std::max(1, width);
+}
+
+}  // namespace device

@@ -1,0 +1,92 @@
+#include "backend/device/families.h"
+
+namespace device {
+
+namespace {
+
+// TarnV, the yardstick: read off synthesised netlists and the delays of an open cell library for a
+// part with six-input look-up tables, carry chains and 25x18 multipliers. Wires count as nothing
+// there, so these are ranks that open tools can check, not promises about silicon.
+//   look-up tables  pins 127 to 642 by inputs used (2: 238, 3: 407, 4: 472, 5: 631, 6: 642); those
+//   of
+//                   2 to 4 are raised a little, since a tree of narrow gates fills wide tables only
+//                   in part
+//   additions       32, 64 and 128 bits 1800, 2700 and 4500; 32 bits of three addends 2200
+//   registers       clock to output 303, setup with an enable 109
+//   DSP             input setup 1416 with a product register and 2739 with an output register;
+//                   output 1671 from the product register, 329 from the output register
+constexpr Family kTarnV{
+    .name = "TarnV",
+    .calibrated = true,
+    .lut = {0, 127, 262, 420, 500, 631, 642},
+    .sumEntry = 900,
+    .sumPerBit = 28.2,
+    .thirdAddend = 420,
+    .clockToOutput = 303,
+    .setup = 109,
+    .dsp = {25, 18},
+    .dspProduct = 2739 - 109,
+    .dspToRegister = 1416 - 109,
+    .dspFromInnerRegister = 1671,
+    .dspFromRegister = 329,
+    .memoryBits = 36 * 1024,
+    .memoryWidth = 72,
+    .registersPerLut = 2,
+};
+
+// A model of a family that was not measured: the yardstick's figures times `speed`, and the time
+// `route` for the wires behind every look-up table and sum, which the yardstick does not count.
+struct Model {
+  std::string_view name;
+  double speed;
+  double route;
+  DspShape dsp;
+  int memoryBits;
+  int memoryWidth;
+  bool hardFloat;
+  bool hyperRegisters;
+};
+
+constexpr Family modelled(const Model& model) {
+  Family family = kTarnV;
+  family.name = model.name;
+  family.calibrated = false;
+  for (std::size_t inputs = 1; inputs < family.lut.size(); ++inputs)
+    family.lut[inputs] = family.lut[inputs] * model.speed + model.route;
+  family.sumEntry = family.sumEntry * model.speed + model.route;
+  for (double Family::*figure : {&Family::sumPerBit, &Family::thirdAddend, &Family::clockToOutput,
+                                 &Family::setup, &Family::dspProduct, &Family::dspToRegister,
+                                 &Family::dspFromInnerRegister, &Family::dspFromRegister})
+    family.*figure *= model.speed;
+  family.dsp = model.dsp;
+  family.memoryBits = model.memoryBits;
+  family.memoryWidth = model.memoryWidth;
+  family.hardFloat = model.hardFloat;
+  family.hyperRegisters = model.hyperRegisters;
+  return family;
+}
+
+constexpr Family kFamilies[] = {
+    //         name        speed route DSP       memory block   hard float, hyper registers
+    modelled({"Merrow10", 0.60, 130, {27, 27}, 20 * 1024, 40, true, false}),
+    modelled({"Halvard10", 0.50, 100, {27, 27}, 20 * 1024, 40, true, true}),
+    modelled({"MerrowV", 0.85, 180, {27, 27}, 10 * 1024, 40, false, false}),
+    kTarnV,
+    modelled({"TarnIVGX", 1.15, 250, {18, 18}, 9 * 1024, 36, false, false}),
+    modelled({"HalvardIV", 0.90, 180, {18, 18}, 9 * 1024, 36, false, false}),
+};
+
+// The measured figures stand for the fastest grade; the others are a stated model.
+constexpr SpeedGrade kSpeedGrades[] = {
+    {1.00, {"fast", "1", "-1", "-6"}},
+    {1.12, {"mid", "2", "-2", "-7"}},
+    {1.25, {"slow", "3", "-3", "-8"}},
+};
+
+}  // namespace
+
+std::span<const Family> families() { return kFamilies; }
+
+std::span<const SpeedGrade> speedGrades() { return kSpeedGrades; }
+
+}  // namespace device

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <array>
+#include <span>
+#include <string_view>
+
+namespace device {
+
+// The operands of the signed product that one DSP block multiplies; an unsigned product loses a bit
+// of each.
+struct DspShape {
+  int wide = 0;
+  int narrow = 0;
+};
+
+// One family's data. Delays are in ps, at speed grade "fast"; those of logic and carry chains
+// contain the route to the next reader.
+struct Family {
+  std::string_view name;
+  bool calibrated = false;  // figures measured, not modelled
+
+  std::array<double, 7> lut{};  // through one look-up table, by the number of inputs it uses
+  double sumEntry = 0;          // an addition of w bits takes sumEntry + w * sumPerBit
+  double sumPerBit = 0;
+  double thirdAddend = 0;    // and this much more with three addends
+  double clockToOutput = 0;  // what a stage pays at its start
+  double setup = 0;          // and at its end
+
+  DspShape dsp;
+  double dspProduct = 0;            // operands to product, no inner register
+  double dspToRegister = 0;         // operands to the register inside the block, its setup excluded
+  double dspFromInnerRegister = 0;  // from there to the product's pins
+  double dspFromRegister = 0;       // the same with a second register at the pins
+
+  int memoryBits = 0;   // of one memory block
+  int memoryWidth = 0;  // its widest word
+  int registersPerLut = 1;
+  bool hardFloat = false;       // floating-point blocks
+  bool hyperRegisters = false;  // registers in the routing
+
+  int lutInputs() const { return static_cast<int>(lut.size()) - 1; }
+};
+
+// All families, in the order in which messages list them.
+std::span<const Family> families();
+
+// One speed grade: the factor on all delays, and the names it goes by, the first one its own.
+struct SpeedGrade {
+  double factor;
+  std::array<std::string_view, 4> names;
+};
+std::span<const SpeedGrade> speedGrades();
+
+}  // namespace device

@@ -1,0 +1,164 @@
+#include "backend/graph/builder.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "backend/graph/evaluator.h"
+
+namespace graph {
+namespace {
+
+using util::MPZ;
+
+class BuilderTest : public ::testing::Test {
+ protected:
+  Graph graph;
+  Builder b{graph};
+  Signal x = b.input("x", 4);
+  Signal y = b.input("y", 4);
+  Signal c = b.input("c", 1);
+};
+
+TEST_F(BuilderTest, SharesEqualNodesWhateverTheOrderOfCommutingOperands) {
+  EXPECT_EQ(b.bitAnd(x, y), b.bitAnd(y, x));
+  EXPECT_EQ(b.bitXor(x, y), b.bitXor(y, x));
+  EXPECT_EQ(b.addCarry(x, y, c), b.addCarry(y, x, c));
+  EXPECT_EQ(b.addThree(x, y, b.bitNot(x), c), b.addThree(b.bitNot(x), y, x, c));
+  EXPECT_EQ(b.equal(x, y), b.equal(y, x));
+  EXPECT_EQ(b.multiply(x, y), b.multiply(y, x));
+  EXPECT_EQ(b.literal(5, 4), b.literal(21, 4));
+  EXPECT_NE(b.less(x, y), b.less(y, x));
+  EXPECT_NE(b.slice(x, 0, 2), b.slice(x, 1, 2));
+  const std::vector<HeapTerm> terms{{x, 0}, {y, 1}}, shifted{{x, 0}, {y, 2}};
+  EXPECT_EQ(b.heap(terms, 7), b.heap(terms, 7));
+  EXPECT_NE(b.heap(terms, 7), b.heap(shifted, 7));
+}
+
+TEST_F(BuilderTest, SeesThroughWiring) {
+  const Signal joined = b.concat({x, y});
+  EXPECT_EQ(b.slice(joined, 0, 4), y);
+  EXPECT_EQ(b.slice(joined, 4, 4), x);
+  EXPECT_EQ(b.slice(joined, 2, 4), b.concat({b.slice(x, 0, 2), b.slice(y, 2, 2)}));
+  EXPECT_EQ(b.concat({b.slice(x, 2, 2), b.slice(x, 0, 2)}), x);
+  EXPECT_EQ(b.concat({Signal{}, x, b.zeros(0)}), x);
+  EXPECT_EQ(b.concat({b.literal(1, 1), b.literal(2, 3)}), b.literal(10, 4));
+  EXPECT_EQ(b.slice(b.replicate(c, 9), 3, 2), b.replicate(c, 2));
+  EXPECT_EQ(b.bitNot(b.bitNot(x)), x);
+  EXPECT_EQ(b.select(b.bitNot(c), x, y), b.select(c, y, x));
+}
+
+// Folding must give the value that the operation has: whatever is built from literals, or from
+// literals and one input, evaluates to what the same operation makes of two inputs.
+TEST_F(BuilderTest, FoldsToTheValueOfTheUnfoldedOperation) {
+  struct Row {
+    const char* name;
+    std::function<Signal(Builder&, Signal, Signal)> build;
+  };
+  const Row rows[] = {
+      {"and", [](Builder& b, Signal p, Signal q) { return b.bitAnd(p, q); }},
+      {"or", [](Builder& b, Signal p, Signal q) { return b.bitOr(p, q); }},
+      {"xor", [](Builder& b, Signal p, Signal q) { return b.bitXor(p, q); }},
+      {"add", [](Builder& b, Signal p, Signal q) { return b.add(p, q); }},
+      {"add carry", [](Builder& b, Signal p, Signal q) { return b.addCarry(p, q, b.bit(true)); }},
+      {"subtract", [](Builder& b, Signal p, Signal q) { return b.subtract(p, q); }},
+      {"add three",
+       [](Builder& b, Signal p, Signal q) { return b.addThree(p, q, p, b.bit(true)); }},
+      {"equal", [](Builder& b, Signal p, Signal q) { return b.equal(p, q); }},
+      {"less", [](Builder& b, Signal p, Signal q) { return b.less(p, q); }},
+      {"less signed", [](Builder& b, Signal p, Signal q) { return b.lessSigned(p, q); }},
+      {"multiply", [](Builder& b, Signal p, Signal q) { return b.multiply(p, q); }},
+      {"multiply signed", [](Builder& b, Signal p, Signal q) { return b.multiplySigned(p, q); }},
+      {"select by a bit",
+       [](Builder& b, Signal p, Signal q) { return b.select(b.topBit(p), q, p); }},
+      {"select of bits",
+       [](Builder& b, Signal p, Signal q) {
+         return b.select(b.bitOf(p, 0), b.topBit(q), b.topBit(p));
+       }},
+      {"pick",
+       [](Builder& b, Signal p, Signal q) {
+         return b.pick(b.slice(p, 0, p.width - 1), std::vector{q, p, b.bitNot(q)});
+       }},
+      {"reduce",
+       [](Builder& b, Signal p, Signal q) {
+         return b.concat({b.reduceAnd(p), b.reduceOr(q), b.reduceXor(p), b.isZero(q)});
+       }},
+      {"lut", [](Builder& b, Signal p, Signal) { return b.lut(p, 0x1234567, 3); }},
+      {"heap",
+       [](Builder& b, Signal p, Signal q) {
+         return b.heap(std::vector<HeapTerm>{{p, 0}, {q, 1}, {p, 2}}, 5);
+       }},
+  };
+  for (const Row& row : rows) {
+    for (const int width : {2, 3}) {
+      const int values = 1 << width;
+      Graph unfolded;
+      Builder reference(unfolded);
+      const Signal p = reference.input("p", width), q = reference.input("q", width);
+      reference.output("r", row.build(reference, p, q));
+      Evaluator expected(unfolded);
+      for (int i = 0; i < values * values; ++i) {
+        const MPZ pv(i % values), qv(i / values);
+        Graph folded;
+        Builder f(folded);
+        const Signal pi = f.input("p", width), qi = f.input("q", width);
+        const Signal pl = f.literal(pv, width), ql = f.literal(qv, width);
+        f.output("both", row.build(f, pl, ql));
+        f.output("first", row.build(f, pl, qi));
+        f.output("second", row.build(f, pi, ql));
+        f.output("same", row.build(f, pi, pi));
+        f.output("complement", row.build(f, pi, f.bitNot(pi)));
+        EXPECT_TRUE(f.isLiteral(folded.outputs()[0].signal)) << row.name;
+        Evaluator evaluate(folded);
+        const std::vector<MPZ> results = evaluate(std::vector{pv, qv});
+        const auto value = [&](const MPZ& first, const MPZ& second) {
+          return expected(std::vector{first, second})[0];
+        };
+        EXPECT_EQ(results[0], value(pv, qv)) << row.name;
+        EXPECT_EQ(results[1], value(pv, qv)) << row.name;
+        EXPECT_EQ(results[2], value(pv, qv)) << row.name;
+        EXPECT_EQ(results[3], value(pv, pv)) << row.name;
+        EXPECT_EQ(results[4], value(pv, MPZ::allOnes(width) - pv)) << row.name;
+      }
+    }
+  }
+}
+
+TEST_F(BuilderTest, KeepsNodesInTopologicalOrder) {
+  b.output("r", b.select(b.less(x, y), b.add(x, y), b.bitNot(b.multiply(x, y)) == x ? x : y));
+  for (std::uint32_t i = 0; i < graph.size(); ++i)
+    for (const NodeId operand : graph.operands(NodeId{i})) EXPECT_LT(operand.index, i);
+}
+
+TEST_F(BuilderTest, ScopesNestAndSharingKeepsTheFirstOwner) {
+  Signal inner, again;
+  {
+    const auto outer = b.scope("outer");
+    {
+      const auto scope = b.scope("inner");
+      inner = b.add(x, y);
+    }
+    again = b.add(y, x);
+  }
+  EXPECT_EQ(inner, again);
+  const Scope& scope = graph.scopes()[graph.node(inner.node).scope];
+  EXPECT_EQ(scope.name, "inner");
+  EXPECT_EQ(graph.scopes()[static_cast<std::size_t>(scope.parent)].name, "outer");
+  EXPECT_EQ(graph.node(b.bitAnd(x, y).node).scope, 0u);
+}
+
+TEST_F(BuilderTest, FirstNameStays) {
+  const Signal sum = b.name(b.add(x, y), "sum");
+  b.name(sum, "other");
+  EXPECT_EQ(graph.nameOf(sum.node), "sum");
+  EXPECT_EQ(graph.nameOf(x.node), "");
+}
+
+TEST_F(BuilderTest, WidthsThatDoNotFitEndTheRun) {
+  EXPECT_EXIT(b.add(x, c), ::testing::ExitedWithCode(255), "unequal widths");
+  EXPECT_EXIT(b.slice(x, 2, 3), ::testing::ExitedWithCode(255), "inside its operand");
+  EXPECT_EXIT(b.lut(b.concat({x, y}), 0, 1), ::testing::ExitedWithCode(255), "six");
+}
+
+}  // namespace
+}  // namespace graph

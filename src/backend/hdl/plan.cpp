@@ -1,0 +1,282 @@
+#include "backend/hdl/plan.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "backend/hdl/names.h"
+#include "util/failure.h"
+
+namespace hdl {
+
+using graph::Node;
+using graph::NodeId;
+using graph::Op;
+
+namespace {
+
+// Names in one expression, at most; more is hard to read.
+constexpr int kExpressionSize = 6;
+
+// Operations that may stand inside the expression of their reader. The others are statements in one
+// of the languages, or, as products, would take another width or sign there.
+bool isExpression(Op op) {
+  switch (op) {
+    case Op::kSlice:
+    case Op::kConcat:
+    case Op::kReplicate:
+    case Op::kNot:
+    case Op::kAnd:
+    case Op::kOr:
+    case Op::kXor:
+    case Op::kReduceAnd:
+    case Op::kReduceOr:
+    case Op::kReduceXor:
+    case Op::kLut:
+    case Op::kAdd:
+    case Op::kEqual:
+    case Op::kLess:
+    case Op::kLessSigned:
+      return true;
+    case Op::kInput:
+    case Op::kLiteral:
+    case Op::kSelect:
+    case Op::kPick:
+    case Op::kMultiply:
+    case Op::kMultiplySigned:
+    case Op::kHeap:
+    case Op::kCount:
+      break;
+  }
+  return false;
+}
+
+// True when a reader needs operand `position` as a plain name, not an expression. The factors of a
+// product would be computed at the width of the product in Verilog, and keep carries.
+bool wantsName(Op reader, std::size_t position) {
+  return reader == Op::kSlice || reader == Op::kMultiply || reader == Op::kMultiplySigned ||
+         (reader == Op::kPick && position == 0);
+}
+
+std::vector<NodeId> idsOf(const graph::Graph& graph) {
+  std::vector<NodeId> ids(graph.size());
+  for (std::size_t i = 0; i < ids.size(); ++i) ids[i].index = static_cast<std::uint32_t>(i);
+  return ids;
+}
+
+}  // namespace
+
+Plan::Plan(const Design& design) : design(design), graph(*design.graph) {
+  findLastReads();
+  chooseInlined();
+  nameEverything();
+  makeRegisters();
+  makeProcesses();
+  markReads();
+}
+
+void Plan::findLastReads() {
+  live.assign(graph.size(), 0);
+  lastRead.assign(graph.size(), 0);
+  const auto read = [&](NodeId id, int cycle) {
+    LOAM_ASSERT(isLiteral(id) || cycle >= cycleOf(id), "a value is read after it is computed");
+    live[id.index] = 1;
+    lastRead[id.index] = std::max(lastRead[id.index], cycle);
+  };
+  for (std::size_t i = 0; i < graph.outputs().size(); ++i)
+    read(graph.outputs()[i].signal.node, design.schedule->cycleByOutput[i]);
+  for (std::size_t i = graph.size(); i-- > 0;) {
+    if (!live[i]) continue;
+    const NodeId id{static_cast<std::uint32_t>(i)};
+    for (const NodeId operand : graph.operands(id)) read(operand, cycleOf(id));
+  }
+}
+
+void Plan::chooseInlined() {
+  std::vector<int> uses(graph.size(), 0);
+  std::vector<char> mustHaveName(graph.size(), 0);
+  for (const NodeId id : idsOf(graph)) {
+    if (!live[id.index]) continue;
+    if (lastRead[id.index] > cycleOf(id)) ++uses[id.index];
+    const auto operands = graph.operands(id);
+    for (std::size_t i = 0; i < operands.size(); ++i) {
+      if (cycleOf(operands[i]) != cycleOf(id)) continue;
+      ++uses[operands[i].index];
+      if (wantsName(graph.node(id).op, i)) mustHaveName[operands[i].index] = 1;
+    }
+  }
+  for (std::size_t i = 0; i < graph.outputs().size(); ++i) {
+    const NodeId id = graph.outputs()[i].signal.node;
+    if (cycleOf(id) == design.schedule->cycleByOutput[i]) ++uses[id.index];
+  }
+  inlined.assign(graph.size(), 0);
+  std::vector<int> size(graph.size(), 1);
+  for (const NodeId id : idsOf(graph)) {
+    const Op op = graph.node(id).op;
+    if (op == Op::kSlice) {
+      inlined[id.index] = 1;  // of a name: a name as well
+      continue;
+    }
+    int names = 0;
+    for (const NodeId operand : graph.operands(id))
+      names += inlined[operand.index] && cycleOf(operand) == cycleOf(id) ? size[operand.index] : 1;
+    size[id.index] = names;
+    inlined[id.index] = isExpression(op) && uses[id.index] == 1 && !mustHaveName[id.index] &&
+                        names <= kExpressionSize && graph.nameOf(id).empty();
+  }
+}
+
+void Plan::nameEverything() {
+  Names names;
+  clock = names.claim("clk");
+  reset = names.claim("reset");
+  entity = names.claim(design.entity);
+  for (const graph::Port& port : graph.inputs()) inputNames.push_back(names.claim(port.name));
+  for (const graph::Port& port : graph.outputs()) outputNames.push_back(names.claim(port.name));
+  names.claim("rtl");
+  argument = names.claim("x");
+  count = names.claim("copies");
+  result = names.claim("joined");
+  index = names.claim("copy");
+  flagFunction = names.claim("flag");
+  replicateFunction = names.claim("replicate");
+  variableNames.resize(graph.size());
+  for (const NodeId id : idsOf(graph)) {
+    const Node& node = graph.node(id);
+    if (!live[id.index]) continue;
+    if (node.op == Op::kLut) {
+      const auto [row, isNew] = lutByContents.try_emplace(lutKey(node), lutFunctions.size());
+      if (isNew)
+        lutFunctions.push_back({names.claim(fmt::format("lut_{}", lutFunctions.size() + 1)), id});
+    }
+    if (node.op == Op::kLiteral) continue;
+    if (node.op == Op::kInput) {
+      variableNames[id.index] = inputNames[node.aux];
+    } else if (!graph.nameOf(id).empty()) {
+      variableNames[id.index] = names.claim(graph.nameOf(id));
+    } else if (!inlined[id.index] || lastRead[id.index] > cycleOf(id)) {
+      std::string kind(graph::traitsOf(node.op).name);
+      std::ranges::replace(kind, '-', '_');
+      variableNames[id.index] = names.claim(fmt::format("{}_{}", kind, id.index));
+    }
+  }
+  firstRegister.assign(graph.size(), 0);
+  for (const NodeId id : idsOf(graph)) {
+    firstRegister[id.index] = registers.size();
+    if (!live[id.index] || isLiteral(id)) continue;
+    for (int cycle = cycleOf(id) + 1; cycle <= lastRead[id.index]; ++cycle)
+      registers.push_back(
+          {id, cycle, names.claim(fmt::format("{}_r{}", variableNames[id.index], cycle)), true});
+  }
+  int lastCycle = -1;
+  for (const int cycle : design.schedule->cycleByOutput) lastCycle = std::max(lastCycle, cycle);
+  for (int cycle = 0; cycle <= lastCycle; ++cycle) {
+    processes.push_back({cycle, true, names.claim(fmt::format("cycle_{}", cycle)), {}, {}, {}});
+    processes.push_back({cycle, false, names.claim(fmt::format("result_{}", cycle)), {}, {}, {}});
+  }
+}
+
+void Plan::makeRegisters() {
+  if (!design.dontCareOnReset) return;
+  // Control registers hold nothing but copies of control inputs.
+  std::vector<char> isControl(graph.size(), 0);
+  for (const NodeId id : idsOf(graph)) {
+    const Node& node = graph.node(id);
+    if (node.op == Op::kInput) {
+      isControl[id.index] = graph.inputs()[node.aux].isControl;
+    } else if (graph::traitsOf(node.op).wiring && node.op != Op::kLiteral) {
+      isControl[id.index] = std::ranges::all_of(graph.operands(id), [&](NodeId operand) {
+        return isControl[operand.index] || isLiteral(operand);
+      });
+    }
+  }
+  for (Register& row : registers) row.hasReset = isControl[row.node.index];
+}
+
+std::vector<NodeId> Plan::variablesBehind(const std::vector<NodeId>& roots, int cycle) {
+  ++marks;
+  std::vector<NodeId> variables, open;
+  const auto visit = [&](NodeId id) {
+    if (isLiteral(id) || cycleOf(id) != cycle || mark[id.index] == marks) return;
+    mark[id.index] = marks;
+    open.push_back(id);
+  };
+  for (const NodeId root : roots) visit(root);
+  while (!open.empty()) {
+    const NodeId id = open.back();
+    open.pop_back();
+    if (!inlined[id.index] && graph.node(id).op != Op::kInput) variables.push_back(id);
+    for (const NodeId operand : graph.operands(id)) visit(operand);
+  }
+  std::ranges::sort(variables);
+  return variables;
+}
+
+void Plan::makeProcesses() {
+  mark.assign(graph.size(), 0);
+  for (std::size_t i = 0; i < registers.size(); ++i)
+    processes[2 * static_cast<std::size_t>(registers[i].cycle - 1)].registers.push_back(i);
+  for (std::size_t i = 0; i < graph.outputs().size(); ++i) {
+    const int cycle = design.schedule->cycleByOutput[i];
+    if (variablesBehind({graph.outputs()[i].signal.node}, cycle).empty())
+      directOutputs.push_back(i);
+    else
+      processes[2 * static_cast<std::size_t>(cycle) + 1].outputs.push_back(i);
+  }
+  for (Process& process : processes) {
+    std::vector<NodeId> roots;
+    for (const std::size_t row : process.registers) roots.push_back(registers[row].node);
+    for (const std::size_t port : process.outputs)
+      roots.push_back(graph.outputs()[port].signal.node);
+    process.variables = variablesBehind(roots, process.cycle);
+  }
+  std::erase_if(processes, [](const Process& process) {
+    return process.registers.empty() && process.outputs.empty();
+  });
+}
+
+std::uint64_t Plan::readingKey(NodeId id, int cycle) const {
+  return (std::uint64_t{id.index} << 32) | static_cast<std::uint32_t>(cycle);
+}
+
+void Plan::markReads() {
+  const auto read = [&](NodeId id, int cycle, int low, int width) {
+    if (isLiteral(id)) return;
+    std::vector<char>& bits = readBits[readingKey(id, cycle)];
+    bits.resize(static_cast<std::size_t>(graph.node(id).width));
+    std::fill_n(bits.begin() + low, width, 1);
+  };
+  const auto readAll = [&](NodeId id, int cycle) { read(id, cycle, 0, graph.node(id).width); };
+  for (const NodeId id : idsOf(graph)) {
+    if (!live[id.index]) continue;
+    const Node& node = graph.node(id);
+    for (const NodeId operand : graph.operands(id)) {
+      if (node.op == Op::kSlice)
+        read(operand, cycleOf(id), static_cast<int>(node.aux), node.width);
+      else
+        readAll(operand, cycleOf(id));
+    }
+    for (int cycle = cycleOf(id); cycle < lastRead[id.index]; ++cycle) readAll(id, cycle);
+  }
+  for (std::size_t i = 0; i < graph.outputs().size(); ++i)
+    readAll(graph.outputs()[i].signal.node, design.schedule->cycleByOutput[i]);
+}
+
+bool Plan::isPartlyRead(NodeId id, int cycle) const {
+  const auto found = readBits.find(readingKey(id, cycle));
+  return found == readBits.end() || std::ranges::count(found->second, 1) != graph.node(id).width;
+}
+
+const std::string& Plan::nameOf(NodeId id, int cycle) const {
+  return cycle > cycleOf(id) ? registerOf(id, cycle).name : variableNames[id.index];
+}
+
+Plan::LutKey Plan::lutKey(const Node& node) const {
+  return {node.aux, {node.width, graph.node(graph.operands(node)[0]).width}};
+}
+
+const std::string& Plan::lutFunctionOf(NodeId lut) const {
+  return lutFunctions[lutByContents.at(lutKey(graph.node(lut)))].name;
+}
+
+}  // namespace hdl

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "backend/graph/graph.h"
+#include "backend/hdl/emission.h"
+
+namespace hdl {
+
+// One register: the value of `node`, readable in cycle `cycle`.
+struct Register {
+  graph::NodeId node;
+  int cycle = 0;
+  std::string name;
+  bool hasReset = true;
+};
+
+// One process of the printed design, for the logic of one cycle: clocked, when it ends in the
+// registers of the next cycle, or combinational, when it ends in output ports.
+struct Process {
+  int cycle = 0;
+  bool clocked = false;
+  std::string name;
+  std::vector<graph::NodeId> variables;  // computed in this order, each from earlier ones
+  std::vector<std::size_t> registers;    // written at the clock edge; indices into Plan::registers
+  std::vector<std::size_t> outputs;      // ports driven
+};
+
+// A function of a few bits, shared by all lut nodes with the same contents and widths.
+struct LutFunction {
+  std::string name;
+  graph::NodeId example;  // one of the nodes
+};
+
+// What both languages print of a design: its registers, its processes, which nodes are variables
+// and which stand inside the expression of their only reader, and the names of all. The graph
+// itself is the expression tree. The design must outlive it unchanged.
+class Plan {
+ public:
+  explicit Plan(const Design& design);
+
+  const Design& design;
+  const graph::Graph& graph;
+  std::string entity, clock, reset;
+  std::vector<std::string> inputNames, outputNames;
+  std::vector<Register> registers;
+  std::vector<Process> processes;
+  std::vector<std::size_t> directOutputs;  // ports that need no variable: driven by themselves
+  std::vector<LutFunction> lutFunctions;
+  std::string flagFunction, replicateFunction;  // names of the VHDL print's helpers
+  std::string argument, count, result, index;   // inside functions
+
+  int cycleOf(graph::NodeId id) const { return design.schedule->cycleOf(id); }
+  bool isLiteral(graph::NodeId id) const { return graph.node(id).op == graph::Op::kLiteral; }
+  // True where a node has no name of its own: its reader holds its expression.
+  bool isInlined(graph::NodeId id) const { return inlined[id.index]; }
+  // The name under which `cycle` reads a node that is neither literal nor inlined there.
+  const std::string& nameOf(graph::NodeId id, int cycle) const;
+  const std::string& lutFunctionOf(graph::NodeId lut) const;
+  // The register that holds the node's value in `cycle`, later than its own.
+  const Register& registerOf(graph::NodeId id, int cycle) const {
+    return registers[firstRegister[id.index] + static_cast<std::size_t>(cycle - cycleOf(id) - 1)];
+  }
+  // True when some bit of the signal that `cycle` reads of this node has no reader.
+  bool isPartlyRead(graph::NodeId id, int cycle) const;
+
+ private:
+  using LutKey = std::pair<std::uint32_t, std::pair<int, int>>;  // literal, widths out and in
+  void findLastReads();
+  void chooseInlined();
+  void nameEverything();
+  void makeRegisters();
+  void makeProcesses();
+  void markReads();
+  std::vector<graph::NodeId> variablesBehind(const std::vector<graph::NodeId>& roots, int cycle);
+  LutKey lutKey(const graph::Node& node) const;
+  std::uint64_t readingKey(graph::NodeId id, int cycle) const;
+
+  std::vector<char> live;
+  std::vector<int> lastRead;  // the last cycle in which a live reader wants the node
+  std::vector<char> inlined;
+  std::vector<int> mark;  // by variablesBehind
+  int marks = 0;
+  std::vector<std::size_t> firstRegister;
+  std::vector<std::string> variableNames;
+  std::map<LutKey, std::size_t> lutByContents;
+  std::map<std::uint64_t, std::vector<char>> readBits;  // by node and cycle
+};
+
+}  // namespace hdl

@@ -1,0 +1,154 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/hdl/replay_test.h"
+
+namespace hdl {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+std::size_t countOf(const std::string& text, std::string_view word) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1))
+    ++count;
+  return count;
+}
+
+// Warnings of the strictest lint.
+std::string lintOf(ReplayedUnit& unit) {
+  unit.writeTexts(LANGUAGE_VERILOG);
+  return runCommand(fmt::format("cd '{}' && verilator --lint-only -Wall {}.v", unit.folder.string(),
+                                unit.name))
+      .output;
+}
+
+TEST(Verilog, HasNoLintWarning) {
+  for (const int latency : {0, 1, 4}) {
+    ReplayedUnit operations("operations");
+    if (latency > 0) operations.addChannelAndValid();
+    graph::buildEveryOperation(operations.builder, {1, 2, 31, 33, 64, 65, 200});
+    operations.scheduleBy(latency);
+    EXPECT_THAT(lintOf(operations), IsEmpty()) << latency;
+    std::mt19937_64 random(latency);
+    ReplayedUnit drawn("drawn");
+    graph::buildDrawn(drawn.builder, random, 300, 40);
+    drawn.dontCareOnReset = latency == 4;
+    drawn.scheduleBy(latency);
+    EXPECT_THAT(lintOf(drawn), IsEmpty()) << latency;
+  }
+}
+
+TEST(Verilog, SynthesisesToTheRegistersThatTheScheduleAsksFor) {
+  ReplayedUnit unit("operations");
+  unit.addChannelAndValid();
+  graph::buildEveryOperation(unit.builder, {1, 2, 13});
+  unit.scheduleBy(3);
+  unit.writeTexts(LANGUAGE_VERILOG);
+  const Outcome outcome = runCommand(
+      fmt::format("cd '{}' && yosys -q -p 'read_verilog operations.v; synth -top operations; "
+                  "check -assert; select -assert-none t:$_DLATCH_*; "
+                  "select -assert-count 27 t:$_SDFF_PP0_ w:xIn_*_r* %ci1 %i'",
+                  unit.folder.string()));
+  EXPECT_EQ(outcome.status, 0) << outcome.output;
+  EXPECT_THAT(outcome.output, Not(HasSubstr("Warning")));
+}
+
+TEST(Reset, DataRegistersMayLoseItAndControlRegistersKeepIt) {
+  for (const LANGUAGE language : {LANGUAGE_VHDL, LANGUAGE_VERILOG}) {
+    ReplayedUnit unit("small");
+    unit.addChannelAndValid();
+    const graph::Signal x = unit.builder.input("a", 8), y = unit.builder.input("b", 8);
+    unit.builder.output("r", unit.builder.bitNot(unit.builder.add(x, y)));
+    unit.scheduleBy(2);
+    const char* written = language == LANGUAGE_VHDL ? "_r1 <= (others => '0');" : "'b0;\n";
+    const std::size_t all = countOf(designText(unit.design(), language), written);
+    unit.dontCareOnReset = true;
+    const std::string text = designText(unit.design(), language);
+    if (language == LANGUAGE_VHDL) {
+      EXPECT_EQ(all, 4u);  // first stage: valid, channel and two operands
+      EXPECT_EQ(countOf(text, written), 2u);
+    } else {
+      EXPECT_EQ(all, 7u);  // and three registers of the second stage
+      EXPECT_EQ(countOf(text, written), 4u);
+    }
+    EXPECT_THAT(text, HasSubstr("xIn_c_r2 <= "));
+  }
+}
+
+// Each output at a cycle of its own: a stage that feeds both a port and registers.
+TEST(SplitOutputs, EachShowsItsResultInItsCycle) {
+  ReplayedUnit unit("split");
+  const graph::Signal x = unit.builder.input("a", 20), y = unit.builder.input("b", 20);
+  const graph::Signal sum = unit.builder.add(x, y), product = unit.builder.multiply(sum, x);
+  unit.builder.output("early", sum);
+  unit.builder.output("late", product);
+  unit.builder.output("direct", x);
+  unit.scheduleBy(2);
+  unit.schedule.cycleByOutput = {1, 2, 0};
+  unit.drawVectors(30, 3);
+  // Each response moves up to the cycle in which its port shows it.
+  const auto results = unit.responses;
+  for (std::size_t row = 2; row < results.size(); ++row) {
+    unit.responses[row - 1][0] = results[row][0];
+    unit.responses[row - 2][2] = results[row][2];
+  }
+  unit.responses.back()[0].assign(20, '-');
+  for (std::size_t row = results.size() - 2; row < results.size(); ++row)
+    unit.responses[row][2].assign(20, '-');
+  for (const LANGUAGE language : {LANGUAGE_VHDL, LANGUAGE_VERILOG}) {
+    const Outcome outcome = unit.replay(language);
+    EXPECT_EQ(outcome.output, "30 rows compared, 0 mismatches\n");
+  }
+  EXPECT_THAT(lintOf(unit), IsEmpty());
+}
+
+TEST(Names, AreLegalAndUniqueInBothLanguages) {
+  ReplayedUnit unit("process");
+  graph::Builder& b = unit.builder;
+  const graph::Signal x = b.input("begin", 9), y = b.input("2__nd", 9), z = b.input("Clk", 1);
+  const graph::Signal sum = b.name(b.addCarry(x, y, z), "unsigned");
+  const graph::Signal less = b.name(b.less(sum, y), "Q");
+  const graph::Signal same = b.name(b.equal(b.replicate(less, 9), x), "_flag");
+  b.output("q", b.select(less, b.lut(b.slice(sum, 0, 3), 0xfac688, 3), b.slice(sum, 4, 3)));
+  b.output("X", b.name(b.concat({same, b.reduceXor(sum)}), "process atb"));
+  b.output("x", b.replicate(z, 2));
+  b.output("process", b.bitXor(sum, b.replicate(same, 9)));
+  b.output("logic", sum);
+  unit.scheduleBy(2);
+  unit.drawVectors(40, 5);
+  for (const LANGUAGE language : {LANGUAGE_VHDL, LANGUAGE_VERILOG}) {
+    const Outcome outcome = unit.replay(language);
+    EXPECT_EQ(outcome.output, "40 rows compared, 0 mismatches\n");
+  }
+  EXPECT_THAT(lintOf(unit), IsEmpty());
+}
+
+TEST(Text, IsTheSameEachTime) {
+  const auto textsOf = [](LANGUAGE language) {
+    std::mt19937_64 random(9);
+    ReplayedUnit unit("drawn");
+    graph::buildDrawn(unit.builder, random, 200, 40);
+    unit.scheduleBy(3);
+    return designText(unit.design(), language) + benchText(unit.design(), unit.settings, language);
+  };
+  for (const LANGUAGE language : {LANGUAGE_VHDL, LANGUAGE_VERILOG})
+    EXPECT_EQ(textsOf(language), textsOf(language));
+}
+
+TEST(Header, StaysACommentWhateverItHolds) {
+  ReplayedUnit unit("small");
+  unit.builder.output("r", unit.builder.bitNot(unit.builder.input("a", 4)));
+  unit.scheduleBy(0);
+  Design design = unit.design();
+  design.header = {"first\nsecond", "", "third"};
+  EXPECT_THAT(designText(design, LANGUAGE_VHDL),
+              testing::StartsWith("-- first second\n--\n-- third\n\n"));
+  EXPECT_THAT(designText(design, LANGUAGE_VERILOG),
+              testing::StartsWith("// first second\n//\n// third\n\n"));
+}
+
+}  // namespace
+}  // namespace hdl

@@ -1,0 +1,202 @@
+#include "backend/mapping/heap_lowering.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "backend/graph/evaluator.h"
+
+namespace mapping {
+namespace {
+
+using graph::Builder;
+using graph::Graph;
+using graph::HeapTerm;
+using graph::Op;
+using graph::Signal;
+using util::MPZ;
+
+const device::Device& device() {
+  static const device::Device* const made =
+      device::deviceFactory.GetDevice("TarnV", "", "fast", "", "");
+  return *made;
+}
+
+int count(const Graph& graph, Op op) {
+  return static_cast<int>(
+      std::ranges::count(graph.nodes(), op, [](const graph::Node& node) { return node.op; }));
+}
+
+// A term as a unit may write it, with the number that it adds for an input's value.
+enum Form { kPlain, kComplement, kSignExtended, kConstant, kWithConstantPart, kFormCount };
+
+struct Term {
+  Form form;
+  int inputWidth, shift;
+};
+
+MPZ valueOf(const Term& term, const MPZ& x, int width) {
+  const MPZ value = [&]() -> MPZ {
+    switch (term.form) {
+      case kPlain:
+        return x;
+      case kComplement:
+        return MPZ::allOnes(term.inputWidth) - x;
+      case kSignExtended:
+        return x.asSigned(term.inputWidth).lowBits(term.inputWidth + 9);
+      case kConstant:
+        return MPZ(0x2d).lowBits(term.inputWidth);
+      case kWithConstantPart:
+        return (x << 7) + MPZ(0x55);
+      case kFormCount:
+        break;
+    }
+    return {};
+  }();
+  return (value << term.shift).lowBits(width);
+}
+
+Signal bitsOf(Builder& b, const Term& term, Signal x) {
+  switch (term.form) {
+    case kPlain:
+      return x;
+    case kComplement:
+      return b.bitNot(x);
+    case kSignExtended:
+      return b.signExtend(x, x.width + 9);
+    case kConstant:
+      return b.literal(0x2d, x.width);
+    case kWithConstantPart:
+      return b.concat({x, b.literal(0x55, 7)});
+    case kFormCount:
+      break;
+  }
+  return {};
+}
+
+class LoweredHeap {
+ public:
+  LoweredHeap(const std::vector<Term>& terms, int width) : terms(terms), width(width) {
+    Builder builder(graph);
+    std::vector<HeapTerm> heap;
+    for (const Term& term : terms) {
+      const Signal x = builder.input(fmt::format("x{}", heap.size()), term.inputWidth);
+      heap.push_back({bitsOf(builder, term, x), term.shift});
+    }
+    const Signal sum = lowerHeap(builder, device(), {}, heap, width);
+    EXPECT_EQ(sum.width, width);
+    builder.output("r", sum);
+    EXPECT_EQ(count(graph, Op::kHeap), 0);
+  }
+
+  ::testing::AssertionResult isRightFor(const std::vector<MPZ>& inputs) {
+    MPZ owed;
+    for (std::size_t i = 0; i < terms.size(); ++i) owed += valueOf(terms[i], inputs[i], width);
+    owed = owed.lowBits(width);
+    const MPZ built = graph::Evaluator(graph)(inputs)[0];
+    if (built == owed) return ::testing::AssertionSuccess();
+    auto failure = ::testing::AssertionFailure();
+    for (std::size_t i = 0; i < terms.size(); ++i)
+      failure << "form " << terms[i].form << " of " << terms[i].inputWidth << " bits << "
+              << terms[i].shift << ": " << inputs[i].toText(16) << "\n";
+    return failure << width << " bits owed " << owed.toText(16) << ", built " << built.toText(16);
+  }
+
+  Graph graph;
+
+ private:
+  std::vector<Term> terms;
+  int width;
+};
+
+// Zeros, all ones, and drawn values.
+void check(const std::vector<Term>& terms, int width, std::mt19937& random, int draws) {
+  LoweredHeap heap(terms, width);
+  for (int draw = 0; draw < draws; ++draw) {
+    std::vector<MPZ> inputs;
+    for (const Term& term : terms) {
+      MPZ x = draw == 0 ? MPZ(0) : draw == 1 ? MPZ::allOnes(term.inputWidth) : MPZ(random());
+      while (draw > 1 && x.bitLength() + 32 < static_cast<std::size_t>(term.inputWidth))
+        x = (x << 32) + MPZ(random());
+      inputs.push_back(x.lowBits(term.inputWidth));
+    }
+    ASSERT_TRUE(heap.isRightFor(inputs));
+  }
+}
+
+TEST(LowerHeap, AddsAnyTermsModuloTheWidth) {
+  std::mt19937 random(1);
+  const auto below = [&](int limit) { return static_cast<int>(random() % limit); };
+  for (int round = 0; round < 3000; ++round) {
+    const int width = 1 + below(round % 10 == 0 ? 200 : 30);
+    std::vector<Term> terms(1 + below(round % 10 == 0 ? 60 : 14));
+    for (Term& term : terms) {
+      const int longest = below(3) == 0 ? 1 : width;
+      term = {below(2) == 0 ? kPlain : static_cast<Form>(below(kFormCount)), 1 + below(longest),
+              below(width + 2)};
+    }
+    check(terms, width, random, 8);
+  }
+}
+
+TEST(LowerHeap, AddsManyEqualColumns) {
+  std::mt19937 random(2);
+  for (const int rows : {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 24, 25, 63, 64, 100, 256})
+    for (const int width : {1, 2, 3, 33})
+      check(std::vector<Term>(rows, {kPlain, width, 0}), width + 9, random, 6);
+}
+
+TEST(LowerHeap, AddsLargeHeapsByWholeRows) {
+  std::mt19937 random(3);
+  check(std::vector<Term>(256, {kPlain, 521, 0}), 529, random, 10);
+  std::vector<Term> slanted;
+  for (int i = 0; i < 700; ++i) slanted.push_back({kPlain, 40, i % 37 * 13 + i % 5});
+  check(slanted, 512, random, 10);
+  check({3, {kPlain, 9000, 0}}, 9002, random, 4);
+}
+
+TEST(LowerHeap, NeedsOneAdditionForThreeRowsAndACarry) {
+  const LoweredHeap heap({{kPlain, 40, 0},
+                          {kPlain, 24, 17},
+                          {kPlain, 24, 34},
+                          {kPlain, 1, 0},
+                          {kPlain, 1, 0},
+                          {kPlain, 1, 0}},
+                         60);
+  EXPECT_EQ(count(heap.graph, Op::kAdd), 1);
+  EXPECT_EQ(count(heap.graph, Op::kLut), 0);
+}
+
+TEST(LowerHeap, PassesASingleTermThrough) {
+  for (const Term term : {Term{kPlain, 8, 3}, Term{kConstant, 8, 0}, Term{kPlain, 8, 20}}) {
+    LoweredHeap heap({term}, 16);
+    EXPECT_EQ(count(heap.graph, Op::kAdd), 0);
+    EXPECT_TRUE(heap.isRightFor({MPZ(0xb7)}));
+  }
+}
+
+// A counter of six bits in each of 24 columns, and one addition no wider than the sum.
+TEST(LowerHeap, TakesOneLevelOfCountersForSixRows) {
+  const LoweredHeap heap(std::vector<Term>(6, {kPlain, 24, 0}), 40);
+  EXPECT_EQ(count(heap.graph, Op::kLut), 24);
+  EXPECT_EQ(count(heap.graph, Op::kAdd), 1);
+  for (const graph::Node& node : heap.graph.nodes())
+    EXPECT_TRUE(node.op != Op::kAdd || node.width <= 27) << node.width;
+}
+
+// Eight numbers extended to 64 bits: what stands above them is two bits each and constants.
+TEST(LowerHeap, DoesNotAddCopiesOfSigns) {
+  Graph graph;
+  Builder builder(graph);
+  std::vector<HeapTerm> terms;
+  for (int i = 0; i < 8; ++i)
+    terms.push_back({builder.signExtend(builder.input(fmt::format("x{}", i), 16), 64), 0});
+  builder.output("r", lowerHeap(builder, device(), {}, terms, 64));
+  EXPECT_LE(count(graph, Op::kLut), 40);
+}
+
+}  // namespace
+}  // namespace mapping

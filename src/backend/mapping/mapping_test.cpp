@@ -1,0 +1,168 @@
+#include "backend/mapping/mapping.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "backend/graph/builder.h"
+#include "backend/graph/evaluator.h"
+#include "backend/graph/random_graph.h"
+
+namespace mapping {
+namespace {
+
+using device::Picoseconds;
+using graph::Builder;
+using graph::Evaluator;
+using graph::Graph;
+using graph::NodeId;
+using graph::Op;
+using graph::RandomGraph;
+using graph::Signal;
+using util::MPZ;
+
+const device::Device& tarn() {
+  return *device::deviceFactory.GetDevice("TarnV", "", "fast", "", "");
+}
+
+void expectSameFunction(const Graph& graph, const Graph& mapped, RandomGraph& draw, int rows) {
+  Evaluator before(graph), after(mapped);
+  for (int i = 0; i < rows; ++i) {
+    const std::vector<MPZ> inputs = draw.inputsOf(graph);
+    ASSERT_EQ(before(inputs), after(inputs));
+  }
+}
+
+// Nodes whose time alone is above the period.
+int misfits(const Graph& mapped, const device::Device& device, Picoseconds period) {
+  int count = 0;
+  for (std::uint32_t i = 0; i < mapped.size(); ++i)
+    count += device.clockToOutput() + device.delayToRegister(mapped, {i}) + device.setup() > period;
+  return count;
+}
+
+bool contains(const Graph& graph, Op op) {
+  return std::ranges::any_of(graph.nodes(), [&](const graph::Node& node) { return node.op == op; });
+}
+
+TEST(MapGraph, KeepsTheFunctionOfDrawnGraphs) {
+  for (std::uint32_t seed = 1; seed <= 150; ++seed) {
+    RandomGraph draw(seed);
+    const Graph graph = draw.make({.nodes = 60, .maxWidth = seed % 3 == 0 ? 150 : 20});
+    const MappingOptions options{.period = {seed % 2 == 0 ? 1700 : 3333},
+                                 .combinational = seed % 5 == 0};
+    const Graph mapped = mapGraph(graph, tarn(), options);
+    expectSameFunction(graph, mapped, draw, 20);
+    EXPECT_FALSE(contains(mapped, Op::kHeap)) << seed;
+  }
+}
+
+TEST(MapGraph, KeepsPortsScopesAndNamesAndDropsDeadNodes) {
+  Graph graph;
+  Builder b(graph);
+  const Signal valid = b.input("valid", 1, true), unused = b.input("unused", 7);
+  const Signal x = b.input("x", 8);
+  b.multiply(unused, x);
+  Signal sum;
+  {
+    const auto scope = b.scope("adder");
+    sum = b.name(b.add(x, b.slice(b.concat({unused, valid}), 0, 8)), "total");
+  }
+  b.output("v", valid);
+  b.output("s", sum);
+  const Graph mapped = mapGraph(graph, tarn(), {.period = {3333}});
+  ASSERT_EQ(mapped.inputs().size(), 3u);
+  EXPECT_EQ(mapped.inputs()[1].name, "unused");
+  EXPECT_TRUE(mapped.inputs()[0].isControl);
+  EXPECT_FALSE(mapped.inputs()[2].isControl);
+  EXPECT_EQ(mapped.outputs()[1].name, "s");
+  EXPECT_FALSE(contains(mapped, Op::kMultiply));
+  const NodeId total = mapped.outputs()[1].signal.node;
+  EXPECT_EQ(mapped.nameOf(total), "total");
+  EXPECT_EQ(mapped.scopes()[mapped.node(total).scope].name, "adder");
+}
+
+// One operation that no stage of 500 MHz holds, on inputs of `width` bits.
+struct Wide {
+  const char* name;
+  int width;
+  Signal (*build)(Builder&, Signal x, Signal y);
+};
+const Wide kWide[] = {
+    {"add", 256, [](Builder& b, Signal x, Signal y) { return b.add(x, y); }},
+    {"add with carry", 101,
+     [](Builder& b, Signal x, Signal y) { return b.addCarry(x, y, b.topBit(x)); }},
+    {"add three", 90,
+     [](Builder& b, Signal x, Signal y) {
+       return b.addThree(x, y, b.bitNot(b.shiftedUp(b.slice(x, 0, x.width - 1), 1)), b.bitOf(y, 3));
+     }},
+    {"less", 200, [](Builder& b, Signal x, Signal y) { return b.less(x, y); }},
+    {"less signed", 131, [](Builder& b, Signal x, Signal y) { return b.lessSigned(x, y); }},
+    {"equal", 256, [](Builder& b, Signal x, Signal y) { return b.equal(x, y); }},
+    {"reduce or", 256, [](Builder& b, Signal x, Signal) { return b.reduceOr(x); }},
+    {"reduce and", 1000, [](Builder& b, Signal x, Signal) { return b.reduceAnd(x); }},
+    {"reduce xor", 300, [](Builder& b, Signal x, Signal) { return b.reduceXor(x); }},
+    {"product", 64, [](Builder& b, Signal x, Signal y) { return b.multiply(x, y); }},
+    {"signed product", 60, [](Builder& b, Signal x, Signal y) { return b.multiplySigned(x, y); }},
+};
+
+TEST(MapGraph, CutsWideOperationsToFitTheClock) {
+  for (const Wide& row : kWide) {
+    Graph graph;
+    Builder b(graph);
+    b.output("r", row.build(b, b.input("x", row.width), b.input("y", row.width)));
+    const Graph mapped = mapGraph(graph, tarn(), {.period = {2000}});
+    EXPECT_EQ(misfits(mapped, tarn(), {2000}), 0) << row.name;
+    RandomGraph draw(7);
+    expectSameFunction(graph, mapped, draw, 200);
+    // Operands that differ in one bit only, which drawn ones never do.
+    Evaluator before(graph), after(mapped);
+    for (int bit = 0; bit < row.width; ++bit) {
+      const MPZ x = draw.pattern(row.width);
+      for (const MPZ& y : {x, x ^ MPZ::powerOfTwo(static_cast<unsigned long>(bit)),
+                           MPZ::allOnes(static_cast<unsigned long>(row.width)) - x})
+        ASSERT_EQ(before(std::vector{x, y}), after(std::vector{x, y})) << row.name << " " << bit;
+      const MPZ oneHot = MPZ::powerOfTwo(static_cast<unsigned long>(bit));
+      const MPZ oneCold = MPZ::allOnes(static_cast<unsigned long>(row.width)) - oneHot;
+      ASSERT_EQ(before(std::vector{oneHot, x}), after(std::vector{oneHot, x})) << row.name;
+      ASSERT_EQ(before(std::vector{oneCold, x}), after(std::vector{oneCold, x})) << row.name;
+    }
+  }
+}
+
+// Indices past the end, inside and behind the last group of four.
+TEST(MapGraph, CutsPicksAndKeepsWhatAnIndexPastTheEndPicks) {
+  for (const int ways : {17, 18, 20, 21, 33, 60, 63, 64}) {
+    for (const int indexWidth : {6, 7, 9}) {
+      Graph graph;
+      Builder b(graph);
+      const Signal index = b.input("i", indexWidth);
+      std::vector<Signal> choices;
+      for (int i = 0; i < ways; ++i) choices.push_back(b.input(fmt::format("c{}", i), 8));
+      b.output("r", b.pick(index, choices));
+      const Graph mapped = mapGraph(graph, tarn(), {.period = {1500}});
+      EXPECT_EQ(misfits(mapped, tarn(), {1500}), 0) << ways;
+      Evaluator after(mapped);
+      std::vector<MPZ> inputs(static_cast<std::size_t>(ways) + 1);
+      for (int i = 0; i < ways; ++i) inputs[static_cast<std::size_t>(i) + 1] = MPZ(3 * i + 1);
+      for (int i = 0; i < 1 << indexWidth; ++i) {
+        inputs[0] = MPZ(i);
+        ASSERT_EQ(after(inputs)[0], MPZ((3 * std::min(i, ways - 1) + 1) % 256))
+            << ways << " ways, index " << i;
+      }
+    }
+  }
+}
+
+TEST(MapGraph, CutsNothingOfACombinationalUnit) {
+  Graph graph;
+  Builder b(graph);
+  b.output("r", b.add(b.input("x", 300), b.input("y", 300)));
+  const Graph mapped = mapGraph(graph, tarn(), {.period = {2000}, .combinational = true});
+  EXPECT_EQ(mapped.node(mapped.outputs()[0].signal.node).op, Op::kAdd);
+  EXPECT_EQ(mapped.node(mapped.outputs()[0].signal.node).width, 300);
+}
+
+}  // namespace
+}  // namespace mapping

@@ -1,0 +1,176 @@
+#include "backend/mapping/product_tiling.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "backend/graph/evaluator.h"
+
+namespace mapping {
+namespace {
+
+using graph::Builder;
+using graph::Graph;
+using graph::Op;
+using graph::Signal;
+using util::MPZ;
+
+const device::Device& deviceOf(const std::string& family) {
+  return *device::deviceFactory.GetDevice(family, "", "fast", "", "");
+}
+
+struct Size {
+  int width;
+  bool extended = false;  // as a number of width + 3 bits, zeros or sign on top
+};
+
+class LoweredProduct {
+ public:
+  // `y` of width 0: the square of x.
+  LoweredProduct(const std::string& family, Size x, Size y, bool isSigned)
+      : x(x), y(y), isSigned(isSigned) {
+    Builder builder(graph);
+    const auto factor = [&](const char* name, Size size) {
+      const Signal input = builder.input(name, size.width);
+      const int full = size.width + (size.extended ? 3 : 0);
+      return isSigned ? builder.signExtend(input, full) : builder.zeroExtend(input, full);
+    };
+    const Signal a = factor("x", x);
+    const Signal b = y.width == 0 ? a : factor("y", y);
+    const Signal product = lowerProduct(builder, deviceOf(family), {}, a, b, isSigned);
+    EXPECT_EQ(product.width, a.width + b.width);
+    builder.output("r", product);
+    evaluator.emplace(graph);
+  }
+
+  int blocks() const {
+    return static_cast<int>(std::ranges::count_if(graph.nodes(), [](const graph::Node& node) {
+      return node.op == Op::kMultiply || node.op == Op::kMultiplySigned;
+    }));
+  }
+
+  // Every product is one that a block of wide x narrow bits has, unsigned ones a bit less.
+  void expectOnlyBlocksOf(int wide, int narrow) const {
+    for (const graph::Node& node : graph.nodes()) {
+      EXPECT_NE(node.op, Op::kHeap);
+      if (node.op != Op::kMultiply && node.op != Op::kMultiplySigned) continue;
+      const int sign = node.op == Op::kMultiplySigned ? 0 : 1;
+      const auto widths = graph.operands(node);
+      const int a = graph.node(widths[0]).width + sign, b = graph.node(widths[1]).width + sign;
+      EXPECT_TRUE((a <= wide && b <= narrow) || (b <= wide && a <= narrow)) << a << " x " << b;
+    }
+  }
+
+  ::testing::AssertionResult isRightFor(const MPZ& patternX, const MPZ& patternY) {
+    const auto value = [&](const MPZ& pattern, Size size) {
+      return isSigned ? pattern.asSigned(size.width) : pattern;
+    };
+    const MPZ first = value(patternX, x);
+    const MPZ owed = first * (y.width == 0 ? first : value(patternY, y));
+    std::vector<MPZ> inputs{patternX};
+    if (y.width > 0) inputs.push_back(patternY);
+    const MPZ built = (*evaluator)(inputs)[0];
+    if (built == owed.lowBits(graph.outputs()[0].signal.width))
+      return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure()
+           << x.width << " x " << y.width << (isSigned ? " signed: " : " unsigned: ")
+           << patternX.toText(16) << " * " << patternY.toText(16) << " gives " << built.toText(16);
+  }
+
+  void checkAll() {
+    for (unsigned long a = 0; a < 1ul << x.width; ++a)
+      for (unsigned long b = 0; b < 1ul << y.width; ++b) ASSERT_TRUE(isRightFor(MPZ(a), MPZ(b)));
+  }
+
+  void checkCornersAndDraws(int draws) {
+    const auto corners = [](int width) {
+      if (width == 0) return std::vector<MPZ>{0};
+      const MPZ ones = MPZ::allOnes(width), top = MPZ::powerOfTwo(width - 1);
+      return std::vector<MPZ>{0, 1, ones, top, top - MPZ(1)};
+    };
+    for (const MPZ& a : corners(x.width))
+      for (const MPZ& b : corners(y.width)) ASSERT_TRUE(isRightFor(a, b));
+    gmp_randstate_t state;
+    gmp_randinit_default(state);
+    for (int draw = 0; draw < draws; ++draw) {
+      MPZ a, b;
+      (draw % 2 == 0 ? mpz_urandomb : mpz_rrandomb)(a.get(), state, x.width);
+      if (y.width > 0) (draw % 2 == 0 ? mpz_urandomb : mpz_rrandomb)(b.get(), state, y.width);
+      EXPECT_TRUE(isRightFor(a, b));
+    }
+    gmp_randclear(state);
+  }
+
+ private:
+  Graph graph;
+  Size x, y;
+  bool isSigned;
+  std::optional<graph::Evaluator> evaluator;
+};
+
+TEST(LowerProduct, IsExactForAllInputsOfSmallWidths) {
+  for (const bool isSigned : {false, true})
+    for (int x = 1; x <= 7; ++x)
+      for (int y = 0; y <= 6; ++y)
+        for (const bool extended : {false, true})
+          LoweredProduct("TarnV", {x, extended}, {y}, isSigned).checkAll();
+}
+
+struct FamilyShape {
+  const char* name;
+  int wide, narrow;
+};
+constexpr FamilyShape kShapes[] = {{"TarnV", 25, 18}, {"MerrowV", 27, 27}, {"TarnIVGX", 18, 18}};
+
+TEST(LowerProduct, TilesWhatNoBlockHolds) {
+  for (const FamilyShape& shape : kShapes)
+    for (const bool isSigned : {false, true})
+      for (const int x : {4, 8, 11, 16, 17, 18, 19, 24, 25, 26, 27, 28, 33, 53, 64, 65, 128})
+        for (const int y : {0, 1, 2, 3, 5, 9, 16, 17, 18, 19, 24, 25, 26, 27, 33, 53, 64, 113}) {
+          LoweredProduct product(shape.name, {x, x % 2 == 0}, {y}, isSigned);
+          product.expectOnlyBlocksOf(shape.wide, shape.narrow);
+          product.checkCornersAndDraws(6);
+        }
+}
+
+TEST(LowerProduct, TilesVeryLongFactors) {
+  for (const bool isSigned : {false, true})
+    for (const Size y : {Size{521}, Size{3}, Size{0}}) {
+      LoweredProduct product("TarnV", {521}, y, isSigned);
+      product.expectOnlyBlocksOf(25, 18);
+      product.checkCornersAndDraws(10);
+    }
+  LoweredProduct product("TarnV", {1024}, {1024}, false);
+  product.expectOnlyBlocksOf(25, 18);
+  product.checkCornersAndDraws(2);
+}
+
+TEST(LowerProduct, SpendsNoMoreBlocksThanTiles) {
+  struct Case {
+    int x, y;
+    bool isSigned;
+    int blocks;
+  };
+  for (const Case& c : {Case{24, 17, false, 1},
+                        {17, 24, false, 1},
+                        {25, 18, true, 1},
+                        {18, 25, true, 1},
+                        {8, 8, false, 1},
+                        {3, 3, true, 0},
+                        {40, 4, false, 0},
+                        {26, 18, false, 1},
+                        {32, 32, false, 4},
+                        {53, 53, false, 6},
+                        {64, 64, false, 12},
+                        {64, 64, true, 12},
+                        {68, 0, false, 9}}) {
+    const LoweredProduct product("TarnV", {c.x}, {c.y}, c.isSigned);
+    EXPECT_EQ(product.blocks(), c.blocks) << c.x << " x " << c.y;
+  }
+}
+
+}  // namespace
+}  // namespace mapping

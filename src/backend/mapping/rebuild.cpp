@@ -1,0 +1,114 @@
+#include "backend/mapping/rebuild.h"
+
+#include <string>
+#include <vector>
+
+#include "util/failure.h"
+
+namespace mapping {
+
+using graph::Builder;
+using graph::Graph;
+using graph::HeapTerm;
+using graph::Node;
+using graph::NodeId;
+using graph::Op;
+using graph::Signal;
+
+namespace {
+
+std::vector<bool> liveNodes(const Graph& graph) {
+  std::vector<bool> live(graph.size());
+  for (const graph::Port& port : graph.outputs()) live[port.signal.node.index] = true;
+  for (std::uint32_t i = static_cast<std::uint32_t>(graph.size()); i-- > 0;)
+    if (live[i])
+      for (const NodeId operand : graph.operands(NodeId{i})) live[operand.index] = true;
+  return live;
+}
+
+Signal copyOf(Builder& b, const Graph& graph, NodeId id, std::span<const Signal> x) {
+  const Node& node = graph.node(id);
+  switch (node.op) {
+    case Op::kLiteral:
+      return b.literal(graph.literal(node), node.width);
+    case Op::kSlice:
+      return b.slice(x[0], static_cast<int>(node.aux), node.width);
+    case Op::kConcat:
+      return b.concat(x);
+    case Op::kReplicate:
+      return b.replicate(x[0], node.width / x[0].width);
+    case Op::kNot:
+      return b.bitNot(x[0]);
+    case Op::kAnd:
+      return b.bitAnd(x[0], x[1]);
+    case Op::kOr:
+      return b.bitOr(x[0], x[1]);
+    case Op::kXor:
+      return b.bitXor(x[0], x[1]);
+    case Op::kSelect:
+      return b.select(x[0], x[1], x[2]);
+    case Op::kPick:
+      return b.pick(x[0], x.subspan(1));
+    case Op::kReduceAnd:
+      return b.reduceAnd(x[0]);
+    case Op::kReduceOr:
+      return b.reduceOr(x[0]);
+    case Op::kReduceXor:
+      return b.reduceXor(x[0]);
+    case Op::kLut:
+      return b.lut(x[0], graph.literal(node), node.width);
+    case Op::kAdd:
+      return x.size() == 3 ? b.addCarry(x[0], x[1], x[2]) : b.addThree(x[0], x[1], x[2], x[3]);
+    case Op::kEqual:
+      return b.equal(x[0], x[1]);
+    case Op::kLess:
+      return b.less(x[0], x[1]);
+    case Op::kLessSigned:
+      return b.lessSigned(x[0], x[1]);
+    case Op::kMultiply:
+      return b.multiply(x[0], x[1]);
+    case Op::kMultiplySigned:
+      return b.multiplySigned(x[0], x[1]);
+    case Op::kHeap: {
+      std::vector<HeapTerm> terms;
+      const auto shifts = graph.shifts(node);
+      for (std::size_t i = 0; i < x.size(); ++i)
+        terms.push_back({x[i], static_cast<int>(shifts[i])});
+      return b.heap(terms, node.width);
+    }
+    case Op::kInput:  // made with its port
+    case Op::kCount:
+      break;
+  }
+  LOAM_ASSERT(false, "a node that is not a port");
+}
+
+}  // namespace
+
+Graph rebuilt(const Graph& graph, const Rewrite& rewrite) {
+  Graph result;
+  Builder b(result);
+  b.copyScopes(graph);
+  std::vector<Signal> made(graph.size());
+  for (const graph::Port& port : graph.inputs())
+    made[port.signal.node.index] = b.input(port.name, port.signal.width, port.isControl);
+
+  const std::vector<bool> live = liveNodes(graph);
+  std::vector<Signal> operands;
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    const NodeId id{i};
+    if (!live[i]) continue;
+    if (!made[i]) {
+      operands.clear();
+      for (const NodeId operand : graph.operands(id)) operands.push_back(made[operand.index]);
+      b.enterScope(graph.node(id).scope);
+      made[i] = rewrite(b, graph, id, operands);
+      if (!made[i]) made[i] = copyOf(b, graph, id, operands);
+    }
+    if (const auto name = graph.nameOf(id); !name.empty()) b.name(made[i], std::string(name));
+  }
+  for (const graph::Port& port : graph.outputs()) b.output(port.name, made[port.signal.node.index]);
+  return result;
+}
+
+}  // namespace mapping

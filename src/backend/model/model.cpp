@@ -1,0 +1,176 @@
+#include "backend/model/model.h"
+
+#include <cmath>
+
+#include "backend/kiln/attributes.h"
+#include "backend/mapping/mapping.h"
+#include "util/failure.h"
+#include "util/features.h"
+
+namespace {
+
+// The strategy of a "SchedulerMethod"; without one the exact one.
+schedule::Strategy strategyOf(int schedulerMethod, bool combinational) {
+  using enum schedule::Strategy;
+  constexpr schedule::Strategy kByMethod[] = {kScopes, kGreedy, kTimed, kFewestRegisters};
+  if (combinational) return kCombinational;
+  return schedulerMethod >= 0 && schedulerMethod < 4 ? kByMethod[schedulerMethod]
+                                                     : kFewestRegisters;
+}
+
+functions::Accuracy accuracyOf(float bound, bool faithful) {
+  if (!faithful || bound < 1) return {functions::Accuracy::kCorrect, 0.5};
+  return {functions::Accuracy::kWithin, bound};
+}
+
+arithmetic::RoundMode roundModeOf(int roundType) {
+  using enum arithmetic::RoundMode;
+  constexpr arithmetic::RoundMode kByType[] = {kNearestEven, kDown, kUp, kTowardZero};
+  return kByType[roundType];
+}
+
+}  // namespace
+
+CModel::CModel(CModelOptions* options, std::string name)
+    : shared(options), settings(*options), modelName(std::move(name)) {}
+
+CSynthSingleEntity::CSynthSingleEntity(CModelOptions* options, const std::string& name,
+                                       const PortSpecList& inputs, const PortSpecList& outputs,
+                                       WrapperTypeEnum wrapper)
+    : CSynth(options, name),
+      wrapper(wrapper),
+      schedulerMethod(util::GetFeatureInteger("SchedulerMethod").value_or(-1)),
+      preserveEntityName(util::GetFeature(Features::PRESERVE_TOP_LEVEL_ENTITY_NAME)) {
+  if (options->bridgeDesign()) bridgeModel = &kiln::Model::create(*options->bridgeDesign(), name);
+  channelIn = new CChannelUnit(this, "xIn", CFuncUnit::kChannelIn);
+  inputPorts = inputs;
+  outputPorts = outputs;
+  if (settings.getOptionValue(optionSplitOutputPorts)) {
+    for (std::size_t k = 0; k < outputs.size(); ++k)
+      channelOuts.push_back(
+          new CChannelUnit(this, "xOut" + std::to_string(k), CFuncUnit::kChannelOut));
+  } else {
+    channelOuts.push_back(new CChannelUnit(this, "xOut", CFuncUnit::kChannelOut));
+  }
+}
+
+// What is asked of the circuit of `unit`, in one record.
+functions::Request CSynthSingleEntity::requestFor(CArithmeticUnit& unit) const {
+  functions::Request asked;
+  asked.signature = unit.signature();
+  const bool faithful = settings.getOptionValue(floatOption::faithfulRes) != 0;
+  const std::vector<float>& bounds = settings.unitSettings.errorBounds;
+  for (std::size_t k = 0; k < asked.signature.out.size(); ++k) {
+    const float bound = bounds.empty()      ? (faithful ? 1.0f : 0.5f)
+                        : k < bounds.size() ? bounds[k]
+                                            : bounds[0];
+    asked.accuracy.push_back(accuracyOf(bound, faithful));
+  }
+  asked.rounding.fixed = roundModeOf(settings.unitSettings.roundType);
+  asked.subnormals = settings.getOptionValue(floatOption::subnormals) != 0;
+  asked.quietNaN = shared->quietNaN;
+  if (settings.lutMultRatio > 0) asked.prices.lutPerDsp = settings.lutMultRatio;
+  return asked;
+}
+
+// The graph of the whole entity: control ports, then the unit's own.
+void CSynthSingleEntity::buildCircuit(const functions::Request& asked) {
+  graph::Graph built;
+  graph::Builder builder(built);
+  graph::Signal valid, channel;
+  if (hasChannelValid) {
+    valid = builder.input("xIn_v", 1, true);
+    channel = builder.input("xIn_c", 8, true);
+  }
+  std::vector<graph::Signal> operands;
+  for (const PortSpec& port : inputPorts)
+    operands.push_back(builder.input(port.name, port.type.width()));
+  const std::vector<graph::Signal> results = topUnit->row().decompose(builder, asked, operands);
+  if (hasChannelValid) {
+    builder.output("xOut_v", valid);
+    builder.output("xOut_c", channel);
+  }
+  LOAM_ASSERT(results.size() == outputPorts.size(), "a unit gives one signal for each output");
+  for (std::size_t k = 0; k < results.size(); ++k) {
+    LOAM_ASSERT(results[k].width == outputPorts[k].type.width(),
+                "a unit's signal has its port's width");
+    builder.output(outputPorts[k].name, results[k]);
+  }
+
+  const device::Device& device = *settings.device;
+  const bool combinational = settings.getOptionValue(synthOption::forceCombinational) != 0;
+  mapped = mapping::mapGraph(built, device, {device.period(), combinational});
+
+  schedule::ScheduleOptions wanted;
+  wanted.period = device.period();
+  wanted.strategy = strategyOf(schedulerMethod, combinational);
+  wanted.registerInputs = (wrapper & kWrapperIn) != 0;
+  wanted.registerOutputs = (wrapper & kWrapperOut) != 0;
+  if (bridgeModel) {
+    const auto* latency = dynamic_cast<const kiln::NumberValue*>(
+        (*bridgeModel)[kiln::A_SYNTH_LATENCY_CONSTRAINT_VALUE].get_ptr());
+    if (latency) wanted.latency = static_cast<int>(latency->value());
+  }
+  util::Result<schedule::Scheduled> result = schedule::scheduleGraph(mapped, device, wanted);
+  if (!result) util::exitWith(result.failure());
+  scheduled = std::move(*result);
+}
+
+void CSynthSingleEntity::elaborate(const std::string&) {
+  LOAM_ASSERT(topUnit != nullptr, "a model is elaborated after its top unit is known");
+  request = requestFor(*topUnit);
+  if (const auto reason = topUnit->row().refuses(request))
+    util::exitWith({topUnit->word + ": " + *reason});
+  buildCircuit(request);
+  if (scheduled->warning) loam_error_printf("Warning: " + *scheduled->warning);
+  for (CChannelUnit* side : channelOuts) side->setStep(scheduled->schedule.latency());
+}
+
+tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
+  device::Cost total;
+  for (std::uint32_t index = 0; index < mapped.size(); ++index) {
+    const device::Cost cost = settings.device->costOf(mapped, graph::NodeId{index});
+    total.luts += cost.luts;
+    total.dsps += cost.dsps;
+    total.ramBits += cost.ramBits;
+    total.ramBlocks += cost.ramBlocks;
+  }
+  using enum tessel_api::ResourceUsage::Kind;
+  tessel_api::ResourceUsage usage;
+  usage.set(kLut, static_cast<int>(std::ceil(total.luts)));
+  usage.set(kDsp, static_cast<int>(std::ceil(total.dsps)));
+  usage.set(kRamBlock, static_cast<int>(std::ceil(total.ramBlocks)));
+  usage.set(kRamBit, static_cast<int>(std::ceil(total.ramBits)));
+  return usage;
+}
+
+int CSynthSingleEntity::inputToOutputLatency(bool, const char*) const {
+  return scheduled ? scheduled->schedule.latency() : 0;
+}
+
+void CSynthSingleEntity::Reset() {
+  if (!execution) execution = std::make_unique<software::Execution>(mapped, scheduled->schedule);
+  execution->reset();
+}
+
+void CSynthSingleEntity::Execute() {
+  if (!execution) Reset();
+  std::vector<util::MPZ> patterns;
+  if (hasChannelValid) {
+    patterns.emplace_back(*channelIn->validFlag ? 1 : 0);
+    patterns.push_back(util::MPZ(*channelIn->channelNumber).lowBits(8));
+  }
+  for (std::size_t k = 0; k < inputPorts.size(); ++k)
+    patterns.push_back(util::MPZ(channelIn->portPatterns[k]).lowBits(inputPorts[k].type.width()));
+  const std::vector<util::MPZ> answers = execution->step(patterns);
+  const std::size_t control = hasChannelValid ? 2 : 0;
+  for (CChannelUnit* side : channelOuts) {
+    if (!side->portPatterns) continue;
+    if (hasChannelValid) {
+      *side->validFlag = static_cast<std::uint8_t>(answers[0].toUint64());
+      *side->channelNumber = static_cast<std::int32_t>(answers[1].toUint64());
+    }
+    for (std::size_t k = 0; k < outputPorts.size(); ++k)
+      side->portPatterns[k] = answers[control + k].toUint64();
+  }
+}

@@ -1,0 +1,49 @@
+#include "backend/model/units.h"
+
+#include <algorithm>
+
+#include "backend/model/model.h"
+#include "util/failure.h"
+
+CFuncUnit::CFuncUnit(CModel* model, std::string name) : unitName(std::move(name)) {
+  model->owned.emplace_back(this);
+  inPorts.resize(model->inputs().size());
+  outPorts.resize(model->outputs().size());
+}
+
+CFuncUnit::InPort& CFuncUnit::getInPort(int k) {
+  LOAM_ASSERT(k >= 0 && static_cast<std::size_t>(k) < inPorts.size(), "the unit has no such input");
+  return inPorts[k];
+}
+
+CFuncUnit::OutPort& CFuncUnit::getOutPort(int k) {
+  LOAM_ASSERT(k >= 0 && static_cast<std::size_t>(k) < outPorts.size(),
+              "the unit has no such output");
+  return outPorts[k];
+}
+
+bool CFuncUnit::hasMetadata(const kiln::PureValueRef& pair) const {
+  return std::find(metadata.begin(), metadata.end(), pair) != metadata.end();
+}
+
+CArithmeticUnit::CArithmeticUnit(CModel* model, std::string name, const functions::UnitRow& row,
+                                 functions::Variant variant)
+    : CFuncUnit(model, std::move(name)), unitRow(row), variant(std::move(variant)), model(*model) {}
+
+const functions::Signature& CArithmeticUnit::signature() {
+  if (!formats) {
+    formats.emplace();
+    formats->variant = variant;
+    for (std::size_t k = 0; k < inPorts.size(); ++k)
+      formats->in.push_back(inPorts[k].type().value_or(model.inputs()[k].type));
+    for (std::size_t k = 0; k < outPorts.size(); ++k)
+      formats->out.push_back(outPorts[k].type().value_or(model.outputs()[k].type));
+  }
+  return *formats;
+}
+
+void CArithmeticUnit::evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
+                               const std::vector<unsigned>& precisions,
+                               const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
+  unitRow.evaluate(signature(), results, inputs, precisions, roundings, subnormals);
+}

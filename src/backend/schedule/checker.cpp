@@ -1,0 +1,160 @@
+#include "backend/schedule/checker.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "backend/schedule/stage_model.h"
+#include "backend/schedule/wiring_placement.h"
+
+namespace schedule {
+
+using graph::Graph;
+using graph::Node;
+using graph::NodeId;
+using graph::Op;
+
+namespace {
+
+std::optional<std::string> brokenOrder(const Graph& graph, const Schedule& schedule,
+                                       const ScheduleOptions& options) {
+  if (schedule.cycleByNode.size() != graph.size() ||
+      schedule.cycleByOutput.size() != graph.outputs().size())
+    return "a schedule of another graph";
+  const int firstLogic = options.registerInputs ? 1 : 0;
+  const int behindLogic = options.registerOutputs ? 1 : 0;
+  std::vector<int> lastLogic(graph.size());  // cycle of the last logic seen through wiring
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    const NodeId id{i};
+    const Node& node = graph.node(id);
+    const int cycle = schedule.cycleOf(id);
+    if (cycle < 0 || (node.op == Op::kInput && cycle != 0))
+      return fmt::format("node {} ({}) stands in cycle {}", i, stepName(graph, id), cycle);
+    for (const NodeId operand : graph.operands(node))
+      if (!isLiteral(graph.node(operand)) && schedule.cycleOf(operand) > cycle)
+        return fmt::format("node {} ({}) reads node {} before its cycle", i, stepName(graph, id),
+                           operand.index);
+    if (!isWiring(node) && cycle < firstLogic)
+      return fmt::format("node {} ({}) stands before the input registers", i, stepName(graph, id));
+    lastLogic[i] = isWiring(node) ? 0 : cycle;
+    if (isWiring(node))
+      for (const NodeId operand : graph.operands(node))
+        lastLogic[i] = std::max(lastLogic[i], lastLogic[operand.index]);
+  }
+  for (std::size_t port = 0; port < graph.outputs().size(); ++port) {
+    const graph::Port& output = graph.outputs()[port];
+    const NodeId id = output.signal.node;
+    const int cycle = schedule.cycleByOutput[port];
+    if (cycle < firstLogic + behindLogic || cycle < lastLogic[id.index] + behindLogic ||
+        (!isLiteral(graph.node(id)) && cycle < schedule.cycleOf(id)))
+      return fmt::format("output {} shows its result too early", output.name);
+  }
+  return std::nullopt;
+}
+
+// The times of one node in its own cycle, seen through wiring.
+struct Times {
+  int result = 0;         // when a reader in the same cycle has it
+  int atRegister = 0;     // when the register behind it can take it
+  int productCycle = -1;  // the cycle of the last product whose bits these are, if any are
+  NodeId product{};
+};
+
+class Analysis {
+ public:
+  Analysis(const Graph& graph, const device::Device& device, const Schedule& schedule)
+      : graph(graph), model(graph, device), schedule(schedule), times(graph.size()) {}
+
+  StageAnalysis run() {
+    for (std::uint32_t i = 0; i < graph.size(); ++i) times[i] = timesOf({i});
+    const std::vector<int> last = lastReads(graph, schedule);
+    for (std::uint32_t i = 0; i < graph.size(); ++i) {
+      const NodeId id{i};
+      if (isLiteral(graph.node(id))) continue;
+      if (last[i] > schedule.cycleOf(id)) endStage(times[i].atRegister, id);
+      // Between the two registers of a product's block.
+      if (times[i].productCycle >= 0 && last[i] > times[i].productCycle + 1)
+        endStage(model.fromRegister(times[i].product, 1), id);
+    }
+    for (std::size_t port = 0; port < graph.outputs().size(); ++port) {
+      const NodeId id = graph.outputs()[port].signal.node;
+      if (!isLiteral(graph.node(id))) endStage(resultIn(id, schedule.cycleByOutput[port]), id);
+    }
+    return found;
+  }
+
+ private:
+  // When `id` can be read in `cycle`.
+  int resultIn(NodeId id, int cycle) const {
+    if (isLiteral(graph.node(id))) return 0;
+    const Times& own = times[id.index];
+    if (cycle == schedule.cycleOf(id)) return own.result;
+    if (own.productCycle < 0) return model.clockToOutput;
+    return std::max(model.clockToOutput, model.fromRegister(own.product, cycle - own.productCycle));
+  }
+
+  Times timesOf(NodeId id) const {
+    const Node& node = graph.node(id);
+    if (isLiteral(node)) return {};
+    if (node.op == Op::kInput)
+      return {.result = model.clockToOutput, .atRegister = model.clockToOutput};
+    const int cycle = schedule.cycleOf(id);
+    Times own;
+    for (const NodeId operand : graph.operands(node)) {
+      const Times& behind = times[operand.index];
+      const int start = resultIn(operand, cycle);
+      const bool sameCycle = schedule.cycleOf(operand) == cycle;
+      own.result = std::max(own.result, start);
+      // A register behind wiring is the register behind what the wiring reads.
+      own.atRegister =
+          std::max(own.atRegister, isWiring(node) && sameCycle ? behind.atRegister : start);
+      if (isWiring(node) && behind.productCycle > own.productCycle)
+        own.productCycle = behind.productCycle, own.product = behind.product;
+    }
+    own.result += model.delay[id.index];
+    own.atRegister += model.delayToRegister[id.index];
+    if (model.isBlock(id)) own.productCycle = cycle, own.product = id;
+    return own;
+  }
+
+  void endStage(int time, NodeId id) {
+    if (time + model.setup <= found.longestStage.value) return;
+    found.longestStage = {time + model.setup};
+    found.lastNode = id;
+  }
+
+  const Graph& graph;
+  const StageModel model;
+  const Schedule& schedule;
+  std::vector<Times> times;
+  StageAnalysis found;
+};
+
+// The node that computes what `id` passes on.
+NodeId behindWiring(const Graph& graph, NodeId id) {
+  while (isWiring(graph.node(id)) && !graph.operands(id).empty()) {
+    const auto operands = graph.operands(id);
+    const auto logic = std::ranges::find_if(
+        operands, [&](NodeId operand) { return !isLiteral(graph.node(operand)); });
+    if (logic == operands.end()) break;
+    id = *logic;
+  }
+  return id;
+}
+
+}  // namespace
+
+StageAnalysis analyseStages(const Graph& graph, const device::Device& device,
+                            const Schedule& schedule, const ScheduleOptions& options) {
+  if (auto fault = brokenOrder(graph, schedule, options))
+    return {.longestStage = {}, .lastNode = {}, .fault = std::move(fault)};
+  StageAnalysis found = Analysis(graph, device, schedule).run();
+  if (options.strategy != Strategy::kCombinational && found.longestStage > options.period)
+    found.fault = fmt::format("the stage that ends with {} takes {} ps of {}",
+                              stepName(graph, found.lastNode), found.longestStage.value,
+                              options.period.value);
+  if (found.lastNode != NodeId{}) found.lastNode = behindWiring(graph, found.lastNode);
+  return found;
+}
+
+}  // namespace schedule

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "backend/device/device.h"
+#include "backend/graph/graph.h"
+#include "backend/schedule/schedule.h"
+
+namespace schedule {
+
+// What holds for a schedule, found from graph and cycles alone, whichever strategy made it.
+struct StageAnalysis {
+  device::Picoseconds longestStage;
+  graph::NodeId lastNode;            // the one that ends it; none when nothing is computed
+  std::optional<std::string> fault;  // the first broken rule, as one line
+};
+
+// Computes every arrival again. Rules: one cycle for each node and port; inputs in cycle 0; no node
+// and no output reads a later cycle; with registerInputs no logic before the first register, with
+// registerOutputs none behind the last; no stage longer than `period`, unless combinational.
+StageAnalysis analyseStages(const graph::Graph& graph, const device::Device& device,
+                            const Schedule& schedule, const ScheduleOptions& options);
+
+}  // namespace schedule

@@ -1,0 +1,263 @@
+#include "backend/schedule/schedule.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <ctime>
+
+#include "backend/device/families.h"
+#include "backend/graph/builder.h"
+#include "backend/graph/random_graph.h"
+#include "backend/schedule/checker.h"
+
+namespace schedule {
+namespace {
+
+using device::Device;
+using device::Picoseconds;
+using graph::Builder;
+using graph::Graph;
+using graph::RandomGraph;
+using graph::Signal;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+// A device of round numbers: gates take 100, sums 300, registers 50 before and 50 after a stage;
+// a product 500, or 300 to the register inside its block and 200 from there.
+const device::Family& roundFamily() {
+  static const device::Family family = [] {
+    device::Family round;
+    round.name = "Round";
+    round.lut = {0, 100, 100, 100, 100, 100, 100};
+    round.sumEntry = 300;
+    round.clockToOutput = 50;
+    round.setup = 50;
+    round.dsp = {25, 18};
+    round.dspProduct = 500;
+    round.dspToRegister = 300;
+    round.dspFromInnerRegister = 200;
+    round.dspFromRegister = 60;
+    return round;
+  }();
+  return family;
+}
+const Device& roundDevice() {
+  static const Device device(roundFamily(), "fast", 1);
+  return device;
+}
+
+// Two inputs of 8 bits and a chain of sums on them.
+struct Chain {
+  explicit Chain(int sums) {
+    Signal x = b.input("x", 8);
+    const Signal y = b.input("y", 8);
+    for (int i = 0; i < sums; ++i) links.push_back(x = b.add(x, b.bitXor(y, b.literal(i + 1, 8))));
+    b.output("r", x);
+  }
+  Graph graph;
+  Builder b{graph};
+  std::vector<Signal> links;
+};
+
+Scheduled scheduled(const Graph& graph, const ScheduleOptions& options,
+                    const Device& device = roundDevice()) {
+  const auto result = scheduleGraph(graph, device, options);
+  EXPECT_TRUE(result) << (result ? "" : result.failure().message);
+  return *result;
+}
+
+TEST(ScheduleGraph, FillsStagesUpToThePeriod) {
+  const Chain chain(4);
+  struct Row {
+    int period, latency, longest;
+  };
+  for (const Row& row : {Row{10000, 0, 1400}, Row{1400, 0, 1400}, Row{1399, 1, 1100},
+                         Row{800, 1, 800}, Row{700, 2, 700}, Row{699, 3, 500}}) {
+    const Scheduled result = scheduled(chain.graph, {.period = {row.period}});
+    EXPECT_EQ(result.schedule.latency(), row.latency) << row.period;
+    EXPECT_EQ(result.longestStage.value, row.longest) << row.period;
+    EXPECT_EQ(result.period.value, row.period);
+    EXPECT_FALSE(result.warning);
+    EXPECT_EQ(result.longestStep, "add 8");
+  }
+}
+
+TEST(ScheduleGraph, RaisesThePeriodToTheSlowestStepAndSaysSo) {
+  const Chain chain(3);
+  const Scheduled result = scheduled(chain.graph, {.period = {250}});
+  EXPECT_EQ(result.period.value, 400);
+  EXPECT_LE(result.longestStage, result.period);
+  ASSERT_TRUE(result.warning);
+  EXPECT_THAT(*result.warning, AllOf(HasSubstr("add 8"), HasSubstr("4000.0 MHz asked"),
+                                     HasSubstr("2500.0 MHz"), Not(HasSubstr("\n"))));
+}
+
+TEST(ScheduleGraph, CombinationalIsOneCycleWhateverItTakes) {
+  const Chain chain(4);
+  const Scheduled result =
+      scheduled(chain.graph, {.period = {300}, .strategy = Strategy::kCombinational});
+  EXPECT_EQ(result.schedule.latency(), 0);
+  EXPECT_EQ(result.longestStage.value, 1400);
+  EXPECT_EQ(result.period.value, 1400);
+  EXPECT_EQ(registerBits(chain.graph, result.schedule), 0);
+}
+
+TEST(ScheduleGraph, RegistersAtThePortsCountInTheLatency) {
+  const Chain chain(1);
+  struct Row {
+    bool in, out;
+    int latency;
+  };
+  for (const auto strategy : {Strategy::kGreedy, Strategy::kCombinational}) {
+    for (const Row& row :
+         {Row{false, false, 0}, Row{true, false, 1}, Row{false, true, 1}, Row{true, true, 2}}) {
+      const Scheduled result = scheduled(chain.graph, {.period = {10000},
+                                                       .strategy = strategy,
+                                                       .registerInputs = row.in,
+                                                       .registerOutputs = row.out});
+      EXPECT_EQ(result.schedule.latency(), row.latency);
+      EXPECT_EQ(registerBits(chain.graph, result.schedule), (row.in ? 16 : 0) + (row.out ? 8 : 0));
+    }
+  }
+}
+
+TEST(ScheduleGraph, MeetsAnyLatencyFromTheShortestUp) {
+  const Chain chain(4);
+  for (int latency = 0; latency <= 6; ++latency) {
+    const auto result =
+        scheduleGraph(chain.graph, roundDevice(), {.period = {800}, .latency = latency});
+    if (latency < 1) {
+      ASSERT_FALSE(result);
+      EXPECT_THAT(result.failure().message,
+                  AllOf(HasSubstr("Latency 0 asked"), HasSubstr("1 is the shortest"),
+                        HasSubstr("1250.0 MHz"), Not(HasSubstr("\n"))));
+    } else {
+      ASSERT_TRUE(result);
+      EXPECT_EQ(result->schedule.latency(), latency);
+      EXPECT_LE(result->longestStage.value, 800);
+    }
+  }
+}
+
+// Wide in the middle, narrow at one end: added cycles go where the fewest bits cross.
+TEST(ScheduleGraph, AddsCyclesWhereFewestBitsCross) {
+  Graph narrowing;
+  {
+    Builder b(narrowing);
+    b.output("any", b.reduceOr(b.add(b.input("x", 30), b.input("y", 30))));
+  }
+  Graph widening;
+  {
+    Builder b(widening);
+    const Signal x = b.input("x", 3);
+    b.output("wide", b.multiply(b.add(b.replicate(x, 4), b.literal(77, 12)), b.replicate(x, 4)));
+  }
+  EXPECT_EQ(
+      registerBits(narrowing, scheduled(narrowing, {.period = {9000}, .latency = 3}).schedule), 3);
+  EXPECT_EQ(registerBits(widening, scheduled(widening, {.period = {9000}, .latency = 3}).schedule),
+            9);
+}
+
+// A product's register may lie inside its block, which cuts the product in two.
+TEST(ScheduleGraph, UsesTheRegisterInsideAProduct) {
+  Graph graph;
+  Builder b(graph);
+  const Signal product = b.multiply(b.input("x", 16), b.input("y", 16));
+  b.output("r", b.add(b.slice(product, 3, 16), b.input("z", 16)));
+  struct Row {
+    int period, latency;
+  };
+  // Together 900; product and register 600, then 550; to the inner register 400, then 200 + 350;
+  // with both registers the stages are 400, 250 and 60 + 350.
+  for (const Row& row : {Row{900, 0}, Row{899, 1}, Row{550, 1}, Row{549, 2}, Row{410, 2}}) {
+    const Scheduled result = scheduled(graph, {.period = {row.period}});
+    EXPECT_EQ(result.schedule.latency(), row.latency) << row.period;
+    EXPECT_FALSE(result.warning);
+  }
+}
+
+TEST(RegisterBits, CountEachValueOnceAndNoLiterals) {
+  Graph graph;
+  Builder b(graph);
+  const Signal x = b.input("x", 8), y = b.input("y", 5);
+  const Signal first = b.add(x, b.literal(3, 8));                      // cycle 0
+  const Signal second = b.add(first, b.zeroExtend(y, 8));              // cycle 1
+  const Signal third = b.add(second, b.concat({y, b.literal(5, 3)}));  // cycle 2
+  b.output("r", third);
+  b.output("s", b.slice(first, 6, 2));
+  const Scheduled result = scheduled(graph, {.period = {400}});
+  ASSERT_EQ(result.schedule.latency(), 2);
+  // y twice, its zeros and its constant bits never; first once, then its two top bits; second once.
+  EXPECT_EQ(registerBits(graph, result.schedule), 2 * 5 + 8 + 2 + 8);
+}
+
+TEST(Checker, FindsEveryKindOfViolation) {
+  const Chain chain(3);
+  const ScheduleOptions options{.period = {400}};
+  const Schedule good = scheduled(chain.graph, options).schedule;
+  const auto faultOf = [&](Schedule changed, const ScheduleOptions& rules) {
+    return analyseStages(chain.graph, roundDevice(), changed, rules).fault.value_or("");
+  };
+  const auto moved = [&](std::uint32_t node, int cycle) {
+    Schedule changed = good;
+    changed.cycleByNode[node] = cycle;
+    return changed;
+  };
+  EXPECT_EQ(faultOf(good, options), "");
+  EXPECT_THAT(faultOf(moved(chain.links[1].node.index, 4), options), HasSubstr("before its cycle"));
+  EXPECT_THAT(faultOf(moved(chain.links[1].node.index, 1), options), HasSubstr("ps of 400"));
+  EXPECT_THAT(faultOf(moved(chain.links[0].node.index, -1), options), HasSubstr("cycle -1"));
+  EXPECT_THAT(faultOf(moved(0, 1), options), HasSubstr("stands in cycle 1"));
+  EXPECT_THAT(faultOf(moved(chain.links[2].node.index, 9), options), HasSubstr("too early"));
+  ScheduleOptions wrapped = options;
+  wrapped.registerInputs = true;
+  EXPECT_THAT(faultOf(good, wrapped), HasSubstr("before the input registers"));
+  wrapped = options;
+  wrapped.registerOutputs = true;
+  EXPECT_THAT(faultOf(good, wrapped), HasSubstr("too early"));
+  Schedule other = good;
+  other.cycleByNode.pop_back();
+  EXPECT_THAT(faultOf(other, options), HasSubstr("another graph"));
+}
+
+// scheduleGraph ends the run when its own checker finds a fault, so to come back is to pass it.
+TEST(ScheduleGraph, PassesTheCheckerOnDrawnGraphs) {
+  const Device& tarn = *device::deviceFactory.GetDevice("TarnV", "", "fast", "", "");
+  for (std::uint32_t seed = 1; seed <= 200; ++seed) {
+    RandomGraph draw(seed);
+    const Graph graph = draw.make({.nodes = 80});
+    ScheduleOptions options{.period = {seed % 2 == 0 ? 2000 : 4000}};
+    options.strategy = static_cast<Strategy>(seed % 5);
+    options.registerInputs = seed % 3 == 0;
+    options.registerOutputs = seed % 4 == 0;
+    const Scheduled shortest = scheduled(graph, options, tarn);
+    if (options.strategy != Strategy::kCombinational) {
+      EXPECT_LE(shortest.longestStage, shortest.period);
+    }
+    options.latency = shortest.schedule.latency() + static_cast<int>(seed % 4);
+    const Scheduled longer = scheduled(graph, options, tarn);
+    for (const int cycle : longer.schedule.cycleByOutput) EXPECT_EQ(cycle, *options.latency);
+  }
+}
+
+// Far above any unit; generation must not wait for it.
+TEST(ScheduleGraph, TakesAHundredThousandNodesInUnderASecond) {
+  RandomGraph draw(3);
+  Graph graph;
+  Builder b(graph);
+  std::vector<Signal> pool{b.input("x", 16), b.input("y", 16)};
+  while (graph.size() < 100000) {
+    const Signal x = pool[pool.size() - static_cast<std::size_t>(draw.upTo(2))];
+    const Signal y = pool[static_cast<std::size_t>(draw.upTo(static_cast<int>(pool.size()))) - 1];
+    pool.push_back(draw.upTo(2) == 1 ? b.add(x, y) : b.bitXor(b.bitNot(x), y));
+  }
+  b.output("r", pool.back());
+  const std::clock_t begin = std::clock();  // of this process: the machine may be busy
+  EXPECT_GT(scheduled(graph, {.period = {1500}}).schedule.latency(), 1000);
+  EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC);
+}
+
+}  // namespace
+}  // namespace schedule

@@ -1,0 +1,49 @@
+#include "backend/schedule/stage_model.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace schedule {
+
+using graph::Graph;
+using graph::Node;
+using graph::NodeId;
+using graph::Op;
+
+StageModel::StageModel(const Graph& graph, const device::Device& device)
+    : graph(graph),
+      device(device),
+      clockToOutput(device.clockToOutput().value),
+      setup(device.setup().value) {
+  delay.reserve(graph.size());
+  delayToRegister.reserve(graph.size());
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    delay.push_back(device.delayOf(graph, {i}).value);
+    delayToRegister.push_back(device.delayToRegister(graph, {i}).value);
+  }
+}
+
+int StageModel::aloneStage(NodeId node) const {
+  const int before = clockToOutput + delayToRegister[node.index];
+  return std::max(before, isBlock(node) ? fromRegister(node, 1) : 0) + setup;
+}
+
+bool isWiring(const Node& node) { return traitsOf(node.op).wiring; }
+bool isLiteral(const Node& node) { return node.op == Op::kLiteral; }
+
+std::string stepName(const Graph& graph, NodeId id) {
+  const Node& node = graph.node(id);
+  const auto operands = graph.operands(node);
+  const std::string_view name = traitsOf(node.op).name;
+  const auto width = [&](std::size_t i) { return graph.node(operands[i]).width; };
+  if (node.op == Op::kMultiply || node.op == Op::kMultiplySigned)
+    return fmt::format("{} {}x{}", name, width(0), width(1));
+  if (node.op == Op::kPick)
+    return fmt::format("{} of {} {}", name, operands.size() - 1, node.width);
+  // A node of one bit is as slow as what it reads is wide.
+  const bool reduces = node.width == 1 && !operands.empty();
+  return fmt::format("{} {}", name, reduces ? width(0) : node.width);
+}
+
+}  // namespace schedule

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <limits>
+#include <vector>
+
+#include "backend/device/device.h"
+#include "backend/graph/graph.h"
+#include "backend/schedule/schedule.h"
+
+namespace schedule {
+
+// What the strategies ask about one graph on one device, in ps, looked up once.
+//
+// A stage begins at a register with the clock to output of what the register holds, passes nodes
+// with their delays and ends at the next register with its setup. A product may have its first
+// register inside its block: that one comes early and is slow to leave.
+class StageModel {
+ public:
+  StageModel(const graph::Graph& graph, const device::Device& device);
+
+  // The latest that a stage can be used before its end.
+  static constexpr int kNever = std::numeric_limits<int>::max() / 2;
+
+  const graph::Graph& graph;
+  const device::Device& device;
+  const int clockToOutput;
+  const int setup;
+  std::vector<int> delay;            // by node, to a reader in the same stage
+  std::vector<int> delayToRegister;  // to a register right behind
+
+  // From the clock to a node's result behind `registers` >= 1 registers.
+  int fromRegister(graph::NodeId node, int registers) const {
+    return device.clockToOutput(graph, node, registers).value;
+  }
+  bool isBlock(graph::NodeId node) const {
+    return delay[node.index] != delayToRegister[node.index];
+  }
+  // The time of a stage that holds this node alone.
+  int aloneStage(graph::NodeId node) const;
+};
+
+bool isWiring(const graph::Node& node);
+bool isLiteral(const graph::Node& node);
+
+// "add 32": how messages and reports call a node.
+std::string stepName(const graph::Graph& graph, graph::NodeId node);
+
+}  // namespace schedule

@@ -1,0 +1,68 @@
+#include "backend/schedule/wiring_placement.h"
+
+#include <algorithm>
+#include <climits>
+
+namespace schedule {
+
+using graph::Graph;
+using graph::Node;
+using graph::NodeId;
+using graph::Op;
+
+namespace {
+
+bool isJoin(Op op) { return op == Op::kConcat || op == Op::kReplicate; }
+
+}  // namespace
+
+std::vector<int> lastReads(const Graph& graph, const Schedule& schedule) {
+  std::vector<int> last = schedule.cycleByNode;
+  const auto readIn = [&](NodeId id, int cycle) {
+    last[id.index] = std::max(last[id.index], cycle);
+  };
+  for (std::uint32_t i = 0; i < graph.size(); ++i)
+    for (const NodeId operand : graph.operands(NodeId{i})) readIn(operand, schedule.cycleByNode[i]);
+  for (std::size_t port = 0; port < graph.outputs().size(); ++port)
+    readIn(graph.outputs()[port].signal.node, schedule.cycleByOutput[port]);
+  return last;
+}
+
+void placeWiring(const Graph& graph, Schedule& schedule) {
+  std::vector<int>& cycles = schedule.cycleByNode;
+  // Readers stand behind what they read, so one walk backwards sees each reader's final cycle.
+  std::vector<int> firstRead(graph.size(), INT_MAX);
+  const auto readIn = [&](NodeId id, int cycle) {
+    firstRead[id.index] = std::min(firstRead[id.index], cycle);
+  };
+  for (std::size_t port = 0; port < graph.outputs().size(); ++port)
+    readIn(graph.outputs()[port].signal.node, schedule.cycleByOutput[port]);
+  for (std::uint32_t i = static_cast<std::uint32_t>(graph.size()); i-- > 0;) {
+    if (isJoin(graph.nodes()[i].op) && firstRead[i] != INT_MAX) cycles[i] = firstRead[i];
+    for (const NodeId operand : graph.operands(NodeId{i})) readIn(operand, cycles[i]);
+  }
+
+  // How long each source is kept whole, slices apart.
+  std::vector<int> kept = cycles;
+  const auto keepTo = [&](NodeId id, int cycle) {
+    kept[id.index] = std::max(kept[id.index], cycle);
+  };
+  std::fill(firstRead.begin(), firstRead.end(), INT_MAX);
+  for (std::size_t port = 0; port < graph.outputs().size(); ++port) {
+    keepTo(graph.outputs()[port].signal.node, schedule.cycleByOutput[port]);
+    readIn(graph.outputs()[port].signal.node, schedule.cycleByOutput[port]);
+  }
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    for (const NodeId operand : graph.operands(NodeId{i})) {
+      if (graph.nodes()[i].op != Op::kSlice) keepTo(operand, cycles[i]);
+      readIn(operand, cycles[i]);
+    }
+  }
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    if (graph.nodes()[i].op != Op::kSlice || firstRead[i] == INT_MAX) continue;
+    const std::uint32_t source = graph.operands(NodeId{i})[0].index;
+    cycles[i] = std::max(cycles[source], std::min(kept[source], firstRead[i]));
+  }
+}
+
+}  // namespace schedule

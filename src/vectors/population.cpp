@@ -1,0 +1,258 @@
+#include "vectors/population.h"
+
+#include <fmt/format.h>
+#include <gmp.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <optional>
+
+#include "accuracy/accepted_values.h"
+#include "numbers/draws.h"
+#include "numbers/exponent_range.h"
+#include "stimuli/random.h"
+#include "util/failure.h"
+#include "util/random.h"
+#include "vectors/reference.h"
+#include "vectors/stm_writer.h"
+
+namespace {
+
+// Bounds beyond this would make rows of millions of columns.
+constexpr float kLargestBound = 1 << 16;
+
+// One kind of tests: which option selects it, how many there are, and what makes the stimulus of
+// test i. An empty generator has no vectors to offer.
+struct Category {
+  const char* option;
+  bool selected;
+  int count;
+  std::function<void(std::vector<NumValue>& stimulus, int i)> generate;
+};
+
+// The operators with a periodic function, as bits from FPSinX on.
+bool isPeriodic(componentType type) {
+  constexpr int kFirst = 57, kMask = 0b11010011;
+  return type >= kFirst && type < kFirst + 8 && (kMask >> (type - kFirst) & 1);
+}
+
+std::vector<Category> categoriesOf(const PortSpecList& inPorts, const TestingOptions& options,
+                                   gmp_randstate_t& state) {
+  const auto random = [&inPorts, &options, &state](std::vector<NumValue>& stimulus, int) {
+    generateRandomStimuli(stimulus, state, inPorts, options);
+  };
+  const bool piTests = options.piTestMultiples > 0 && isPeriodic(options.componentType);
+  return {
+      {"-randomTests", options.randomTests, options.testCount, random},
+      {"-exhaustiveTests", options.exhaustiveTests, 0, {}},
+      {"-piTesting", piTests, options.piTestMultiples * options.piTestInterval, {}},
+      {"-handTesting", options.handTesting, 0, {}},
+      {"-specialCaseTests", options.specialCaseTests, 0, {}},
+      {"-injectTestVector", options.injectTestVector, 1, {}},
+  };
+}
+
+// The directed sweeps of sums and products.
+bool wantsSweeps(const TestingOptions& t) {
+  if (t.componentType == FPADD) {
+    return t.cancellationTests || t.nearInfinityTests || t.nearZeroTests;
+  }
+  return t.componentType == FPMUL && t.nearZeroTests;
+}
+
+// A reason why no vectors can be made, found before any file is.
+std::optional<std::string> refusal(const PortSpecList& inPorts, const PortSpecList& outPorts,
+                                   const TestingOptions& options,
+                                   const std::vector<Category>& categories) {
+  struct Special {
+    componentType type;
+    const char* name;
+  };
+  for (const auto& [type, name] : {Special{FPMULTACC, "FPMultAcc"},
+                                   {FPFOLDEDALU, "FPFoldedALU"},
+                                   {MODULAR_MULT_BARRETT, "Barrett's modular product"}}) {
+    if (options.componentType == type) return fmt::format("{}: no vectors for it yet", name);
+  }
+  if (options.hasSplitOutputPorts()) return "-splitOutputPorts: no vectors with it yet";
+  if (options.enable) return "-enable: no vectors with it yet";
+  if (wantsSweeps(options)) {
+    return "-cancellationTests, -nearInfinityTests, -nearZeroTests: no directed vectors yet";
+  }
+  for (const Category& category : categories) {
+    if (category.selected && !category.generate) {
+      return fmt::format("{}: no such vectors for this operator yet", category.option);
+    }
+  }
+  for (const PortSpec& port : inPorts) {
+    const auto* fp = port.type.as_floating_point();
+    if (!fp || !options.randomTests) continue;
+    const DrawnExponents drawn = drawnExponents(*fp, options);
+    if (drawn.first <= drawn.last) continue;
+    TestingOptions all;
+    const DrawnExponents whole = drawnExponents(*fp, all);
+    return fmt::format("-expRange {} {}: outside the exponents {} to {} of input {}",
+                       options.expRangeMin, options.expRangeMax, whole.first, whole.last,
+                       port.name);
+  }
+  for (std::size_t j = 0; j < outPorts.size(); ++j) {
+    const float bound = errorBoundOf(options, j);
+    if (!(bound >= 0 && bound <= kLargestBound)) {
+      return fmt::format("-error {}: the bound of output {} is out of range 0 to {}", bound,
+                         outPorts[j].name, kLargestBound);
+    }
+  }
+  return std::nullopt;
+}
+
+// The GMP state of one population, from which significands and patterns come.
+struct RandomState {
+  explicit RandomState(int seed) {
+    gmp_randinit_mt(state);
+    gmp_randseed_ui(state, static_cast<unsigned long>(seed));
+    util::restartRandom();
+  }
+  ~RandomState() { gmp_randclear(state); }
+  RandomState(const RandomState&) = delete;
+  RandomState& operator=(const RandomState&) = delete;
+  gmp_randstate_t state;
+};
+
+// The two files while they are written. Ends the run, and leaves neither, if one cannot be.
+class VectorFiles {
+ public:
+  explicit VectorFiles(const std::string& name) : name(name) { openStimultiFiles(in, out, name); }
+  void check() {
+    if (std::ferror(in) || std::ferror(out)) fail();
+  }
+  void close() {
+    const bool inWritten = std::fclose(in) == 0;
+    const bool outWritten = std::fclose(out) == 0;
+    if (!inWritten || !outWritten) fail();
+  }
+
+  FILE* in = nullptr;
+  FILE* out = nullptr;
+
+ private:
+  [[noreturn]] void fail() {
+    const int reason = errno;
+    std::remove(stimulusPath(name).c_str());
+    std::remove(responsePath(name).c_str());
+    util::exitWith(
+        {fmt::format("./{}: {}: the vectors cannot be written", name, std::strerror(reason))});
+  }
+
+  std::string name;
+};
+
+// The evaluations of one vector and what they need; storage is kept from row to row.
+struct Evaluations {
+  std::vector<mpfr_rnd_t> roundUp, roundDown, roundUser;
+  std::vector<unsigned> precisions;
+  std::vector<NumValue> down, up, nearest;
+};
+
+void drawProgress(int current, int total) {
+  constexpr int kColumns = 40;
+  const float done = total < 1 ? 1.0f : static_cast<float>(current) / static_cast<float>(total);
+  const auto filled = static_cast<std::size_t>(kColumns * done);
+  std::printf("%s",
+              fmt::format("{}% [{:<40}]\r", static_cast<int>(done * 100), std::string(filled, '='))
+                  .c_str());
+  std::fflush(stdout);
+}
+
+int populateGeneric(CFuncUnitFunctionInterface& unit, const std::string& baseName,
+                    const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
+                    const TestingOptions& options) {
+  RandomState random(options.testCount);
+  const std::vector<Category> categories = categoriesOf(inPorts, options, random.state);
+  if (const auto reason = refusal(inPorts, outPorts, options, categories)) {
+    util::exitWith({*reason});
+  }
+  Evaluations e;
+  populateRoundingAndPrecisionVectors(outPorts, options, e.roundUp, e.roundDown, e.roundUser,
+                                      e.precisions);
+  VectorFiles files(baseName);
+  std::printf("RandomTestCount = %d\n", options.testCount);
+  initialOutputPipelineFill(files.out, outPorts, latency, options);
+
+  std::vector<NumValue> stimulus(inPorts.size());
+  int testCaseCount = 0;
+  for (const Category& category : categories) {
+    if (!category.selected) continue;
+    int channel = 0;
+    for (int i = 0; i < category.count; ++i) {
+      if (i % 1000 == 0) {
+        drawProgress(i, category.count);
+        files.check();
+      }
+      category.generate(stimulus, i);
+      if (options.useExecuteModel) {
+        loam_assert_handler("!options.useExecuteModel", "cmdGauge", __LINE__, __func__,
+                            "Code should be unreachable");
+      }
+      unit.evaluate(e.down, stimulus, e.precisions, e.roundDown, options.subnormals);
+      unit.evaluate(e.up, stimulus, e.precisions, e.roundUp, options.subnormals);
+      unit.evaluate(e.nearest, stimulus, e.precisions, e.roundUser, options.subnormals);
+      filterAndOutToFile(outPorts, e.down, e.up, e.nearest, e.precisions, inPorts, stimulus,
+                         options, files.in, files.out, channel);
+      ++testCaseCount;
+      channel = (channel + 1) & 255;
+    }
+    progressBar(category.count, category.count, 1);
+    std::printf("\n");
+  }
+  drainRows(files.in, inPorts, latency, options);
+  progressBar(options.testCount, options.testCount, 1);
+  files.close();
+  return testCaseCount;
+}
+
+}  // namespace
+
+int populateStmFilesFP(CFuncUnitFunctionInterface* unit, const std::string& baseName,
+                       const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
+                       const TestingOptions& options) {
+  const FullExponentRange guard;
+  return populateGeneric(*unit, baseName, inPorts, outPorts, latency, options);
+}
+
+void populateRoundingAndPrecisionVectors(const PortSpecList& outPorts,
+                                         const TestingOptions& options, std::vector<mpfr_rnd_t>& up,
+                                         std::vector<mpfr_rnd_t>& down,
+                                         std::vector<mpfr_rnd_t>& user,
+                                         std::vector<unsigned>& precisions) {
+  constexpr mpfr_rnd_t kUser[] = {MPFR_RNDN, MPFR_RNDD, MPFR_RNDU, MPFR_RNDZ};
+  for (const PortSpec& port : outPorts) {
+    const auto* fp = port.type.as_floating_point();
+    const int bits = fp ? fp->frac + 1 : std::max(options.precision, port.type.width() + 1);
+    precisions.push_back(static_cast<unsigned>(bits));
+    up.push_back(MPFR_RNDU);
+    down.push_back(MPFR_RNDD);
+    if (options.roundType < 0 || options.roundType > 3) {
+      util::exitWith({"Rounding mode is an option in the range 0-3"});
+    }
+    user.push_back(kUser[options.roundType]);
+  }
+}
+
+void filterAndOutToFile(const PortSpecList& outPorts, std::vector<NumValue>& down,
+                        std::vector<NumValue>& up, std::vector<NumValue>& nearest,
+                        const std::vector<unsigned>& precisions, const PortSpecList& inPorts,
+                        const std::vector<NumValue>& stimulus, const TestingOptions& options,
+                        FILE* xIn, FILE* xOut, int channel) {
+  thread_local std::vector<std::vector<NumValue>> candidates;  // storage only
+  filterFixedPointOutputs(outPorts, down, up, nearest, options);
+  filterFloatingPointOutputs(outPorts, down, up, nearest, options);
+  generateOutputsForBeyondFaithfulTesting(candidates, outPorts, down, up, nearest, precisions,
+                                          options);
+  printToStimuliFile(xIn, stimulus, inPorts, /*valid=*/1, channel, options, /*enable=*/1);
+  printToStimuliFileVV(xOut, candidates, outPorts, channel, /*valid=*/1, options);
+}
+
+void progressBar(int current, int total, int every) {
+  if (current % every == 0) drawProgress(current, total);
+}

@@ -1,0 +1,291 @@
+#include "vectors/population.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cfenv>
+#include <cfloat>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "numbers/draws.h"
+#include "util/random.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The sum of two single-precision ports, with MPFR's special cases, which are those of IEEE 754.
+struct Addition final : CFuncUnitFunctionInterface {
+  void evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
+                const std::vector<unsigned>& precisions, const std::vector<mpfr_rnd_t>& roundings,
+                bool /*subnormals*/) override {
+    results.resize(1);
+    mpfr_add(results[0].real.prepare(precisions[0]), inputs[0].real.get(), inputs[1].real.get(),
+             roundings[0]);
+    results[0].type = NumType::kValue;
+  }
+};
+
+std::string bitsOf(float x) {
+  if (std::isnan(x)) return fmt::format("{:032b}", 0x7f800001u);
+  return fmt::format("{:032b}", std::bit_cast<std::uint32_t>(x));
+}
+
+// What a port without subnormals shows of the sum of two floats, by the hardware's own directed
+// additions. In double the first rounding leaves the second its direction, and tells a sum beyond
+// the floats, which is an infinity in every direction.
+float sumOnPort(float a, float b, int direction) {
+  std::fesetround(direction);
+  volatile double wide = a, other = b;
+  wide = wide + other;
+  volatile float sum = static_cast<float>(wide);
+  std::fesetround(FE_TONEAREST);
+  if (std::fabs(wide) >= 0x1p128) return std::copysign(INFINITY, static_cast<float>(wide));
+  if (std::fabs(sum) < FLT_MIN) return std::copysign(0.0f, sum);
+  return sum;
+}
+
+class Population : public testing::Test {
+ protected:
+  Population() : before(fs::current_path()) {
+    folder = fs::temp_directory_path() / fmt::format("population_test.{}", getpid());
+    fs::create_directories(folder);
+    fs::current_path(folder);
+    in.push_back("a", kiln::ieee(8, 23));
+    in.push_back("b", kiln::ieee(8, 23));
+    out.push_back("q", kiln::ieee(8, 23));
+    t.errorBounds = {1};
+  }
+  ~Population() override {
+    fs::current_path(before);
+    fs::remove_all(folder);
+  }
+
+  int populate(int latency = 3) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int count = populateStmFilesFP(&addition, "unit", in, out, latency, t);
+    console = testing::internal::GetCapturedStdout();
+    errors = testing::internal::GetCapturedStderr();
+    return count;
+  }
+  void randomTests(int count) {
+    t.randomTests = true;
+    t.testCount = count;
+  }
+  static std::string contents(const char* path) {
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+  }
+  static std::string stimuli() { return contents("unit/unit_xIn.stm"); }
+  static std::string responses() { return contents("unit/unit_xOut.stm"); }
+
+  Addition addition;
+  PortSpecList in, out;
+  TestingOptions t;
+  std::string console, errors;
+  fs::path before, folder;
+};
+
+TEST_F(Population, WritesEveryByteAsToldWithSumsFromTheHardware) {
+  constexpr int kRows = 300, kLatency = 2;
+  randomTests(kRows);
+  EXPECT_EQ(populate(kLatency), kRows);
+
+  gmp_randstate_t state;
+  gmp_randinit_mt(state);
+  gmp_randseed_ui(state, kRows);
+  util::restartRandom();
+  const std::string zeros(32, '0');
+  std::string expectedIn, expectedOut;
+  for (int i = 0; i < kLatency; ++i) {
+    expectedOut += fmt::format(" 0  00000000  {0}  {0} \n", zeros);
+  }
+  for (int i = 0; i < kRows; ++i) {
+    float operands[2];
+    for (float& x : operands) {
+      x = mpfr_get_flt(genRandFP(state, kiln::ieee(8, 23), t).get(), MPFR_RNDN);
+    }
+    const auto [a, b] = operands;
+    float down = sumOnPort(a, b, FE_DOWNWARD), up = sumOnPort(a, b, FE_UPWARD);
+    if (a + b == 0 && down == 0 && up == 0) down = -0.0f, up = 0.0f;
+    const std::string flow = fmt::format(" 1  {:08b} ", i % 256);
+    expectedIn += fmt::format("{} {}  {} \n", flow, bitsOf(a), bitsOf(b));
+    expectedOut += fmt::format("{} {}  {} \n", flow, bitsOf(down), bitsOf(up));
+  }
+  for (int i = 0; i < kLatency; ++i) {
+    expectedIn += fmt::format(" 0  00000001  {0}  {0} \n", zeros);
+  }
+  gmp_randclear(state);
+  EXPECT_EQ(stimuli(), expectedIn);
+  EXPECT_EQ(responses(), expectedOut);
+  EXPECT_EQ(errors, "Directory Created: ./unit/unit_xIn.stm\n");
+  EXPECT_EQ(console,
+            "input  file = ./unit/unit_xIn.stm\noutput file = ./unit/unit_xOut.stm\n"
+            "RandomTestCount = 300\n0% [" +
+                std::string(40, ' ') + "]\r100% [" + std::string(40, '=') + "]\r\n100% [" +
+                std::string(40, '=') + "]\r");
+}
+
+TEST_F(Population, WithoutTestsFillsAndDrainsOnly) {
+  EXPECT_EQ(populate(1), 0);
+  EXPECT_EQ(std::ranges::count(stimuli(), '\n'), 1);
+  EXPECT_EQ(std::ranges::count(responses(), '\n'), 1);
+  randomTests(0);
+  EXPECT_EQ(populate(0), 0);
+  EXPECT_EQ(stimuli() + responses(), "");
+}
+
+TEST_F(Population, RepeatsByTheByteAndChangesWithTheCount) {
+  randomTests(50);
+  populate();
+  const std::string first = stimuli() + responses();
+  populate();
+  EXPECT_EQ(stimuli() + responses(), first);
+  randomTests(51);
+  populate();
+  EXPECT_NE(stimuli().substr(0, 78), first.substr(0, 78));
+}
+
+TEST_F(Population, PrintsTheUsersRoundingAtABoundOfHalf) {
+  randomTests(200);
+  t.genNaNs = false;
+  const auto lastColumns = [&](float bound, int roundType) {
+    t.errorBounds = {bound};
+    t.roundType = roundType;
+    populate();
+    return responses();
+  };
+  const std::string pairs = lastColumns(1, 2);
+  EXPECT_EQ(lastColumns(1, 1), pairs);
+  const std::string up = lastColumns(0.5f, 2), down = lastColumns(0.5f, 1);
+  std::istringstream pairRows(pairs), upRows(up), downRows(down);
+  std::string valid, channel, low, high, x, y;
+  int compared = 0;
+  while (pairRows >> valid >> channel >> low >> high) {
+    upRows >> valid >> channel >> x;
+    downRows >> valid >> channel >> y;
+    if (low.find('1', 1) == std::string::npos) continue;  // zeros take both signs in a pair
+    EXPECT_EQ(x, high);
+    EXPECT_EQ(y, low);
+    ++compared;
+  }
+  EXPECT_GT(compared, 150);
+}
+
+TEST_F(Population, LeavesTheExponentRangeAsItWas) {
+  mpfr_set_emin(-50);
+  mpfr_set_emax(50);
+  randomTests(1000);
+  populate();
+  EXPECT_EQ(mpfr_get_emin(), -50);
+  EXPECT_EQ(mpfr_get_emax(), 50);
+  const std::string narrow = stimuli() + responses();
+  mpfr_set_emin(mpfr_get_emin_min());
+  mpfr_set_emax(mpfr_get_emax_max());
+  populate();
+  EXPECT_EQ(stimuli() + responses(), narrow);
+}
+
+TEST_F(Population, RefusesTheUsersMistakesBeforeAnyFile) {
+  struct Case {
+    std::function<void(TestingOptions&)> set;
+    const char* line;
+  };
+  for (const Case& c : {
+           Case{[](auto& o) { o.roundType = 4; },
+                "^Rounding mode is an option in the range 0-3\n$"},
+           {[](auto& o) { o.expRangeMin = 200, o.expRangeMax = 300; },
+            "^-expRange 200 300: outside the exponents -126 to 127 of input a\n$"},
+           {[](auto& o) { o.errorBounds = {1e12f}; }, "^-error 1000000000000: .*output q"},
+           {[](auto& o) { o.errorBounds = {NAN}; }, "^-error nan"},
+       }) {
+    TestingOptions options = t;
+    options.randomTests = true;
+    options.testCount = 10;
+    c.set(options);
+    EXPECT_EXIT(populateStmFilesFP(&addition, "unit", in, out, 3, options),
+                testing::ExitedWithCode(255), c.line);
+    EXPECT_FALSE(fs::exists("unit"));
+  }
+}
+
+TEST_F(Population, EndsWithOneLineWhereTheFolderCannotBeWritten) {
+  randomTests(10);
+  std::ofstream("unit") << "in the way";
+  EXPECT_EXIT(populateStmFilesFP(&addition, "unit", in, out, 3, t), testing::ExitedWithCode(255),
+              "^./unit/unit_xIn.stm: .*: Could not open stimuli or output files\n$");
+  fs::remove("unit");
+  fs::create_directories("unit/unit_xOut.stm");
+  EXPECT_EXIT(populateStmFilesFP(&addition, "unit", in, out, 3, t), testing::ExitedWithCode(255),
+              "^./unit/unit_xOut.stm: .*: Could not open stimuli or output files\n$");
+  EXPECT_FALSE(fs::exists("unit/unit_xIn.stm"));
+}
+
+TEST_F(Population, LeavesNoHalfOfAFileOnAFullDisk) {
+  randomTests(20000);
+  const auto onFullDisk = [&] {
+    rlimit limit{1 << 20, 1 << 20};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, SIG_IGN);
+    populateStmFilesFP(&addition, "unit", in, out, 3, t);
+  };
+  EXPECT_EXIT(onFullDisk(), testing::ExitedWithCode(255),
+              "./unit: .*the vectors cannot be written");
+  EXPECT_TRUE(fs::is_empty("unit"));
+}
+
+TEST_F(Population, RefusesTheModelAtTheFirstTest) {
+  randomTests(10);
+  t.useExecuteModel = true;
+  EXPECT_EXIT(populateStmFilesFP(&addition, "unit", in, out, 3, t), testing::ExitedWithCode(255),
+              "Code should be unreachable");
+}
+
+// Calls of MPFR's and GMP's allocator.
+long allocations = 0;
+void* countedMalloc(std::size_t size) {
+  ++allocations;
+  return std::malloc(size);
+}
+void* countedRealloc(void* block, std::size_t, std::size_t size) {
+  ++allocations;
+  return std::realloc(block, size);
+}
+void countedFree(void* block, std::size_t) { std::free(block); }
+
+TEST_F(Population, NeedsNoMoreMemoryForMoreRows) {
+  in.push_back("c", kiln::FixedPoint(100, 3, true));
+  t.errorBounds = {3};
+  randomTests(2000);
+  populate();  // fills the storage that is kept
+  mp_set_memory_functions(countedMalloc, countedRealloc, countedFree);
+  const auto allocated = [&](int rows) {
+    const long start = allocations;
+    randomTests(rows);
+    populate();
+    return allocations - start;
+  };
+  const long few = allocated(1000), many = allocated(20000);
+  mp_set_memory_functions(nullptr, nullptr, nullptr);
+  EXPECT_GT(few, 0);
+  EXPECT_LE(many, few + 10);
+  rusage before, after;
+  getrusage(RUSAGE_SELF, &before);
+  randomTests(60000);
+  populate();
+  getrusage(RUSAGE_SELF, &after);
+  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 2048);
+}
+
+}  // namespace

@@ -1,0 +1,217 @@
+// All ways from a command line to answers agree, row by row: the graph evaluated at once, the
+// schedule executed cycle by cycle, the C++ model, VHDL in GHDL and Verilog in Icarus.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "backend/graph/evaluator.h"
+#include "backend/software/execution.h"
+#include "driver/run_state.h"
+#include "driver/walk.h"
+#include "program.h"
+
+namespace {
+
+using program::Folder;
+using Columns = std::vector<std::string>;
+using Rows = std::vector<Columns>;
+
+constexpr int kRows = 60;
+
+Rows rowsOf(const std::string& text) {
+  Rows rows;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream columns(line);
+    Columns row;
+    for (std::string column; columns >> column;) row.push_back(column);
+    rows.push_back(row);
+  }
+  return rows;
+}
+
+// Rows in which the valid output is high.
+Rows validRows(Rows rows) {
+  std::erase_if(rows, [](const Columns& row) { return row[0] != "1"; });
+  return rows;
+}
+
+// Where two roads part: nothing, or the first row that differs.
+std::string difference(const Rows& seen, const Rows& expected) {
+  if (seen.size() != expected.size())
+    return fmt::format("{} rows instead of {}", seen.size(), expected.size());
+  for (std::size_t k = 0; k < seen.size(); ++k)
+    if (seen[k] != expected[k])
+      return fmt::format("row {}: {} instead of {}", k, fmt::join(seen[k], " "),
+                         fmt::join(expected[k], " "));
+  return "";
+}
+
+std::string bitsOf(const util::MPZ& pattern, int width) {
+  const std::string digits = pattern.toText(2);
+  return std::string(width - digits.size(), '0') + digits;
+}
+
+util::MPZ patternOf(const std::string& bits) { return *util::MPZ::fromText(bits, 2); }
+
+// The columns of a row, output by output; empty while the unit's valid output is low.
+Columns answerOf(const graph::Graph& circuit, const std::vector<util::MPZ>& outputs) {
+  Columns row;
+  if (outputs[0].isZero()) return row;
+  for (std::size_t k = 0; k < outputs.size(); ++k)
+    row.push_back(bitsOf(outputs[k], circuit.outputs()[k].signal.width));
+  return row;
+}
+
+std::vector<util::MPZ> patternsOf(const Columns& row) {
+  std::vector<util::MPZ> patterns;
+  for (const std::string& column : row) patterns.push_back(patternOf(column));
+  return patterns;
+}
+
+Rows evaluated(const graph::Graph& circuit, const Rows& stimuli) {
+  graph::Evaluator evaluator(circuit);
+  Rows rows;
+  for (const Columns& stimulus : stimuli)
+    if (Columns row = answerOf(circuit, evaluator(patternsOf(stimulus))); !row.empty())
+      rows.push_back(row);
+  return rows;
+}
+
+Rows executed(const graph::Graph& circuit, const schedule::Schedule& schedule,
+              const Rows& stimuli) {
+  software::Execution execution(circuit, schedule);
+  execution.reset();
+  Rows rows;
+  for (const Columns& stimulus : stimuli)
+    if (Columns row = answerOf(circuit, execution.step(patternsOf(stimulus))); !row.empty())
+      rows.push_back(row);
+  return rows;
+}
+
+// A program that reads rows of bits, calls the C++ model and prints its answers.
+std::string harnessOf(const graph::Graph& circuit) {
+  std::string text = R"(#include "topModel_model.h"
+#include <iostream>
+#include <string>
+template <typename Port>
+std::uint64_t& word(Port& port, int i) {
+  if constexpr (requires { port[0]; }) return port[i]; else return port;
+}
+template <typename Port>
+void read(Port& port) {
+  std::string bits;
+  std::cin >> bits;
+  for (std::size_t i = 0; i < bits.size(); ++i)
+    if (bits[bits.size() - 1 - i] == '1') word(port, i / 64) |= std::uint64_t{1} << i % 64;
+}
+template <typename Port>
+void print(Port port, int width) {
+  std::cout << ' ';
+  for (int i = width - 1; i >= 0; --i) std::cout << (word(port, i / 64) >> i % 64 & 1);
+}
+int main() {
+  while (std::cin >> std::ws && !std::cin.eof()) {
+    topModel_inputs in;
+)";
+  for (const graph::Port& port : circuit.inputs()) text += fmt::format("read(in.{});\n", port.name);
+  text += "const topModel_outputs out = topModel(in);\nif (out.xOut_v) {\n";
+  for (const graph::Port& port : circuit.outputs())
+    text += fmt::format("print(out.{}, {});\n", port.name, port.signal.width);
+  return text + "std::cout << '\\n';\n}\n}\n}\n";
+}
+
+std::string shellOutput(const Folder& folder, const std::string& command) {
+  const std::string inFolder =
+      fmt::format("cd {} && {} >shell.out 2>shell.err", folder.path().string(), command);
+  EXPECT_EQ(std::system(inFolder.c_str()), 0) << command << folder.files()["shell.err"];
+  return folder.files()["shell.out"];
+}
+
+// Generates the unit of `line` in a language and returns what the simulator saw.
+Rows simulated(const Folder& folder, const std::string& language, const std::string& line) {
+  const program::Outcome outcome = program::run(
+      folder, fmt::format("-lang {} -generateCSimulationModel -vsimToFile -testbench {} "
+                          "-randomTests {}",
+                          language, kRows, line));
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  shellOutput(folder, "topModel/simulate.sh");
+  return validRows(rowsOf(folder.files()["topModel/topModel_xOut.stm.sim"]));
+}
+
+class Roads : public testing::TestWithParam<const char*> {};
+
+TEST_P(Roads, Agree) {
+  const std::string line = GetParam();
+  const Folder vhdl, verilog;
+  const Rows seenInVhdl = simulated(vhdl, "VHDL", line);
+  const Rows seenInVerilog = simulated(verilog, "Verilog", line);
+  const std::string stimulusText = vhdl.files()["topModel/topModel_xIn.stm"];
+  const Rows stimuli = rowsOf(stimulusText);
+
+  driver::RunState run;
+  run.testing.faithfulRounding = true;  // as every run begins
+  std::istringstream stream(line);
+  Columns words;
+  for (std::string word; stream >> word;) words.push_back(word);
+  std::vector<const char*> pointers;
+  for (const std::string& word : words) pointers.push_back(word.c_str());
+  testing::internal::CaptureStdout();
+  driver::walk(run, pointers);
+  run.built.model->setTopUnit(run.built.unit);
+  run.built.model->elaborate("");
+  testing::internal::GetCapturedStdout();
+  const graph::Graph& circuit = run.built.model->circuit();
+
+  const Rows expected = evaluated(circuit, stimuli);
+  ASSERT_EQ(expected.size(), static_cast<std::size_t>(kRows));
+  EXPECT_EQ(difference(executed(circuit, run.built.model->timing().schedule, stimuli), expected),
+            "");
+  EXPECT_EQ(difference(seenInVhdl, expected), "");
+  EXPECT_EQ(difference(seenInVerilog, expected), "");
+
+  std::ofstream(vhdl.path() / "harness.cpp") << harnessOf(circuit);
+  shellOutput(vhdl,
+              "g++ -std=c++20 -O1 -Wall -Wextra -Werror -ItopModel harness.cpp "
+              "topModel/topModel_model.cpp -o harness");
+  EXPECT_EQ(difference(rowsOf(shellOutput(vhdl, "./harness <topModel/topModel_xIn.stm")), expected),
+            "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Words, Roads,
+    testing::Values("-frequency 300 -correctRounding FPAdd 8 23",
+                    "-frequency 500 -subnormals 1 FPFusedAddSub 5 10",
+                    "-frequency 50 -correctRounding -roundType 2 FPSubDualPathInFPLib 4 3",
+                    "-frequency 300 -error 2 -wrapper FPAddSub 11 52",
+                    "-frequency 400 -subnormals 1 -correctRounding FPMul 11 52",
+                    "-frequency 300 FPMulExpert 5 10 8 23 6 9 1", "-pipelining 0 FPAbs 2 1",
+                    "-frequency 500 LongAddSMultiBitGrowth 64 7",
+                    "-frequency 300 MultSchoolbookS 33", "-frequency 500 Squarer 64",
+                    "-frequency 500 IntCtPop 256 0", "-frequency 300 RightShiftNoSticky 64 20 1"));
+
+TEST(SimulationScript, FailsWhenOneBitOfOneAnswerIsWrong) {
+  for (const char* language : {"VHDL", "Verilog"}) {
+    const Folder folder;
+    ASSERT_EQ(program::run(folder, fmt::format("-frequency 300 -correctRounding -lang {} "
+                                               "-testbench 50 -randomTests FPAdd 8 23",
+                                               language))
+                  .status,
+              0);
+    const std::string script = (folder.path() / "topModel/simulate.sh >/dev/null 2>&1").string();
+    EXPECT_EQ(std::system(script.c_str()), 0);
+    const auto path = folder.path() / "topModel/topModel_xOut.stm";
+    std::string responses = folder.files()["topModel/topModel_xOut.stm"];
+    char& lastBit = responses[responses.size() / 2 - responses.size() / 2 % 47 + 44];
+    ASSERT_TRUE(lastBit == '0' || lastBit == '1');
+    lastBit ^= 1;
+    std::ofstream(path) << responses;
+    EXPECT_NE(std::system(script.c_str()), 0) << language;
+  }
+}
+
+}  // namespace
