@@ -100,6 +100,32 @@ TEST(FloatAdd, FusedUnitGivesSumAndDifference) {
     }
 }
 
+// Five inputs: (a + b) and (c + d) are added, then e, which moves up two levels.
+template <bool kSubnormals>
+int treeSum(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  const auto node = [](const Real& x, const Real& y) {
+    const Port port{ieee(3, 2), kSubnormals};
+    const std::vector<Real> operands{x, y};
+    const Real rounded = Truth(sum, operands, port).rounded(MPFR_RNDN);
+    return decode(encode(rounded.get(), port), port);
+  };
+  const Real four = node(node(in[0], in[1]), node(in[2], in[3]));
+  return mpfr_add(r, four.get(), in[4].get(), direction);
+}
+
+TEST(FloatAdd, TreeRoundsInEveryNode) {
+  const Ports ports{"tree", std::vector<kiln::Type>(5, ieee(3, 2)), {ieee(3, 2)}};
+  for (const bool subnormals : {false, true}) {
+    std::vector<Config> configs;
+    for (const bool dualPath : {false, true})
+      for (const Precision& precision : kPrecisions)
+        configs.push_back(configOf("CFloatAdd", ports, precision, 0, dualPath, subnormals,
+                                   {subnormals ? treeSum<true> : treeSum<false>}));
+    Bench bench(configs);
+    checkDrawn(bench, ports.in, 6000, 7);
+  }
+}
+
 // A bound pays: what is promised less is built of fewer bits of logic.
 TEST(FloatAdd, WiderBoundsBuySmallerCircuits) {
   const Ports ports = portForms(8, 23)[0];
