@@ -110,7 +110,7 @@ Signal addDualPath(Builder& b, const Unpacked& a, const Unpacked& addend,
                    const FloatAdderOptions& options) {
   const auto scope = b.scope("dual_path_adder");
   const AddOperands operands = prepareAddition(b, a, addend, options.out);
-  const AlignmentPlan plan = planAlignment(options, operands.fractionBits);
+  const AlignmentPlan plan = planAlignment(options, operands.fractionBits, /*hasClosePath=*/true);
   const Ordered ordered = orderByExponent(b, operands);
   const Unrounded far = farSum(b, operands, ordered, plan, options.out);
   const CloseDifference close = closeDifference(b, operands, options.out, plan.rounding);

@@ -80,25 +80,33 @@ Ordered orderByMagnitude(Builder& b, const AddOperands& x) {
   return result;
 }
 
-AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits) {
+AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits, bool hasClosePath) {
   AlignmentPlan plan{.rounding = options.rounding};
   if (options.ulps < 1) return plan;
   plan.guardBits = 1;
   plan.sticky = false;
   plan.rounding = {.mode = RoundMode::kTowardZero};
-  // Bits below 2^far units of the greater operand's last place are dropped beyond a distance of 1.
-  // The result then has lost at most one binade, so its ulp is at least half that unit.
+  // Beyond a distance of 1 the lesser operand loses its bits below 2^far units of the greater one's
+  // last place. The result has lost one binade at most, so its ulp is at least half that unit.
   const int far = std::clamp(static_cast<int>(std::floor(std::log2(options.ulps))) - 1, -1,
                              options.out.fractionBits - 1);
-  // A widened significand has one more bit below that last place; all its inexact results are
-  // regular.
+  // A widened significand has one more bit below that place; all its inexact results are regular.
   plan.nearBits = far < 0 ? 0 : far + 1 + (fractionBits - options.out.fractionBits);
-  plan.farBorrows = !(options.onesComplement && options.ulps >= 2);
-  ErrorBudget budget(options.ulps);
-  // Truncation of the result and of the lesser operand have opposite signs in a difference; in a
-  // sum the greater operand and what is left of the lesser one lie on the grid from 2^far = 1 on.
-  budget.add("alignment", util::MPZ::powerOfTwo(far + 1));
-  budget.assertKept();
+  // The guard bit then counts at distance 1 only, and there only if a bit cancels.
+  if (far >= 0 && hasClosePath) --plan.guardBits, --plan.nearBits;
+
+  // Truncations of the lesser operand and of the result pull a difference in opposite directions;
+  // in a sum whatever the one leaves is on the grid of the other.
+  ErrorBudget above(options.ulps), below(options.ulps);
+  above.add("alignment", util::MPZ::powerOfTwo(far + 1));
+  above.assertKept();
+  // A ones' complement is one unit of the last guard place too low, which an exact result feels.
+  const int borrow = plan.guardBits > 0 ? 1 : 2;
+  plan.farBorrows = !options.onesComplement || options.ulps < borrow + 1;
+  if (plan.farBorrows) return plan;
+  below.add("ones' complement", borrow);
+  below.add("truncation", 1);
+  below.assertKept();
   return plan;
 }
 
@@ -144,7 +152,7 @@ Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
                      const FloatAdderOptions& options) {
   const auto scope = b.scope("single_path_adder");
   const AddOperands operands = prepareAddition(b, a, addend, options.out);
-  const AlignmentPlan plan = planAlignment(options, operands.fractionBits);
+  const AlignmentPlan plan = planAlignment(options, operands.fractionBits, /*hasClosePath=*/false);
   const Ordered ordered = orderByMagnitude(b, operands);
   const Aligned aligned = alignOperands(b, ordered, plan);
   const Signal subtracts = operands.subtracts;

@@ -32,8 +32,9 @@ struct AlignmentPlan {
   bool farBorrows = true;  // false: far subtractions leave out the ones' complement's carry in
   RoundingRule rounding;
 };
-// The cheapest plan whose budget keeps the promise of `options`.
-AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits);
+// The cheapest plan whose budget keeps the promise of `options`. With a close path the alignment
+// serves no difference that cancels more than one place at a distance below 2.
+AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits, bool hasClosePath);
 
 // Significands have `fractionBits` + 1 bits; the result has guard and sticky bits below, and one
 // bit above: its weight is twice that of the greater operand's top bit.

@@ -41,25 +41,26 @@ struct Allowance {
 };
 // Leaving out less than 2^bits and adding a correction c errs by -2^bits + c to c, then the
 // truncation by less than one ulp, 2^droppedBits. The correction must not carry beyond the product.
-Allowance allowanceOf(int aWidth, int bWidth, int droppedBits, double ulps) {
-  const auto whole = static_cast<unsigned>(std::min(ulps, 1e6));
+Allowance allowanceOf(int aWidth, int bWidth, const TruncationGoal& goal) {
+  const auto whole = static_cast<unsigned>(std::min(goal.ulps, 1e6));
   const int room = std::min(aWidth, bWidth);
-  if (whole == 1) {
-    // With c = 2^bits a product on the grid stays in its own place: 0 < c - left out < 1 ulp.
-    const int bits = std::min(droppedBits - 1, room);
+  // floor(log2(whole - 1)); for 1 ulp the bit below, since 0 < c - left out < 1 ulp is asked then.
+  const int extra = static_cast<int>(std::bit_width(whole - 1)) - 1;
+  const int full = goal.droppedBits + extra;
+  if (whole == 1 || goal.keepsUp) {
+    const int bits = std::min(full, room);
     return bits < 0 ? Allowance{} : Allowance{bits, MPZ::powerOfTwo(bits)};
   }
-  const int centred = std::min(droppedBits + static_cast<int>(std::bit_width(whole - 1)), room + 1);
-  const int plain = droppedBits + static_cast<int>(std::bit_width(whole - 1)) - 1;
-  if (std::max(centred, plain) < 1) return {};
-  return centred > plain ? Allowance{centred, MPZ::powerOfTwo(centred - 1)} : Allowance{plain, {}};
+  const int centred = std::min(full + 1, room + 1);
+  if (std::max(centred, full) < 1) return {};
+  return centred > full ? Allowance{centred, MPZ::powerOfTwo(centred - 1)} : Allowance{full, {}};
 }
 
 // The result lies in (product - left out + correction - 1 ulp, product + correction]. At 1 ulp both
 // sides stay below one place, so a product on the grid is its own result.
-void assertBudget(const Allowance& allowance, int droppedBits, double ulps) {
-  const int scale = std::max(0, droppedBits), up = std::max(0, -droppedBits);
-  ErrorBudget below(ulps), above(ulps);
+void assertBudget(const Allowance& allowance, const TruncationGoal& goal) {
+  const int scale = std::max(0, goal.droppedBits), up = std::max(0, -goal.droppedBits);
+  ErrorBudget below(goal.ulps), above(goal.ulps);
   below.add("corner left out", (MPZ::powerOfTwo(allowance.bits) - allowance.correction) << up,
             scale);
   below.add("truncation", 1);
@@ -77,11 +78,9 @@ Unpacked normalised(Builder& b, Unpacked x, int exponentWidth) {
   return x;
 }
 
-Signal product(Builder& b, Signal x, Signal y, int droppedBits,
-               const FloatMultiplierOptions& options) {
-  if (options.ulps < 1) return b.multiply(x, y);
-  const TruncationPlan plan =
-      planTruncation(x.width, y.width, droppedBits, options.ulps, options.prices);
+Signal truncatedProduct(Builder& b, Signal x, Signal y, const TruncationGoal& goal,
+                        const MultiplierPrices& prices) {
+  const TruncationPlan plan = planTruncation(x.width, y.width, goal, prices);
   if (plan.a == 0 || plan.b == 0) return b.multiply(x, y);
   const auto scope = b.scope("truncated_product");
   const Signal high = b.multiply(b.slice(x, plan.a, x.width - plan.a), y);
@@ -94,9 +93,9 @@ Signal product(Builder& b, Signal x, Signal y, int droppedBits,
 
 }  // namespace
 
-TruncationPlan planTruncation(int aWidth, int bWidth, int droppedBits, double ulps,
+TruncationPlan planTruncation(int aWidth, int bWidth, const TruncationGoal& goal,
                               const MultiplierPrices& prices) {
-  const Allowance allowance = allowanceOf(aWidth, bWidth, droppedBits, ulps);
+  const Allowance allowance = allowanceOf(aWidth, bWidth, goal);
   TruncationPlan best;
   double lowest = truncatedCost(aWidth, bWidth, best, prices);
   for (int a = 1; a < aWidth && a < allowance.bits; ++a) {
@@ -104,7 +103,7 @@ TruncationPlan planTruncation(int aWidth, int bWidth, int droppedBits, double ul
     if (const double cost = truncatedCost(aWidth, bWidth, plan, prices); cost < lowest)
       lowest = cost, best = plan;
   }
-  if (best.a > 0) assertBudget(allowance, droppedBits, ulps);
+  if (best.a > 0) assertBudget(allowance, goal);
   return best;
 }
 
@@ -121,15 +120,21 @@ Signal multiplyFloats(Builder& b, const Unpacked& a, const Unpacked& factor,
                               signedWidth(0, highest(factor.format)), signedWidth(rebias, 0)});
   const Unpacked x = normalised(b, a, width), y = normalised(b, factor, width);
 
-  const int droppedBits = a.format.fractionBits + factor.format.fractionBits - out.fractionBits;
-  const Signal full = product(b, x.significand, y.significand, droppedBits, options);
+  const bool truncates = options.ulps >= 1;
+  TruncationGoal goal{a.format.fractionBits + factor.format.fractionBits - out.fractionBits,
+                      options.ulps, out.gradual};
+  // Beside subnormals an FPLib result is a zero or a regular number as the exact product says.
+  if (out.fpLib && (a.format.gradual || factor.format.gradual)) goal.ulps = 1;
+  const Signal full = truncates
+                          ? truncatedProduct(b, x.significand, y.significand, goal, options.prices)
+                          : b.multiply(x.significand, y.significand);
   const Signal isTwoOrMore = b.topBit(full);
   const Signal offset = b.literal(rebias, width);
   const auto exponent = [&](bool carry) {
     return b.addThree(x.exponent, y.exponent, offset, b.bit(carry));
   };
   const RoundingRule rounding =
-      options.ulps < 1 ? options.rounding : RoundingRule{.mode = RoundMode::kTowardZero};
+      truncates ? RoundingRule{.mode = RoundMode::kTowardZero} : options.rounding;
   Unrounded result{
       .sign = b.bitXor(a.sign, factor.sign),
       .exponent = b.select(isTwoOrMore, exponent(true), exponent(false)),
@@ -139,7 +144,7 @@ Signal multiplyFloats(Builder& b, const Unpacked& a, const Unpacked& factor,
       .isInf = b.bitOr(a.isInf, factor.isInf),
       .isNan = b.bitOr(b.bitOr(a.isNan, factor.isNan), b.bitOr(b.bitAnd(a.isZero, factor.isInf),
                                                                b.bitAnd(a.isInf, factor.isZero)))};
-  if (out.gradual) result = denormalise(b, result, out, /*needsSticky=*/options.ulps < 1);
+  if (out.gradual) result = denormalise(b, result, out, /*needsSticky=*/!truncates);
   return roundAndPack(b, result, out, rounding, options.quietNaN);
 }
 

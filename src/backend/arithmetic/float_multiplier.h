@@ -35,9 +35,14 @@ struct TruncationPlan {
   int a = 0, b = 0;
   util::MPZ correction;
 };
-// The plan that saves most for a result with `droppedBits` product bits below its last place (the
-// product taken as in [1, 2)) and an error below `ulps` >= 1; an empty corner where none pays.
-TruncationPlan planTruncation(int aWidth, int bWidth, int droppedBits, double ulps,
+struct TruncationGoal {
+  int droppedBits = 0;  // product bits below the result's last place, the product as in [1, 2)
+  double ulps = 1;      // bound of the error, at least 1
+  // Results are not below the truncated exact product, so that a subnormal one keeps off zero.
+  bool keepsUp = false;
+};
+// The plan that saves most; an empty corner where none pays.
+TruncationPlan planTruncation(int aWidth, int bWidth, const TruncationGoal& goal,
                               const MultiplierPrices& prices);
 
 }  // namespace arithmetic

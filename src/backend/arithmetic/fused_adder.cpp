@@ -7,7 +7,7 @@ SumAndDifference addAndSubtract(Builder& b, const Unpacked& a, const Unpacked& o
                                 const FloatAdderOptions& options) {
   const auto scope = b.scope("add_and_subtract");
   const AddOperands operands = prepareAddition(b, a, other, options.out);
-  const AlignmentPlan plan = planAlignment(options, operands.fractionBits);
+  const AlignmentPlan plan = planAlignment(options, operands.fractionBits, /*hasClosePath=*/false);
   const Ordered ordered = orderByMagnitude(b, operands);
   const Aligned aligned = alignOperands(b, ordered, plan);
 

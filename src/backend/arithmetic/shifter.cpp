@@ -81,23 +81,23 @@ ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount) {
 }
 
 Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits) {
-  nearBits = std::min(nearBits, x.width);
-  const auto [low, beyond] = splitAmount(b, amount, x.width);
+  nearBits = std::min(nearBits, x.width - 1);
   Signal near;
   if (nearBits > 0) {
-    const Signal unit = b.bitOf(amount, 0);
-    const Signal once = b.select(unit, movedDown(b, x, 1), x);
+    const Signal once =
+        b.select(b.bitOf(amount, 0), b.slice(x, 1, nearBits), b.slice(x, 0, nearBits));
     const Signal far =
         amount.width > 1 ? b.reduceOr(b.slice(amount, 1, amount.width - 1)) : b.bit(false);
-    near = maskedUnless(b, far, b.slice(once, 0, nearBits));
+    near = maskedUnless(b, far, once);
+    x = b.slice(x, nearBits, x.width - nearBits);
   }
+  const auto [low, beyond] = splitAmount(b, amount, x.width);
   for (const Digit& digit : digitsOf(b, low)) {
     std::array<Signal, 4> choices;
     for (int i = 0; i < digit.choices(); ++i) choices[i] = movedDown(b, x, i * digit.weight);
     x = b.pick(digit.index, std::span(choices).first(digit.choices()));
   }
-  x = maskedUnless(b, beyond, x);
-  return b.concat({b.slice(x, nearBits, x.width - nearBits), near});
+  return b.concat({maskedUnless(b, beyond, x), near});
 }
 
 }  // namespace arithmetic

@@ -53,9 +53,67 @@ void evaluateSums(const Signature& signature, std::vector<NumValue>& results,
   fitToCallersRange(results, roundings);
 }
 
+// The root of a balanced tree over `values`: neighbours are joined level by level, an odd last one
+// moves up a level. `isRoot` is true for the last join.
+template <typename T, typename Join>
+T foldTree(std::vector<T> values, Join join) {
+  while (values.size() > 1) {
+    const bool isRoot = values.size() == 2;
+    std::size_t joined = 0;
+    for (std::size_t i = 0; i + 1 < values.size(); i += 2)
+      values[joined++] = join(values[i], values[i + 1], isRoot);
+    if (values.size() % 2 == 1) values[joined++] = values.back();
+    values.resize(joined);
+  }
+  return values[0];
+}
+
+// Every inner node is a complete adder: rounded to nearest even and into the range of the port.
+void evaluateTree(const Signature& signature, std::vector<NumValue>& results,
+                  const std::vector<NumValue>& inputs, const std::vector<unsigned>& precisions,
+                  const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
+  if (spreadsDontCare(results, inputs, precisions)) return;
+  results.resize(1);
+  {
+    const FullExponentRange range;
+    // Values of the nodes, each written over its first operand.
+    thread_local std::vector<Real> values;
+    thread_local std::vector<std::size_t> nodes;
+    thread_local NumValue rounded;
+    if (values.size() < inputs.size()) values.resize(inputs.size());
+    nodes.clear();
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+      readFloat(values[i], inputs[i], inputFloat(signature, i), subnormals);
+      nodes.push_back(i);
+    }
+    const kiln::FloatingPoint& port = outputFloat(signature, 0);
+    foldTree(nodes, [&](std::size_t x, std::size_t y, bool isRoot) {
+      if (isRoot) {
+        deliverSum(results[0], values[x].get(), values[y].get(), false,
+                   {.port = port,
+                    .precision = precisions[0],
+                    .rounding = roundings[0],
+                    .tiesAway = signature.variant[kTiesAway] != 0,
+                    .subnormals = subnormals});
+      } else {
+        deliverSum(rounded, values[x].get(), values[y].get(), false,
+                   {.port = port,
+                    .precision = static_cast<unsigned>(port.frac + 1),
+                    .rounding = MPFR_RNDN,
+                    .subnormals = subnormals});
+        readFloat(values[x], rounded, port, subnormals);
+      }
+      return x;
+    });
+  }
+  fitToCallersRange(results, roundings);
+}
+
 void evaluateAdd(const Signature& signature, std::vector<NumValue>& results,
                  const std::vector<NumValue>& inputs, const std::vector<unsigned>& precisions,
                  const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
+  if (inputs.size() > 2)
+    return evaluateTree(signature, results, inputs, precisions, roundings, subnormals);
   evaluateSums(signature, results, inputs, precisions, roundings, subnormals,
                signature.variant[kSubtract] != 0 ? 1 : 0);
 }
@@ -83,18 +141,40 @@ arithmetic::FloatAdderOptions optionsOf(const Request& request, double ulps,
           .quietNaN = request.quietNaN};
 }
 
+Signal buildSum(Builder& b, const Request& request, const arithmetic::Unpacked& x,
+                const arithmetic::Unpacked& y, const arithmetic::FloatAdderOptions& options) {
+  return request.signature.variant[kDualPath] != 0 ? addDualPath(b, x, y, options)
+                                                   : addSinglePath(b, x, y, options);
+}
+
 std::vector<Signal> decomposeSum(Builder& b, const Request& request, std::span<const Signal> inputs,
                                  Signal subtract) {
   const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
   auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
   y.sign = b.bitXor(y.sign, subtract);
-  const auto options = optionsOf(request, ulpsOf(request, 0), inputs);
-  return {request.signature.variant[kDualPath] != 0 ? addDualPath(b, x, y, options)
-                                                    : addSinglePath(b, x, y, options)};
+  return {buildSum(b, request, x, y, optionsOf(request, ulpsOf(request, 0), inputs))};
+}
+
+std::vector<Signal> decomposeTree(Builder& b, const Request& request,
+                                  std::span<const Signal> inputs) {
+  const auto root = optionsOf(request, ulpsOf(request, 0), inputs);
+  auto inner = root;
+  inner.rounding = {};
+  inner.ulps = 0.5;
+  std::vector<arithmetic::Unpacked> operands;
+  for (std::size_t i = 0; i < inputs.size(); ++i)
+    operands.push_back(arithmetic::unpack(b, inputs[i], inputFormat(request, i)));
+  Signal result;
+  foldTree(operands, [&](const auto& x, const auto& y, bool isRoot) {
+    result = buildSum(b, request, x, y, isRoot ? root : inner);
+    return arithmetic::unpack(b, result, root.out);
+  });
+  return {result};
 }
 
 std::vector<Signal> decomposeAdd(Builder& b, const Request& request,
                                  std::span<const Signal> inputs) {
+  if (inputs.size() > 2) return decomposeTree(b, request, inputs);
   return decomposeSum(b, request, inputs, b.bit(request.signature.variant[kSubtract] != 0));
 }
 
@@ -121,7 +201,13 @@ std::optional<std::string> refuseSums(const Request& request, std::size_t contro
   return refuseMixedWidths(request);
 }
 
-std::optional<std::string> refuseAdd(const Request& request) { return refuseSums(request, 0, 1); }
+std::optional<std::string> refuseAdd(const Request& request) {
+  const std::size_t inputs = request.signature.in.size();
+  if (inputs <= 2) return refuseSums(request, 0, 1);
+  if (request.signature.variant[kSubtract] != 0) return "a tree of more than two inputs only adds";
+  if (auto reason = refusePorts(request, inputs, 0, 1)) return reason;
+  return refuseMixedWidths(request);
+}
 std::optional<std::string> refuseAddSub(const Request& request) {
   return refuseSums(request, 1, 1);
 }

@@ -6,7 +6,9 @@
 
 namespace functions {
 
-// CFloatAdd           a + b, or with subtract a - b
+// CFloatAdd           a + b, or with subtract a - b; of more inputs the sum by a balanced tree
+// whose
+//                     inner nodes are adders that round to nearest even
 // CFloatAddSub        a + b where the third input is 0, a - b where it is 1
 // DMFloatFusedAddSub  outputs a + b and a - b
 //

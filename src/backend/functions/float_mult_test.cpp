@@ -71,12 +71,15 @@ TEST(FloatMult, DrawnAndHardPairsOfLargeFormats) {
 
 TEST(FloatMult, TruncationLeavesOutOnlyWhatPays) {
   using arithmetic::planTruncation;
-  // One DSP more or less decides: 24 by 24 takes two whatever is left out.
-  EXPECT_EQ(planTruncation(24, 24, 23, 1, {}).a, 0);
-  const auto plan = planTruncation(53, 53, 52, 1, {});
-  EXPECT_GT(plan.a, 0);
-  EXPECT_LE(plan.a + plan.b, 51);
-  const auto wider = planTruncation(53, 53, 52, 4, {.lutPerDsp = 1e6});
+  // 24 by 17 is one DSP whatever is left out; 24 by 24 is one DSP and a strip of logic, of which a
+  // corner goes.
+  EXPECT_EQ(planTruncation(24, 17, {.droppedBits = 23}, {}).a, 0);
+  const auto strip = planTruncation(24, 24, {.droppedBits = 23}, {});
+  EXPECT_GT(strip.a * strip.b, 0);
+  const auto faithful = planTruncation(53, 53, {.droppedBits = 52}, {});
+  EXPECT_EQ(faithful.a + faithful.b, 51);
+  EXPECT_EQ(faithful.correction, util::MPZ::powerOfTwo(51));
+  const auto wider = planTruncation(53, 53, {.droppedBits = 52, .ulps = 4}, {});
   EXPECT_GT(wider.a + wider.b, 51);
 }
 
