@@ -84,6 +84,7 @@ NarrowSteps::Step NarrowSteps::stepOf(const Node& node) {
     case Op::kMultiply:
     case Op::kInput:
     case Op::kLiteral:
+    case Op::kState:
     case Op::kCount:
       break;
   }
@@ -147,6 +148,7 @@ std::uint64_t NarrowSteps::evaluate(std::size_t node, const mp_limb_t* const* op
     }
     case Op::kInput:
     case Op::kLiteral:
+    case Op::kState:
     case Op::kCount:
       break;
   }
