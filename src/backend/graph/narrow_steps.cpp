@@ -25,7 +25,9 @@ std::uint64_t extended(std::uint64_t bits, std::uint64_t sign) { return (bits ^ 
 NarrowSteps::NarrowSteps(const Graph& graph) : graph(graph) {
   steps.reserve(graph.size());
   for (const Node& node : graph.nodes()) {
-    bool isNarrow = node.op != Op::kInput && node.op != Op::kLiteral && node.width <= kWordBits;
+    const bool isComputed =
+        node.op != Op::kInput && node.op != Op::kLiteral && node.op != Op::kState;
+    bool isNarrow = isComputed && node.width <= kWordBits;
     for (const NodeId operand : graph.operands(node))
       isNarrow = isNarrow && graph.node(operand).width <= kWordBits;
     steps.push_back(isNarrow ? stepOf(node) : Step{});
