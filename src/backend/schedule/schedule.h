@@ -31,6 +31,9 @@ struct ScheduleOptions {
   std::optional<int> latency = {};  // exact cycles wanted, wrappers included; the shortest when empty
   bool registerInputs = false;   // a register in front of every input
   bool registerOutputs = false;  // and behind every output
+  // Output ports of one group show their results in the same cycle, each group as early as it can; a
+  // number for each port, or none at all for one group.
+  std::vector<int> outputGroups{};
 };
 
 struct Scheduled {

@@ -45,7 +45,7 @@ void Execution::reset() {
 
 // A value computed in cycle c and read in cycle d left its node d - c steps ago. Every node
 // computes in every step, from what its registers hold then.
-std::vector<MPZ> Execution::step(const std::vector<MPZ>& inputs) {
+std::vector<MPZ> Execution::step(const std::vector<MPZ>& inputs, bool /*enable*/) {
   const auto frameAt = [&](int age) -> std::vector<mp_limb_t>& {
     return frames[static_cast<std::size_t>((now + depth - age) % depth)];
   };

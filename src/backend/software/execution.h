@@ -18,8 +18,9 @@ class Execution {
   // All registers to zero.
   void reset();
   // One clock cycle: presents `inputs` (one pattern for each input port); the result is what the
-  // output ports show in that same cycle, before the clock edge.
-  std::vector<util::MPZ> step(const std::vector<util::MPZ>& inputs);
+  // output ports show in that same cycle, before the clock edge. Without `enable` every register
+  // holds over that edge.
+  std::vector<util::MPZ> step(const std::vector<util::MPZ>& inputs, bool enable = true);
 
  private:
   const graph::Graph& graph;
