@@ -55,6 +55,12 @@ Ports sumAndDifference(const Parameters& p) {
   return ports;
 }
 
+Ports multiplyAdd(const Parameters& p) {
+  Ports ports = binary(p);
+  ports.in.push_back("c", format(p, kIeee));
+  return ports;
+}
+
 Ports mixedProduct(const Parameters& p) {
   Ports ports;
   ports.in.push_back("a", kiln::ieee(p[1], p[2]));
@@ -109,6 +115,8 @@ constexpr OperatorRow kRows[] = {
     {"FPSubDualPathInFPLibXOutFPLib", kFormat, binary<kLib, kIeee, kLib>, "FPSub", kDual, 15, "CFloatAdd", kDualDifference, "fpSubTest"},
     {"FPSubDualPathInFPLibYOutFPLib", kFormat, binary<kIeee, kLib, kLib>, "FPSub", kDual, 15, "CFloatAdd", kDualDifference, "fpSubTest"},
     {"FPAddExpert", kExpertFormat, binary, "FPAdd", kSingle, 15, "CFloatAdd", expertSum<false>, "fpAddTest"},
+    {"FPMultAdd", kFormat, multiplyAdd, "FPMultAdd", "multadd", 27, "CFloatMultAdd", always<0>, "fpMultAddTest"},
+    {"FPMultSub", kFormat, multiplyAdd, "FPMultSub", "multsub", 28, "CFloatMultAdd", always<1>, "fpMultAddTest"},
     {"FPAddSub", kFormat, addSub, "FPAddSub", kSingle, 24, "CFloatAddSub", kSum, "fpAddSubTest"},
     {"FPAddSubExpert", kExpertFormat, addSubExpert, "FPAddSub", kSingle, 24, "CFloatAddSub", expertSum<false>, "fpAddSubTest"},
     {"FPSubExpert", kExpertFormat, binary, "FPSub", kSingle, 15, "CFloatAdd", expertSum<true>, "fpSubTest"},

@@ -3,6 +3,7 @@
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
 #include "backend/functions/float_mult.h"
+#include "backend/functions/float_mult_add.h"
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
 #include "backend/functions/int_product.h"
@@ -14,7 +15,7 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatAbsUnits,
+    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatMultAddUnits, floatAbsUnits,
 };
 
 }  // namespace

@@ -1,0 +1,180 @@
+#include "backend/arithmetic/fused_multiply_add.h"
+
+#include <algorithm>
+#include <array>
+
+#include "backend/arithmetic/leading_zeros.h"
+#include "backend/arithmetic/shifter.h"
+#include "util/failure.h"
+
+namespace arithmetic {
+
+namespace {
+
+// Places count from the product's lowest bit, as the product stands in the window.
+struct Window {
+  int significand = 0;  // bits of the addend
+  int highest = 0;      // place of the addend's lowest bit when the product is far below it
+  int floor = 0;        // lowest place of the aligned addend
+  int lowest = 0;       // of the window, without the sticky bit
+  bool sticky = true;
+
+  int top() const { return highest + significand; }  // holds the carry
+  int width() const { return top() - lowest + 1 + (sticky ? 1 : 0); }
+  int addendWidth() const { return top() - floor; }
+};
+
+// With p bits a factor the product is at least 2^(2p-2), or 2^(p-1) with one subnormal factor; with
+// two the result's last place is that of the subnormals, far above the product.
+//
+// At the highest place p bits of addend stand above two zeros: what is below them is less than a
+// quarter of the addend's last place, less than half of the result's, wherever it is.
+//
+// An addend that loses bits at the floor is at most half the product, so the result keeps half of
+// the product: its leading bit is at 2p-3, or p-2, or higher. Rounding wants p bits and the half
+// below them above the sticky bit. Without rounding the floor may be the result's last place.
+Window windowOf(const FloatFormat& format, bool rounds) {
+  const int p = format.fractionBits + 1;
+  const int leading = format.gradual ? p - 2 : 2 * p - 3;
+  Window window{.significand = p, .highest = 2 * p + 2, .sticky = rounds};
+  window.floor = rounds ? std::min(0, leading - p) : leading - (p - 1);
+  window.lowest = std::min(0, window.floor);
+  return window;
+}
+
+// floor(x * 2^(width - x.width) / 2^amount): x shifted down from the top of a word. The low digit
+// of the amount is used first, so that the word grows only as far as its bits have come.
+ShiftedRight shiftDownFromTop(Builder& b, Signal x, Signal amount, int width) {
+  std::vector<Signal> dropped;
+  Signal bits = x;
+  int low = 0;
+  for (; low < amount.width && (1 << low) < width; low += 2) {
+    const Signal digit = b.slice(amount, low, std::min(2, amount.width - low));
+    const int choices = 1 << digit.width;
+    const int next = std::min(width, bits.width + ((choices - 1) << low));
+    std::array<Signal, 4> words, losses;
+    for (int i = 0; i < choices; ++i) {
+      const int zeros = std::min(i << low, next);
+      const int kept = std::min(bits.width, next - zeros);
+      words[i] = b.concat(
+          {b.zeros(zeros), b.slice(bits, bits.width - kept, kept), b.zeros(next - zeros - kept)});
+      losses[i] =
+          kept < bits.width ? b.reduceOr(b.slice(bits, 0, bits.width - kept)) : b.bit(false);
+    }
+    bits = b.pick(digit, std::span(words).first(choices));
+    dropped.push_back(b.pick(digit, std::span(losses).first(choices)));
+  }
+  bits = b.shiftedUp(bits, width - bits.width);
+  if (low < amount.width) {
+    const Signal beyond = b.reduceOr(b.slice(amount, low, amount.width - low));
+    dropped.push_back(b.bitAnd(beyond, b.reduceOr(x)));
+    bits = b.bitAnd(bits, b.replicate(b.bitNot(beyond), width));
+  }
+  return {bits, b.reduceOr(b.concat(dropped))};
+}
+
+// The addend in the window, and the biased exponent of a number whose leading bit is the window's
+// top one.
+struct AlignedAddend {
+  Signal bits, sticky;
+  Signal exponent;  // unsigned
+};
+AlignedAddend alignAddend(Builder& b, const ExactProduct& product, const Unpacked& addend,
+                          const Window& window) {
+  const auto scope = b.scope("align");
+  const FloatFormat& format = product.format;
+  // The exponent of an addend that stands at the highest place.
+  const long offset = window.highest - (format.fractionBits + format.bias());
+  const long most = (1L << format.exponentBits) - 1;
+  const int width = signedWidth(std::min(0L, offset) - most, 2 * most + std::max(0L, offset) + 1);
+  const Signal reference = b.add(b.zeroExtend(product.exponent, width), b.literal(offset, width));
+  const Signal own = b.zeroExtend(addend.exponent, width);
+  const Signal distance = b.subtract(reference, own);
+  // The product is so small that it counts as anything between 0 and the addend's last place.
+  const Signal isTiny = b.bitOr(b.topBit(distance), product.isZero);
+  const Signal amount =
+      b.bitAnd(b.slice(distance, 0, width - 1), b.replicate(b.bitNot(isTiny), width - 1));
+  const ShiftedRight moved = shiftDownFromTop(b, addend.significand, amount, window.addendWidth());
+  const Signal exponent = b.addCarry(b.select(isTiny, own, reference), b.zeros(width), b.bit(true));
+  return {moved.bits, moved.sticky, b.slice(exponent, 0, width - 1)};
+}
+
+struct Magnitude {
+  Signal bits;
+  Signal addendIsGreater;  // of a difference
+};
+Magnitude addInWindow(Builder& b, const AlignedAddend& addend, const ExactProduct& product,
+                      const Window& window, Signal subtracts) {
+  const auto scope = b.scope("add");
+  const int stickyBits = window.sticky ? 1 : 0;
+  const Signal productBits =
+      b.concat({b.zeros(window.width() - stickyBits + window.lowest - product.significand.width),
+                product.significand, b.zeros(stickyBits - window.lowest)});
+  const int below = window.floor - window.lowest;
+  const Signal head = b.concat({b.zeros(1), addend.bits});
+  const Signal addendBits =
+      window.sticky ? b.concat({head, addend.sticky}) : b.concat({head, b.zeros(below)});
+  // What a sum leaves out of the addend below the floor counts as if it reached up to the next
+  // multiple of the product's lowest bit; a truncation to the floor then keeps an exact sum exact.
+  const Signal sumBits = b.concat(
+      {head, window.sticky ? addend.sticky : Signal{}, b.replicate(b.bitNot(subtracts), below)});
+  const Signal swap = b.bitAnd(subtracts, b.less(productBits, addendBits));
+  const Signal greater = b.select(swap, addendBits, productBits);
+  const Signal lesser = b.select(swap, productBits, sumBits);
+  return {b.addOrSubtract(greater, lesser, subtracts), swap};
+}
+
+}  // namespace
+
+ExactProduct multiplyExactly(Builder& b, const Unpacked& x, const Unpacked& y) {
+  LOAM_ASSERT(x.exponent.width == y.exponent.width && x.significand.width == y.significand.width,
+              "the factors have one format");
+  const auto scope = b.scope("multiply");
+  const int width = x.exponent.width + 1;
+  return {.format = x.format,
+          .sign = b.bitXor(x.sign, y.sign),
+          .exponent = b.add(b.zeroExtend(x.exponent, width), b.zeroExtend(y.exponent, width)),
+          .significand = b.multiply(x.significand, y.significand),
+          .isZero = b.bitOr(x.isZero, y.isZero),
+          .isInf = b.bitOr(x.isInf, y.isInf),
+          .isNan = b.reduceOr(b.concat(
+              {x.isNan, y.isNan, b.bitAnd(x.isZero, y.isInf), b.bitAnd(x.isInf, y.isZero)}))};
+}
+
+Signal addToProduct(Builder& b, const ExactProduct& product, const Unpacked& addend,
+                    const FusedAddOptions& options) {
+  const auto scope = b.scope("fused_add");
+  const FloatFormat& format = product.format;
+  LOAM_ASSERT(!format.fpLib && addend.significand.width == format.fractionBits + 1,
+              "the addend has the factors' format");
+  const bool rounds = options.ulps < 1;
+  const RoundingRule rounding = rounds ? options.rounding : RoundingRule{RoundMode::kTowardZero};
+  const Window window = windowOf(format, rounds);
+  const Signal subtracts = b.bitXor(product.sign, addend.sign);
+  const AlignedAddend aligned = alignAddend(b, product, addend, window);
+  const Magnitude sum = addInWindow(b, aligned, product, window, subtracts);
+
+  const int width = aligned.exponent.width + 2;
+  const Signal topExponent = b.zeroExtend(aligned.exponent, width);
+  const Normalised normal =
+      format.gradual
+          ? normaliseUpTo(b, sum.bits,
+                          b.subtract(aligned.exponent, b.literal(1, aligned.exponent.width)))
+          : normalise(b, sum.bits);
+  const Signal isInf = b.bitOr(product.isInf, addend.isInf);
+  const Signal infSign = b.select(product.isInf, product.sign, addend.sign);
+  const Signal zeroSign = b.select(subtracts, roundsDown(b, rounding), product.sign);
+  const Signal sign = b.select(sum.addendIsGreater, addend.sign, product.sign);
+  const Signal opposed = b.reduceAnd(b.concat({product.isInf, addend.isInf, subtracts}));
+  return roundAndPack(b,
+                      {.sign = b.select(isInf, infSign, b.select(normal.allZero, zeroSign, sign)),
+                       .exponent = b.subtract(topExponent, b.zeroExtend(normal.count, width)),
+                       .significand = normal.bits,
+                       .sticky = b.bit(false),
+                       .isZero = normal.allZero,
+                       .isInf = isInf,
+                       .isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed}))},
+                      format, rounding, options.quietNaN);
+}
+
+}  // namespace arithmetic
