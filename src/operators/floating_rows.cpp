@@ -61,6 +61,16 @@ Ports multiplyAdd(const Parameters& p) {
   return ports;
 }
 
+template <bool Product>
+Ports accumulation(const Parameters& p) {
+  Ports ports;
+  ports.in.push_back("acc", bits(1));
+  ports.in.push_back("a", format(p, kIeee));
+  if (Product) ports.in.push_back("b", format(p, kIeee));
+  ports.out.push_back("q", format(p, kIeee));
+  return ports;
+}
+
 Ports mixedProduct(const Parameters& p) {
   Ports ports;
   ports.in.push_back("a", kiln::ieee(p[1], p[2]));
@@ -115,8 +125,10 @@ constexpr OperatorRow kRows[] = {
     {"FPSubDualPathInFPLibXOutFPLib", kFormat, binary<kLib, kIeee, kLib>, "FPSub", kDual, 15, "CFloatAdd", kDualDifference, "fpSubTest"},
     {"FPSubDualPathInFPLibYOutFPLib", kFormat, binary<kIeee, kLib, kLib>, "FPSub", kDual, 15, "CFloatAdd", kDualDifference, "fpSubTest"},
     {"FPAddExpert", kExpertFormat, binary, "FPAdd", kSingle, 15, "CFloatAdd", expertSum<false>, "fpAddTest"},
+    {"FPMultAcc", kFormat, accumulation<true>, "FPMultAcc", "hard DSP", 26, "CFloatMultAcc", always<0>, "fpMultAccTest"},
     {"FPMultAdd", kFormat, multiplyAdd, "FPMultAdd", "multadd", 27, "CFloatMultAdd", always<0>, "fpMultAddTest"},
     {"FPMultSub", kFormat, multiplyAdd, "FPMultSub", "multsub", 28, "CFloatMultAdd", always<1>, "fpMultAddTest"},
+    {"FPAccHard", kFormat, accumulation<false>, "FPAccHard", "hard DSP", 29, "CFloatMultAcc", always<1>, "fpAccTest"},
     {"FPAddSub", kFormat, addSub, "FPAddSub", kSingle, 24, "CFloatAddSub", kSum, "fpAddSubTest"},
     {"FPAddSubExpert", kExpertFormat, addSubExpert, "FPAddSub", kSingle, 24, "CFloatAddSub", expertSum<false>, "fpAddSubTest"},
     {"FPSubExpert", kExpertFormat, binary, "FPSub", kSingle, 15, "CFloatAdd", expertSum<true>, "fpSubTest"},

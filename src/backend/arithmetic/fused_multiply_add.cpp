@@ -99,6 +99,10 @@ AlignedAddend alignAddend(Builder& b, const ExactProduct& product, const Unpacke
   return {moved.bits, moved.sticky, b.slice(exponent, 0, width - 1)};
 }
 
+RoundingRule ruleOf(const FusedAddOptions& options) {
+  return options.ulps < 1 ? options.rounding : RoundingRule{.mode = RoundMode::kTowardZero};
+}
+
 struct Magnitude {
   Signal bits;
   Signal addendIsGreater;  // of a difference
@@ -141,15 +145,13 @@ ExactProduct multiplyExactly(Builder& b, const Unpacked& x, const Unpacked& y) {
               {x.isNan, y.isNan, b.bitAnd(x.isZero, y.isInf), b.bitAnd(x.isInf, y.isZero)}))};
 }
 
-Signal addToProduct(Builder& b, const ExactProduct& product, const Unpacked& addend,
-                    const FusedAddOptions& options) {
+Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const Unpacked& addend,
+                                const FusedAddOptions& options) {
   const auto scope = b.scope("fused_add");
   const FloatFormat& format = product.format;
   LOAM_ASSERT(!format.fpLib && addend.significand.width == format.fractionBits + 1,
               "the addend has the factors' format");
-  const bool rounds = options.ulps < 1;
-  const RoundingRule rounding = rounds ? options.rounding : RoundingRule{RoundMode::kTowardZero};
-  const Window window = windowOf(format, rounds);
+  const Window window = windowOf(format, options.ulps < 1);
   const Signal subtracts = b.bitXor(product.sign, addend.sign);
   const AlignedAddend aligned = alignAddend(b, product, addend, window);
   const Magnitude sum = addInWindow(b, aligned, product, window, subtracts);
@@ -163,18 +165,22 @@ Signal addToProduct(Builder& b, const ExactProduct& product, const Unpacked& add
           : normalise(b, sum.bits);
   const Signal isInf = b.bitOr(product.isInf, addend.isInf);
   const Signal infSign = b.select(product.isInf, product.sign, addend.sign);
-  const Signal zeroSign = b.select(subtracts, roundsDown(b, rounding), product.sign);
+  const Signal zeroSign = b.select(subtracts, roundsDown(b, ruleOf(options)), product.sign);
   const Signal sign = b.select(sum.addendIsGreater, addend.sign, product.sign);
   const Signal opposed = b.reduceAnd(b.concat({product.isInf, addend.isInf, subtracts}));
-  return roundAndPack(b,
-                      {.sign = b.select(isInf, infSign, b.select(normal.allZero, zeroSign, sign)),
-                       .exponent = b.subtract(topExponent, b.zeroExtend(normal.count, width)),
-                       .significand = normal.bits,
-                       .sticky = b.bit(false),
-                       .isZero = normal.allZero,
-                       .isInf = isInf,
-                       .isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed}))},
-                      format, rounding, options.quietNaN);
+  return {.sign = b.select(isInf, infSign, b.select(normal.allZero, zeroSign, sign)),
+          .exponent = b.subtract(topExponent, b.zeroExtend(normal.count, width)),
+          .significand = normal.bits,
+          .sticky = b.bit(false),
+          .isZero = normal.allZero,
+          .isInf = isInf,
+          .isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed}))};
+}
+
+Signal addToProduct(Builder& b, const ExactProduct& product, const Unpacked& addend,
+                    const FusedAddOptions& options) {
+  return roundAndPack(b, addToProductUnrounded(b, product, addend, options), product.format,
+                      ruleOf(options), options.quietNaN);
 }
 
 }  // namespace arithmetic

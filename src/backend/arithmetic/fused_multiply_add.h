@@ -23,8 +23,8 @@ struct FusedAddOptions {
   bool quietNaN = false;
 };
 
-// product + addend, packed in their common format. Subtract by flipping the sign of the addend, an
-// IEEE-style number of the same format.
+// product + addend, packed in their common format, or before that rounding. Subtract by flipping
+// the sign of the addend, an IEEE-style number of the same format.
 //
 // The addend is aligned to the product, beside the multiplication, in a window of some three
 // significands; one addition, one leading-zero count and shift, one rounding (Hokenek, Montoye and
@@ -35,5 +35,7 @@ struct FusedAddOptions {
 // the alignment ends where the addend's bits stay below the result's last place.
 Signal addToProduct(Builder& b, const ExactProduct& product, const Unpacked& addend,
                     const FusedAddOptions& options);
+Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const Unpacked& addend,
+                                const FusedAddOptions& options);
 
 }  // namespace arithmetic

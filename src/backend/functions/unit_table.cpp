@@ -7,6 +7,7 @@
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
 #include "backend/functions/int_product.h"
+#include "backend/functions/sequencers/float_mult_acc.h"
 #include "backend/functions/unit.h"
 
 namespace functions {
@@ -15,7 +16,7 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatMultAddUnits, floatAbsUnits,
+    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatMultAddUnits, floatMultAccUnits, floatAbsUnits,
 };
 
 }  // namespace
