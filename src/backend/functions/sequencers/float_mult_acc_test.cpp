@@ -51,7 +51,7 @@ class Accumulator {
     EXPECT_EQ(got, expected) << a.toText(2) << " " << b.toText(2) << " continues " << continues
                              << ": " << got.toText(2) << " for " << expected.toText(2);
     const bool referenceAgrees = checkReference(continues, terms, expected);
-    mpfr_set(last.get(), decode(expected, port).get(), MPFR_RNDN);
+    last = decode(expected, port);
     return got == expected && referenceAgrees;
   }
 
