@@ -104,6 +104,7 @@ class SplitDelay {
  public:
   SplitDelay(const PortSpecList& outPorts, const TestingOptions& options)
       : working(outPorts.size()), left(outPorts.size()) {
+    LOAM_ASSERT(options.outLatency.size() == outPorts.size(), "one latency for each output port");
     for (std::size_t j = 0; j < outPorts.size(); ++j) {
       showsPair.push_back(errorBoundOf(options, j) >= 1);
       pipelines.emplace_back(showsPair[j] ? 2 : 1, options.outLatency[j], !options.noChanValid,

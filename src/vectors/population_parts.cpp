@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "accuracy/rounding.h"
 #include "util/failure.h"
 #include "util/random.h"
 #include "vectors/population.h"
