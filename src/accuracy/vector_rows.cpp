@@ -70,7 +70,8 @@ bool VectorRows::next() {
     if (file.bad()) fail("cannot be read");
     if (file.eof() && file.gcount() == 0) return false;
     if (file.fail()) fail(fmt::format("longer than {} characters", buffer.size() - 2));
-    const std::string_view text = buffer.c_str();
+    const auto length = static_cast<std::size_t>(file.gcount() - (file.eof() ? 0 : 1));
+    const std::string_view text(buffer.data(), length);
     constexpr const char* kBlanks = " \t\r\v\f";
     for (std::size_t from = text.find_first_not_of(kBlanks); from != std::string_view::npos;) {
       const std::size_t to = std::min(text.find_first_of(kBlanks, from), text.size());
@@ -124,6 +125,8 @@ const util::MPZ& VectorRows::patternOf(std::size_t column, std::size_t width,
   if (digits.size() != width || digits.find_first_not_of("01") != std::string::npos) {
     constexpr std::size_t kShown = 80;
     if (digits.size() > kShown) digits = digits.substr(0, kShown) + "...";
+    std::ranges::replace_if(
+        digits, [](unsigned char letter) { return letter < ' ' || letter > '~'; }, '?');
     fail(fmt::format("'{}' {} is not a number of {} binary digits", digits, what, width));
   }
   mpz_set_str(pattern.get(), digits.c_str(), 2);
