@@ -155,6 +155,10 @@ std::string responsePath(const std::string& name) {
   return fmt::format("./{0}/{0}_xOut.stm", name);
 }
 
+std::string responsePath(const std::string& name, std::size_t port) {
+  return fmt::format("./{0}/{0}_xOut{1}.stm", name, port);
+}
+
 void openStimultiFiles(FILE*& in, FILE*& out, const std::string& name) {
   const std::string inPath = stimulusPath(name), outPath = responsePath(name);
   if (util::io::MakeDirectory(("./" + name).c_str(), false)) {
@@ -171,6 +175,25 @@ void openStimultiFiles(FILE*& in, FILE*& out, const std::string& name) {
     errno = reason;
     couldNotOpen(outPath);
   }
+}
+
+void openStimultiFiles(FILE*& in, std::vector<FILE*>& outs, const std::string& name,
+                       const TestingOptions& t) {
+  std::vector<std::string> paths{stimulusPath(name)};
+  for (std::size_t i = 0; i < t.outLatency.size(); ++i) paths.push_back(responsePath(name, i));
+  outs.clear();
+  for (const std::string& path : paths) {
+    FILE* f = opened(path, "w");
+    if (!f) {
+      const int reason = errno;
+      for (std::size_t i = 0; paths[i] != path; ++i) std::remove(paths[i].c_str());
+      errno = reason;
+      couldNotOpen(path);
+    }
+    outs.push_back(f);
+  }
+  in = outs.front();
+  outs.erase(outs.begin());
 }
 
 void openStimultiFilesForEvaluateAccuracy(FILE*& in, FILE*& out, const std::string& inPath,
@@ -246,6 +269,31 @@ void printToStimuliFileVV(FILE* f, const std::vector<std::vector<NumValue>>& per
     }
   }
   row.writeTo(f);
+}
+
+void printToStimuliFileVVOS(const std::vector<FILE*>& files,
+                            const std::vector<std::vector<NumValue>>& perPort,
+                            const PortSpecList& ports,
+                            const std::vector<const PipelineStage*>& stages,
+                            const TestingOptions& t) {
+  thread_local NumValue filtered;  // storage only
+  const util::MPZ zero;
+  for (std::size_t p = 0; p < ports.size(); ++p) {
+    const kiln::Type& type = ports[p].type;
+    Row row(t.testOutputType);
+    row.addFlow(stages[p]->valid, stages[p]->channel, t);
+    for (const NumValue& value : perPort[p]) {
+      const NumValue* printed = &value;
+      if (const auto* fp = type.as_floating_point()) {
+        fpRangeFilter(filtered, value, *fp, t.subnormals);
+        printed = &filtered;
+      }
+      const bool isOpen = value.type == NumType::kDontCare;
+      row.add(isOpen ? zero : patternOf(*printed, type, t), static_cast<unsigned>(type.width()),
+              value.type);
+    }
+    row.writeTo(files[p]);
+  }
 }
 
 void initialOutputPipelineFill(FILE* f, const PortSpecList& ports, int latency,
