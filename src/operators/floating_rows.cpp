@@ -14,6 +14,9 @@ constexpr Parameter kProductFormats[] = {
     exponentWidth("wEA"), fractionWidth("wFA"), exponentWidth("wEB"),      fractionWidth("wFB"),
     exponentWidth("wER"), fractionWidth("wFR"), choice("ieeeTieBreakRule")};
 
+constexpr Parameter kLongAccumulator[] = {exponentWidth("wE"), fractionWidth("wF"),
+                                          weight("lsbA"), weight("msbA"), weight("maxMSBX")};
+
 // The two ways of writing a number of the operator's own format on a port.
 enum Form { kIeee, kLib };
 
@@ -71,6 +74,15 @@ Ports accumulation(const Parameters& p) {
   return ports;
 }
 
+Ports longAccumulation(const Parameters& p) {
+  Ports ports;
+  ports.in.push_back("x", format(p, kIeee));
+  ports.in.push_back("n", bits(1));
+  ports.out.push_back("r", format(p, kIeee));
+  for (const char* flag : {"xo", "xu", "ao"}) ports.out.push_back(flag, bits(1));
+  return ports;
+}
+
 Ports mixedProduct(const Parameters& p) {
   Ports ports;
   ports.in.push_back("a", kiln::ieee(p[1], p[2]));
@@ -84,6 +96,9 @@ template <bool Subtract>
 std::vector<std::int64_t> expertSum(const Parameters& p) {
   return {Subtract, p[4] > 0, p[3] <= 0, p[5] > 0};
 }
+
+// CFloatAcc: lsbA, msbA, maxMSBX.
+std::vector<std::int64_t> accumulatorBits(const Parameters& p) { return {p[3], p[4], p[5]}; }
 
 // CFloatMult: 0, 0, tiesAway, 0.
 std::vector<std::int64_t> expertProduct(const Parameters& p) { return {0, 0, p[7] <= 0, 0}; }
@@ -137,6 +152,7 @@ constexpr OperatorRow kRows[] = {
     {"FPMul", kFormat, binary, "FPMul", "", 17, "CFloatMult", always, "fpMulTest"},
     {"FPMulExpert", kProductFormats, mixedProduct, "FPMul", "", 18, "CFloatMult", expertProduct, "fpMulTest"},
     {"FPMulOutFPLib", kFormat, binary<kIeee, kIeee, kLib>, "FPMul", "", 17, "CFloatMult", always, "fpMulTest"},
+    {"FPAcc", kLongAccumulator, longAccumulation, "FPAcc", "", 14, "CFloatAcc", accumulatorBits, "fpAccTest"},
 };
 // clang-format on
 

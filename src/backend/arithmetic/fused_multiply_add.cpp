@@ -1,7 +1,6 @@
 #include "backend/arithmetic/fused_multiply_add.h"
 
 #include <algorithm>
-#include <array>
 
 #include "backend/arithmetic/leading_zeros.h"
 #include "backend/arithmetic/shifter.h"
@@ -40,37 +39,6 @@ Window windowOf(const FloatFormat& format, bool rounds) {
   window.floor = rounds ? std::min(0, leading - p) : leading - (p - 1);
   window.lowest = std::min(0, window.floor);
   return window;
-}
-
-// floor(x * 2^(width - x.width) / 2^amount): x shifted down from the top of a word. The low digit
-// of the amount is used first, so that the word grows only as far as its bits have come.
-ShiftedRight shiftDownFromTop(Builder& b, Signal x, Signal amount, int width) {
-  std::vector<Signal> dropped;
-  Signal bits = x;
-  int low = 0;
-  for (; low < amount.width && (1 << low) < width; low += 2) {
-    const Signal digit = b.slice(amount, low, std::min(2, amount.width - low));
-    const int choices = 1 << digit.width;
-    const int next = std::min(width, bits.width + ((choices - 1) << low));
-    std::array<Signal, 4> words, losses;
-    for (int i = 0; i < choices; ++i) {
-      const int zeros = std::min(i << low, next);
-      const int kept = std::min(bits.width, next - zeros);
-      words[i] = b.concat(
-          {b.zeros(zeros), b.slice(bits, bits.width - kept, kept), b.zeros(next - zeros - kept)});
-      losses[i] =
-          kept < bits.width ? b.reduceOr(b.slice(bits, 0, bits.width - kept)) : b.bit(false);
-    }
-    bits = b.pick(digit, std::span(words).first(choices));
-    dropped.push_back(b.pick(digit, std::span(losses).first(choices)));
-  }
-  bits = b.shiftedUp(bits, width - bits.width);
-  if (low < amount.width) {
-    const Signal beyond = b.reduceOr(b.slice(amount, low, amount.width - low));
-    dropped.push_back(b.bitAnd(beyond, b.reduceOr(x)));
-    bits = b.bitAnd(bits, b.replicate(b.bitNot(beyond), width));
-  }
-  return {bits, b.reduceOr(b.concat(dropped))};
 }
 
 // The addend in the window, and the biased exponent of a number whose leading bit is the window's
@@ -158,11 +126,12 @@ Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const U
 
   const int width = aligned.exponent.width + 2;
   const Signal topExponent = b.zeroExtend(aligned.exponent, width);
-  const Normalised normal =
-      format.gradual
-          ? normaliseUpTo(b, sum.bits,
-                          b.subtract(aligned.exponent, b.literal(1, aligned.exponent.width)))
-          : normalise(b, sum.bits);
+  const int kept = format.fractionBits + (window.sticky ? 2 : 1);
+  const NormalisedSticky normal =
+      format.gradual ? normaliseUpToSticky(
+                           b, sum.bits,
+                           b.subtract(aligned.exponent, b.literal(1, aligned.exponent.width)), kept)
+                     : normaliseSticky(b, sum.bits, kept);
   const Signal isInf = b.bitOr(product.isInf, addend.isInf);
   const Signal infSign = b.select(product.isInf, product.sign, addend.sign);
   const Signal zeroSign = b.select(subtracts, roundsDown(b, ruleOf(options)), product.sign);
@@ -171,7 +140,7 @@ Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const U
   return {.sign = b.select(isInf, infSign, b.select(normal.allZero, zeroSign, sign)),
           .exponent = b.subtract(topExponent, b.zeroExtend(normal.count, width)),
           .significand = normal.bits,
-          .sticky = b.bit(false),
+          .sticky = normal.sticky,
           .isZero = normal.allZero,
           .isInf = isInf,
           .isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed}))};

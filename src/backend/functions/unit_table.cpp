@@ -7,6 +7,7 @@
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
 #include "backend/functions/int_product.h"
+#include "backend/functions/sequencers/float_acc.h"
 #include "backend/functions/sequencers/float_mult_acc.h"
 #include "backend/functions/unit.h"
 
@@ -16,7 +17,7 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatMultAddUnits, floatMultAccUnits, floatAbsUnits,
+    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatMultAddUnits, floatMultAccUnits, floatAccUnits, floatAbsUnits,
 };
 
 }  // namespace
