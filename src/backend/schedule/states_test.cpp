@@ -111,6 +111,7 @@ TEST(States, ThatDelayStandWhereTheirNextValueDoes) {
   c.output("r", kept);
   const Scheduled slow = scheduled(whole, {.period = {400}});
   EXPECT_EQ(slow.period.value, 600);
+  EXPECT_EQ(slow.longestStage.value, 600);
   EXPECT_TRUE(slow.warning);
 }
 
