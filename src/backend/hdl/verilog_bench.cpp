@@ -11,8 +11,8 @@ namespace hdl {
 namespace {
 
 constexpr std::string_view kHead =
-    R"(// Replays @name@_xIn.stm, one row a clock cycle, and compares what the unit shows just before each
-// clock edge with the same row of @responses@.@enableComment@
+    R"(// Replays @name@_xIn.stm, one row a clock cycle, and compares what the unit shows just before
+// each clock edge with the same row of @responses@.@enableComment@
 // Reads all from the current folder.
 module @bench@;
 
@@ -36,9 +36,8 @@ constexpr std::string_view kDeclarations = R"(
   reg [8*@tokenLength@-1:0] token [0:@lastToken@];
   reg [8*@tokenLength@-1:0] shown;
   reg [@widest@-1:0] bits;
-@history@  integer stimuli@handles@;
-  integer stimulus_length, stimulus_count, response_count@lengths@;
-  integer row, @advanced@compared, mismatches, column, i, alternatives, row_alternatives;
+@history@  integer stimuli, stimulus_length, stimulus_count, response_count;
+@handles@  integer row, @advanced@compared, mismatches, column, i, alternatives, row_alternatives;
   reg is_valid, is_same, is_well_formed, is_readable;
 
   // Counts a mismatch; true when it is to be told.
@@ -184,8 +183,7 @@ constexpr std::string_view kRowStart =
     unit_reset = 1'b0;
 
     stimulus_length = $fgets(stimulus, stimuli);
-@reads@    while (is_readable && stimulus_length != 0@notEnded@) begin
-      row = row + 1;
+@reads@@while@      row = row + 1;
       is_well_formed = 1'b1;
       stimulus_count = $sscanf(stimulus, "@bitsFormat@"@inputs@);
       $sformat(stimulus_copy, "@rowFormat@\n"@inputs@);
@@ -223,7 +221,8 @@ constexpr std::string_view kFile = R"(
 @sameCheck@@historyCheck@      if (is_readable && !is_same) begin
         response_count = $sscanf(response@mark@, "@textFormat@"@tokens@);
         if (response_count < 0) response_count = 0;
-@isValid@        if (is_valid) choose_alternatives("@file@", @dataPorts@, @dataColumns@, @mostColumns@);
+@isValid@        if (is_valid)
+          choose_alternatives("@file@", @dataPorts@, @dataColumns@, @mostColumns@);
         if (is_valid && is_readable) begin
 @count@          column = control_columns;
 @checks@        end
@@ -292,7 +291,7 @@ std::string repeated(std::string_view text, std::size_t count, std::string_view 
 
 // What is printed once for each response file.
 struct FileTexts {
-  std::string handles, lines, lengths, opens, reads, readsInside, notEnded, rows, lengthChecks;
+  std::string handles, lines, opens, reads, readsInside, notEnded, rows, lengthChecks;
   int longestLine = 0;  // characters
 
   // `words`: of the whole bench.
@@ -348,17 +347,17 @@ struct FileTexts {
     const std::string read =
         fmt::format("response_length{0} = $fgets(response{0}, responses{0});\n", file.mark);
     const auto open = [&](const std::string& handle, const std::string& name, const char* mode) {
-      handles += ", " + handle;
       opens += filled(kOpen, {{"handle", handle}, {"file", name}, {"mode", mode}});
     };
     lines += fmt::format("response{}, ", file.mark);
-    lengths += fmt::format(", response_length{}", file.mark);
+    handles += fmt::format("  integer response_length{0}, responses{0}", file.mark);
     open("responses" + file.mark, file.name, "r");
     reads += "    " + read;
     readsInside += "        " + read;
     notEnded += fmt::format(" && response_length{} != 0", file.mark);
     rows += filled(kFile, words);
     lengthChecks += filled(kLengthCheck, words);
+    handles += plan.settings.resultsToFile ? fmt::format(", results{};\n", file.mark) : ";\n";
     if (!plan.settings.resultsToFile) return;
     open("results" + file.mark, file.name + ".sim", "w");
     rows += statement(
@@ -463,16 +462,17 @@ std::string verilogBench(const BenchPlan& plan) {
             fmt::format("    $display(\"{} is not checked: it has no accepted values\");\n",
                         plan.outputs[i].name);
   }
-  words.insert({{"responseLength", std::to_string(texts.longestLine)},
-                {"responseLines", texts.lines},
-                {"handles", texts.handles},
-                {"lengths", texts.lengths},
-                {"opens", texts.opens},
-                {"notEnded", texts.notEnded},
-                {"unchecked", unchecked},
-                {"reads", texts.reads},
-                {"readsInside", texts.readsInside},
-                {"lengthChecks", texts.lengthChecks}});
+  words.insert(
+      {{"responseLength", std::to_string(texts.longestLine)},
+       {"responseLines", texts.lines},
+       {"handles", texts.handles},
+       {"opens", texts.opens},
+       {"while", statement(4, fmt::format("while (is_readable && stimulus_length != 0{}) begin",
+                                          texts.notEnded))},
+       {"unchecked", unchecked},
+       {"reads", texts.reads},
+       {"readsInside", texts.readsInside},
+       {"lengthChecks", texts.lengthChecks}});
   return headerLines(plan.design.header, "//") + filled(kHead, words) + signals +
          filled(kDeclarations, words) + filled(kRowStart, words) + texts.rows +
          filled(kRowEnd, words);

@@ -13,8 +13,8 @@ constexpr std::string_view kHead = R"(library ieee;
 use ieee.std_logic_1164.all;
 use std.textio.all;
 
--- Replays @name@_xIn.stm, one row a clock cycle, and compares what the unit shows just before each
--- clock edge with the same row of @responses@.@enableComment@
+-- Replays @name@_xIn.stm, one row a clock cycle, and compares what the unit shows just before
+-- each clock edge with the same row of @responses@.@enableComment@
 -- `folder` stands in front of the file names.
 entity @bench@ is
   generic (folder : string := "");
@@ -44,8 +44,8 @@ begin
     end record;
     type span_list is array (natural range <>) of span;
 
-    file stimuli@files@ : text;
-    variable status : file_open_status;
+    file stimuli : text;
+@files@    variable status : file_open_status;
     variable stimulus, response, report_line@resultsLine@ : line;
     variable stimulus_span : span_list(0 to stimulus_columns@orEnable@ - 1);
     variable response_span : span_list(0 to most_columns - 1);
@@ -229,8 +229,7 @@ constexpr std::string_view kRowStart = R"(
     end loop;
     unit_reset <= '0';
 
-    while not (@ended@) loop
-      row := row + 1;
+@while@      row := row + 1;
       readline(stimuli, stimulus);
       split(stimulus, stimulus_span, stimulus_count);
 
@@ -358,13 +357,13 @@ struct FileTexts {
         {"count", isFirst ? "        compared := compared + 1;\n" : ""},
         {"checks", checks},
     };
-    files += fmt::format(", responses{}", file.mark);
+    files += fmt::format("    file responses{} : text;\n", file.mark);
     ended += fmt::format(" or endfile(responses{})", file.mark);
     opens += fmt::format("    open_file(responses{}, \"{}\", read_mode);\n", file.mark, file.name);
     rows += filled(kFile, words);
     lengths += filled(kLength, words);
     if (!toFile) return;
-    files += fmt::format(", results{}", file.mark);
+    files += fmt::format("    file results{} : text;\n", file.mark);
     opens +=
         fmt::format("    open_file(results{}, \"{}.sim\", write_mode);\n", file.mark, file.name);
     rows += shown + fmt::format("      writeline(results{}, result);\n", file.mark);
@@ -434,7 +433,7 @@ std::string vhdlBench(const BenchPlan& plan) {
       {"mostColumns", std::to_string(plan.controls + static_cast<std::size_t>(plan.mostColumns))},
       {"advanced", !hasControls && hasEnable ? "advanced, " : ""},
       {"files", texts.files},
-      {"ended", "endfile(stimuli)" + texts.ended},
+      {"while", statement(4, fmt::format("while not (endfile(stimuli){}) loop", texts.ended))},
       {"resultsLine", plan.settings.resultsToFile ? ", result" : ""},
       {"drives", drives},
       {"history", ""},
