@@ -236,6 +236,31 @@ TEST_F(EnablePopulation, FloatingOutputsTakeBothColumnsThroughTheDelay) {
   }
 }
 
+TEST_F(EnablePopulation, SplitFixedOutputsEndAtTheirRange) {
+  fs::create_directory("unit");
+  out = {};
+  out.push_back("q0", FixedPoint(kIn, 0, true));  // a bit less than sums may have
+  t.enable = false;
+  t.outLatency = {0};
+  t.errorBounds = {1};
+  t.testCount = 2000;
+  populate(0);
+  const auto rows = rowsOf("unit/unit_xOut0.stm");
+  int clamped = 0;
+  std::size_t i = 0;
+  for (const Cycle& c : cycles()) {
+    const int sum = c.a + c.b, low = -(1 << (kIn - 1)), high = -low - 1;
+    const auto text = [&](int v) {
+      return fmt::format(" {:0{}b} ", unsigned(std::clamp(v, low, high)) & 0x1ff, kIn);
+    };
+    EXPECT_EQ(rows.at(i),
+              fmt::format(" 1  {:08b} ", i & 255) + text(sum) + text(sum < 0 ? sum - 1 : sum + 1));
+    clamped += sum < low || sum > high;
+    ++i;
+  }
+  EXPECT_GT(clamped, 20);
+}
+
 TEST_F(EnablePopulation, TellsItsTestsAndItsProgress) {
   t.testCount = 2;
   t.enable = false;
