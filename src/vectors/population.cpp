@@ -7,14 +7,21 @@
 #include <cerrno>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <optional>
 
 #include "accuracy/accepted_values.h"
 #include "numbers/draws.h"
 #include "numbers/exponent_range.h"
+#include "stimuli/exhaustive.h"
+#include "stimuli/hand_built.h"
+#include "stimuli/injected.h"
+#include "stimuli/pi_regions.h"
 #include "stimuli/random.h"
+#include "stimuli/special_cases.h"
 #include "util/failure.h"
 #include "util/random.h"
+#include "vectors/directed_sweeps.h"
 #include "vectors/reference.h"
 #include "vectors/stm_writer.h"
 
@@ -23,10 +30,9 @@ namespace {
 // Bounds beyond this would make rows of millions of columns.
 constexpr float kLargestBound = 1 << 16;
 
-// One kind of tests: which option selects it, how many there are, and what makes the stimulus of
-// test i. An empty generator has no vectors to offer.
+// One kind of tests: whether an option selects it, how many there are, and what makes the stimulus
+// of test i.
 struct Category {
-  const char* option;
   bool selected;
   int count;
   std::function<void(std::vector<NumValue>& stimulus, int i)> generate;
@@ -38,34 +44,42 @@ bool isPeriodic(componentType type) {
   return type >= kFirst && type < kFirst + 8 && (kMask >> (type - kFirst) & 1);
 }
 
-std::vector<Category> categoriesOf(const PortSpecList& inPorts, const TestingOptions& options,
-                                   gmp_randstate_t& state) {
-  const auto random = [&inPorts, &options, &state](std::vector<NumValue>& stimulus, int) {
-    generateRandomStimuli(stimulus, state, inPorts, options);
-  };
-  const bool piTests = options.piTestMultiples > 0 && isPeriodic(options.componentType);
-  return {
-      {"-randomTests", options.randomTests, options.testCount, random},
-      {"-exhaustiveTests", options.exhaustiveTests, 0, {}},
-      {"-piTesting", piTests, options.piTestMultiples * options.piTestInterval, {}},
-      {"-handTesting", options.handTesting, 0, {}},
-      {"-specialCaseTests", options.specialCaseTests, 0, {}},
-      {"-injectTestVector", options.injectTestVector, 1, {}},
-  };
+int piTestCount(const TestingOptions& options) {
+  const std::int64_t count = std::int64_t{options.piTestMultiples} * options.piTestInterval;
+  constexpr int kMost = std::numeric_limits<int>::max();
+  if (count > kMost) {
+    util::exitWith({fmt::format("-piTesting: {} vectors, where {} are the most", count, kMost)});
+  }
+  return static_cast<int>(std::max<std::int64_t>(count, 0));
 }
 
-// The directed sweeps of sums and products.
-bool wantsSweeps(const TestingOptions& t) {
-  if (t.componentType == FPADD) {
-    return t.cancellationTests || t.nearInfinityTests || t.nearZeroTests;
-  }
-  return t.componentType == FPMUL && t.nearZeroTests;
+std::vector<Category> categoriesOf(const PortSpecList& inPorts, const TestingOptions& options,
+                                   gmp_randstate_t& state) {
+  using Row = std::vector<NumValue>;
+  const bool piTests = options.piTestMultiples > 0 && isPeriodic(options.componentType);
+  const int exhaustive = options.exhaustiveTests ? getExhaustiveTestCount(inPorts, options) : 0;
+  const int special = getSpecialCasesCount(inPorts, options);
+  return {
+      {options.randomTests, options.testCount,
+       [&](Row& row, int) { generateRandomStimuli(row, state, inPorts, options); }},
+      {options.exhaustiveTests, exhaustive,
+       [&](Row& row, int i) { generateExhaustiveStimuli(row, inPorts, options, i); }},
+      {piTests, piTests ? piTestCount(options) : 0,
+       [&](Row& row, int i) { generatePiOverTwoRegionStimuli(row, inPorts, options, i); }},
+      {options.handTesting, getHandTestStimuliCount(options.componentType),
+       [&](Row& row, int i) { generateHandTestStimuli(row, inPorts, options, i); }},
+      {options.specialCaseTests, special,
+       [&, special](Row& row, int i) {
+         generateSpecialCasesStimuli(row, inPorts, options, i, special);
+       }},
+      {options.injectTestVector, 1,
+       [&](Row& row, int i) { generateInjectedTestVectorStimuli(row, inPorts, options, i, 1); }},
+  };
 }
 
 // A reason why no vectors can be made, found before any file is.
 std::optional<std::string> refusal(const PortSpecList& inPorts, const PortSpecList& outPorts,
-                                   const TestingOptions& options,
-                                   const std::vector<Category>& categories) {
+                                   const TestingOptions& options) {
   struct Special {
     componentType type;
     const char* name;
@@ -77,17 +91,13 @@ std::optional<std::string> refusal(const PortSpecList& inPorts, const PortSpecLi
   }
   if (options.hasSplitOutputPorts()) return "-splitOutputPorts: no vectors with it yet";
   if (options.enable) return "-enable: no vectors with it yet";
-  if (wantsSweeps(options)) {
-    return "-cancellationTests, -nearInfinityTests, -nearZeroTests: no directed vectors yet";
+  if (options.injectTestVector) {
+    if (auto reason = injectionRefused(inPorts, options)) return reason;
   }
-  for (const Category& category : categories) {
-    if (category.selected && !category.generate) {
-      return fmt::format("{}: no such vectors for this operator yet", category.option);
-    }
-  }
+  const bool draws = options.randomTests || sweepsDrawNumbers(inPorts, outPorts, options);
   for (const PortSpec& port : inPorts) {
     const auto* fp = port.type.as_floating_point();
-    if (!fp || !options.randomTests) continue;
+    if (!fp || !draws) continue;
     const DrawnExponents drawn = drawnExponents(*fp, options);
     if (drawn.first <= drawn.last) continue;
     TestingOptions all;
@@ -167,20 +177,28 @@ void drawProgress(int current, int total) {
 int populateGeneric(CFuncUnitFunctionInterface& unit, const std::string& baseName,
                     const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
                     const TestingOptions& options) {
+  if (const auto reason = refusal(inPorts, outPorts, options)) util::exitWith({*reason});
   RandomState random(options.testCount);
   const std::vector<Category> categories = categoriesOf(inPorts, options, random.state);
-  if (const auto reason = refusal(inPorts, outPorts, options, categories)) {
-    util::exitWith({*reason});
+  if (options.specialCaseTests && specialCasesOverflow(inPorts, options)) {
+    std::fprintf(stderr,
+                 "Warning: -specialCaseTests: the combinations of all ports are too many to "
+                 "count, some are left out\n");
   }
   Evaluations e;
   populateRoundingAndPrecisionVectors(outPorts, options, e.roundUp, e.roundDown, e.roundUser,
                                       e.precisions);
   VectorFiles files(baseName);
   std::printf("RandomTestCount = %d\n", options.testCount);
+  if (options.exhaustiveTests) {
+    std::printf("\n Should generate at least %d test vectors \n",
+                getExhaustiveTestCount(inPorts, options));
+  }
   initialOutputPipelineFill(files.out, outPorts, latency, options);
 
   std::vector<NumValue> stimulus(inPorts.size());
-  int testCaseCount = 0;
+  int testCaseCount = runDirectedSweeps(unit, inPorts, outPorts, options, random.state,
+                                        {files.in, files.out, [&files] { files.check(); }});
   for (const Category& category : categories) {
     if (!category.selected) continue;
     int channel = 0;
