@@ -6,6 +6,7 @@
 
 #include "accuracy/accepted_values.h"
 #include "numbers/pipeline.h"
+#include "stimuli/exhaustive.h"
 #include "stimuli/random.h"
 #include "util/failure.h"
 #include "vectors/population.h"
@@ -20,7 +21,14 @@ class Tests {
  public:
   Tests(const PortSpecList& inPorts, const TestingOptions& options)
       : inPorts(inPorts), options(options), random(options.testCount) {
+    if (options.exhaustiveTests) exhaustiveCount = getExhaustiveTestCount(inPorts, options);
+  }
+
+  void announce() const {
     std::printf("EN_OR_SPLITOUT : RandomTestCount = %d\n", options.testCount);
+    if (!options.exhaustiveTests) return;
+    std::printf("EN_OR_SPLITOUT : Should generate at least %d exhaustive test vectors \n",
+                exhaustiveCount);
   }
 
   // Whether cycle `count` takes place; draws the progress if so.
@@ -41,8 +49,12 @@ class Tests {
            !(options.exhaustiveTests && count >= exhaustiveCount);
   }
 
-  void generate(std::vector<NumValue>& stimulus, int) {
-    generateRandomStimuli(stimulus, random.state, inPorts, options);
+  void generate(std::vector<NumValue>& stimulus, int count) {
+    if (options.randomTests) {
+      generateRandomStimuli(stimulus, random.state, inPorts, options);
+    } else {
+      generateExhaustiveStimuli(stimulus, inPorts, options, count);
+    }
   }
 
  private:
@@ -202,8 +214,9 @@ int populateStmFiles_EnableOrSplitOutputs(CFuncUnitFunctionInterface* unit,
                         __LINE__, __func__, "");
   }
   Evaluations e(outPorts, options);
-  VectorFiles files = split ? VectorFiles(baseName, options) : VectorFiles(baseName);
   Tests tests(inPorts, options);
+  VectorFiles files = split ? VectorFiles(baseName, options) : VectorFiles(baseName);
+  tests.announce();
   if (options.subnormals) requireEqualFormats(outPorts);
   const int count = split ? writeCycles(*unit, inPorts, outPorts, latency, options, tests, e,
                                         SplitDelay(outPorts, options), files)

@@ -236,6 +236,68 @@ TEST_F(EnablePopulation, FloatingOutputsTakeBothColumnsThroughTheDelay) {
   }
 }
 
+TEST_F(EnablePopulation, ExhaustiveTestsMeetEveryPairAndGoOnWhileTheUnitDrains) {
+  in = {};
+  for (const char* name : {"a", "b"}) in.push_back(name, FixedPoint(4, 0, true));
+  t.randomTests = false;
+  t.exhaustiveTests = true;
+  for (const bool enable : {false, true}) {
+    t.enable = enable;
+    t.outLatency = enable ? std::vector<int>{} : std::vector<int>{3, 3};
+    fs::create_directories("unit");
+    const int count = populate(3);
+    EXPECT_NE(console.find("EN_OR_SPLITOUT : RandomTestCount = 400\nEN_OR_SPLITOUT : Should "
+                           "generate at least 256 exhaustive test vectors \n0% ["),
+              std::string::npos);
+    const std::vector<Cycle> list = cycles();
+    EXPECT_EQ(count, static_cast<int>(list.size()));
+    for (int i = 0; i < count; ++i) {
+      EXPECT_EQ(list[i].valid, i < 256);
+      EXPECT_EQ(list[i].a & 15, i % 16);
+      EXPECT_EQ(list[i].b & 15, i / 16 % 16);
+    }
+    const auto sumOf = [](const Cycle& c) { return columnsOf(c.a + c.b, kOut, 0.5f); };
+    const auto both = [&](const Cycle& c) { return sumOf(c) + columnsOf(c.a - c.b, kOut, 0.5f); };
+    const std::string open = openColumns(kOut, 0.5f);
+    if (enable) {
+      EXPECT_EQ(rowsOf("unit/unit_xOut.stm"), shownBy(list, 3, false, both, open + open));
+    } else {
+      EXPECT_EQ(count, 256 + 3);
+      EXPECT_EQ(rowsOf("unit/unit_xOut0.stm"), shownBy(list, 3, false, sumOf, open));
+    }
+  }
+  // With random tests beside them all stimuli are drawn, and the longer count ends the run.
+  t.randomTests = true;
+  t.testCount = 10;
+  EXPECT_EQ(populate(3), 256);
+  EXPECT_EQ(cycles()[10].valid, 0);
+}
+
+TEST_F(EnablePopulation, SplitFixedOutputsEndAtTheirRange) {
+  fs::create_directory("unit");
+  out = {};
+  out.push_back("q0", FixedPoint(kIn, 0, true));  // a bit less than sums may have
+  t.enable = false;
+  t.outLatency = {0};
+  t.errorBounds = {1};
+  t.testCount = 2000;
+  populate(0);
+  const auto rows = rowsOf("unit/unit_xOut0.stm");
+  int clamped = 0;
+  std::size_t i = 0;
+  for (const Cycle& c : cycles()) {
+    const int sum = c.a + c.b, low = -(1 << (kIn - 1)), high = -low - 1;
+    const auto text = [&](int v) {
+      return fmt::format(" {:0{}b} ", unsigned(std::clamp(v, low, high)) & 0x1ff, kIn);
+    };
+    EXPECT_EQ(rows.at(i),
+              fmt::format(" 1  {:08b} ", i & 255) + text(sum) + text(sum < 0 ? sum - 1 : sum + 1));
+    clamped += sum < low || sum > high;
+    ++i;
+  }
+  EXPECT_GT(clamped, 20);
+}
+
 TEST_F(EnablePopulation, TellsItsTestsAndItsProgress) {
   t.testCount = 2;
   t.enable = false;
@@ -262,6 +324,14 @@ TEST_F(EnablePopulation, AssertsWhatItNeeds) {
   t.outLatency = {1, 1};
   EXPECT_EXIT(populateStmFilesFP(&unit, "nowhere", in, out, 3, t), testing::ExitedWithCode(255),
               "^./nowhere/nowhere_xIn.stm: .*: Could not open stimuli or output files\n$");
+}
+
+TEST_F(EnablePopulation, TooManyCombinationsAreRefusedBeforeAnyFile) {
+  in.push_back("c", FixedPoint(40, 0, false));
+  t.exhaustiveTests = true;
+  EXPECT_EXIT(populateStmFilesFP(&unit, "unit", in, out, 3, t), testing::ExitedWithCode(255),
+              "^[^\n]*-exhaustiveTests[^\n]*\n$");
+  EXPECT_FALSE(fs::exists("unit"));
 }
 
 TEST_F(EnablePopulation, LeavesNoFileBehindWhereOneOfThemCannotBeMade) {

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <utility>
 #include <vector>
 
 #include "accuracy/accepted_values.h"
 #include "numbers/pipeline.h"
+#include "stimuli/exhaustive.h"
 #include "stimuli/random.h"
 #include "util/failure.h"
 #include "vectors/population.h"
@@ -32,10 +34,19 @@ struct Accumulator {
   NumValue sum;
 };
 
-void announce(const PortSpecList& /*inPorts*/, const TestingOptions& options) {
+// As many combinations of inputs as an int can count.
+int leastExhaustiveCount(const PortSpecList& inPorts, const TestingOptions& options) {
+  int bits = 0;
+  for (const PortSpec& port : inPorts) bits += port.type.width();
+  return bits < 31 ? getExhaustiveTestCount(inPorts, options) : std::numeric_limits<int>::max();
+}
+
+void announce(const PortSpecList& inPorts, const TestingOptions& options) {
   std::printf("FPMULTACC : Using function-specific testbench generation\n");
   std::printf("FPMULTACC : RandomTestCount = %d\n", options.testCount);
   if (!options.exhaustiveTests) return;
+  std::printf("\n Should generate at least %d test vectors \n",
+              leastExhaustiveCount(inPorts, options));
   std::printf(
       "\n However, exhaustive tests are not supported for FloatMultAcc, therefore no exahustive "
       "tests will be generated. \n");

@@ -1,7 +1,7 @@
 #include "vectors/mac_population.h"
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <bit>
@@ -140,6 +140,15 @@ TEST_F(MultAccPopulation, TellsWhatItDoes) {
             "FPMULTACC : RandomTestCount = 2\n0% [" +
                 std::string(40, ' ') + "]\r50% [" + std::string(20, '=') + std::string(20, ' ') +
                 "]\r" + bar);
+  t.exhaustiveTests = true;
+  const std::string afterwards = console.substr(console.find("0% ["));
+  EXPECT_EQ(populate(1), 2);
+  EXPECT_THAT(console,
+              testing::HasSubstr("FPMULTACC : RandomTestCount = 2\n"
+                                 "\n Should generate at least 2147483647 test vectors \n"
+                                 "\n However, exhaustive tests are not supported for FloatMultAcc, "
+                                 "therefore no exahustive tests will be generated. \n" +
+                                 afterwards));
   t.randomTests = false;
   t.noChanValid = true;
   EXPECT_EQ(populate(9), 0);

@@ -5,14 +5,21 @@
 
 #include <algorithm>
 #include <functional>
+#include <limits>
 #include <optional>
 
 #include "accuracy/accepted_values.h"
 #include "numbers/draws.h"
 #include "numbers/exponent_range.h"
+#include "stimuli/exhaustive.h"
+#include "stimuli/hand_built.h"
+#include "stimuli/injected.h"
+#include "stimuli/pi_regions.h"
 #include "stimuli/random.h"
+#include "stimuli/special_cases.h"
 #include "util/failure.h"
 #include "vectors/barrett_population.h"
+#include "vectors/directed_sweeps.h"
 #include "vectors/enable_population.h"
 #include "vectors/mac_population.h"
 #include "vectors/population_parts.h"
@@ -24,10 +31,9 @@ namespace {
 // Bounds beyond this would make rows of millions of columns.
 constexpr float kLargestBound = 1 << 16;
 
-// One kind of tests: which option selects it, how many there are, and what makes the stimulus of
-// test i. An empty generator has no vectors to offer.
+// One kind of tests: whether an option selects it, how many there are, and what makes the stimulus
+// of test i.
 struct Category {
-  const char* option;
   bool selected;
   int count;
   std::function<void(std::vector<NumValue>& stimulus, int i)> generate;
@@ -39,54 +45,50 @@ bool isPeriodic(componentType type) {
   return type >= kFirst && type < kFirst + 8 && (kMask >> (type - kFirst) & 1);
 }
 
+int piTestCount(const TestingOptions& options) {
+  const std::int64_t count = std::int64_t{options.piTestMultiples} * options.piTestInterval;
+  constexpr int kMost = std::numeric_limits<int>::max();
+  if (count > kMost) {
+    util::exitWith({fmt::format("-piTesting: {} vectors, where {} are the most", count, kMost)});
+  }
+  return static_cast<int>(std::max<std::int64_t>(count, 0));
+}
+
 std::vector<Category> categoriesOf(const PortSpecList& inPorts, const TestingOptions& options,
                                    gmp_randstate_t& state) {
-  const auto random = [&inPorts, &options, &state](std::vector<NumValue>& stimulus, int) {
-    generateRandomStimuli(stimulus, state, inPorts, options);
-  };
+  using Row = std::vector<NumValue>;
   const bool piTests = options.piTestMultiples > 0 && isPeriodic(options.componentType);
+  const int exhaustive = options.exhaustiveTests ? getExhaustiveTestCount(inPorts, options) : 0;
+  const int special = getSpecialCasesCount(inPorts, options);
   return {
-      {"-randomTests", options.randomTests, options.testCount, random},
-      {"-exhaustiveTests", options.exhaustiveTests, 0, {}},
-      {"-piTesting", piTests, options.piTestMultiples * options.piTestInterval, {}},
-      {"-handTesting", options.handTesting, 0, {}},
-      {"-specialCaseTests", options.specialCaseTests, 0, {}},
-      {"-injectTestVector", options.injectTestVector, 1, {}},
+      {options.randomTests, options.testCount,
+       [&](Row& row, int) { generateRandomStimuli(row, state, inPorts, options); }},
+      {options.exhaustiveTests, exhaustive,
+       [&](Row& row, int i) { generateExhaustiveStimuli(row, inPorts, options, i); }},
+      {piTests, piTests ? piTestCount(options) : 0,
+       [&](Row& row, int i) { generatePiOverTwoRegionStimuli(row, inPorts, options, i); }},
+      {options.handTesting, getHandTestStimuliCount(options.componentType),
+       [&](Row& row, int i) { generateHandTestStimuli(row, inPorts, options, i); }},
+      {options.specialCaseTests, special,
+       [&, special](Row& row, int i) {
+         generateSpecialCasesStimuli(row, inPorts, options, i, special);
+       }},
+      {options.injectTestVector, 1,
+       [&](Row& row, int i) { generateInjectedTestVectorStimuli(row, inPorts, options, i, 1); }},
   };
 }
 
-// The directed sweeps of sums and products.
-bool wantsSweeps(const TestingOptions& t) {
-  if (t.componentType == FPADD) {
-    return t.cancellationTests || t.nearInfinityTests || t.nearZeroTests;
-  }
-  return t.componentType == FPMUL && t.nearZeroTests;
-}
-
-// A reason why the chosen tests cannot be made, found before any file is.
-std::optional<std::string> refusal(const TestingOptions& options,
-                                   const std::vector<Category>& categories) {
-  if (wantsSweeps(options)) {
-    return "-cancellationTests, -nearInfinityTests, -nearZeroTests: no directed vectors yet";
-  }
-  for (const Category& category : categories) {
-    if (category.selected && !category.generate) {
-      return fmt::format("{}: no such vectors for this operator yet", category.option);
-    }
-  }
-  return std::nullopt;
-}
-
-// A reason why no population can make vectors, found before any file is.
+// A reason why no vectors can be made, found before any file is.
 std::optional<std::string> refusal(const PortSpecList& inPorts, const PortSpecList& outPorts,
                                    const TestingOptions& options) {
   if (options.componentType == FPFOLDEDALU) return "FPFoldedALU: no vectors for it yet";
-  if (options.exhaustiveTests && (options.enable || options.hasSplitOutputPorts())) {
-    return "-exhaustiveTests: no such vectors with -enable or -splitOutputPorts yet";
+  if (options.injectTestVector) {
+    if (auto reason = injectionRefused(inPorts, options)) return reason;
   }
+  const bool draws = options.randomTests || sweepsDrawNumbers(inPorts, outPorts, options);
   for (const PortSpec& port : inPorts) {
     const auto* fp = port.type.as_floating_point();
-    if (!fp || !options.randomTests) continue;
+    if (!fp || !draws) continue;
     const DrawnExponents drawn = drawnExponents(*fp, options);
     if (drawn.first <= drawn.last) continue;
     TestingOptions all;
@@ -118,16 +120,26 @@ void drawProgress(int current, int total) {
 int populateGeneric(CFuncUnitFunctionInterface& unit, const std::string& baseName,
                     const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
                     const TestingOptions& options) {
+  if (const auto reason = refusal(inPorts, outPorts, options)) util::exitWith({*reason});
   RandomState random(options.testCount);
   const std::vector<Category> categories = categoriesOf(inPorts, options, random.state);
-  if (const auto reason = refusal(options, categories)) util::exitWith({*reason});
+  if (options.specialCaseTests && specialCasesOverflow(inPorts, options)) {
+    std::fprintf(stderr,
+                 "Warning: -specialCaseTests: the combinations of all ports are too many to "
+                 "count, some are left out\n");
+  }
   Evaluations e(outPorts, options);
   VectorFiles files(baseName);
   std::printf("RandomTestCount = %d\n", options.testCount);
+  if (options.exhaustiveTests) {
+    std::printf("\n Should generate at least %d test vectors \n",
+                getExhaustiveTestCount(inPorts, options));
+  }
   initialOutputPipelineFill(files.out, outPorts, latency, options);
 
   std::vector<NumValue> stimulus(inPorts.size());
-  int testCaseCount = 0;
+  int testCaseCount = runDirectedSweeps(unit, inPorts, outPorts, options, random.state,
+                                        {files.in, files.out, [&files] { files.check(); }});
   for (const Category& category : categories) {
     if (!category.selected) continue;
     int channel = 0;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "accuracy/rounding.h"
 #include "backend/model/function_interface.h"
 #include "numbers/ports.h"
 #include "numbers/testing_options.h"

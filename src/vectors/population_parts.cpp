@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "accuracy/rounding.h"
 #include "util/failure.h"
 #include "util/random.h"
 #include "vectors/population.h"

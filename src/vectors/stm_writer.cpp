@@ -134,6 +134,20 @@ const util::MPZ& patternOf(const NumValue& value, const kiln::Type& type, const 
   return pattern;
 }
 
+// The legal values of one port, each brought into the port's range first.
+void addAlternatives(Row& row, const std::vector<NumValue>& values, const kiln::Type& type,
+                     const TestingOptions& t) {
+  thread_local NumValue filtered;  // storage only
+  for (const NumValue& value : values) {
+    if (const auto* fp = type.as_floating_point()) {
+      fpRangeFilter(filtered, value, *fp, t.subnormals);
+    } else if (const auto* fx = type.as_fixed_point()) {
+      fxpRangeFilter(filtered, value, *fx, t.precision);
+    }
+    row.add(patternOf(filtered, type, t), static_cast<unsigned>(type.width()), value.type);
+  }
+}
+
 constexpr std::size_t kBufferSize = 1 << 20;
 
 FILE* opened(const std::string& path, const char* mode) {
@@ -254,20 +268,9 @@ void printToStimuliFile(FILE* f, const std::vector<NumValue>& low,
 void printToStimuliFileVV(FILE* f, const std::vector<std::vector<NumValue>>& perPort,
                           const PortSpecList& ports, int channel, int valid,
                           const TestingOptions& t) {
-  thread_local NumValue filtered;  // storage only
   Row row(t.testOutputType);
   row.addFlow(valid, channel, t);
-  for (std::size_t p = 0; p < ports.size(); ++p) {
-    const kiln::Type& type = ports[p].type;
-    for (const NumValue& value : perPort[p]) {
-      if (const auto* fp = type.as_floating_point()) {
-        fpRangeFilter(filtered, value, *fp, t.subnormals);
-      } else if (const auto* fx = type.as_fixed_point()) {
-        fxpRangeFilter(filtered, value, *fx, t.precision);
-      }
-      row.add(patternOf(filtered, type, t), static_cast<unsigned>(type.width()), value.type);
-    }
-  }
+  for (std::size_t p = 0; p < ports.size(); ++p) addAlternatives(row, perPort[p], ports[p].type, t);
   row.writeTo(f);
 }
 
@@ -276,22 +279,10 @@ void printToStimuliFileVVOS(const std::vector<FILE*>& files,
                             const PortSpecList& ports,
                             const std::vector<const PipelineStage*>& stages,
                             const TestingOptions& t) {
-  thread_local NumValue filtered;  // storage only
-  const util::MPZ zero;
   for (std::size_t p = 0; p < ports.size(); ++p) {
-    const kiln::Type& type = ports[p].type;
     Row row(t.testOutputType);
     row.addFlow(stages[p]->valid, stages[p]->channel, t);
-    for (const NumValue& value : perPort[p]) {
-      const NumValue* printed = &value;
-      if (const auto* fp = type.as_floating_point()) {
-        fpRangeFilter(filtered, value, *fp, t.subnormals);
-        printed = &filtered;
-      }
-      const bool isOpen = value.type == NumType::kDontCare;
-      row.add(isOpen ? zero : patternOf(*printed, type, t), static_cast<unsigned>(type.width()),
-              value.type);
-    }
+    addAlternatives(row, perPort[p], ports[p].type, t);
     row.writeTo(files[p]);
   }
 }

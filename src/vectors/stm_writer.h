@@ -63,8 +63,7 @@ void printToStimuliFileVV(FILE* f, const std::vector<std::vector<NumValue>>& per
                           const TestingOptions& t);
 
 // One row of each output port into its own file, with the valid and channel of the stage that has
-// left the port's delay. Only floating values are brought into their range first; a do-not-care
-// needs no number.
+// left the port's delay.
 void printToStimuliFileVVOS(const std::vector<FILE*>& files,
                             const std::vector<std::vector<NumValue>>& perPort,
                             const PortSpecList& ports,
