@@ -74,7 +74,7 @@ functions::Request CSynthSingleEntity::requestFor(CArithmeticUnit& unit) const {
 }
 
 // The graph of the whole entity: control ports, then the unit's own.
-void CSynthSingleEntity::buildCircuit(const functions::Request& asked) {
+void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   graph::Graph built;
   graph::Builder builder(built);
   graph::Signal valid, channel;
@@ -82,6 +82,7 @@ void CSynthSingleEntity::buildCircuit(const functions::Request& asked) {
     valid = builder.input("xIn_v", 1, true);
     channel = builder.input("xIn_c", 8, true);
   }
+  asked.valid = valid;
   std::vector<graph::Signal> operands;
   for (const PortSpec& port : inputPorts)
     operands.push_back(builder.input(port.name, port.type.width()));

@@ -90,7 +90,7 @@ class CSynthSingleEntity : public CSynth {
 
  private:
   functions::Request requestFor(CArithmeticUnit& unit) const;
-  void buildCircuit(const functions::Request& request);
+  void buildCircuit(functions::Request request);
   void writeFile(const std::string& ending, const std::string& text, bool executable = false);
   void writeRecord() const;
   hdl::Design design() const;
