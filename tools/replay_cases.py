@@ -133,7 +133,7 @@ def further(word, settings):
         tests = ["-testbench 20 -allTests", "-testbench 20 -handTesting",
                  "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]
         if word in ("FPMultAdd", "FPMultSub"):
-            tests.append("-testbench 20 -injectTestVector 3 1.25 -0.5 0.75")
+            tests.append("-testbench 20 -injectTestVector 3 1.5 -1 1.25")
         elif word == "FPMultAcc":
             tests.pop(1)  # its population has no vectors by hand
         elif not word.startswith("FPAddSub") and word not in ("FPAbs", "FPAcc", "FPAccHard"):

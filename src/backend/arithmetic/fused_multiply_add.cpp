@@ -71,27 +71,58 @@ RoundingRule ruleOf(const FusedAddOptions& options) {
   return options.ulps < 1 ? options.rounding : RoundingRule{.mode = RoundMode::kTowardZero};
 }
 
-// The product plus or minus the addend, without the carry in of a subtraction.
+Signal flipped(Builder& b, Signal bits, Signal flip) {
+  return b.bitXor(bits, b.replicate(flip, bits.width));
+}
+
+// The magnitude of the product plus or minus the addend.
 struct WindowSum {
-  Signal bits;
-  Signal addendIsNotLess;  // of a difference: its magnitude is the complement of the bits
+  Signal magnitude;
+  // 1 when `magnitude` is one unit of the last place too low. It is then normalised as if ones
+  // followed it, which that unit turns into a carry: into the significand, when all that is dropped
+  // is ones.
+  Signal lacksOne;
+  Signal shifted;  // the magnitude, or its complement when it lacks one: zeros follow it then
+  Signal hasAddendsSign;
 };
+
+// For a rounding, whose addition takes the missing unit: one subtraction, the product less the
+// addend, gives the magnitude of either sign.
+WindowSum addForRounding(Builder& b, Signal product, Signal addend, Signal subtracts) {
+  const int width = product.width + 1;
+  const Signal sum =
+      b.add(b.zeroExtend(product, width), b.zeroExtend(flipped(b, addend, subtracts), width));
+  const Signal bits = b.slice(sum, 0, width - 1);
+  const Signal isNegative = b.bitAnd(subtracts, b.bitNot(b.topBit(sum)));
+  return {.magnitude = flipped(b, bits, isNegative),
+          .lacksOne = b.bitAnd(subtracts, b.topBit(sum)),
+          .shifted = flipped(b, bits, subtracts),
+          .hasAddendsSign = isNegative};
+}
+
+// For a truncation, which has no addition behind it: the operands are put in order first. What a
+// sum leaves out of the addend, in the lowest `below` bits, counts as if it reached up to the next
+// multiple of the product's lowest bit, so that an exact sum stays exact.
+WindowSum addForTruncation(Builder& b, Signal product, Signal addend, int below, Signal subtracts) {
+  const Signal swaps = b.bitAnd(subtracts, b.less(product, addend));
+  const Signal reachedUp = b.concat(
+      {b.slice(addend, below, addend.width - below), b.replicate(b.bitNot(subtracts), below)});
+  const Signal magnitude = b.addOrSubtract(b.select(swaps, addend, product),
+                                           b.select(swaps, product, reachedUp), subtracts);
+  return {magnitude, b.bit(false), magnitude, swaps};
+}
+
 WindowSum addInWindow(Builder& b, const AlignedAddend& addend, const ExactProduct& product,
                       const Window& window, Signal subtracts) {
   const auto scope = b.scope("add");
-  const int stickyBits = window.sticky ? 1 : 0;
-  const Signal productBits = b.concat({b.zeros(window.top() + 1 - product.significand.width),
-                                       product.significand, b.zeros(stickyBits - window.lowest)});
-  // What a sum leaves out of the addend below the floor counts as if it reached up to the next
-  // multiple of the product's lowest bit; a truncation to the floor then keeps an exact sum exact.
-  const Signal below = b.replicate(b.bit(true), window.floor - window.lowest);
-  const Signal addendBits = b.concat({b.zeros(1), addend.bits});
-  const Signal moved = b.bitXor(addendBits, b.replicate(subtracts, addendBits.width));
-  const Signal sticky = window.sticky ? b.bitXor(addend.sticky, subtracts) : Signal{};
-  const int width = productBits.width + 1;
-  const Signal sum = b.add(b.zeroExtend(productBits, width),
-                           b.zeroExtend(b.concat({moved, sticky, below}), width));
-  return {b.slice(sum, 0, width - 1), b.bitAnd(subtracts, b.bitNot(b.topBit(sum)))};
+  const int below = window.floor - window.lowest;
+  const Signal productBits =
+      b.concat({b.zeros(window.top() + 1 - product.significand.width), product.significand,
+                b.zeros((window.sticky ? 1 : 0) - window.lowest)});
+  const Signal addendBits =
+      b.concat({b.zeros(1), addend.bits, b.zeros(below), window.sticky ? addend.sticky : Signal{}});
+  return window.sticky ? addForRounding(b, productBits, addendBits, subtracts)
+                       : addForTruncation(b, productBits, addendBits, below, subtracts);
 }
 
 }  // namespace
@@ -122,38 +153,30 @@ Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const U
   const AlignedAddend aligned = alignAddend(b, product, addend, window);
   const WindowSum sum = addInWindow(b, aligned, product, window, subtracts);
 
-  // A difference whose product is greater lacks one unit of the window's last place. It is
-  // normalised as if ones followed it, which that unit turns into a carry: into the significand
-  // when all that is dropped is ones. So what is shifted is the complement, followed by zeros.
-  const Signal lacksOne = b.bitAnd(subtracts, b.bitNot(sum.addendIsNotLess));
-  const auto flipped = [&](Signal bits, Signal flip) {
-    return b.bitXor(bits, b.replicate(flip, bits.width));
-  };
-  const LeadingZeros zeros =
-      countLeadingZeros(b, b.concat({flipped(sum.bits, sum.addendIsNotLess), lacksOne}));
+  const LeadingZeros zeros = countLeadingZeros(b, b.concat({sum.magnitude, sum.lacksOne}));
   const Signal count =
       format.gradual ? smaller(b, zeros.count,
                                b.subtract(aligned.exponent, b.literal(1, aligned.exponent.width)))
                      : zeros.count;
   const int kept = format.fractionBits + (window.sticky ? 2 : 1);
   const ShiftedLeft normal =
-      shiftLeftSticky(b, b.shiftedUp(flipped(sum.bits, subtracts), 1), count, window.width(), kept);
+      shiftLeftSticky(b, b.shiftedUp(sum.shifted, 1), count, window.width(), kept);
 
   const int width = std::max(aligned.exponent.width + 2, count.width + 1);
   const Signal topExponent = b.zeroExtend(aligned.exponent, width);
   const Signal isInf = b.bitOr(product.isInf, addend.isInf);
   const Signal infSign = b.select(product.isInf, product.sign, addend.sign);
   const Signal zeroSign = b.select(subtracts, roundsDown(b, ruleOf(options)), product.sign);
-  const Signal sign = b.select(sum.addendIsNotLess, addend.sign, product.sign);
+  const Signal sign = b.select(sum.hasAddendsSign, addend.sign, product.sign);
   const Signal opposed = b.reduceAnd(b.concat({product.isInf, addend.isInf, subtracts}));
   return {.sign = b.select(isInf, infSign, b.select(zeros.allZero, zeroSign, sign)),
           .exponent = b.subtract(topExponent, b.zeroExtend(count, width)),
-          .significand = flipped(normal.bits, lacksOne),
+          .significand = flipped(b, normal.bits, sum.lacksOne),
           .sticky = normal.sticky,
           .isZero = zeros.allZero,
           .isInf = isInf,
           .isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed})),
-          .oneMore = b.bitAnd(lacksOne, b.bitNot(normal.sticky))};
+          .oneMore = b.bitAnd(sum.lacksOne, b.bitNot(normal.sticky))};
 }
 
 Signal addToProduct(Builder& b, const ExactProduct& product, const Unpacked& addend,

@@ -87,6 +87,7 @@ struct UnitRow {
   DecomposeFn decompose;
   RefuseFn refuses;
   Protocol protocol = Protocol::kStream;
+  int minimumLatency = 0;  // cycles from inputs to outputs
 };
 
 // The row called `name`, or null. Rows stand in unit_table.cpp.

@@ -1,5 +1,7 @@
 #include "backend/model/model.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 
 #include "backend/kiln/attributes.h"
@@ -112,9 +114,20 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
         (*bridgeModel)[kiln::A_SYNTH_LATENCY_CONSTRAINT_VALUE].get_ptr());
     if (latency) wanted.latency = static_cast<int>(latency->value());
   }
-  util::Result<schedule::Scheduled> result = schedule::scheduleGraph(mapped, device, wanted);
-  if (!result) util::exitWith(result.failure());
-  scheduled = std::move(*result);
+  const int minimum = topUnit->row().minimumLatency;
+  if (wanted.latency && *wanted.latency < minimum)
+    util::exitWith({fmt::format("{}: latency {} asked, {} is the shortest", topUnit->word,
+                                *wanted.latency, minimum)});
+  const auto schedule = [&] {
+    util::Result<schedule::Scheduled> result = schedule::scheduleGraph(mapped, device, wanted);
+    if (!result) util::exitWith(result.failure());
+    scheduled = std::move(*result);
+  };
+  schedule();
+  if (scheduled->schedule.latency() < minimum) {
+    wanted.latency = minimum;
+    schedule();
+  }
 }
 
 void CSynthSingleEntity::elaborate(const std::string&) {

@@ -10,7 +10,7 @@ namespace functions {
 //                fused and rounded in every step as the request's rounding says, whatever the
 //                bound. With `sum` inputs acc, a: a, or the last result + a
 //
-// A step is a valid cycle. The reference of a product takes the last result as one more input, read
+// A step is a valid cycle; a result comes one cycle after its inputs or later. The reference of a product takes the last result as one more input, read
 // like a value on the output port; that of a sum knows nothing of earlier steps. One IEEE-style
 // format for all floating ports. Variant: {sum}.
 std::span<const UnitRow> floatMultAccUnits();
