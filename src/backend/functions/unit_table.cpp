@@ -5,7 +5,7 @@
 #include "backend/functions/float_mult.h"
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
-#include "backend/functions/int_product.h"
+#include "backend/functions/int_modular.h"
 #include "backend/functions/unit.h"
 
 namespace functions {
@@ -14,7 +14,7 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatAbsUnits,
+    floatAddUnits, longAddUnits, modularUnits, bitUnits, floatMultUnits, floatAbsUnits,
 };
 
 }  // namespace
