@@ -37,6 +37,13 @@ void placeWiring(const Graph& graph, Schedule& schedule) {
   };
   for (std::size_t port = 0; port < graph.outputs().size(); ++port)
     readIn(graph.outputs()[port].signal.node, schedule.cycleByOutput[port]);
+  // What a state takes next stays in the state's cycle; so does the wiring of a loop, which some
+  // member reads there.
+  std::vector<bool> isNext(graph.size());
+  for (const graph::State& state : graph.states()) {
+    readIn(state.next, schedule.cycleOf(state.node));
+    isNext[state.next.index] = true;
+  }
   for (std::uint32_t i = static_cast<std::uint32_t>(graph.size()); i-- > 0;) {
     if (isJoin(graph.nodes()[i].op) && firstRead[i] != INT_MAX) cycles[i] = firstRead[i];
     for (const NodeId operand : graph.operands(NodeId{i})) readIn(operand, cycles[i]);
@@ -54,12 +61,12 @@ void placeWiring(const Graph& graph, Schedule& schedule) {
   }
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     for (const NodeId operand : graph.operands(NodeId{i})) {
-      if (graph.nodes()[i].op != Op::kSlice) keepTo(operand, cycles[i]);
+      if (graph.nodes()[i].op != Op::kSlice || isNext[i]) keepTo(operand, cycles[i]);
       readIn(operand, cycles[i]);
     }
   }
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
-    if (graph.nodes()[i].op != Op::kSlice || firstRead[i] == INT_MAX) continue;
+    if (graph.nodes()[i].op != Op::kSlice || isNext[i] || firstRead[i] == INT_MAX) continue;
     const std::uint32_t source = graph.operands(NodeId{i})[0].index;
     cycles[i] = std::max(cycles[source], std::min(kept[source], firstRead[i]));
   }
