@@ -1,0 +1,37 @@
+#include "backend/schedule/difference_program.h"
+
+#include <lemon/network_simplex.h>
+#include <lemon/smart_graph.h>
+
+#include "util/failure.h"
+
+namespace schedule {
+
+std::vector<std::int64_t> DifferenceProgram::solve() const {
+  lemon::SmartDigraph network;
+  network.reserveNode(static_cast<int>(costs.size()));
+  network.reserveArc(static_cast<int>(bounds.size()));
+  for (std::size_t i = 0; i < costs.size(); ++i) network.addNode();
+  for (const Bound& bound : bounds)
+    network.addArc(lemon::SmartDigraph::nodeFromId(bound.from),
+                   lemon::SmartDigraph::nodeFromId(bound.to));
+  lemon::SmartDigraph::NodeMap<std::int64_t> supply(network);
+  lemon::SmartDigraph::ArcMap<std::int64_t> cost(network);
+  for (std::size_t i = 0; i < costs.size(); ++i)
+    supply[lemon::SmartDigraph::nodeFromId(static_cast<int>(i))] = -costs[i];
+  for (std::size_t i = 0; i < bounds.size(); ++i)
+    cost[lemon::SmartDigraph::arcFromId(static_cast<int>(i))] = -bounds[i].least;
+
+  lemon::NetworkSimplex<lemon::SmartDigraph, std::int64_t> simplex(network);
+  simplex.supplyMap(supply).costMap(cost);
+  LOAM_ASSERT(simplex.run() == simplex.OPTIMAL, "a program of differences with a best solution");
+  // A bound's reduced cost, potential(from) - potential(to) - least, is not negative at the end.
+  std::vector<std::int64_t> values;
+  const auto potential = [&](std::size_t i) {
+    return simplex.potential(lemon::SmartDigraph::nodeFromId(static_cast<int>(i)));
+  };
+  for (std::size_t i = 0; i < costs.size(); ++i) values.push_back(potential(0) - potential(i));
+  return values;
+}
+
+}  // namespace schedule

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace schedule {
+
+// A linear program over differences of integer variables: the smallest sum of cost(v) * v under
+// v(to) - v(from) >= least. Its dual is a flow of minimum cost, solved by the network simplex.
+//
+// The costs must add up to 0 and the bounds leave a solution; then there is a best one in integers.
+class DifferenceProgram {
+ public:
+  // The next variable's number, counted from 0.
+  int addVariable() {
+    costs.push_back(0);
+    return static_cast<int>(costs.size()) - 1;
+  }
+  void addCost(int variable, std::int64_t cost) {
+    costs[static_cast<std::size_t>(variable)] += cost;
+  }
+  void require(int from, int to, std::int64_t least) { bounds.push_back({from, to, least}); }
+
+  // The best value of each variable; variable 0 is 0.
+  std::vector<std::int64_t> solve() const;
+
+ private:
+  struct Bound {
+    int from, to;
+    std::int64_t least;
+  };
+  std::vector<std::int64_t> costs;
+  std::vector<Bound> bounds;
+};
+
+}  // namespace schedule

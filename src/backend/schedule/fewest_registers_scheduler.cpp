@@ -1,0 +1,113 @@
+#include "backend/schedule/fewest_registers_scheduler.h"
+
+#include "backend/schedule/difference_program.h"
+#include "backend/schedule/stage_constraints.h"
+
+namespace schedule {
+
+using graph::Graph;
+using graph::Node;
+using graph::NodeId;
+using graph::Op;
+
+namespace {
+
+// A cycle as a variable of the program and a constant; variable 0 is cycle 0.
+struct Place {
+  int variable = 0;
+  int offset = 0;
+};
+
+class RegisterProgram {
+ public:
+  RegisterProgram(const StageModel& model, const Request& request, const Schedule& earliest)
+      : model(model),
+        graph(model.graph),
+        request(request),
+        earliest(earliest),
+        windows(windowsOf(model, request, earliest)),
+        readers(graph) {}
+
+  Schedule run() {
+    program.addVariable();
+    placeVertices();
+    keepOrder();
+    for (const Constraint& apart : stageConstraints(model, request, earliest, windows))
+      require(places[apart.from], places[apart.to], apart.cycles);
+    countRegisters();
+    const std::vector<std::int64_t> values = program.solve();
+    Schedule schedule = earliest;
+    for (Vertex v = 0; v < graph.size(); ++v)
+      schedule.cycleByNode[v] =
+          static_cast<int>(values[static_cast<std::size_t>(places[v].variable)]) + places[v].offset;
+    return schedule;
+  }
+
+ private:
+  void require(const Place& from, const Place& to, int cycles) {
+    if (from.variable != to.variable)
+      program.require(from.variable, to.variable, cycles + from.offset - to.offset);
+  }
+
+  // A loop is one variable, and so are a state in no loop and what it takes next. Inputs, outputs
+  // and what runs by itself, and so has to start with the inputs, stay where they are.
+  void placeVertices() {
+    places.resize(windows.first.size());
+    for (std::size_t set = 0; set < model.loops.setCount(); ++set) {
+      const auto members = model.loops.members(set);
+      const Place place = placeOfSet(members[0]);
+      for (const NodeId id : members) {
+        places[id.index] = place;
+        require({}, place, windows.first[id.index]);
+        require(place, {}, -windows.last[id.index]);
+      }
+    }
+    for (Vertex v = static_cast<Vertex>(graph.size()); v < places.size(); ++v)
+      places[v] = {0, windows.first[v]};
+  }
+
+  Place placeOfSet(NodeId id) {
+    const Node& node = graph.node(id);
+    if (node.op == Op::kInput || !model.loops.dependsOnInputs(id)) return {0, earliest.cycleOf(id)};
+    if (node.op == Op::kState && !model.loops.isInLoop(id))
+      return places[graph.states()[node.aux].next.index];
+    return {program.addVariable(), 0};
+  }
+
+  void keepOrder() {
+    for (Vertex v = 0; v < graph.size(); ++v)
+      for (const Vertex reader : readers.of(v)) require(places[v], places[reader], 0);
+  }
+
+  // A value is kept from its own cycle to that of its last reader.
+  void countRegisters() {
+    for (Vertex v = 0; v < graph.size(); ++v) {
+      const auto all = readers.of(v);
+      if (all.empty()) continue;
+      const int width = graph.nodes()[v].width;
+      const int last = all.size() == 1 ? places[all[0]].variable : program.addVariable();
+      if (all.size() > 1)
+        for (const Vertex reader : all) require(places[reader], {last, 0}, 0);
+      program.addCost(last, width);
+      program.addCost(places[v].variable, -width);
+    }
+  }
+
+  const StageModel& model;
+  const Graph& graph;
+  const Request& request;
+  const Schedule& earliest;
+  const Windows windows;
+  const Readers readers;
+  DifferenceProgram program;
+  std::vector<Place> places;  // by vertex
+};
+
+}  // namespace
+
+Schedule fewestRegisters(const StageModel& model, const Request& request,
+                         const Schedule& earliest) {
+  return RegisterProgram(model, request, earliest).run();
+}
+
+}  // namespace schedule
