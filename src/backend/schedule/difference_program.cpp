@@ -7,7 +7,7 @@
 
 namespace schedule {
 
-std::vector<std::int64_t> DifferenceProgram::solve() const {
+std::optional<std::vector<std::int64_t>> DifferenceProgram::solve() const {
   lemon::SmartDigraph network;
   network.reserveNode(static_cast<int>(costs.size()));
   network.reserveArc(static_cast<int>(bounds.size()));
@@ -24,7 +24,10 @@ std::vector<std::int64_t> DifferenceProgram::solve() const {
 
   lemon::NetworkSimplex<lemon::SmartDigraph, std::int64_t> simplex(network);
   simplex.supplyMap(supply).costMap(cost);
-  LOAM_ASSERT(simplex.run() == simplex.OPTIMAL, "a program of differences with a best solution");
+  // No end to the flow means that some bounds add up to more than nothing round a circle.
+  const auto end = simplex.run();
+  if (end == simplex.UNBOUNDED) return std::nullopt;
+  LOAM_ASSERT(end == simplex.OPTIMAL, "costs that add up to 0");
   // A bound's reduced cost, potential(from) - potential(to) - least, is not negative at the end.
   std::vector<std::int64_t> values;
   const auto potential = [&](std::size_t i) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace schedule {
@@ -8,7 +9,7 @@ namespace schedule {
 // A linear program over differences of integer variables: the smallest sum of cost(v) * v under
 // v(to) - v(from) >= least. Its dual is a flow of minimum cost, solved by the network simplex.
 //
-// The costs must add up to 0 and the bounds leave a solution; then there is a best one in integers.
+// The costs must add up to 0. Where the bounds leave a solution there is a best one in integers.
 class DifferenceProgram {
  public:
   // The next variable's number, counted from 0.
@@ -21,8 +22,9 @@ class DifferenceProgram {
   }
   void require(int from, int to, std::int64_t least) { bounds.push_back({from, to, least}); }
 
-  // The best value of each variable; variable 0 is 0.
-  std::vector<std::int64_t> solve() const;
+  // The best value of each variable, variable 0 at 0; nothing when the bounds contradict each
+  // other.
+  std::optional<std::vector<std::int64_t>> solve() const;
 
  private:
   struct Bound {

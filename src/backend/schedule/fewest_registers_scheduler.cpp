@@ -2,6 +2,7 @@
 
 #include "backend/schedule/difference_program.h"
 #include "backend/schedule/stage_constraints.h"
+#include "util/failure.h"
 
 namespace schedule {
 
@@ -26,27 +27,75 @@ class RegisterProgram {
         request(request),
         earliest(earliest),
         windows(windowsOf(model, request, earliest)),
-        readers(graph) {}
-
-  Schedule run() {
+        readers(graph),
+        rules(stageRules(model, request, windows)) {
     program.addVariable();
     placeVertices();
     keepOrder();
-    for (const Constraint& apart : stageConstraints(model, request, earliest, windows))
-      require(places[apart.from], places[apart.to], apart.cycles);
+    require(program, rules.constraints);
     countRegisters();
-    const std::vector<std::int64_t> values = program.solve();
-    Schedule schedule = earliest;
-    for (Vertex v = 0; v < graph.size(); ++v)
-      schedule.cycleByNode[v] =
-          static_cast<int>(values[static_cast<std::size_t>(places[v].variable)]) + places[v].offset;
-    return schedule;
+  }
+
+  // Slow products leave a choice, which no program of differences knows. The best schedule without
+  // regard to them is the best of all where it meets them. Elsewhere those that it does not meet
+  // are settled in a way that suits it, and so on; and, since this may lead nowhere, all of them as
+  // they are in `earliest`.
+  Schedule run() {
+    const std::optional<Schedule> free = solve(program);
+    LOAM_ASSERT(free, "an earliest schedule that keeps the rules");
+    if (unmet(*free).empty()) return *free;
+    DifferenceProgram asEarliest = program;
+    for (const SlowProduct& slow : rules.slowProducts)
+      require(asEarliest, settled(slow, earliest, graph, Settle::kEndLater));
+    std::optional<Schedule> best = solve(asEarliest);
+    LOAM_ASSERT(best, "an earliest schedule that keeps the rules");
+    for (const Settle way : {Settle::kEndLater, Settle::kReaderLater}) {
+      const std::optional<Schedule> other = settledFrom(*free, way);
+      if (other && registerBits(graph, *other) < registerBits(graph, *best)) best = other;
+    }
+    return *best;
   }
 
  private:
+  static constexpr int kRounds = 4;
+
+  std::optional<Schedule> solve(const DifferenceProgram& asked) const {
+    const auto values = asked.solve();
+    if (!values) return std::nullopt;
+    Schedule schedule = earliest;
+    for (Vertex v = 0; v < graph.size(); ++v)
+      schedule.cycleByNode[v] =
+          static_cast<int>((*values)[static_cast<std::size_t>(places[v].variable)]) +
+          places[v].offset;
+    return schedule;
+  }
+
+  std::optional<Schedule> settledFrom(std::optional<Schedule> schedule, Settle way) const {
+    DifferenceProgram narrowed = program;
+    for (int round = 0; round < kRounds && schedule; ++round) {
+      const std::vector<SlowProduct> open = unmet(*schedule);
+      if (open.empty()) return schedule;
+      for (const SlowProduct& slow : open) require(narrowed, settled(slow, *schedule, graph, way));
+      schedule = solve(narrowed);
+    }
+    return std::nullopt;
+  }
+
+  std::vector<SlowProduct> unmet(const Schedule& schedule) const {
+    std::vector<SlowProduct> found;
+    for (const SlowProduct& slow : rules.slowProducts)
+      if (!slow.isMet(schedule, graph)) found.push_back(slow);
+    return found;
+  }
+
   void require(const Place& from, const Place& to, int cycles) {
     if (from.variable != to.variable)
       program.require(from.variable, to.variable, cycles + from.offset - to.offset);
+  }
+  void require(DifferenceProgram& asked, const std::vector<Constraint>& constraints) const {
+    for (const auto& [from, to, cycles] : constraints)
+      if (const Place a = places[from], b = places[to]; a.variable != b.variable)
+        asked.require(a.variable, b.variable, cycles + a.offset - b.offset);
   }
 
   // A loop is one variable, and so are a state in no loop and what it takes next. Inputs, outputs
@@ -99,6 +148,7 @@ class RegisterProgram {
   const Schedule& earliest;
   const Windows windows;
   const Readers readers;
+  const StageRules rules;
   DifferenceProgram program;
   std::vector<Place> places;  // by vertex
 };

@@ -8,8 +8,9 @@ namespace schedule {
 
 // The cycles of the outputs as in `earliest`, a valid schedule in which every node stands as early
 // as it can, and of all schedules for them one with the fewest register bits (registerBits), found
-// as a linear program (Leiserson and Saxe, Algorithmica 1991). Exact, but for products that can
-// share a stage with their reader: those stay apart or together as they are in `earliest`.
+// as a linear program (Leiserson and Saxe, Algorithmica 1991). Never more than `earliest` has with
+// its wiring placed. Exact, but where the best schedule of that program has a product that leaves
+// its block too late for its readers (SlowProduct); then it may be a few bits off.
 Schedule fewestRegisters(const StageModel& model, const Request& request, const Schedule& earliest);
 
 }  // namespace schedule

@@ -21,27 +21,29 @@ bool passesOn(const Graph& graph, Vertex v) {
   return !isPort(graph, v) && isWiring(graph.node({v})) && graph.node({v}).op != Op::kState;
 }
 
+int cycleOf(const Schedule& schedule, const Graph& graph, Vertex v) {
+  return isPort(graph, v) ? schedule.cycleByOutput[v - graph.size()] : schedule.cycleByNode[v];
+}
+
 class PairFinder {
  public:
-  PairFinder(const StageModel& model, const Request& request, const Schedule& earliest,
-             const Windows& windows)
+  PairFinder(const StageModel& model, const Request& request, const Windows& windows)
       : model(model),
         graph(model.graph),
-        earliest(earliest),
         windows(windows),
         readers(graph),
         limit(request.period - model.setup),
         arrival(graph.size() + graph.outputs().size()),
         seen(arrival.size()) {}
 
-  std::vector<Constraint> run(bool registerOutputs) {
+  StageRules run(bool registerOutputs) {
     for (Vertex v = 0; v < graph.size(); ++v)
       if (!isWiring(graph.nodes()[v])) addPairsFrom(v);
     for (Vertex v = 0; v < graph.size(); ++v)
       if (model.isBlock({v})) addPairsBehindBlock(v);
     if (registerOutputs)
       for (std::size_t port = 0; port < graph.outputs().size(); ++port) addOutputRegister(port);
-    return std::move(constraints);
+    return std::move(rules);
   }
 
  private:
@@ -52,9 +54,6 @@ class PairFinder {
   }
   bool endsStage(Vertex v) const { return !passesOn(graph, v) || model.isNext({v}); }
 
-  int earliestOf(Vertex v) const {
-    return isPort(graph, v) ? earliest.cycleByOutput[v - graph.size()] : earliest.cycleByNode[v];
-  }
   bool areApart(Vertex from, Vertex to, int cycles) const {
     return windows.first[to] >= windows.last[from] + cycles;
   }
@@ -63,7 +62,7 @@ class PairFinder {
            model.loops.setOf({a}) == model.loops.setOf({b});
   }
   void require(Vertex from, Vertex to, int cycles) {
-    if (!areApart(from, to, cycles)) constraints.push_back({from, to, cycles});
+    if (!areApart(from, to, cycles)) rules.constraints.push_back({from, to, cycles});
   }
 
   void reach(Vertex v, int time) {
@@ -105,7 +104,7 @@ class PairFinder {
            [&](Vertex v, int end) {
              if (end - own > limit) return;
              LOAM_ASSERT(!shareSet(from, v), "a period in which every loop fits alone");
-             constraints.push_back({from, v, 1});
+             rules.constraints.push_back({from, v, 1});
            });
   }
 
@@ -129,24 +128,18 @@ class PairFinder {
     const int two = std::max(model.clockToOutput, model.fromRegister({block}, 2));
     for (const Vertex reader : readersThroughWiring(block)) {
       if (shareSet(block, reader)) continue;
+      // A reader that cannot share the product's stage stands behind a register at least.
       const bool canShare = model.clockToOutput + model.delay[block] + endDelay(reader) <= limit;
-      const int apart = earliestOf(reader) - earliestOf(block);
-      const std::vector<Vertex> lateForOne = lateBehind(reader, one);
-      if (canShare && !lateForOne.empty()) {
-        if (apart == 0) {
-          constraints.push_back({reader, block, 0});
-          continue;
+      if (one > model.clockToOutput)
+        for (const Vertex end : lateBehind(reader, one)) {
+          if (canShare)
+            rules.slowProducts.push_back({block, reader, end, 1});
+          else
+            require(block, end, 2);
         }
-        require(block, reader, 1);
-      }
-      for (const Vertex v : lateForOne) require(block, v, 2);
-      if (two == model.clockToOutput || (canShare && apart == 0)) continue;
-      for (const Vertex v : lateBehind(reader, two)) {
-        if (apart >= 3)
-          require(block, reader, 3);
-        else
-          require(reader, v, 1);
-      }
+      if (two > model.clockToOutput)
+        for (const Vertex end : lateBehind(reader, two))
+          rules.slowProducts.push_back({block, reader, end, 2});
     }
   }
 
@@ -185,11 +178,10 @@ class PairFinder {
 
   const StageModel& model;
   const Graph& graph;
-  const Schedule& earliest;
   const Windows& windows;
   const Readers readers;
   const int limit;
-  std::vector<Constraint> constraints;
+  StageRules rules;
   // One search at a time.
   std::vector<int> arrival;
   std::vector<std::uint32_t> seen;  // by the number of the search
@@ -209,12 +201,14 @@ class Latest {
       cycles[graph.size() + port] = earliest.cycleByOutput[port];
       tails[graph.size() + port] = request.registerOutputs ? StageModel::kNever : model.setup;
     }
-    const int latency = earliest.latency();
+    // What no output reads may stand behind them all.
+    int latest = earliest.latency();
+    for (const int cycle : earliest.cycleByNode) latest = std::max(latest, cycle);
     for (std::size_t set = model.loops.setCount(); set-- > 0;) {
       const auto members = model.loops.members(set);
       int last = StageModel::kNever;
       for (const NodeId id : members) {
-        cycles[id.index] = std::max(latency, earliest.cycleOf(id));
+        cycles[id.index] = latest;
         place(id.index, set);
         last = std::min(last, cycles[id.index]);
       }
@@ -296,9 +290,26 @@ Windows windowsOf(const StageModel& model, const Request& request, const Schedul
   return windows;
 }
 
-std::vector<Constraint> stageConstraints(const StageModel& model, const Request& request,
-                                         const Schedule& earliest, const Windows& windows) {
-  return PairFinder(model, request, earliest, windows).run(request.registerOutputs);
+bool SlowProduct::isMet(const Schedule& schedule, const Graph& graph) const {
+  const int read = cycleOf(schedule, graph, reader);
+  return read != cycleOf(schedule, graph, product) + registers ||
+         cycleOf(schedule, graph, end) != read;
+}
+
+std::vector<Constraint> settled(const SlowProduct& slow, const Schedule& guide, const Graph& graph,
+                                Settle way) {
+  const auto& [product, reader, end, registers] = slow;
+  const int apart = cycleOf(guide, graph, reader) - cycleOf(guide, graph, product);
+  if (apart < registers) return {{reader, product, 1 - registers}};
+  if (registers == 1) return {{product, reader, 1}, {product, end, 2}};
+  const bool isReaderLater =
+      slow.isMet(guide, graph) ? apart > registers : way == Settle::kReaderLater;
+  if (isReaderLater) return {{product, reader, registers + 1}};
+  return {{reader, end, 1}};
+}
+
+StageRules stageRules(const StageModel& model, const Request& request, const Windows& windows) {
+  return PairFinder(model, request, windows).run(request.registerOutputs);
 }
 
 }  // namespace schedule

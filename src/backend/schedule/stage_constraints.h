@@ -27,16 +27,32 @@ struct Windows {
 // schedule, and the outputs show their results as they do there.
 Windows windowsOf(const StageModel& model, const Request& request, const Schedule& earliest);
 
+// A product is slow to leave its block behind `registers` = 1 or 2 registers: `end` must not stand
+// in the cycle of `reader`, a reader of the product, when that is the product's plus `registers`.
+struct SlowProduct {
+  Vertex product, reader, end;
+  int registers;
+
+  bool isMet(const Schedule& schedule, const graph::Graph& graph) const;
+};
+
+// Constraints that make `slow` met. A guide that meets it keeps them; for one that does not, which
+// of the two goes to a later cycle.
+enum class Settle { kEndLater, kReaderLater };
+std::vector<Constraint> settled(const SlowProduct& slow, const Schedule& guide,
+                                const graph::Graph& graph, Settle way);
+
 // What keeps stages within the period, beside the order of operands and readers and the windows:
-// together they are sufficient, and necessary but for one choice. A product that may share a stage
-// with its reader, or else leave its block slowly from the register inside, does what it does in
-// `earliest`, which therefore meets all constraints.
-//
+// all together necessary and sufficient.
+struct StageRules {
+  std::vector<Constraint> constraints;
+  std::vector<SlowProduct> slowProducts;
+};
+
 // Two nodes must stand a cycle apart when the way from the registers before the first to the end
 // of the second exceeds the period (Leiserson and Saxe, Algorithmica 1991). Of these pairs only
 // those are given that no other pair and no window implies.
-std::vector<Constraint> stageConstraints(const StageModel& model, const Request& request,
-                                         const Schedule& earliest, const Windows& windows);
+StageRules stageRules(const StageModel& model, const Request& request, const Windows& windows);
 
 // Who reads each vertex: readers of vertex v stand in [first[v], first[v + 1]), each once.
 struct Readers {
