@@ -19,21 +19,24 @@ std::optional<std::vector<std::int64_t>> DifferenceProgram::solve() const {
   lemon::SmartDigraph::ArcMap<std::int64_t> cost(network);
   for (std::size_t i = 0; i < costs.size(); ++i)
     supply[lemon::SmartDigraph::nodeFromId(static_cast<int>(i))] = -costs[i];
+  const auto nearOf = [&](int variable) { return nearValues[static_cast<std::size_t>(variable)]; };
   for (std::size_t i = 0; i < bounds.size(); ++i)
-    cost[lemon::SmartDigraph::arcFromId(static_cast<int>(i))] = -bounds[i].least;
+    cost[lemon::SmartDigraph::arcFromId(static_cast<int>(i))] =
+        nearOf(bounds[i].to) - nearOf(bounds[i].from) - bounds[i].least;
 
   lemon::NetworkSimplex<lemon::SmartDigraph, std::int64_t> simplex(network);
   simplex.supplyMap(supply).costMap(cost);
   // No end to the flow means that some bounds add up to more than nothing round a circle.
-  const auto end = simplex.run();
+  const auto end = simplex.run(simplex.CANDIDATE_LIST);
   if (end == simplex.UNBOUNDED) return std::nullopt;
   LOAM_ASSERT(end == simplex.OPTIMAL, "costs that add up to 0");
-  // A bound's reduced cost, potential(from) - potential(to) - least, is not negative at the end.
+  // A bound's reduced cost, its cost + potential(from) - potential(to), is not negative at the end.
   std::vector<std::int64_t> values;
   const auto potential = [&](std::size_t i) {
     return simplex.potential(lemon::SmartDigraph::nodeFromId(static_cast<int>(i)));
   };
-  for (std::size_t i = 0; i < costs.size(); ++i) values.push_back(potential(0) - potential(i));
+  for (std::size_t i = 0; i < costs.size(); ++i)
+    values.push_back(nearValues[i] - nearValues[0] + potential(0) - potential(i));
   return values;
 }
 

@@ -1,5 +1,7 @@
 #include "backend/schedule/fewest_registers_scheduler.h"
 
+#include <algorithm>
+
 #include "backend/schedule/difference_program.h"
 #include "backend/schedule/stage_constraints.h"
 #include "util/failure.h"
@@ -29,7 +31,7 @@ class RegisterProgram {
         windows(windowsOf(model, request, earliest)),
         readers(graph),
         rules(stageRules(model, request, windows)) {
-    program.addVariable();
+    program.addVariable(0);
     placeVertices();
     keepOrder();
     require(program, rules.constraints);
@@ -120,7 +122,7 @@ class RegisterProgram {
     if (node.op == Op::kInput || !model.loops.dependsOnInputs(id)) return {0, earliest.cycleOf(id)};
     if (node.op == Op::kState && !model.loops.isInLoop(id))
       return places[graph.states()[node.aux].next.index];
-    return {program.addVariable(), 0};
+    return {program.addVariable(earliest.cycleOf(id)), 0};
   }
 
   void keepOrder() {
@@ -134,9 +136,14 @@ class RegisterProgram {
       const auto all = readers.of(v);
       if (all.empty()) continue;
       const int width = graph.nodes()[v].width;
-      const int last = all.size() == 1 ? places[all[0]].variable : program.addVariable();
-      if (all.size() > 1)
+      int last = places[all[0]].variable;
+      if (all.size() > 1) {
+        int lastRead = 0;
+        for (const Vertex reader : all)
+          lastRead = std::max(lastRead, cycleOf(earliest, graph, reader));
+        last = program.addVariable(lastRead);
         for (const Vertex reader : all) require(places[reader], {last, 0}, 0);
+      }
       program.addCost(last, width);
       program.addCost(places[v].variable, -width);
     }

@@ -21,10 +21,6 @@ bool passesOn(const Graph& graph, Vertex v) {
   return !isPort(graph, v) && isWiring(graph.node({v})) && graph.node({v}).op != Op::kState;
 }
 
-int cycleOf(const Schedule& schedule, const Graph& graph, Vertex v) {
-  return isPort(graph, v) ? schedule.cycleByOutput[v - graph.size()] : schedule.cycleByNode[v];
-}
-
 class PairFinder {
  public:
   PairFinder(const StageModel& model, const Request& request, const Windows& windows)
@@ -279,6 +275,10 @@ Readers::Readers(const Graph& graph) : first(graph.size() + graph.outputs().size
   readers.resize(first.back());
   std::vector<std::size_t> next(first.begin(), first.end() - 1);
   forEachRead([&](Vertex driver, Vertex reader) { readers[next[driver]++] = reader; });
+}
+
+int cycleOf(const Schedule& schedule, const Graph& graph, Vertex v) {
+  return isPort(graph, v) ? schedule.cycleByOutput[v - graph.size()] : schedule.cycleByNode[v];
 }
 
 Windows windowsOf(const StageModel& model, const Request& request, const Schedule& earliest) {

@@ -12,6 +12,8 @@ namespace schedule {
 // Numbers of the things that have a cycle: first the nodes of the graph, then its output ports.
 using Vertex = std::uint32_t;
 
+int cycleOf(const Schedule& schedule, const graph::Graph& graph, Vertex v);
+
 // cycle(to) >= cycle(from) + cycles.
 struct Constraint {
   Vertex from, to;
