@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <climits>
 
+#include "backend/schedule/stage_model.h"
+
 namespace schedule {
 
 using graph::Graph;
@@ -13,6 +15,49 @@ using graph::Op;
 namespace {
 
 bool isJoin(Op op) { return op == Op::kConcat || op == Op::kReplicate; }
+
+// True for what is read through wiring or inversions from a product, whose own registers are slow
+// to leave.
+std::vector<bool> behindProducts(const Graph& graph) {
+  std::vector<bool> behind(graph.size());
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    const Node& node = graph.nodes()[i];
+    behind[i] = node.op == Op::kMultiply || node.op == Op::kMultiplySigned;
+    if (isWiring(node) || node.op == Op::kNot)
+      for (const NodeId operand : graph.operands(node))
+        behind[i] = behind[i] || behind[operand.index];
+  }
+  return behind;
+}
+
+// Inversions stand with their first reader. They cost nothing there, and a register behind one is
+// zero after reset, as if the bits before it were ones: a loop that holds while a bit is zero would
+// not hold before its first inputs. `moved` tells the place of one node after another, readers
+// first.
+class LateInversions {
+ public:
+  LateInversions(const Graph& graph, const Schedule& schedule)
+      : graph(graph), slow(behindProducts(graph)), latest(graph.size(), INT_MAX) {
+    // An output may have to leave its last cycle to a register.
+    for (std::size_t port = 0; port < graph.outputs().size(); ++port)
+      limit(graph.outputs()[port].signal.node, schedule.cycleByOutput[port] - 1);
+  }
+
+  int moved(std::uint32_t i, int cycle, int firstRead) {
+    const Node& node = graph.nodes()[i];
+    if (isWiring(node))
+      for (const NodeId operand : graph.operands(node)) limit(operand, latest[i]);
+    const int target = std::min(firstRead, latest[i]);
+    return node.op == Op::kNot && !slow[i] && target != INT_MAX ? std::max(cycle, target) : cycle;
+  }
+
+ private:
+  void limit(NodeId id, int cycle) { latest[id.index] = std::min(latest[id.index], cycle); }
+
+  const Graph& graph;
+  const std::vector<bool> slow;
+  std::vector<int> latest;  // where logic may stand at the latest
+};
 
 }  // namespace
 
@@ -44,7 +89,9 @@ void placeWiring(const Graph& graph, Schedule& schedule) {
     readIn(state.next, schedule.cycleOf(state.node));
     isNext[state.next.index] = true;
   }
+  LateInversions inversions(graph, schedule);
   for (std::uint32_t i = static_cast<std::uint32_t>(graph.size()); i-- > 0;) {
+    cycles[i] = inversions.moved(i, cycles[i], firstRead[i]);
     if (isJoin(graph.nodes()[i].op) && firstRead[i] != INT_MAX) cycles[i] = firstRead[i];
     for (const NodeId operand : graph.operands(NodeId{i})) readIn(operand, cycles[i]);
   }

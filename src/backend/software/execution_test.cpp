@@ -135,6 +135,29 @@ TEST(Execution, AccumulatesThroughStalls) {
   }
 }
 
+// A flag of the first row for which a late condition holds, cleared by the inverted condition: the
+// registers before it must not clear it earlier.
+TEST(Execution, HoldsLateStatesUntilTheirFirstInputs) {
+  Graph graph;
+  Builder b(graph);
+  const Signal x = b.input("x", 24), y = b.input("y", 24);
+  const Signal condition = b.topBit(b.add(x, y)), flag = b.state(1, 1);
+  b.setNext(flag, b.select(condition, b.bit(false), flag));
+  b.output("first", b.bitAnd(condition, flag));
+  int lateFlags = 0;
+  for (int period = 1200; period < 3000; period += 50) {
+    const schedule::Schedule schedule = scheduleOf(graph, {.period = {period}});
+    lateFlags += schedule.cycleOf(flag.node) > 0 ? 1 : 0;
+    Execution execution(graph, schedule);
+    RandomGraph draw(static_cast<std::uint32_t>(period));
+    for (int round = 0; round < 3; ++round) {
+      expectDelayedEvaluation(execution, graph, schedule, 20, draw, true);
+      execution.reset();
+    }
+  }
+  EXPECT_GT(lateFlags, 3);
+}
+
 // What only delays an input, and what runs by itself, starts with the first inputs.
 TEST(Execution, StartsStatesOfTheFirstStageWithTheFirstInputs) {
   Graph graph;
