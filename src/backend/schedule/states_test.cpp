@@ -111,6 +111,7 @@ TEST(States, ThatDelayStandWhereTheirNextValueDoes) {
   c.output("r", kept);
   const Scheduled slow = scheduled(whole, {.period = {400}});
   EXPECT_EQ(slow.period.value, 600);
+  EXPECT_EQ(slow.longestStage.value, 600);
   EXPECT_TRUE(slow.warning);
 }
 
@@ -126,12 +127,15 @@ TEST(States, ThatNoLogicSeparatesFromTheStartStayThere) {
   b.setNext(first, b.bit(false));
   b.setNext(earlier, before);
   b.setNext(before, x);
-  b.output("r", b.multiply(b.add(b.add(count, x), b.add(before, earlier)),
-                           b.multiply(b.add(x, b.replicate(first, 4)), b.add(next, before))));
+  const Signal product =
+      b.multiply(b.add(b.add(count, x), b.add(before, earlier)),
+                 b.multiply(b.add(x, b.replicate(first, 4)), b.add(next, before)));
+  // Wider than all that crosses behind the inputs, so that added cycles go there.
+  b.output("r", b.multiply(product, product));
   for (const auto strategy : {Strategy::kGreedy, Strategy::kCombinational}) {
     for (const bool wrapped : {false, true}) {
       for (const int latency : {6, 7}) {
-        const Scheduled result = scheduled(graph, {.period = {1000},
+        const Scheduled result = scheduled(graph, {.period = {10000},
                                                    .strategy = strategy,
                                                    .latency = latency,
                                                    .registerInputs = wrapped,

@@ -168,9 +168,11 @@ TEST(Execution, StartsStatesOfTheFirstStageWithTheFirstInputs) {
   b.setNext(earlier, before);
   b.setNext(before, x);
   b.setNext(first, b.bit(false));
-  b.output("r", b.multiply(b.concat({first, before}), b.add(earlier, b.bitXor(count, x))));
-  for (int added = 0; added < 4; ++added) {
-    ScheduleOptions options{.period = {1500}, .registerInputs = added % 2 == 1};
+  const Signal product = b.multiply(b.concat({first, before}), b.add(earlier, b.bitXor(count, x)));
+  // Wider than all that crosses behind the inputs, so that added cycles go there.
+  b.output("r", b.multiply(product, b.concat({product, x})));
+  for (int added = 0; added < 6; ++added) {
+    ScheduleOptions options{.period = {added < 2 ? 1500 : 30000}, .registerInputs = added == 3};
     options.latency = scheduleOf(graph, options).latency() + added;
     const schedule::Schedule schedule = scheduleOf(graph, options);
     Execution execution(graph, schedule);
