@@ -4,6 +4,7 @@
 
 #include "backend/schedule/difference_program.h"
 #include "backend/schedule/stage_constraints.h"
+#include "backend/schedule/wiring_placement.h"
 #include "util/failure.h"
 
 namespace schedule {
@@ -27,13 +28,15 @@ class RegisterProgram {
       : model(model),
         graph(model.graph),
         request(request),
-        earliest(earliest),
         windows(windowsOf(model, request, earliest)),
         readers(graph),
-        rules(stageRules(model, request, windows)) {
+        rules(stageRules(model, request, windows)),
+        known(earliest) {
+    placeWiring(graph, known);
     program.addVariable(0);
     placeVertices();
     keepOrder();
+    if (!graph.states().empty()) keepInversionsLate();
     require(program, rules.constraints);
     countRegisters();
   }
@@ -41,16 +44,16 @@ class RegisterProgram {
   // Slow products leave a choice, which no program of differences knows. The best schedule without
   // regard to them is the best of all where it meets them. Elsewhere those that it does not meet
   // are settled in a way that suits it, and so on; and, since this may lead nowhere, all of them as
-  // they are in `earliest`.
+  // they are in the known schedule.
   Schedule run() {
     const std::optional<Schedule> free = solve(program);
-    LOAM_ASSERT(free, "an earliest schedule that keeps the rules");
+    LOAM_ASSERT(free, "a known schedule that keeps the rules");
     if (unmet(*free).empty()) return *free;
     DifferenceProgram asEarliest = program;
     for (const SlowProduct& slow : rules.slowProducts)
-      require(asEarliest, settled(slow, earliest, graph, Settle::kEndLater));
+      require(asEarliest, settled(slow, known, graph, Settle::kEndLater));
     std::optional<Schedule> best = solve(asEarliest);
-    LOAM_ASSERT(best, "an earliest schedule that keeps the rules");
+    LOAM_ASSERT(best, "a known schedule that keeps the rules");
     for (const Settle way : {Settle::kEndLater, Settle::kReaderLater}) {
       const std::optional<Schedule> other = settledFrom(*free, way);
       if (other && registerBits(graph, *other) < registerBits(graph, *best)) best = other;
@@ -64,7 +67,7 @@ class RegisterProgram {
   std::optional<Schedule> solve(const DifferenceProgram& asked) const {
     const auto values = asked.solve();
     if (!values) return std::nullopt;
-    Schedule schedule = earliest;
+    Schedule schedule = known;
     for (Vertex v = 0; v < graph.size(); ++v)
       schedule.cycleByNode[v] =
           static_cast<int>((*values)[static_cast<std::size_t>(places[v].variable)]) +
@@ -119,15 +122,35 @@ class RegisterProgram {
 
   Place placeOfSet(NodeId id) {
     const Node& node = graph.node(id);
-    if (node.op == Op::kInput || !model.loops.dependsOnInputs(id)) return {0, earliest.cycleOf(id)};
+    if (node.op == Op::kInput || !model.loops.dependsOnInputs(id)) return {0, known.cycleOf(id)};
     if (node.op == Op::kState && !model.loops.isInLoop(id))
       return places[graph.states()[node.aux].next.index];
-    return {program.addVariable(earliest.cycleOf(id)), 0};
+    return {program.addVariable(known.cycleOf(id)), 0};
   }
 
   void keepOrder() {
     for (Vertex v = 0; v < graph.size(); ++v)
       for (const Vertex reader : readers.of(v)) require(places[v], places[reader], 0);
+  }
+
+  // A register behind an inversion is zero after reset, as if the bits before it were ones, and a
+  // loop that holds while a bit is zero would not hold before its first inputs (placeWiring).
+  // Inversions and their wiring therefore stay with the reader with which they stand already.
+  void keepInversionsLate() {
+    std::vector<bool> isInverted(graph.size());
+    for (Vertex v = 0; v < graph.size(); ++v) {
+      const Node& node = graph.nodes()[v];
+      isInverted[v] = node.op == Op::kNot;
+      if (isWiring(node))
+        for (const NodeId operand : graph.operands(node))
+          isInverted[v] = isInverted[v] || isInverted[operand.index];
+      if (!isInverted[v]) continue;
+      for (const Vertex reader : readers.of(v)) {
+        if (cycleOf(known, graph, reader) != known.cycleByNode[v]) continue;
+        require(places[reader], places[v], 0);
+        break;
+      }
+    }
   }
 
   // A value is kept from its own cycle to that of its last reader.
@@ -140,7 +163,7 @@ class RegisterProgram {
       if (all.size() > 1) {
         int lastRead = 0;
         for (const Vertex reader : all)
-          lastRead = std::max(lastRead, cycleOf(earliest, graph, reader));
+          lastRead = std::max(lastRead, cycleOf(known, graph, reader));
         last = program.addVariable(lastRead);
         for (const Vertex reader : all) require(places[reader], {last, 0}, 0);
       }
@@ -152,10 +175,10 @@ class RegisterProgram {
   const StageModel& model;
   const Graph& graph;
   const Request& request;
-  const Schedule& earliest;
   const Windows windows;
   const Readers readers;
   const StageRules rules;
+  Schedule known;  // one that keeps all rules
   DifferenceProgram program;
   std::vector<Place> places;  // by vertex
 };
