@@ -135,6 +135,13 @@ TEST(FewestRegisters, IsNeverMoreThanAnyOtherStrategyNeeds) {
     const Scheduled best = scheduledBy(Strategy::kFewestRegisters, graph, options, tarn());
     EXPECT_EQ(best.schedule.cycleByOutput, simple.schedule.cycleByOutput) << seed;
     EXPECT_LE(registerBits(graph, best.schedule), registerBits(graph, simple.schedule)) << seed;
+    for (const Strategy strategy : {Strategy::kTimed, Strategy::kScopes}) {
+      const Scheduled other = scheduledBy(strategy, graph, options, tarn());
+      options.latency = other.schedule.latency();
+      const Scheduled same = scheduledBy(Strategy::kFewestRegisters, graph, options, tarn());
+      options.latency.reset();
+      EXPECT_LE(registerBits(graph, same.schedule), registerBits(graph, other.schedule)) << seed;
+    }
     greedy += registerBits(graph, simple.schedule);
     fewest += registerBits(graph, best.schedule);
   }

@@ -8,7 +8,9 @@
 #include "backend/schedule/checker.h"
 #include "backend/schedule/fewest_registers_scheduler.h"
 #include "backend/schedule/greedy_scheduler.h"
+#include "backend/schedule/scopes_scheduler.h"
 #include "backend/schedule/stage_model.h"
+#include "backend/schedule/timed_scheduler.h"
 #include "backend/schedule/wiring_placement.h"
 
 namespace schedule {
@@ -30,8 +32,8 @@ struct StrategyRow {
 constexpr StrategyRow kStrategies[] = {
     {Strategy::kCombinational, combinationalSchedule},
     {Strategy::kGreedy, greedySchedule},
-    {Strategy::kTimed, greedySchedule},
-    {Strategy::kScopes, greedySchedule},
+    {Strategy::kTimed, greedySchedule, timedSchedule},
+    {Strategy::kScopes, scopesSchedule},
     {Strategy::kFewestRegisters, greedySchedule, fewestRegisters},
 };
 
@@ -180,13 +182,13 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   const bool cuts = options.strategy != Strategy::kCombinational;
   Scheduled result;
   result.period = options.period;
-  if (const IndivisibleStep slowest = slowestStep(model);
-      cuts && slowest.stage > options.period.value) {
+  const IndivisibleStep slowest = slowestStep(model);
+  if (cuts && slowest.stage > options.period.value) {
     result.warning = tooFast(model, slowest, options.period.value);
     result.period = {slowest.stage};
   }
   const Request request{result.period.value, options.registerInputs, options.registerOutputs,
-                        options.outputGroups};
+                        options.outputGroups, slowest.stage};
   const StrategyRow& strategy = kStrategies[static_cast<int>(options.strategy)];
   result.schedule = strategy.run(model, request);
 
