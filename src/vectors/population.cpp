@@ -4,17 +4,25 @@
 #include <gmp.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <functional>
+#include <limits>
 #include <optional>
 
 #include "accuracy/accepted_values.h"
 #include "numbers/draws.h"
 #include "numbers/exponent_range.h"
+#include "stimuli/exhaustive.h"
+#include "stimuli/hand_built.h"
+#include "stimuli/injected.h"
+#include "stimuli/pi_regions.h"
 #include "stimuli/random.h"
+#include "stimuli/special_cases.h"
 #include "util/failure.h"
-#include "util/random.h"
+#include "vectors/barrett_population.h"
+#include "vectors/directed_sweeps.h"
+#include "vectors/enable_population.h"
+#include "vectors/mac_population.h"
+#include "vectors/population_parts.h"
 #include "vectors/reference.h"
 #include "vectors/stm_writer.h"
 
@@ -23,10 +31,9 @@ namespace {
 // Bounds beyond this would make rows of millions of columns.
 constexpr float kLargestBound = 1 << 16;
 
-// One kind of tests: which option selects it, how many there are, and what makes the stimulus of
-// test i. An empty generator has no vectors to offer.
+// One kind of tests: whether an option selects it, how many there are, and what makes the stimulus
+// of test i.
 struct Category {
-  const char* option;
   bool selected;
   int count;
   std::function<void(std::vector<NumValue>& stimulus, int i)> generate;
@@ -38,56 +45,50 @@ bool isPeriodic(componentType type) {
   return type >= kFirst && type < kFirst + 8 && (kMask >> (type - kFirst) & 1);
 }
 
-std::vector<Category> categoriesOf(const PortSpecList& inPorts, const TestingOptions& options,
-                                   gmp_randstate_t& state) {
-  const auto random = [&inPorts, &options, &state](std::vector<NumValue>& stimulus, int) {
-    generateRandomStimuli(stimulus, state, inPorts, options);
-  };
-  const bool piTests = options.piTestMultiples > 0 && isPeriodic(options.componentType);
-  return {
-      {"-randomTests", options.randomTests, options.testCount, random},
-      {"-exhaustiveTests", options.exhaustiveTests, 0, {}},
-      {"-piTesting", piTests, options.piTestMultiples * options.piTestInterval, {}},
-      {"-handTesting", options.handTesting, 0, {}},
-      {"-specialCaseTests", options.specialCaseTests, 0, {}},
-      {"-injectTestVector", options.injectTestVector, 1, {}},
-  };
+int piTestCount(const TestingOptions& options) {
+  const std::int64_t count = std::int64_t{options.piTestMultiples} * options.piTestInterval;
+  constexpr int kMost = std::numeric_limits<int>::max();
+  if (count > kMost) {
+    util::exitWith({fmt::format("-piTesting: {} vectors, where {} are the most", count, kMost)});
+  }
+  return static_cast<int>(std::max<std::int64_t>(count, 0));
 }
 
-// The directed sweeps of sums and products.
-bool wantsSweeps(const TestingOptions& t) {
-  if (t.componentType == FPADD) {
-    return t.cancellationTests || t.nearInfinityTests || t.nearZeroTests;
-  }
-  return t.componentType == FPMUL && t.nearZeroTests;
+std::vector<Category> categoriesOf(const PortSpecList& inPorts, const TestingOptions& options,
+                                   gmp_randstate_t& state) {
+  using Row = std::vector<NumValue>;
+  const bool piTests = options.piTestMultiples > 0 && isPeriodic(options.componentType);
+  const int exhaustive = options.exhaustiveTests ? getExhaustiveTestCount(inPorts, options) : 0;
+  const int special = getSpecialCasesCount(inPorts, options);
+  return {
+      {options.randomTests, options.testCount,
+       [&](Row& row, int) { generateRandomStimuli(row, state, inPorts, options); }},
+      {options.exhaustiveTests, exhaustive,
+       [&](Row& row, int i) { generateExhaustiveStimuli(row, inPorts, options, i); }},
+      {piTests, piTests ? piTestCount(options) : 0,
+       [&](Row& row, int i) { generatePiOverTwoRegionStimuli(row, inPorts, options, i); }},
+      {options.handTesting, getHandTestStimuliCount(options.componentType),
+       [&](Row& row, int i) { generateHandTestStimuli(row, inPorts, options, i); }},
+      {options.specialCaseTests, special,
+       [&, special](Row& row, int i) {
+         generateSpecialCasesStimuli(row, inPorts, options, i, special);
+       }},
+      {options.injectTestVector, 1,
+       [&](Row& row, int i) { generateInjectedTestVectorStimuli(row, inPorts, options, i, 1); }},
+  };
 }
 
 // A reason why no vectors can be made, found before any file is.
 std::optional<std::string> refusal(const PortSpecList& inPorts, const PortSpecList& outPorts,
-                                   const TestingOptions& options,
-                                   const std::vector<Category>& categories) {
-  struct Special {
-    componentType type;
-    const char* name;
-  };
-  for (const auto& [type, name] : {Special{FPMULTACC, "FPMultAcc"},
-                                   {FPFOLDEDALU, "FPFoldedALU"},
-                                   {MODULAR_MULT_BARRETT, "Barrett's modular product"}}) {
-    if (options.componentType == type) return fmt::format("{}: no vectors for it yet", name);
+                                   const TestingOptions& options) {
+  if (options.componentType == FPFOLDEDALU) return "FPFoldedALU: no vectors for it yet";
+  if (options.injectTestVector) {
+    if (auto reason = injectionRefused(inPorts, options)) return reason;
   }
-  if (options.hasSplitOutputPorts()) return "-splitOutputPorts: no vectors with it yet";
-  if (options.enable) return "-enable: no vectors with it yet";
-  if (wantsSweeps(options)) {
-    return "-cancellationTests, -nearInfinityTests, -nearZeroTests: no directed vectors yet";
-  }
-  for (const Category& category : categories) {
-    if (category.selected && !category.generate) {
-      return fmt::format("{}: no such vectors for this operator yet", category.option);
-    }
-  }
+  const bool draws = options.randomTests || sweepsDrawNumbers(inPorts, outPorts, options);
   for (const PortSpec& port : inPorts) {
     const auto* fp = port.type.as_floating_point();
-    if (!fp || !options.randomTests) continue;
+    if (!fp || !draws) continue;
     const DrawnExponents drawn = drawnExponents(*fp, options);
     if (drawn.first <= drawn.last) continue;
     TestingOptions all;
@@ -106,54 +107,6 @@ std::optional<std::string> refusal(const PortSpecList& inPorts, const PortSpecLi
   return std::nullopt;
 }
 
-// The GMP state of one population, from which significands and patterns come.
-struct RandomState {
-  explicit RandomState(int seed) {
-    gmp_randinit_mt(state);
-    gmp_randseed_ui(state, static_cast<unsigned long>(seed));
-    util::restartRandom();
-  }
-  ~RandomState() { gmp_randclear(state); }
-  RandomState(const RandomState&) = delete;
-  RandomState& operator=(const RandomState&) = delete;
-  gmp_randstate_t state;
-};
-
-// The two files while they are written. Ends the run, and leaves neither, if one cannot be.
-class VectorFiles {
- public:
-  explicit VectorFiles(const std::string& name) : name(name) { openStimultiFiles(in, out, name); }
-  void check() {
-    if (std::ferror(in) || std::ferror(out)) fail();
-  }
-  void close() {
-    const bool inWritten = std::fclose(in) == 0;
-    const bool outWritten = std::fclose(out) == 0;
-    if (!inWritten || !outWritten) fail();
-  }
-
-  FILE* in = nullptr;
-  FILE* out = nullptr;
-
- private:
-  [[noreturn]] void fail() {
-    const int reason = errno;
-    std::remove(stimulusPath(name).c_str());
-    std::remove(responsePath(name).c_str());
-    util::exitWith(
-        {fmt::format("./{}: {}: the vectors cannot be written", name, std::strerror(reason))});
-  }
-
-  std::string name;
-};
-
-// The evaluations of one vector and what they need; storage is kept from row to row.
-struct Evaluations {
-  std::vector<mpfr_rnd_t> roundUp, roundDown, roundUser;
-  std::vector<unsigned> precisions;
-  std::vector<NumValue> down, up, nearest;
-};
-
 void drawProgress(int current, int total) {
   constexpr int kColumns = 40;
   const float done = total < 1 ? 1.0f : static_cast<float>(current) / static_cast<float>(total);
@@ -167,20 +120,26 @@ void drawProgress(int current, int total) {
 int populateGeneric(CFuncUnitFunctionInterface& unit, const std::string& baseName,
                     const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
                     const TestingOptions& options) {
+  if (const auto reason = refusal(inPorts, outPorts, options)) util::exitWith({*reason});
   RandomState random(options.testCount);
   const std::vector<Category> categories = categoriesOf(inPorts, options, random.state);
-  if (const auto reason = refusal(inPorts, outPorts, options, categories)) {
-    util::exitWith({*reason});
+  if (options.specialCaseTests && specialCasesOverflow(inPorts, options)) {
+    std::fprintf(stderr,
+                 "Warning: -specialCaseTests: the combinations of all ports are too many to "
+                 "count, some are left out\n");
   }
-  Evaluations e;
-  populateRoundingAndPrecisionVectors(outPorts, options, e.roundUp, e.roundDown, e.roundUser,
-                                      e.precisions);
+  Evaluations e(outPorts, options);
   VectorFiles files(baseName);
   std::printf("RandomTestCount = %d\n", options.testCount);
+  if (options.exhaustiveTests) {
+    std::printf("\n Should generate at least %d test vectors \n",
+                getExhaustiveTestCount(inPorts, options));
+  }
   initialOutputPipelineFill(files.out, outPorts, latency, options);
 
   std::vector<NumValue> stimulus(inPorts.size());
-  int testCaseCount = 0;
+  int testCaseCount = runDirectedSweeps(unit, inPorts, outPorts, options, random.state,
+                                        {files.in, files.out, [&files] { files.check(); }});
   for (const Category& category : categories) {
     if (!category.selected) continue;
     int channel = 0;
@@ -194,9 +153,7 @@ int populateGeneric(CFuncUnitFunctionInterface& unit, const std::string& baseNam
         loam_assert_handler("!options.useExecuteModel", "cmdGauge", __LINE__, __func__,
                             "Code should be unreachable");
       }
-      unit.evaluate(e.down, stimulus, e.precisions, e.roundDown, options.subnormals);
-      unit.evaluate(e.up, stimulus, e.precisions, e.roundUp, options.subnormals);
-      unit.evaluate(e.nearest, stimulus, e.precisions, e.roundUser, options.subnormals);
+      e.evaluate(unit, stimulus, options.subnormals);
       filterAndOutToFile(outPorts, e.down, e.up, e.nearest, e.precisions, inPorts, stimulus,
                          options, files.in, files.out, channel);
       ++testCaseCount;
@@ -217,26 +174,19 @@ int populateStmFilesFP(CFuncUnitFunctionInterface* unit, const std::string& base
                        const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
                        const TestingOptions& options) {
   const FullExponentRange guard;
-  return populateGeneric(*unit, baseName, inPorts, outPorts, latency, options);
-}
-
-void populateRoundingAndPrecisionVectors(const PortSpecList& outPorts,
-                                         const TestingOptions& options, std::vector<mpfr_rnd_t>& up,
-                                         std::vector<mpfr_rnd_t>& down,
-                                         std::vector<mpfr_rnd_t>& user,
-                                         std::vector<unsigned>& precisions) {
-  constexpr mpfr_rnd_t kUser[] = {MPFR_RNDN, MPFR_RNDD, MPFR_RNDU, MPFR_RNDZ};
-  for (const PortSpec& port : outPorts) {
-    const auto* fp = port.type.as_floating_point();
-    const int bits = fp ? fp->frac + 1 : std::max(options.precision, port.type.width() + 1);
-    precisions.push_back(static_cast<unsigned>(bits));
-    up.push_back(MPFR_RNDU);
-    down.push_back(MPFR_RNDD);
-    if (options.roundType < 0 || options.roundType > 3) {
-      util::exitWith({"Rounding mode is an option in the range 0-3"});
-    }
-    user.push_back(kUser[options.roundType]);
+  if (const auto reason = refusal(inPorts, outPorts, options)) util::exitWith({*reason});
+  switch (options.componentType) {
+    case FPMULTACC:
+      return populateStmFiles_FPMultAcc(unit, baseName, inPorts, outPorts, latency, options);
+    case MODULAR_MULT_BARRETT:
+      return populateStmFiles_ModularMultBarrett(unit, baseName, inPorts, outPorts, latency,
+                                                 options);
   }
+  if (options.enable || options.hasSplitOutputPorts()) {
+    return populateStmFiles_EnableOrSplitOutputs(unit, baseName, inPorts, outPorts, latency,
+                                                 options);
+  }
+  return populateGeneric(*unit, baseName, inPorts, outPorts, latency, options);
 }
 
 void filterAndOutToFile(const PortSpecList& outPorts, std::vector<NumValue>& down,
