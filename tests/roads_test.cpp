@@ -191,8 +191,9 @@ INSTANTIATE_TEST_SUITE_P(
                     "-frequency 400 -subnormals 1 -correctRounding FPMul 11 52",
                     "-frequency 300 FPMulExpert 5 10 8 23 6 9 1", "-pipelining 0 FPAbs 2 1",
                     "-frequency 500 LongAddSMultiBitGrowth 64 7",
-                    "-frequency 300 MultSchoolbookS 33", "-frequency 500 Squarer 64",
-                    "-frequency 500 IntCtPop 256 0", "-frequency 300 RightShiftNoSticky 64 20 1"));
+                    "-frequency 300 MultSchoolbookS 33", "-frequency 400 ModularMultBarrett 65",
+                    "-frequency 500 Squarer 64", "-frequency 500 IntCtPop 256 0",
+                    "-frequency 300 RightShiftNoSticky 64 20 1"));
 
 TEST(SimulationScript, FailsWhenOneBitOfOneAnswerIsWrong) {
   for (const char* language : {"VHDL", "Verilog"}) {

@@ -80,13 +80,6 @@ void refuseUnavailable(const RunState& run) {
   if (run.evaluateAccuracy && (run.operatorType == FPMULTACC || run.operatorType == FPFOLDEDALU))
     util::exitWith({fmt::format("-evaluateAccuracy: the results of {} depend on more than one row",
                                 run.operatorWord)});
-  for (const auto& [asked, option] :
-       {std::pair{run.testing.enable, "-enable"}, std::pair{split, "-splitOutputPorts"}}) {
-    if (!asked) continue;
-    if (run.testCaseCount > 0)
-      util::exitWith({fmt::format("{}: this version has no test bench for it", option)});
-    std::fprintf(stderr, "Warning: %s does not change the unit in this version\n", option);
-  }
 }
 
 // Ends the run with one line when what the tests ask for fits no vector of this operator.

@@ -203,6 +203,15 @@ const RowCase kCases[] = {
      "AUTO",
      103,
      "CCtpop"},
+    {"ModularProduct",
+     "ModularMultBarrett 8",
+     "x:fixed(8,0,0) y:fixed(8,0,0) z:fixed(8,0,0) v:fixed(9,0,0)",
+     "r:fixed(8,0,0)",
+     {14},
+     "ModularMult",
+     "polynomial approximation",
+     112,
+     "DMFxPModularMult"},
     {"UnsignedProduct",
      "MultSchoolbook 8",
      "x:fixed(8,0,0) y:fixed(8,0,0)",
@@ -324,8 +333,8 @@ TEST(OperatorChain, ComparesWordsInItsFixedOrder) {
   }
   for (const char* word :
        {"FPAddExpert", "FPAddSub", "FPAddSubExpert", "FPSubExpert", "FPFusedAddSub", "FPAbs",
-        "FPMul", "FPMulExpert", "FPMulOutFPLib", "RightShiftNoSticky", "IntCtPop", "MultSchoolbook",
-        "MultSchoolbookS", "MultSchoolbookExpert"})
+        "FPMul", "FPMulExpert", "FPMulOutFPLib", "RightShiftNoSticky", "IntCtPop",
+        "ModularMultBarrett", "MultSchoolbook", "MultSchoolbookS", "MultSchoolbookExpert"})
     expected.push_back(word);
   for (const char* ending : {"", "Expert", "BitGrowth", "BitGrowthExpert"}) {
     // The words of one ending: LongAdd, LongAddS, LongAddMulti, LongAddSMulti.

@@ -6,6 +6,7 @@
 #include "backend/functions/float_mult_add.h"
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
+#include "backend/functions/int_modular.h"
 #include "backend/functions/int_product.h"
 #include "backend/functions/sequencers/float_acc.h"
 #include "backend/functions/sequencers/float_mult_acc.h"
@@ -17,7 +18,10 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatMultAddUnits, floatMultAccUnits, floatAccUnits, floatAbsUnits,
+    floatAddUnits,  longAddUnits,      integerProductUnits, bitUnits,
+    floatMultUnits, floatMultAddUnits, floatMultAccUnits,   floatAccUnits,
+    floatAbsUnits,  floatAddUnits,     longAddUnits,        modularUnits,
+    bitUnits,       floatMultUnits,    floatAbsUnits,
 };
 
 }  // namespace
