@@ -12,6 +12,8 @@
 #include "driver/run_state.h"
 #include "driver/usage_text.h"
 #include "driver/walk.h"
+#include "stimuli/exhaustive.h"
+#include "stimuli/injected.h"
 #include "util/failure.h"
 #include "util/features.h"
 #include "vectors/population.h"
@@ -89,6 +91,11 @@ void checkTests(const RunState& run) {
     util::exitWith(
         {fmt::format("-injectTestVector: {} values for the {} inputs of {}",
                      testing.injectedVector.size(), run.inputs.size(), run.operatorWord)});
+  if (testing.injectTestVector) {
+    if (const auto reason = injectionRefused(run.inputs, testing)) util::exitWith({*reason});
+  }
+  if (run.testCaseCount > 0 && testing.exhaustiveTests)
+    getExhaustiveTestCount(run.inputs, testing);  // ends the run where they are too many
   if (testing.expRangeMin > testing.expRangeMax) return;
   for (const PortSpec& port : run.inputs) {
     const kiln::FloatingPoint* format = port.type.as_floating_point();
