@@ -18,10 +18,8 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits,  longAddUnits,      integerProductUnits, bitUnits,
-    floatMultUnits, floatMultAddUnits, floatMultAccUnits,   floatAccUnits,
-    floatAbsUnits,  floatAddUnits,     longAddUnits,        modularUnits,
-    bitUnits,       floatMultUnits,    floatAbsUnits,
+    floatAddUnits, floatMultUnits, floatMultAddUnits,   floatMultAccUnits, floatAccUnits,
+    floatAbsUnits, longAddUnits,   integerProductUnits, modularUnits,      bitUnits,
 };
 
 }  // namespace
