@@ -7,7 +7,6 @@
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
 #include "backend/functions/int_modular.h"
-#include "backend/functions/int_product.h"
 #include "backend/functions/sequencers/float_acc.h"
 #include "backend/functions/sequencers/float_mult_acc.h"
 #include "backend/functions/unit.h"
@@ -18,8 +17,8 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, floatMultUnits, floatMultAddUnits,   floatMultAccUnits, floatAccUnits,
-    floatAbsUnits, longAddUnits,   integerProductUnits, modularUnits,      bitUnits,
+    floatAddUnits, floatMultUnits, floatMultAddUnits, floatMultAccUnits, floatAccUnits,
+    floatAbsUnits, longAddUnits,   modularUnits,      bitUnits,
 };
 
 }  // namespace
