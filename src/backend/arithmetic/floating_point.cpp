@@ -107,11 +107,18 @@ RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& for
   const int below = significand.width - (wF + 1);
   const Signal fraction = b.slice(significand, below, wF);
   const Signal rest = b.slice(significand, 0, std::max(0, below - 1));
-  const Remainder remainder{
-      .half = below > 0 ? b.bitOf(significand, below - 1) : b.bit(false),
-      .beyond = rest.width > 0 ? b.bitOr(x.sticky, b.reduceOr(rest)) : x.sticky};
-  return {b.topBit(significand), fraction,
-          raises(b, rule, x.sign, b.bitOf(fraction, 0), remainder)};
+  Remainder remainder{.half = below > 0 ? b.bitOf(significand, below - 1) : b.bit(false),
+                      .beyond = rest.width > 0 ? b.bitOr(x.sticky, b.reduceOr(rest)) : x.sticky};
+  Signal oneMore = x.oneMore ? x.oneMore : b.bit(false);
+  LOAM_ASSERT(!x.oneMore || (missing == 0 && below <= 1), "a unit of the last place or its half");
+  if (below > 0) {
+    // Two halves are a whole, beyond which there is nothing.
+    const Signal half = remainder.half;
+    remainder.half = b.bitXor(half, oneMore);
+    oneMore = b.bitAnd(half, oneMore);
+  }
+  const Signal raise = raises(b, rule, x.sign, b.bitOf(fraction, 0), remainder);
+  return {b.topBit(significand), fraction, b.bitOr(oneMore, raise)};
 }
 
 Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,

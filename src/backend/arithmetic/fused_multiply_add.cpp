@@ -71,29 +71,27 @@ RoundingRule ruleOf(const FusedAddOptions& options) {
   return options.ulps < 1 ? options.rounding : RoundingRule{.mode = RoundMode::kTowardZero};
 }
 
-struct Magnitude {
+// The product plus or minus the addend, without the carry in of a subtraction.
+struct WindowSum {
   Signal bits;
-  Signal addendIsGreater;  // of a difference
+  Signal addendIsNotLess;  // of a difference: its magnitude is the complement of the bits
 };
-Magnitude addInWindow(Builder& b, const AlignedAddend& addend, const ExactProduct& product,
+WindowSum addInWindow(Builder& b, const AlignedAddend& addend, const ExactProduct& product,
                       const Window& window, Signal subtracts) {
   const auto scope = b.scope("add");
   const int stickyBits = window.sticky ? 1 : 0;
-  const Signal productBits =
-      b.concat({b.zeros(window.width() - stickyBits + window.lowest - product.significand.width),
-                product.significand, b.zeros(stickyBits - window.lowest)});
-  const int below = window.floor - window.lowest;
-  const Signal head = b.concat({b.zeros(1), addend.bits});
-  const Signal addendBits =
-      window.sticky ? b.concat({head, addend.sticky}) : b.concat({head, b.zeros(below)});
+  const Signal productBits = b.concat({b.zeros(window.top() + 1 - product.significand.width),
+                                       product.significand, b.zeros(stickyBits - window.lowest)});
   // What a sum leaves out of the addend below the floor counts as if it reached up to the next
   // multiple of the product's lowest bit; a truncation to the floor then keeps an exact sum exact.
-  const Signal sumBits = b.concat(
-      {head, window.sticky ? addend.sticky : Signal{}, b.replicate(b.bitNot(subtracts), below)});
-  const Signal swap = b.bitAnd(subtracts, b.less(productBits, addendBits));
-  const Signal greater = b.select(swap, addendBits, productBits);
-  const Signal lesser = b.select(swap, productBits, sumBits);
-  return {b.addOrSubtract(greater, lesser, subtracts), swap};
+  const Signal below = b.replicate(b.bit(true), window.floor - window.lowest);
+  const Signal addendBits = b.concat({b.zeros(1), addend.bits});
+  const Signal moved = b.bitXor(addendBits, b.replicate(subtracts, addendBits.width));
+  const Signal sticky = window.sticky ? b.bitXor(addend.sticky, subtracts) : Signal{};
+  const int width = productBits.width + 1;
+  const Signal sum = b.add(b.zeroExtend(productBits, width),
+                           b.zeroExtend(b.concat({moved, sticky, below}), width));
+  return {b.slice(sum, 0, width - 1), b.bitAnd(subtracts, b.bitNot(b.topBit(sum)))};
 }
 
 }  // namespace
@@ -122,28 +120,40 @@ Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const U
   const Window window = windowOf(format, options.ulps < 1);
   const Signal subtracts = b.bitXor(product.sign, addend.sign);
   const AlignedAddend aligned = alignAddend(b, product, addend, window);
-  const Magnitude sum = addInWindow(b, aligned, product, window, subtracts);
+  const WindowSum sum = addInWindow(b, aligned, product, window, subtracts);
 
-  const int width = aligned.exponent.width + 2;
-  const Signal topExponent = b.zeroExtend(aligned.exponent, width);
+  // A difference whose product is greater lacks one unit of the window's last place. It is
+  // normalised as if ones followed it, which that unit turns into a carry: into the significand
+  // when all that is dropped is ones. So what is shifted is the complement, followed by zeros.
+  const Signal lacksOne = b.bitAnd(subtracts, b.bitNot(sum.addendIsNotLess));
+  const auto flipped = [&](Signal bits, Signal flip) {
+    return b.bitXor(bits, b.replicate(flip, bits.width));
+  };
+  const LeadingZeros zeros =
+      countLeadingZeros(b, b.concat({flipped(sum.bits, sum.addendIsNotLess), lacksOne}));
+  const Signal count =
+      format.gradual ? smaller(b, zeros.count,
+                               b.subtract(aligned.exponent, b.literal(1, aligned.exponent.width)))
+                     : zeros.count;
   const int kept = format.fractionBits + (window.sticky ? 2 : 1);
-  const NormalisedSticky normal =
-      format.gradual ? normaliseUpToSticky(
-                           b, sum.bits,
-                           b.subtract(aligned.exponent, b.literal(1, aligned.exponent.width)), kept)
-                     : normaliseSticky(b, sum.bits, kept);
+  const ShiftedLeft normal =
+      shiftLeftSticky(b, b.shiftedUp(flipped(sum.bits, subtracts), 1), count, window.width(), kept);
+
+  const int width = std::max(aligned.exponent.width + 2, count.width + 1);
+  const Signal topExponent = b.zeroExtend(aligned.exponent, width);
   const Signal isInf = b.bitOr(product.isInf, addend.isInf);
   const Signal infSign = b.select(product.isInf, product.sign, addend.sign);
   const Signal zeroSign = b.select(subtracts, roundsDown(b, ruleOf(options)), product.sign);
-  const Signal sign = b.select(sum.addendIsGreater, addend.sign, product.sign);
+  const Signal sign = b.select(sum.addendIsNotLess, addend.sign, product.sign);
   const Signal opposed = b.reduceAnd(b.concat({product.isInf, addend.isInf, subtracts}));
-  return {.sign = b.select(isInf, infSign, b.select(normal.allZero, zeroSign, sign)),
-          .exponent = b.subtract(topExponent, b.zeroExtend(normal.count, width)),
-          .significand = normal.bits,
+  return {.sign = b.select(isInf, infSign, b.select(zeros.allZero, zeroSign, sign)),
+          .exponent = b.subtract(topExponent, b.zeroExtend(count, width)),
+          .significand = flipped(normal.bits, lacksOne),
           .sticky = normal.sticky,
-          .isZero = normal.allZero,
+          .isZero = zeros.allZero,
           .isInf = isInf,
-          .isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed}))};
+          .isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed})),
+          .oneMore = b.bitAnd(lacksOne, b.bitNot(normal.sticky))};
 }
 
 Signal addToProduct(Builder& b, const ExactProduct& product, const Unpacked& addend,

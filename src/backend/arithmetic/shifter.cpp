@@ -104,8 +104,10 @@ ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount) {
 }
 
 ShiftedRight shiftDownFromTop(Builder& b, Signal x, Signal amount, int width) {
+  const int excess = std::max(0, x.width - width);
+  Signal bits = b.slice(x, excess, x.width - excess);
   std::vector<Signal> dropped;
-  Signal bits = x;
+  if (excess > 0) dropped.push_back(b.reduceOr(b.slice(x, 0, excess)));
   int low = 0;
   for (; low < amount.width && (1 << low) < width; low += 2) {
     const Signal digit = b.slice(amount, low, std::min(2, amount.width - low));
@@ -129,7 +131,7 @@ ShiftedRight shiftDownFromTop(Builder& b, Signal x, Signal amount, int width) {
     dropped.push_back(b.bitAnd(beyond, b.reduceOr(x)));
     bits = b.bitAnd(bits, b.replicate(b.bitNot(beyond), width));
   }
-  return {bits, b.reduceOr(b.concat(dropped))};
+  return {bits, dropped.empty() ? b.bit(false) : b.reduceOr(b.concat(dropped))};
 }
 
 Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits) {

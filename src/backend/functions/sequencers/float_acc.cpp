@@ -96,7 +96,8 @@ Term placeTerm(Builder& b, const arithmetic::Unpacked& x, const Range& range) {
   const auto scope = b.scope("place");
   const long bias = x.format.bias();
   // Subnormals stand in the lowest binade, which the highest weight may lie below.
-  const long top = std::max(range.highestOfTerm, x.format.minExponent() - bias);
+  const long top = x.format.gradual ? std::max(range.highestOfTerm, x.format.minExponent() - bias)
+                                    : range.highestOfTerm;
   const int width = arithmetic::signedWidth(top + bias - ((1L << x.format.exponentBits) - 1),
                                             std::max(top + bias, (1L << x.format.exponentBits)));
   const Signal distance = b.subtract(b.literal(top + bias, width), b.zeroExtend(x.exponent, width));
@@ -196,7 +197,13 @@ std::optional<std::string> refuseAcc(const Request& request) {
       !out[0].as_floating_point() || !std::all_of(out.begin() + 1, out.end(), isBit))
     return "its ports are a number and a bit, and a number and three flags";
   if (auto reason = refuseFormats(request)) return reason;
+  if (auto reason = refuseMixedWidths(request)) return reason;
   const Range range(request.signature);
+  // With gradual underflow words reach up to the lowest binade.
+  const arithmetic::FloatFormat format = inputFormat(request, 0);
+  const long least =
+      (format.gradual ? format.minExponent() - format.bias() : range.lowest) - (kMaxWidth - 1);
+  if (range.lowest < least) return fmt::format("lsbA {} is below {}", range.lowest, least);
   if (range.sign <= range.lowest || range.sign - range.lowest >= kMaxWidth)
     return fmt::format("msbA {} is out of range {} to {} for lsbA {}", range.sign, range.lowest + 1,
                        range.lowest + kMaxWidth - 1, range.lowest);
