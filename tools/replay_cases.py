@@ -4,14 +4,20 @@
 For each operator word a pairwise cover of its settings: any two values of any two settings meet in
 at least one line.  Settings of a floating-point word: format, further words, subnormals, rounding,
 pipelining, frequency, language; of an integer word: width, further words, rounding, pipelining,
-frequency, language.  The same lines on every run.
+frequency, language; and, where a kind has several, the options that select the vectors.  The same
+lines on every run.
 
-  replay_cases.py [--rows N] [--spread N] [WORD ...]
+  replay_cases.py [--kind KIND] [--rows N] [--spread N] [WORD ...]
 
+--kind KIND  random (the default)
+             exhaustive: all patterns of small floating formats, whole and of a value range
+             special: special cases, of integers at small widths
+             sweeps: sums and products near cancellation, infinity and zero
+             further: all tests at once, hand-built and injected vectors, value ranges
 --rows N     random rows a case (default 200)
 --spread N   only N lines a word, far apart in the cover, both languages among them
 WORD ...     only these words (default: all)
---list       print the words and stop
+--list       print the words of the kind and stop
 """
 import argparse
 import itertools
@@ -73,6 +79,62 @@ def words():
     return rows
 
 
+SMALL = ["2 1", "3 2", "4 3"]
+SMALL_EXPERT = ["2 1 2 1 2 1", "3 2 3 2 3 2", "4 3 4 3 4 3", "4 3 2 1 3 2", "3 2 4 3 2 5"]
+SMALL_WIDTHS = {"Multi": ["1", "2"], "MultSchoolbookExpert": ["1 0 1 0", "3 1 4 0", "5 1 2 1"],
+                "IntCtPop": ["1", "5", "8"], "RightShiftNoSticky": ["1 1 0", "6 4 1", "5 5 0"],
+                "": ["1", "2", "4", "6"]}
+CORRECT = ["", "-correctRounding"]
+
+
+def exhaustive(word, settings):
+    if not word.startswith("FP"):
+        return None
+    formats = SMALL_EXPERT if word == "FPMulExpert" else SMALL
+    ranges = ["20 51", "700 2400"]
+    if word.startswith("FPAddSub"):  # a third input, which takes the range too
+        formats, ranges = formats[:2], ["0 60"]
+    return dict(settings, parameters=formats, tests=["-testbench 10 -exhaustiveTests"] + [
+        f"-testbench 10 -exhaustiveTests -valRange {bounds}" for bounds in ranges])
+
+
+def special(word, settings):
+    if not word.startswith("FP"):
+        key = next(k for k in SMALL_WIDTHS if k in word)
+        settings = dict(settings, parameters=SMALL_WIDTHS[key])
+    return dict(settings, tests=["-testbench 10 -specialCaseTests"])
+
+
+def sweeps(word, settings):
+    if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert") or not word.startswith("FP") \
+            or word.startswith("FPAddSub"):
+        return None
+    tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
+             "-testbench 20 -nearZeroTests"]
+    if word.startswith("FPMul"):
+        tests = ["-testbench 40 -nearZeroTests"]
+    return dict(settings, rounding=CORRECT, tests=tests)
+
+
+def further(word, settings):
+    if word.startswith("FP"):
+        tests = ["-testbench 20 -allTests", "-testbench 20 -handTesting",
+                 "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]
+        if not word.startswith("FPAddSub") and word != "FPAbs":
+            tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
+        return dict(settings, rounding=CORRECT, tests=tests)
+    settings = dict(settings, tests=["-testbench 200 -randomTests -valRange 0 1",
+                                     "-testbench 20 -allTests"])
+    if settings["parameters"] == WIDTHS:
+        settings["parameters"] = [width for width in WIDTHS if int(width) >= 8]
+        settings["tests"].append("-testbench 200 -randomTests -valRange 3 200")
+    return settings
+
+
+KINDS = {"random": lambda word, settings: settings, "exhaustive": exhaustive, "special": special,
+         "sweeps": sweeps, "further": further}
+
+
 def cover(settings, seed):
     """Cases that hold every pair of values of two settings, found greedily."""
     draw = random.Random(seed)
@@ -105,8 +167,8 @@ def cover(settings, seed):
 def line(word, settings, case, rows):
     value = {name: settings[name][index] for name, index in case.items()}
     parts = [value["language"], value["frequency"], value["pipelining"],
-             value.get("subnormals", ""), value["rounding"], f"-testbench {rows} -randomTests",
-             word, value["parameters"], value["further"]]
+             value.get("subnormals", ""), value["rounding"],
+             value.get("tests", f"-testbench {rows} -randomTests"), word, value["parameters"], value["further"]]
     return " ".join(part for part in parts if part)
 
 
@@ -123,12 +185,14 @@ def spread(word, cases, count, settings):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
+    parser.add_argument("--kind", choices=KINDS, default="random")
     parser.add_argument("--rows", type=int, default=200)
     parser.add_argument("--spread", type=int, default=0)
     parser.add_argument("--list", action="store_true")
     parser.add_argument("words", nargs="*")
     options = parser.parse_args()
-    rows = words()
+    rows = {word: KINDS[options.kind](word, settings) for word, settings in words().items()}
+    rows = {word: settings for word, settings in rows.items() if settings}
     if options.list:
         print("\n".join(rows))
         return

@@ -331,10 +331,26 @@ TEST(OperatorChain, ComparesWordsInItsFixedOrder) {
         for (const char* side : {"InFPLib", "InFPLibX", "InFPLibY"})
           expected.push_back(operation + path + side + out);
   }
-  for (const char* word :
-       {"FPAddExpert", "FPAddSub", "FPAddSubExpert", "FPSubExpert", "FPFusedAddSub", "FPAbs",
-        "FPMul", "FPMulExpert", "FPMulOutFPLib", "RightShiftNoSticky", "IntCtPop",
-        "ModularMultBarrett", "MultSchoolbook", "MultSchoolbookS", "MultSchoolbookExpert"})
+  for (const char* word : {"FPAddExpert",
+                           "FPMultAcc",
+                           "FPMultAdd",
+                           "FPMultSub",
+                           "FPAccHard",
+                           "FPAddSub",
+                           "FPAddSubExpert",
+                           "FPSubExpert",
+                           "FPFusedAddSub",
+                           "FPAbs",
+                           "FPMul",
+                           "FPMulExpert",
+                           "FPMulOutFPLib",
+                           "FPAcc",
+                           "RightShiftNoSticky",
+                           "IntCtPop",
+                           "ModularMultBarrett",
+                           "MultSchoolbook",
+                           "MultSchoolbookS",
+                           "MultSchoolbookExpert"})
     expected.push_back(word);
   for (const char* ending : {"", "Expert", "BitGrowth", "BitGrowthExpert"}) {
     // The words of one ending: LongAdd, LongAddS, LongAddMulti, LongAddSMulti.

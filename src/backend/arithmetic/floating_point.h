@@ -60,6 +60,14 @@ struct Unrounded {
   bool canOverflow = true;      // false: rounded, the exponent is at most maxExponent()
 };
 
+// What a rounding to the fraction of `format` adds up: `raise` units of the last place.
+struct RoundingStep {
+  Signal hidden, fraction;
+  Signal raise;  // 1 bit
+};
+RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& format,
+                          const RoundingRule& rule);
+
 // Rounds to the fraction of `format` once and packs.
 //
 // Overflow is judged after rounding and gives an infinity in every direction; with a rounding port
