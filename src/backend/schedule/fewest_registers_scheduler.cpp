@@ -103,8 +103,9 @@ class RegisterProgram {
         asked.require(a.variable, b.variable, cycles + a.offset - b.offset);
   }
 
-  // A loop is one variable, and so are a state in no loop and what it takes next. Inputs, outputs
-  // and what runs by itself, and so has to start with the inputs, stay where they are.
+  // A loop is one variable. Inputs, outputs and what runs by itself, and so has to start with the
+  // inputs, stay where they are, and so does a state in no loop with what it takes next: a later
+  // one would have taken values from before the first inputs.
   void placeVertices() {
     places.resize(windows.first.size());
     for (std::size_t set = 0; set < model.loops.setCount(); ++set) {
@@ -118,13 +119,18 @@ class RegisterProgram {
     }
     for (Vertex v = static_cast<Vertex>(graph.size()); v < places.size(); ++v)
       places[v] = {0, windows.first[v]};
+    for (const graph::State& state : graph.states()) {
+      if (isLiteral(graph.node(state.next))) continue;
+      require(places[state.node.index], places[state.next.index], 0);
+      require(places[state.next.index], places[state.node.index], 0);
+    }
   }
 
   Place placeOfSet(NodeId id) {
     const Node& node = graph.node(id);
-    if (node.op == Op::kInput || !model.loops.dependsOnInputs(id)) return {0, known.cycleOf(id)};
-    if (node.op == Op::kState && !model.loops.isInLoop(id))
-      return places[graph.states()[node.aux].next.index];
+    const bool delays = node.op == Op::kState && !model.loops.isInLoop(id);
+    if (node.op == Op::kInput || delays || !model.loops.dependsOnInputs(id))
+      return {0, known.cycleOf(id)};
     return {program.addVariable(known.cycleOf(id)), 0};
   }
 

@@ -228,7 +228,8 @@ class Latest {
   void place(Vertex v, std::size_t set) {
     const int delay = model.delay[v];
     const auto canShare = [&](Vertex reader) {
-      return model.clockToOutput + delay + tails[reader] <= limit;
+      const bool isRegistered = tails[reader] == 0;  // wiring that is read later
+      return isRegistered || model.clockToOutput + delay + tails[reader] <= limit;
     };
     for (const Vertex reader : readers.of(v)) {
       if (reader < graph.size() && model.loops.setOf({reader}) == set) continue;
