@@ -1,6 +1,7 @@
-// How fast the vector files of FPAdd 8 23 are made, beside a bare loop that does no more than the
-// arithmetic of a row: the draw, three additions, the MPFR calls of filter and packing, and one
-// write of a ready row to each file. Both rates are rows per second of processor time.
+// How fast the vector files of a sum are made, beside a bare loop that does no more than the
+// arithmetic of a row: the draw or the number of a pattern, three additions, the MPFR calls of
+// filter and packing, and one write of a ready row to each file. Random vectors of FPAdd 8 23,
+// exhaustive ones of FPAdd 4 4. All rates are rows per second of processor time.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -18,8 +19,14 @@
 
 namespace {
 
-constexpr int kRows = 100000;
-const kiln::FloatingPoint kSingle = kiln::ieee(8, 23);
+// What is measured: a format and the kind of vectors.
+struct Run {
+  kiln::FloatingPoint format;
+  bool exhaustive;
+  int rows;
+};
+const Run kRandom{kiln::ieee(8, 23), false, 100000};
+const Run kExhaustive{kiln::ieee(4, 4), true, 1 << 18};
 
 // The sum of two numbers that their ports can carry; MPFR's special cases are those of IEEE 754.
 struct Addition final : CFuncUnitFunctionInterface {
@@ -39,10 +46,11 @@ double processorSeconds() {
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-TestingOptions settings() {
+TestingOptions settings(const Run& run) {
   TestingOptions t;
-  t.randomTests = true;
-  t.testCount = kRows;
+  t.randomTests = !run.exhaustive;
+  t.exhaustiveTests = run.exhaustive;
+  t.testCount = run.rows;
   t.faithfulRounding = true;
   t.errorBounds = {1.0f};
   return t;
@@ -64,50 +72,72 @@ struct Silence {
   int kept;
 };
 
-double secondsOfPopulation() {
+double secondsOfPopulation(const Run& run) {
   const Silence silence;
   Addition addition;
   PortSpecList in, out;
-  in.push_back("a", kSingle);
-  in.push_back("b", kSingle);
-  out.push_back("q", kSingle);
+  in.push_back("a", run.format);
+  in.push_back("b", run.format);
+  out.push_back("q", run.format);
   const double start = processorSeconds();
-  populateStmFilesFP(&addition, "vectors_bench", in, out, 3, settings());
+  const int rows = populateStmFilesFP(&addition, "vectors_bench", in, out, 3, settings(run));
+  if (rows != run.rows) std::abort();
   return processorSeconds() - start;
 }
 
 // The MPFR calls that bring x to the port and take its significand.
-void filterAndPack(mpfr_ptr filtered, mpfr_ptr significand, mpz_ptr pattern, mpfr_srcptr x) {
+void filterAndPack(const Run& run, mpfr_ptr filtered, mpfr_ptr significand, mpz_ptr pattern,
+                   mpfr_srcptr x) {
   mpfr_set(filtered, x, MPFR_RNDN);
   mpfr_abs(significand, filtered, MPFR_RNDN);
   if (mpfr_regular_p(significand)) {
-    mpfr_set_exp(significand, kSingle.frac + 1);
+    mpfr_set_exp(significand, run.format.frac + 1);
     mpfr_rint(significand, significand, MPFR_RNDZ);
     mpfr_get_z(pattern, significand, MPFR_RNDZ);
   }
   benchmark::DoNotOptimize(pattern->_mp_d);
 }
 
-double secondsOfBareLoop() {
+// The number of a pattern without subnormals.
+void setPattern(mpfr_ptr x, util::MPZ& significand, int pattern, const kiln::FloatingPoint& fp) {
+  const int fraction = pattern % (1 << fp.frac), last = (1 << fp.exp) - 1;
+  const int exponent = (pattern >> fp.frac) & last, negative = pattern >> (fp.frac + fp.exp);
+  if (exponent == 0) return mpfr_set_zero(x, negative ? -1 : 1);
+  if (exponent == last) return fraction ? mpfr_set_nan(x) : mpfr_set_inf(x, negative ? -1 : 1);
+  mpz_set_si(significand.get(), fraction + (1 << fp.frac));
+  mpfr_set_z_2exp(x, significand.get(), exponent - (last >> 1) - fp.frac, MPFR_RNDN);
+  if (negative) mpfr_neg(x, x, MPFR_RNDN);
+}
+
+double secondsOfBareLoop(const Run& run) {
   const FullExponentRange guard;
-  const TestingOptions t = settings();
-  const std::string inRow(1 + 2 + 10 + 2 * 34 + 1, '0'), outRow = inRow;
+  const TestingOptions t = settings(run);
+  const std::size_t column = static_cast<std::size_t>(run.format.width) + 2;
+  const std::string inRow(1 + 2 + 10 + 2 * column + 1, '0'), outRow = inRow;
   const double start = processorSeconds();
   gmp_randstate_t state;
   gmp_randinit_mt(state);
-  gmp_randseed_ui(state, kRows);
+  gmp_randseed_ui(state, static_cast<unsigned long>(run.rows));
   std::FILE* in = std::fopen("bare_xIn.stm", "w");
   std::FILE* out = std::fopen("bare_xOut.stm", "w");
-  Real a, b, filtered(24), significand(24), sums[3] = {Real(24), Real(24), Real(24)};
+  const mpfr_prec_t bits = run.format.frac + 1;
+  Real a(bits), b(bits), filtered(bits), significand(bits);
+  Real sums[3] = {Real(bits), Real(bits), Real(bits)};
   util::MPZ pattern;
-  for (int i = 0; i < kRows; ++i) {
-    genRandFP(a, state, kSingle, t);
-    genRandFP(b, state, kSingle, t);
+  for (int i = 0; i < run.rows; ++i) {
+    if (run.exhaustive) {
+      setPattern(a.get(), pattern, i % (1 << run.format.width), run.format);
+      setPattern(b.get(), pattern, i >> run.format.width, run.format);
+    } else {
+      genRandFP(a, state, run.format, t);
+      genRandFP(b, state, run.format, t);
+    }
     mpfr_add(sums[0].get(), a.get(), b.get(), MPFR_RNDD);
     mpfr_add(sums[1].get(), a.get(), b.get(), MPFR_RNDU);
     mpfr_add(sums[2].get(), a.get(), b.get(), MPFR_RNDN);
     for (const Real* x : {&a, &b, &sums[0], &sums[1]}) {
-      filterAndPack(filtered.get(), significand.get(), pattern.get(), x->get());
+      if (run.exhaustive && (x == &a || x == &b)) continue;  // raw patterns
+      filterAndPack(run, filtered.get(), significand.get(), pattern.get(), x->get());
     }
     std::fwrite(inRow.data(), 1, inRow.size(), in);
     std::fwrite(outRow.data(), 1, outRow.size(), out);
@@ -118,7 +148,7 @@ double secondsOfBareLoop() {
   return processorSeconds() - start;
 }
 
-void vectorsOfFPAdd(benchmark::State& state) {
+void vectorsOfFPAdd(benchmark::State& state, const Run& run) {
   const auto folder =
       std::filesystem::temp_directory_path() / ("vectors_bench." + std::to_string(getpid()));
   const auto before = std::filesystem::current_path();
@@ -126,16 +156,19 @@ void vectorsOfFPAdd(benchmark::State& state) {
   std::filesystem::current_path(folder);
   double population = 1e9, bare = 1e9;  // the best of each: what else runs here only slows down
   for (auto _ : state) {
-    population = std::min(population, secondsOfPopulation());
-    bare = std::min(bare, secondsOfBareLoop());
+    population = std::min(population, secondsOfPopulation(run));
+    bare = std::min(bare, secondsOfBareLoop(run));
   }
   std::filesystem::current_path(before);
   std::filesystem::remove_all(folder);
-  state.counters["rows/s"] = kRows / population;
-  state.counters["bare_rows/s"] = kRows / bare;
+  state.counters["rows/s"] = run.rows / population;
+  state.counters["bare_rows/s"] = run.rows / bare;
   state.counters["ratio"] = bare / population;
 }
-BENCHMARK(vectorsOfFPAdd)->Unit(benchmark::kMillisecond)->Iterations(15);
+BENCHMARK_CAPTURE(vectorsOfFPAdd, random, kRandom)->Unit(benchmark::kMillisecond)->Iterations(15);
+BENCHMARK_CAPTURE(vectorsOfFPAdd, exhaustive, kExhaustive)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(15);
 
 }  // namespace
 

@@ -260,6 +260,10 @@ TEST(Refusals, SettingsThatNoUnitHasAreToldInOneLine) {
                 "FPAddInFPLib: the exponent range -300 to -128 is out of range -127 to 128 of a");
   expectRefusal("-injectTestVector 1 2.5 FPAdd 8 23",
                 "-injectTestVector: 1 values for the 2 inputs of FPAdd");
+  expectRefusal("-testbench 10 -injectTestVector 2 2.5 1e39 FPAdd 8 23",
+                "-injectTestVector: 1e+39 is out of the range of input b");
+  expectRefusal("-testbench 10 -exhaustiveTests FPAdd 8 23",
+                "-exhaustiveTests: 2^64 vectors or more, where 2147483647 are the most");
   expectRefusal("-constrainLatency 1 -frequency 400 FPAdd 8 23", "Latency 1 asked");
   for (const char* name : {"a/b", "..", "9x", "a__b", "a_", "_a", "a-b", "Entity", "module"})
     expectRefusal(fmt::format("-name {} FPAdd 8 23", name),

@@ -229,7 +229,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Road{"-frequency 500 -expRange 107 137 FPAcc 8 23 -22 14 10", 3, '1'},
                     Road{"-frequency 300 -wrapper FPAcc 5 10 -24 40 15", 3, '1'},
                     Road{"-frequency 500 LongAddSMultiBitGrowth 64 7"},
-                    Road{"-frequency 300 MultSchoolbookS 33"}, Road{"-frequency 500 Squarer 64"},
+                    Road{"-frequency 300 MultSchoolbookS 33"},
+                    Road{"-frequency 400 ModularMultBarrett 65"}, Road{"-frequency 500 Squarer 64"},
                     Road{"-frequency 500 IntCtPop 256 0"},
                     Road{"-frequency 300 RightShiftNoSticky 64 20 1"}));
 

@@ -1,5 +1,6 @@
 #!/bin/sh
-# The full replay: a pairwise cover of formats, settings and languages for every operator word.
+# The full replay: a pairwise cover of formats, settings and languages for every operator word, once
+# for each kind of vectors; and all pairs of FPLib patterns, which the files show few of.
 #   certify.sh PROGRAM FOLDER
 # Each case is one command with one result file under FOLDER; a run that was stopped goes on where it
 # was (delete FOLDER to begin anew). Ends with a summary in FOLDER/summary.txt; status 0 only when
@@ -9,7 +10,16 @@ here=$(dirname "$(realpath "$0")")
 program=$(realpath "$1")
 folder=$2
 mkdir -p "$folder/results"
-"$here/replay_cases.py" >"$folder/cases.txt"
+for kind in random exhaustive special sweeps further; do
+  "$here/replay_cases.py" --kind "$kind"
+done >"$folder/cases.txt"
+pairs=$folder/fplib_pairs.txt
+pairs_passed=yes
+for format in "2 1" "3 2" "4 3"; do
+  # shellcheck disable=SC2086
+  "$(dirname "$program")/fplib_pairs" $format || pairs_passed=no
+done >"$pairs"
+echo "$(grep -c '^ok' "$pairs" || true) of $(grep -c '^ok\|^FAILED' "$pairs" || true) sets of FPLib pairs passed"
 jobs=${JOBS:-$(nproc)}
 echo "$(wc -l <"$folder/cases.txt") cases, $jobs at a time"
 parallel --will-cite --jobs "$jobs" --resume-failed --joblog "$folder/jobs.log" \
@@ -23,6 +33,6 @@ passed=$(grep -c '^ok ' "$folder/verdicts.txt" || true)
 rows=$(sed -n 's/^ok \([0-9]*\) rows.*/\1/p' "$folder/verdicts.txt" | awk '{s += $1} END {print s + 0}')
 {
   echo "$passed of $total cases passed, $rows rows compared"
-  grep '^FAILED' "$folder/verdicts.txt" || true
+  grep -h '^FAILED' "$folder/verdicts.txt" "$pairs" || true
 } | tee "$folder/summary.txt"
-[ "$passed" = "$total" ]
+[ "$passed" = "$total" ] && [ "$pairs_passed" = yes ]

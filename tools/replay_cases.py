@@ -28,7 +28,7 @@ FORMATS = ["8 23", "5 10", "11 52", "4 3", "6 9", "2 1"]
 WIDTHS = ["1", "2", "8", "33", "64", "256"]
 ROUNDINGS = ["", "-correctRounding", "-correctRounding -roundType 1",
              "-correctRounding -roundType 2", "-correctRounding -roundType 3", "-error 2"]
-COMMON = {"pipelining": ["-pipelining 0", "-pipelining 1"],
+COMMON = {"pipelining": ["", "-pipelining 0", "-pipelining 1", "-pipelining 2", "-pipelining 3"],
           "frequency": ["-frequency 50", "-frequency 300", "-frequency 500"],
           "language": ["-lang VHDL", "-lang Verilog"]}
 
@@ -75,6 +75,7 @@ def words():
         rows["LongAdd" + sign + multi + growth + expert] = integer(further)
     for word in ("MultSchoolbook", "MultSchoolbookS", "Squarer"):
         rows[word] = integer()
+    rows["ModularMultBarrett"] = integer(widths=["1", "2", "4", "33", "64", "256"])
     rows["MultSchoolbookExpert"] = integer(widths=[
         "1 0 1 0", "2 1 2 0", "8 0 33 1", "33 1 8 1", "64 1 64 0", "256 0 64 1", "1 1 17 0"])
     rows["IntCtPop"] = integer(["0", "1"])

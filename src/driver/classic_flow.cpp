@@ -12,6 +12,8 @@
 #include "driver/run_state.h"
 #include "driver/usage_text.h"
 #include "driver/walk.h"
+#include "stimuli/exhaustive.h"
+#include "stimuli/injected.h"
 #include "util/failure.h"
 #include "util/features.h"
 #include "vectors/population.h"
@@ -80,13 +82,6 @@ void refuseUnavailable(const RunState& run) {
   if (run.evaluateAccuracy && (run.operatorType == FPMULTACC || run.operatorType == FPFOLDEDALU))
     util::exitWith({fmt::format("-evaluateAccuracy: the results of {} depend on more than one row",
                                 run.operatorWord)});
-  for (const auto& [asked, option] :
-       {std::pair{run.testing.enable, "-enable"}, std::pair{split, "-splitOutputPorts"}}) {
-    if (!asked) continue;
-    if (run.testCaseCount > 0)
-      util::exitWith({fmt::format("{}: this version has no test bench for it", option)});
-    std::fprintf(stderr, "Warning: %s does not change the unit in this version\n", option);
-  }
 }
 
 // Ends the run with one line when what the tests ask for fits no vector of this operator.
@@ -96,6 +91,11 @@ void checkTests(const RunState& run) {
     util::exitWith(
         {fmt::format("-injectTestVector: {} values for the {} inputs of {}",
                      testing.injectedVector.size(), run.inputs.size(), run.operatorWord)});
+  if (testing.injectTestVector) {
+    if (const auto reason = injectionRefused(run.inputs, testing)) util::exitWith({*reason});
+  }
+  if (run.testCaseCount > 0 && testing.exhaustiveTests)
+    getExhaustiveTestCount(run.inputs, testing);  // ends the run where they are too many
   if (testing.expRangeMin > testing.expRangeMax) return;
   for (const PortSpec& port : run.inputs) {
     const kiln::FloatingPoint* format = port.type.as_floating_point();

@@ -8,10 +8,10 @@
 // All combinations of input patterns, the first port moving fastest, each made from its index.
 
 // How many vectors there are. Without ranges the product, over the ports, of 2^width for a
-// fixed-point one and of 2^(wE + wF + 1) for a floating one, FPLib too. A value range counts its
-// size for each fixed-point port, and once for all floating ports up to the last one; an exponent
-// range replaces 2^wE by its size; a forced sign leaves its bit out. Ends the run with one line
-// where they are 2^31 or more.
+// fixed-point one and of 2^(wE + wF + 1) for a floating one, FPLib too. With a value range each
+// fixed-point port multiplies by its size, and a floating port makes it the total, whatever came
+// before. An exponent range, which then goes first, replaces 2^wE by its size; a forced sign leaves
+// its bit out. Ends the run with one line where they are 2^31 or more.
 int getExhaustiveTestCount(const PortSpecList& inPorts, const TestingOptions& t);
 
 // Makes vector `testIndex` of them; `values` has one element for each port already, whose storage

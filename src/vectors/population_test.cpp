@@ -157,6 +157,67 @@ TEST_F(Population, RepeatsByTheByteAndChangesWithTheCount) {
   EXPECT_NE(stimuli().substr(0, 78), first.substr(0, 78));
 }
 
+TEST_F(Population, RunsTheKindsOfTestsInOrderEachWithChannelsFromZero) {
+  in[0] = {"a", kiln::ieee(2, 1)};
+  in[1] = {"b", kiln::ieee(2, 1)};
+  randomTests(3);
+  t.exhaustiveTests = t.handTesting = t.specialCaseTests = t.injectTestVector = true;
+  t.componentType = 57;  // a sine
+  t.piTestMultiples = 2;
+  t.piTestInterval = 3;
+  for (const double x : {1.5, -2.0}) {
+    mpfr_set_d(t.injectedVector.emplace_back(100).get(), x, MPFR_RNDN);
+  }
+  EXPECT_EQ(populate(1), 3 + 256 + 6 + 36 + 169 + 1);
+  std::istringstream rows(stimuli());
+  std::string valid, channel, a, b;
+  for (const int count : {3, 256, 6, 36, 169, 1}) {
+    for (int i = 0; i < count; ++i) {
+      ASSERT_TRUE(rows >> valid >> channel >> a >> b);
+      EXPECT_EQ(valid + channel, fmt::format("1{:08b}", i % 256));
+      const std::string expected = count == 256  ? fmt::format("{:08b}", i)
+                                   : count == 6  ? b + b
+                                   : count == 36 ? "01110111"
+                                                 : b + a;
+      EXPECT_EQ(b + a, expected);
+    }
+  }
+  EXPECT_EQ(a + b, "00111100");
+  rows >> valid;
+  EXPECT_EQ(valid, "0");
+  EXPECT_NE(
+      console.find("RandomTestCount = 3\n\n Should generate at least 256 test vectors \n0% ["),
+      std::string::npos);
+  EXPECT_EQ(std::ranges::count(console, '\n'), 2 + 1 + 2 + 6);
+  t.componentType = 59;  // not periodic, no hand tests
+  EXPECT_EQ(populate(1), 3 + 256 + 169 + 1);
+}
+
+TEST_F(Population, BeginsWithDirectedSweepsWhereASumOrProductWantsThem) {
+  t.cancellationTests = t.nearInfinityTests = t.nearZeroTests = true;
+  t.componentType = FPADD;
+  randomTests(20);
+  const int rows = populate(2);
+  EXPECT_GE(rows, 2 * 1000 + 20);
+  EXPECT_EQ(std::ranges::count(stimuli(), '\n'), rows + 2);
+  EXPECT_EQ(std::ranges::count(responses(), '\n'), rows + 2);
+  const std::string first = stimuli() + responses();
+  populate(2);
+  EXPECT_EQ(stimuli() + responses(), first);
+  t.componentType = 24;
+  EXPECT_EQ(populate(2), 20);
+}
+
+TEST_F(Population, WarnsOfSpecialCasesThatItCannotCount) {
+  t.specialCaseTests = true;
+  in.push_back("c", kiln::FixedPoint(28, 0, false));
+  populate();
+  EXPECT_NE(errors.find("Warning: -specialCaseTests: "), std::string::npos);
+  in[2] = {"c", kiln::FixedPoint(1, 0, false)};
+  EXPECT_EQ(populate(), 338);
+  EXPECT_EQ(errors.find("Warning"), std::string::npos);
+}
+
 TEST_F(Population, PrintsTheUsersRoundingAtABoundOfHalf) {
   randomTests(200);
   t.genNaNs = false;
@@ -207,6 +268,18 @@ TEST_F(Population, RefusesTheUsersMistakesBeforeAnyFile) {
                 "^Rounding mode is an option in the range 0-3\n$"},
            {[](auto& o) { o.expRangeMin = 200, o.expRangeMax = 300; },
             "^-expRange 200 300: outside the exponents -126 to 127 of input a\n$"},
+           {[](auto& o) {
+              o.expRangeMin = 128, o.expRangeMax = 128;
+              o.randomTests = false, o.cancellationTests = true, o.componentType = FPADD;
+            },
+            "^-expRange 128 128: outside"},
+           {[](auto& o) { o.exhaustiveTests = true; }, "^-exhaustiveTests: 2.64 vectors or more"},
+           {[](auto& o) { o.injectTestVector = true; },
+            "^-injectTestVector: 0 values for 2 inputs"},
+           {[](auto& o) {
+              o.piTestMultiples = 1 << 20, o.piTestInterval = 1 << 11, o.componentType = 57;
+            },
+            "^-piTesting: 2147483648 vectors, where 2147483647 are the most\n$"},
            {[](auto& o) { o.errorBounds = {1e12f}; }, "^-error 1000000000000: .*output q"},
            {[](auto& o) { o.errorBounds = {NAN}; }, "^-error nan"},
        }) {
@@ -264,28 +337,51 @@ void* countedRealloc(void* block, std::size_t, std::size_t size) {
 }
 void countedFree(void* block, std::size_t) { std::free(block); }
 
+// Allocations of a run after one that fills the storage that is kept.
+template <typename Populate>
+long allocationsOf(Populate populate) {
+  mp_set_memory_functions(countedMalloc, countedRealloc, countedFree);
+  const long start = allocations;
+  populate();
+  const long made = allocations - start;
+  mp_set_memory_functions(nullptr, nullptr, nullptr);
+  return made;
+}
+
 TEST_F(Population, NeedsNoMoreMemoryForMoreRows) {
+  const PortSpecList floating = in;
   in.push_back("c", kiln::FixedPoint(100, 3, true));
   t.errorBounds = {3};
-  randomTests(2000);
-  populate();  // fills the storage that is kept
-  mp_set_memory_functions(countedMalloc, countedRealloc, countedFree);
-  const auto allocated = [&](int rows) {
-    const long start = allocations;
-    randomTests(rows);
+  const auto expectNoGrowth = [&](auto prepare) {
+    prepare(2000);
     populate();
-    return allocations - start;
+    const auto allocated = [&](int size) {
+      prepare(size);
+      return allocationsOf([&] { populate(); });
+    };
+    const long few = allocated(1000), many = allocated(20000);
+    EXPECT_GT(few, 0);
+    EXPECT_LE(many, few + 10);
   };
-  const long few = allocated(1000), many = allocated(20000);
-  mp_set_memory_functions(nullptr, nullptr, nullptr);
-  EXPECT_GT(few, 0);
-  EXPECT_LE(many, few + 10);
+  expectNoGrowth([&](int rows) { randomTests(rows); });
   rusage before, after;
   getrusage(RUSAGE_SELF, &before);
   randomTests(60000);
   populate();
   getrusage(RUSAGE_SELF, &after);
   EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 2048);
+
+  in = floating;
+  t.randomTests = false;
+  t.exhaustiveTests = true;
+  t.valRangeMin = util::MPZ::powerOfTwo(40);
+  expectNoGrowth([&](int rows) { t.valRangeMax = t.valRangeMin + util::MPZ(rows); });
+  t.exhaustiveTests = false;
+  t.cancellationTests = t.nearZeroTests = true;
+  t.componentType = FPADD;
+  expectNoGrowth([&](int rows) { t.testCount = rows / 100; });
+  t.componentType = 57;
+  expectNoGrowth([&](int rows) { t.piTestMultiples = rows; });
 }
 
 }  // namespace

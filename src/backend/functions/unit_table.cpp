@@ -6,7 +6,7 @@
 #include "backend/functions/float_mult_add.h"
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
-#include "backend/functions/int_product.h"
+#include "backend/functions/int_modular.h"
 #include "backend/functions/sequencers/float_acc.h"
 #include "backend/functions/sequencers/float_mult_acc.h"
 #include "backend/functions/unit.h"
@@ -17,7 +17,8 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatMultAddUnits, floatMultAccUnits, floatAccUnits, floatAbsUnits,
+    floatAddUnits, floatMultUnits, floatMultAddUnits, floatMultAccUnits, floatAccUnits,
+    floatAbsUnits, longAddUnits,   modularUnits,      bitUnits,
 };
 
 }  // namespace

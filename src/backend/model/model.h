@@ -93,6 +93,8 @@ class CSynthSingleEntity : public CSynth {
   void buildCircuit(functions::Request request);
   void writeFile(const std::string& ending, const std::string& text, bool executable = false);
   void writeRecord() const;
+  bool splitsOutputs() const;
+  std::vector<int> outputLatencies() const;
   hdl::Design design() const;
   std::string entityName() const;
   std::vector<std::string> headerLines() const;

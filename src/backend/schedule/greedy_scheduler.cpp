@@ -53,9 +53,20 @@ class Greedy {
 
   int arrivalOfOperands(NodeId id, int cycle) const {
     int arrival = 0;
-    for (const NodeId operand : graph.operands(id))
-      arrival = std::max(arrival, arrivalIn(operand, cycle));
+    for (const NodeId operand : graph.operands(id)) {
+      const bool waits = cycle == places[operand.index].cycle && leavesBlock(operand, id);
+      arrival = std::max(arrival, waits ? StageModel::kNever : arrivalIn(operand, cycle));
+    }
     return arrival;
+  }
+
+  bool leavesBlock(NodeId id) const {
+    return !request.blocks.empty() && request.blocks[id.index] != Request::kOpen;
+  }
+  bool leavesBlock(NodeId id, NodeId reader) const {
+    return leavesBlock(id) && !isWiring(graph.node(reader)) &&
+           request.blocks[id.index] != request.blocks[reader.index] &&
+           model.loops.setOf(id) != model.loops.setOf(reader);
   }
 
   int earliestCycle(NodeId id) const {
@@ -149,7 +160,8 @@ class Greedy {
     std::vector<int> cycles;
     for (const graph::Port& port : graph.outputs()) {
       const Place& place = places[port.signal.node.index];
-      const bool waits = place.arrival == StageModel::kNever && !request.registerOutputs;
+      const bool waits = (place.arrival == StageModel::kNever || leavesBlock(port.signal.node)) &&
+                         !request.registerOutputs;
       const int shown = std::max(request.registerInputs ? 1 : 0, place.cycle + (waits ? 1 : 0));
       cycles.push_back(shown + (request.registerOutputs ? 1 : 0));
     }

@@ -13,6 +13,12 @@ struct Request {
   bool registerInputs;
   bool registerOutputs;
   std::span<const int> outputGroups;  // as in ScheduleOptions
+  int shortestPeriod = 0;             // the smallest `period` that could be asked, in ps
+  // A number for each node, or none at all: the greedy schedule has a register between a node and
+  // readers with another number, but behind those with kOpen; outputs have none of these numbers.
+  // Wiring reads as if it had the number of what it reads.
+  std::span<const int> blocks = {};
+  static constexpr int kOpen = -1;
 };
 
 // Each node as soon as possible, by (cycle, arrival), a loop as if it were one node; the outputs of

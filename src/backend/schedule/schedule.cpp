@@ -6,8 +6,11 @@
 #include <cmath>
 
 #include "backend/schedule/checker.h"
+#include "backend/schedule/fewest_registers_scheduler.h"
 #include "backend/schedule/greedy_scheduler.h"
+#include "backend/schedule/scopes_scheduler.h"
 #include "backend/schedule/stage_model.h"
+#include "backend/schedule/timed_scheduler.h"
 #include "backend/schedule/wiring_placement.h"
 
 namespace schedule {
@@ -19,16 +22,19 @@ using graph::Op;
 
 namespace {
 
+// `run` finds the cycles of the outputs. With `refine` the cycles of all else follow for those, or
+// for later ones that are asked for; without it `run` gives them, but for wiring.
 struct StrategyRow {
   Strategy strategy;
   Schedule (*run)(const StageModel&, const Request&);
+  Schedule (*refine)(const StageModel&, const Request&, const Schedule& earliest) = nullptr;
 };
 constexpr StrategyRow kStrategies[] = {
     {Strategy::kCombinational, combinationalSchedule},
     {Strategy::kGreedy, greedySchedule},
-    {Strategy::kTimed, greedySchedule},
-    {Strategy::kScopes, greedySchedule},
-    {Strategy::kFewestRegisters, greedySchedule},
+    {Strategy::kTimed, greedySchedule, timedSchedule},
+    {Strategy::kScopes, scopesSchedule},
+    {Strategy::kFewestRegisters, greedySchedule, fewestRegisters},
 };
 
 constexpr bool rowsFollowStrategies() {
@@ -176,22 +182,28 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   const bool cuts = options.strategy != Strategy::kCombinational;
   Scheduled result;
   result.period = options.period;
-  if (const IndivisibleStep slowest = slowestStep(model);
-      cuts && slowest.stage > options.period.value) {
+  const IndivisibleStep slowest = slowestStep(model);
+  if (cuts && slowest.stage > options.period.value) {
     result.warning = tooFast(model, slowest, options.period.value);
     result.period = {slowest.stage};
   }
   const Request request{result.period.value, options.registerInputs, options.registerOutputs,
-                        options.outputGroups};
-  result.schedule = kStrategies[static_cast<int>(options.strategy)].run(model, request);
+                        options.outputGroups, slowest.stage};
+  const StrategyRow& strategy = kStrategies[static_cast<int>(options.strategy)];
+  result.schedule = strategy.run(model, request);
 
   const int shortest = result.schedule.latency(), wanted = options.latency.value_or(shortest);
   if (wanted < shortest) return tooShort(wanted, shortest, request.period);
-  if (options.latency) std::ranges::fill(result.schedule.cycleByOutput, shortest);
-  placeWiring(graph, result.schedule);
-  if (wanted > shortest) {
-    lengthen(model, result.schedule, wanted - shortest, request);
+  if (options.latency)
+    std::ranges::fill(result.schedule.cycleByOutput, strategy.refine ? wanted : shortest);
+  if (strategy.refine) {
+    result.schedule = strategy.refine(model, request, result.schedule);
+  } else {
     placeWiring(graph, result.schedule);
+    if (wanted > shortest) {
+      lengthen(model, result.schedule, wanted - shortest, request);
+      placeWiring(graph, result.schedule);
+    }
   }
 
   ScheduleOptions met = options;
