@@ -16,6 +16,7 @@ using graph::Signal;
 
 namespace {
 
+constexpr int kMinimumLatency = 1;
 constexpr std::size_t kSum = 0;  // place in the variant
 enum Input { kContinues, kFirst, kSecond, kLastResult };
 
@@ -133,8 +134,8 @@ std::optional<std::string> refuseMultAcc(const Request& request) {
   return refuseMixedWidths(request);
 }
 
-constexpr UnitRow kRows[] = {
-    {"CFloatMultAcc", evaluateMultAcc, decomposeMultAcc, refuseMultAcc, Protocol::kAccumulate}};
+constexpr UnitRow kRows[] = {{"CFloatMultAcc", evaluateMultAcc, decomposeMultAcc, refuseMultAcc,
+                              Protocol::kAccumulate, kMinimumLatency}};
 
 }  // namespace
 
