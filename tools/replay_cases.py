@@ -28,7 +28,7 @@ FORMATS = ["8 23", "5 10", "11 52", "4 3", "6 9", "2 1"]
 WIDTHS = ["1", "2", "8", "33", "64", "256"]
 ROUNDINGS = ["", "-correctRounding", "-correctRounding -roundType 1",
              "-correctRounding -roundType 2", "-correctRounding -roundType 3", "-error 2"]
-COMMON = {"pipelining": ["-pipelining 0", "-pipelining 1"],
+COMMON = {"pipelining": ["", "-pipelining 0", "-pipelining 1", "-pipelining 2", "-pipelining 3"],
           "frequency": ["-frequency 50", "-frequency 300", "-frequency 500"],
           "language": ["-lang VHDL", "-lang Verilog"]}
 
@@ -58,8 +58,13 @@ def words():
                     rows[operation + path + side + out] = floating()
     for word in ("FPAddExpert", "FPSubExpert", "FPAddSubExpert"):
         rows[word] = floating(EXPERT)
-    for word in ("FPAddSub", "FPFusedAddSub", "FPMul", "FPMulOutFPLib", "FPAbs"):
+    for word in ("FPAddSub", "FPFusedAddSub", "FPMul", "FPMulOutFPLib", "FPAbs", "FPMultAdd",
+                 "FPMultSub", "FPAccHard"):
         rows[word] = floating()
+    rows["FPMultAcc"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "2 1"])
+    rows["FPAcc"] = dict(floating(), parameters=[
+        "8 23 -20 20 15", "8 23 -149 130 127", "5 10 -24 20 15", "11 52 -60 60 20",
+        "4 3 -9 9 7", "2 1 -1 4 1", "8 23 -180 -100 -120"])
     rows["FPMulExpert"] = dict(floating(["0", "1"]), parameters=[
         "8 23 8 23 8 23", "5 10 8 23 8 23", "11 52 8 23 5 10", "4 3 4 3 6 9", "6 9 5 10 4 3",
         "2 1 2 1 2 1", "8 7 8 7 11 52"])
@@ -70,6 +75,7 @@ def words():
         rows["LongAdd" + sign + multi + growth + expert] = integer(further)
     for word in ("MultSchoolbook", "MultSchoolbookS", "Squarer"):
         rows[word] = integer()
+    rows["ModularMultBarrett"] = integer(widths=["1", "2", "4", "33", "64", "256"])
     rows["MultSchoolbookExpert"] = integer(widths=[
         "1 0 1 0", "2 1 2 0", "8 0 33 1", "33 1 8 1", "64 1 64 0", "256 0 64 1", "1 1 17 0"])
     rows["IntCtPop"] = integer(["0", "1"])
@@ -87,12 +93,17 @@ CORRECT = ["", "-correctRounding"]
 
 
 def exhaustive(word, settings):
-    if not word.startswith("FP"):
+    if not word.startswith("FP") or word == "FPMultAcc":
         return None
+    if word == "FPAcc":
+        return dict(settings, parameters=["4 3 -9 9 7", "2 1 -1 4 1", "3 2 -3 2 1"],
+                    tests=["-testbench 10 -exhaustiveTests"])
     formats = SMALL_EXPERT if word == "FPMulExpert" else SMALL
     ranges = ["20 51", "700 2400"]
     if word.startswith("FPAddSub"):  # a third input, which takes the range too
         formats, ranges = formats[:2], ["0 60"]
+    if word in ("FPMultAdd", "FPMultSub"):
+        formats, ranges = formats[:1], ["3 14"]
     return dict(settings, parameters=formats, tests=["-testbench 10 -exhaustiveTests"] + [
         f"-testbench 10 -exhaustiveTests -valRange {bounds}" for bounds in ranges])
 
@@ -101,11 +112,14 @@ def special(word, settings):
     if not word.startswith("FP"):
         key = next(k for k in SMALL_WIDTHS if k in word)
         settings = dict(settings, parameters=SMALL_WIDTHS[key])
+    if word == "FPMultAcc":  # has random rows only
+        return None
     return dict(settings, tests=["-testbench 10 -specialCaseTests"])
 
 
 def sweeps(word, settings):
-    if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert") or not word.startswith("FP") \
+    if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", "FPMultAcc",
+                "FPAccHard", "FPAcc") or not word.startswith("FP") \
             or word.startswith("FPAddSub"):
         return None
     tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
@@ -119,8 +133,12 @@ def further(word, settings):
     if word.startswith("FP"):
         tests = ["-testbench 20 -allTests", "-testbench 20 -handTesting",
                  "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]
-        if not word.startswith("FPAddSub") and word != "FPAbs":
-            tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
+        if word in ("FPMultAdd", "FPMultSub"):
+            tests.append("-testbench 20 -injectTestVector 3 1.25 -0.5 0.75")
+        elif word == "FPMultAcc":
+            tests.pop(1)  # its population has no vectors by hand
+        elif not word.startswith("FPAddSub") and word not in ("FPAbs", "FPAcc", "FPAccHard"):
+            tests.append("-testbench 20 -injectTestVector 2 1.25 -0.5")
         return dict(settings, rounding=CORRECT, tests=tests)
     settings = dict(settings, tests=["-testbench 200 -randomTests -valRange 0 1",
                                      "-testbench 20 -allTests"])

@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cstdio>
 
+#include "accuracy/evaluate_accuracy.h"
 #include "backend/kiln/attributes.h"
 #include "driver/report.h"
 #include "driver/run_state.h"
@@ -72,18 +73,15 @@ void completeErrorBounds(RunState& run) {
 
 // Ends the run with one line, before anything is written, when it asks for what this version lacks.
 void refuseUnavailable(const RunState& run) {
-  if (run.evaluateAccuracy)
-    util::exitWith({"-evaluateAccuracy: this version does not evaluate simulation results"});
   if (run.generateProject)
     util::exitWith({"-generateFathomProject: this version writes no compile project"});
   const bool split = run.built.model->getOptionValue(CSynthSingleEntity::optionSplitOutputPorts);
-  for (const auto& [asked, option] :
-       {std::pair{run.testing.enable, "-enable"}, std::pair{split, "-splitOutputPorts"}}) {
-    if (!asked) continue;
-    if (run.testCaseCount > 0)
-      util::exitWith({fmt::format("{}: this version has no test bench for it", option)});
-    std::fprintf(stderr, "Warning: %s does not change the unit in this version\n", option);
-  }
+  if (run.evaluateAccuracy && split)
+    util::exitWith(
+        {"-evaluateAccuracy: reads one result file; -splitOutputPorts makes one for each output"});
+  if (run.evaluateAccuracy && (run.operatorType == FPMULTACC || run.operatorType == FPFOLDEDALU))
+    util::exitWith({fmt::format("-evaluateAccuracy: the results of {} depend on more than one row",
+                                run.operatorWord)});
 }
 
 // Ends the run with one line when what the tests ask for fits no vector of this operator.
@@ -168,6 +166,14 @@ void generate(RunState& run) {
   if (run.testing.generateCSimulationModel) model.WriteSoftwareModel();
 }
 
+void evaluateSimulation(RunState& run, int latency) {
+  if (!run.evaluateAccuracy) return;
+  const device::ScopedModelAdjustment adjustment(*run.device,
+                                                 run.modelOptions.modelSpecificAdjustment());
+  evaluateAccuracy(run.built.testUnit, run.inputs, run.outputs, latency, run.testing,
+                   run.stimuliFile, run.responseFile);
+}
+
 void writeTestBench(RunState& run, int latency) {
   if (run.testCaseCount <= 0) return;
   run.built.model->WriteAutomaticModelIPTestBench();
@@ -202,6 +208,7 @@ int runClassicFlow(util::Words line) {
   setBenchSeverity(run);
   generate(run);
   const int latency = reportResults(run);
+  evaluateSimulation(run, latency);
   writeTestBench(run, latency);
   return 0;
 }

@@ -14,6 +14,9 @@ constexpr Parameter kProductFormats[] = {
     exponentWidth("wEA"), fractionWidth("wFA"), exponentWidth("wEB"),      fractionWidth("wFB"),
     exponentWidth("wER"), fractionWidth("wFR"), choice("ieeeTieBreakRule")};
 
+constexpr Parameter kLongAccumulator[] = {exponentWidth("wE"), fractionWidth("wF"),
+                                          weight("lsbA"), weight("msbA"), weight("maxMSBX")};
+
 // The two ways of writing a number of the operator's own format on a port.
 enum Form { kIeee, kLib };
 
@@ -55,6 +58,31 @@ Ports sumAndDifference(const Parameters& p) {
   return ports;
 }
 
+Ports multiplyAdd(const Parameters& p) {
+  Ports ports = binary(p);
+  ports.in.push_back("c", format(p, kIeee));
+  return ports;
+}
+
+template <bool Product>
+Ports accumulation(const Parameters& p) {
+  Ports ports;
+  ports.in.push_back("acc", bits(1));
+  ports.in.push_back("a", format(p, kIeee));
+  if (Product) ports.in.push_back("b", format(p, kIeee));
+  ports.out.push_back("q", format(p, kIeee));
+  return ports;
+}
+
+Ports longAccumulation(const Parameters& p) {
+  Ports ports;
+  ports.in.push_back("x", format(p, kIeee));
+  ports.in.push_back("n", bits(1));
+  ports.out.push_back("r", format(p, kIeee));
+  for (const char* flag : {"xo", "xu", "ao"}) ports.out.push_back(flag, bits(1));
+  return ports;
+}
+
 Ports mixedProduct(const Parameters& p) {
   Ports ports;
   ports.in.push_back("a", kiln::ieee(p[1], p[2]));
@@ -68,6 +96,9 @@ template <bool Subtract>
 std::vector<std::int64_t> expertSum(const Parameters& p) {
   return {Subtract, p[4] > 0, p[3] <= 0, p[5] > 0};
 }
+
+// CFloatAcc: lsbA, msbA, maxMSBX.
+std::vector<std::int64_t> accumulatorBits(const Parameters& p) { return {p[3], p[4], p[5]}; }
 
 // CFloatMult: 0, 0, tiesAway, 0.
 std::vector<std::int64_t> expertProduct(const Parameters& p) { return {0, 0, p[7] <= 0, 0}; }
@@ -109,6 +140,10 @@ constexpr OperatorRow kRows[] = {
     {"FPSubDualPathInFPLibXOutFPLib", kFormat, binary<kLib, kIeee, kLib>, "FPSub", kDual, 15, "CFloatAdd", kDualDifference, "fpSubTest"},
     {"FPSubDualPathInFPLibYOutFPLib", kFormat, binary<kIeee, kLib, kLib>, "FPSub", kDual, 15, "CFloatAdd", kDualDifference, "fpSubTest"},
     {"FPAddExpert", kExpertFormat, binary, "FPAdd", kSingle, 15, "CFloatAdd", expertSum<false>, "fpAddTest"},
+    {"FPMultAcc", kFormat, accumulation<true>, "FPMultAcc", "hard DSP", 26, "CFloatMultAcc", always<0>, "fpMultAccTest"},
+    {"FPMultAdd", kFormat, multiplyAdd, "FPMultAdd", "multadd", 27, "CFloatMultAdd", always<0>, "fpMultAddTest"},
+    {"FPMultSub", kFormat, multiplyAdd, "FPMultSub", "multsub", 28, "CFloatMultAdd", always<1>, "fpMultAddTest"},
+    {"FPAccHard", kFormat, accumulation<false>, "FPAccHard", "hard DSP", 29, "CFloatMultAcc", always<1>, "fpAccTest"},
     {"FPAddSub", kFormat, addSub, "FPAddSub", kSingle, 24, "CFloatAddSub", kSum, "fpAddSubTest"},
     {"FPAddSubExpert", kExpertFormat, addSubExpert, "FPAddSub", kSingle, 24, "CFloatAddSub", expertSum<false>, "fpAddSubTest"},
     {"FPSubExpert", kExpertFormat, binary, "FPSub", kSingle, 15, "CFloatAdd", expertSum<true>, "fpSubTest"},
@@ -117,6 +152,7 @@ constexpr OperatorRow kRows[] = {
     {"FPMul", kFormat, binary, "FPMul", "", 17, "CFloatMult", always, "fpMulTest"},
     {"FPMulExpert", kProductFormats, mixedProduct, "FPMul", "", 18, "CFloatMult", expertProduct, "fpMulTest"},
     {"FPMulOutFPLib", kFormat, binary<kIeee, kIeee, kLib>, "FPMul", "", 17, "CFloatMult", always, "fpMulTest"},
+    {"FPAcc", kLongAccumulator, longAccumulation, "FPAcc", "", 14, "CFloatAcc", accumulatorBits, "fpAccTest"},
 };
 // clang-format on
 

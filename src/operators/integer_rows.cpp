@@ -57,8 +57,18 @@ Ports square(const Parameters& p) {
   return ports;
 }
 
+// Two factors, a modulus and the modulus's reciprocal.
+Ports barrettProduct(const Parameters& p) {
+  Ports ports;
+  for (const char* name : {"x", "y", "z"}) ports.in.push_back(name, bits(p[1]));
+  ports.in.push_back("v", bits(p[1] + 1));
+  ports.out.push_back("r", bits(p[1]));
+  return ports;
+}
+
 // DMFxPModularMult: architecture.
 constexpr auto kSchoolbook = always<2>;
+constexpr auto kBarrett = always<14>;
 constexpr auto kSquare = always<19>;
 // Exact integers at any width in range.
 constexpr int kIntegerPrecision = 10000;
@@ -132,6 +142,7 @@ constexpr OperatorRow kRows[] = {
     // word, parameters, ports, component, method, type, unit, variant, unit's name, twin's name, precision
     {"RightShiftNoSticky", kShift, rightShift, "RightShiftNoSticky", "na", 1, "CBarrelShift", shiftLimit, "rightShiftTest"},
     {"IntCtPop", kCount, countOnes, "IntCtPop", "AUTO", 103, "CCtpop", always, "CTPop"},
+    {"ModularMultBarrett", kFactor, barrettProduct, "ModularMult", "polynomial approximation", MODULAR_MULT_BARRETT, "DMFxPModularMult", kBarrett, "modularMult", "", kIntegerPrecision},
     {"MultSchoolbook", kFactor, evenProduct<false>, "SchoolbookMult", kClassical, 102, "DMFxPModularMult", kSchoolbook, "schoolbookMult", "schoolbookTestBench", kIntegerPrecision},
     {"MultSchoolbookS", kFactor, evenProduct<true>, "SchoolbookMult", kClassical, 102, "DMFxPModularMult", kSchoolbook, "schoolbookMult", "schoolbookTestBench", kIntegerPrecision},
     {"MultSchoolbookExpert", kFactors, mixedProduct, "SchoolbookMult", kClassical, 102, "DMFxPModularMult", kSchoolbook, "schoolbookMult", "schoolbookTestBench", kIntegerPrecision},

@@ -203,6 +203,15 @@ const RowCase kCases[] = {
      "AUTO",
      103,
      "CCtpop"},
+    {"ModularProduct",
+     "ModularMultBarrett 8",
+     "x:fixed(8,0,0) y:fixed(8,0,0) z:fixed(8,0,0) v:fixed(9,0,0)",
+     "r:fixed(8,0,0)",
+     {14},
+     "ModularMult",
+     "polynomial approximation",
+     112,
+     "DMFxPModularMult"},
     {"UnsignedProduct",
      "MultSchoolbook 8",
      "x:fixed(8,0,0) y:fixed(8,0,0)",
@@ -322,10 +331,26 @@ TEST(OperatorChain, ComparesWordsInItsFixedOrder) {
         for (const char* side : {"InFPLib", "InFPLibX", "InFPLibY"})
           expected.push_back(operation + path + side + out);
   }
-  for (const char* word :
-       {"FPAddExpert", "FPAddSub", "FPAddSubExpert", "FPSubExpert", "FPFusedAddSub", "FPAbs",
-        "FPMul", "FPMulExpert", "FPMulOutFPLib", "RightShiftNoSticky", "IntCtPop", "MultSchoolbook",
-        "MultSchoolbookS", "MultSchoolbookExpert"})
+  for (const char* word : {"FPAddExpert",
+                           "FPMultAcc",
+                           "FPMultAdd",
+                           "FPMultSub",
+                           "FPAccHard",
+                           "FPAddSub",
+                           "FPAddSubExpert",
+                           "FPSubExpert",
+                           "FPFusedAddSub",
+                           "FPAbs",
+                           "FPMul",
+                           "FPMulExpert",
+                           "FPMulOutFPLib",
+                           "FPAcc",
+                           "RightShiftNoSticky",
+                           "IntCtPop",
+                           "ModularMultBarrett",
+                           "MultSchoolbook",
+                           "MultSchoolbookS",
+                           "MultSchoolbookExpert"})
     expected.push_back(word);
   for (const char* ending : {"", "Expert", "BitGrowth", "BitGrowthExpert"}) {
     // The words of one ending: LongAdd, LongAddS, LongAddMulti, LongAddSMulti.

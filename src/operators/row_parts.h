@@ -22,6 +22,8 @@ constexpr Parameter fractionWidth(std::string_view name) {
 }
 constexpr Parameter integerWidth(std::string_view name) { return {name, 1, kMaxWidth}; }
 constexpr Parameter factorWidth(std::string_view name) { return {name, 1, kMaxFactorWidth}; }
+// The weight of a bit, as a power of two.
+constexpr Parameter weight(std::string_view name) { return {name}; }
 constexpr Parameter choice(std::string_view name) { return {name}; }
 
 inline kiln::FixedPoint integer(int width, bool isSigned) { return {width, 0, isSigned}; }

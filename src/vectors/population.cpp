@@ -4,8 +4,6 @@
 #include <gmp.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <functional>
 #include <limits>
 #include <optional>
@@ -20,8 +18,11 @@
 #include "stimuli/random.h"
 #include "stimuli/special_cases.h"
 #include "util/failure.h"
-#include "util/random.h"
+#include "vectors/barrett_population.h"
 #include "vectors/directed_sweeps.h"
+#include "vectors/enable_population.h"
+#include "vectors/mac_population.h"
+#include "vectors/population_parts.h"
 #include "vectors/reference.h"
 #include "vectors/stm_writer.h"
 
@@ -80,17 +81,7 @@ std::vector<Category> categoriesOf(const PortSpecList& inPorts, const TestingOpt
 // A reason why no vectors can be made, found before any file is.
 std::optional<std::string> refusal(const PortSpecList& inPorts, const PortSpecList& outPorts,
                                    const TestingOptions& options) {
-  struct Special {
-    componentType type;
-    const char* name;
-  };
-  for (const auto& [type, name] : {Special{FPMULTACC, "FPMultAcc"},
-                                   {FPFOLDEDALU, "FPFoldedALU"},
-                                   {MODULAR_MULT_BARRETT, "Barrett's modular product"}}) {
-    if (options.componentType == type) return fmt::format("{}: no vectors for it yet", name);
-  }
-  if (options.hasSplitOutputPorts()) return "-splitOutputPorts: no vectors with it yet";
-  if (options.enable) return "-enable: no vectors with it yet";
+  if (options.componentType == FPFOLDEDALU) return "FPFoldedALU: no vectors for it yet";
   if (options.injectTestVector) {
     if (auto reason = injectionRefused(inPorts, options)) return reason;
   }
@@ -116,54 +107,6 @@ std::optional<std::string> refusal(const PortSpecList& inPorts, const PortSpecLi
   return std::nullopt;
 }
 
-// The GMP state of one population, from which significands and patterns come.
-struct RandomState {
-  explicit RandomState(int seed) {
-    gmp_randinit_mt(state);
-    gmp_randseed_ui(state, static_cast<unsigned long>(seed));
-    util::restartRandom();
-  }
-  ~RandomState() { gmp_randclear(state); }
-  RandomState(const RandomState&) = delete;
-  RandomState& operator=(const RandomState&) = delete;
-  gmp_randstate_t state;
-};
-
-// The two files while they are written. Ends the run, and leaves neither, if one cannot be.
-class VectorFiles {
- public:
-  explicit VectorFiles(const std::string& name) : name(name) { openStimultiFiles(in, out, name); }
-  void check() {
-    if (std::ferror(in) || std::ferror(out)) fail();
-  }
-  void close() {
-    const bool inWritten = std::fclose(in) == 0;
-    const bool outWritten = std::fclose(out) == 0;
-    if (!inWritten || !outWritten) fail();
-  }
-
-  FILE* in = nullptr;
-  FILE* out = nullptr;
-
- private:
-  [[noreturn]] void fail() {
-    const int reason = errno;
-    std::remove(stimulusPath(name).c_str());
-    std::remove(responsePath(name).c_str());
-    util::exitWith(
-        {fmt::format("./{}: {}: the vectors cannot be written", name, std::strerror(reason))});
-  }
-
-  std::string name;
-};
-
-// The evaluations of one vector and what they need; storage is kept from row to row.
-struct Evaluations {
-  std::vector<mpfr_rnd_t> roundUp, roundDown, roundUser;
-  std::vector<unsigned> precisions;
-  std::vector<NumValue> down, up, nearest;
-};
-
 void drawProgress(int current, int total) {
   constexpr int kColumns = 40;
   const float done = total < 1 ? 1.0f : static_cast<float>(current) / static_cast<float>(total);
@@ -185,9 +128,7 @@ int populateGeneric(CFuncUnitFunctionInterface& unit, const std::string& baseNam
                  "Warning: -specialCaseTests: the combinations of all ports are too many to "
                  "count, some are left out\n");
   }
-  Evaluations e;
-  populateRoundingAndPrecisionVectors(outPorts, options, e.roundUp, e.roundDown, e.roundUser,
-                                      e.precisions);
+  Evaluations e(outPorts, options);
   VectorFiles files(baseName);
   std::printf("RandomTestCount = %d\n", options.testCount);
   if (options.exhaustiveTests) {
@@ -212,9 +153,7 @@ int populateGeneric(CFuncUnitFunctionInterface& unit, const std::string& baseNam
         loam_assert_handler("!options.useExecuteModel", "cmdGauge", __LINE__, __func__,
                             "Code should be unreachable");
       }
-      unit.evaluate(e.down, stimulus, e.precisions, e.roundDown, options.subnormals);
-      unit.evaluate(e.up, stimulus, e.precisions, e.roundUp, options.subnormals);
-      unit.evaluate(e.nearest, stimulus, e.precisions, e.roundUser, options.subnormals);
+      e.evaluate(unit, stimulus, options.subnormals);
       filterAndOutToFile(outPorts, e.down, e.up, e.nearest, e.precisions, inPorts, stimulus,
                          options, files.in, files.out, channel);
       ++testCaseCount;
@@ -235,26 +174,19 @@ int populateStmFilesFP(CFuncUnitFunctionInterface* unit, const std::string& base
                        const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
                        const TestingOptions& options) {
   const FullExponentRange guard;
-  return populateGeneric(*unit, baseName, inPorts, outPorts, latency, options);
-}
-
-void populateRoundingAndPrecisionVectors(const PortSpecList& outPorts,
-                                         const TestingOptions& options, std::vector<mpfr_rnd_t>& up,
-                                         std::vector<mpfr_rnd_t>& down,
-                                         std::vector<mpfr_rnd_t>& user,
-                                         std::vector<unsigned>& precisions) {
-  constexpr mpfr_rnd_t kUser[] = {MPFR_RNDN, MPFR_RNDD, MPFR_RNDU, MPFR_RNDZ};
-  for (const PortSpec& port : outPorts) {
-    const auto* fp = port.type.as_floating_point();
-    const int bits = fp ? fp->frac + 1 : std::max(options.precision, port.type.width() + 1);
-    precisions.push_back(static_cast<unsigned>(bits));
-    up.push_back(MPFR_RNDU);
-    down.push_back(MPFR_RNDD);
-    if (options.roundType < 0 || options.roundType > 3) {
-      util::exitWith({"Rounding mode is an option in the range 0-3"});
-    }
-    user.push_back(kUser[options.roundType]);
+  if (const auto reason = refusal(inPorts, outPorts, options)) util::exitWith({*reason});
+  switch (options.componentType) {
+    case FPMULTACC:
+      return populateStmFiles_FPMultAcc(unit, baseName, inPorts, outPorts, latency, options);
+    case MODULAR_MULT_BARRETT:
+      return populateStmFiles_ModularMultBarrett(unit, baseName, inPorts, outPorts, latency,
+                                                 options);
   }
+  if (options.enable || options.hasSplitOutputPorts()) {
+    return populateStmFiles_EnableOrSplitOutputs(unit, baseName, inPorts, outPorts, latency,
+                                                 options);
+  }
+  return populateGeneric(*unit, baseName, inPorts, outPorts, latency, options);
 }
 
 void filterAndOutToFile(const PortSpecList& outPorts, std::vector<NumValue>& down,

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "accuracy/rounding.h"
 #include "backend/model/function_interface.h"
 #include "numbers/ports.h"
 #include "numbers/testing_options.h"
@@ -20,15 +21,6 @@
 int populateStmFilesFP(CFuncUnitFunctionInterface* unit, const std::string& baseName,
                        const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
                        const TestingOptions& options);
-
-// Appends for each output the directions of the three evaluations and the precision in bits: wF + 1
-// for a floating port, the working precision (and not less than the port needs) for a fixed one. A
-// roundType outside 0 to 3 ends the run.
-void populateRoundingAndPrecisionVectors(const PortSpecList& outPorts,
-                                         const TestingOptions& options, std::vector<mpfr_rnd_t>& up,
-                                         std::vector<mpfr_rnd_t>& down,
-                                         std::vector<mpfr_rnd_t>& user,
-                                         std::vector<unsigned>& precisions);
 
 // Brings the three results to their ports, finds the legal values and writes one row to each file.
 void filterAndOutToFile(const PortSpecList& outPorts, std::vector<NumValue>& down,

@@ -134,6 +134,20 @@ const util::MPZ& patternOf(const NumValue& value, const kiln::Type& type, const 
   return pattern;
 }
 
+// The legal values of one port, each brought into the port's range first.
+void addAlternatives(Row& row, const std::vector<NumValue>& values, const kiln::Type& type,
+                     const TestingOptions& t) {
+  thread_local NumValue filtered;  // storage only
+  for (const NumValue& value : values) {
+    if (const auto* fp = type.as_floating_point()) {
+      fpRangeFilter(filtered, value, *fp, t.subnormals);
+    } else if (const auto* fx = type.as_fixed_point()) {
+      fxpRangeFilter(filtered, value, *fx, t.precision);
+    }
+    row.add(patternOf(filtered, type, t), static_cast<unsigned>(type.width()), value.type);
+  }
+}
+
 constexpr std::size_t kBufferSize = 1 << 20;
 
 FILE* opened(const std::string& path, const char* mode) {
@@ -155,6 +169,10 @@ std::string responsePath(const std::string& name) {
   return fmt::format("./{0}/{0}_xOut.stm", name);
 }
 
+std::string responsePath(const std::string& name, std::size_t port) {
+  return fmt::format("./{0}/{0}_xOut{1}.stm", name, port);
+}
+
 void openStimultiFiles(FILE*& in, FILE*& out, const std::string& name) {
   const std::string inPath = stimulusPath(name), outPath = responsePath(name);
   if (util::io::MakeDirectory(("./" + name).c_str(), false)) {
@@ -171,6 +189,25 @@ void openStimultiFiles(FILE*& in, FILE*& out, const std::string& name) {
     errno = reason;
     couldNotOpen(outPath);
   }
+}
+
+void openStimultiFiles(FILE*& in, std::vector<FILE*>& outs, const std::string& name,
+                       const TestingOptions& t) {
+  std::vector<std::string> paths{stimulusPath(name)};
+  for (std::size_t i = 0; i < t.outLatency.size(); ++i) paths.push_back(responsePath(name, i));
+  outs.clear();
+  for (const std::string& path : paths) {
+    FILE* f = opened(path, "w");
+    if (!f) {
+      const int reason = errno;
+      for (std::size_t i = 0; paths[i] != path; ++i) std::remove(paths[i].c_str());
+      errno = reason;
+      couldNotOpen(path);
+    }
+    outs.push_back(f);
+  }
+  in = outs.front();
+  outs.erase(outs.begin());
 }
 
 void openStimultiFilesForEvaluateAccuracy(FILE*& in, FILE*& out, const std::string& inPath,
@@ -231,21 +268,23 @@ void printToStimuliFile(FILE* f, const std::vector<NumValue>& low,
 void printToStimuliFileVV(FILE* f, const std::vector<std::vector<NumValue>>& perPort,
                           const PortSpecList& ports, int channel, int valid,
                           const TestingOptions& t) {
-  thread_local NumValue filtered;  // storage only
   Row row(t.testOutputType);
   row.addFlow(valid, channel, t);
-  for (std::size_t p = 0; p < ports.size(); ++p) {
-    const kiln::Type& type = ports[p].type;
-    for (const NumValue& value : perPort[p]) {
-      if (const auto* fp = type.as_floating_point()) {
-        fpRangeFilter(filtered, value, *fp, t.subnormals);
-      } else if (const auto* fx = type.as_fixed_point()) {
-        fxpRangeFilter(filtered, value, *fx, t.precision);
-      }
-      row.add(patternOf(filtered, type, t), static_cast<unsigned>(type.width()), value.type);
-    }
-  }
+  for (std::size_t p = 0; p < ports.size(); ++p) addAlternatives(row, perPort[p], ports[p].type, t);
   row.writeTo(f);
+}
+
+void printToStimuliFileVVOS(const std::vector<FILE*>& files,
+                            const std::vector<std::vector<NumValue>>& perPort,
+                            const PortSpecList& ports,
+                            const std::vector<const PipelineStage*>& stages,
+                            const TestingOptions& t) {
+  for (std::size_t p = 0; p < ports.size(); ++p) {
+    Row row(t.testOutputType);
+    row.addFlow(stages[p]->valid, stages[p]->channel, t);
+    addAlternatives(row, perPort[p], ports[p].type, t);
+    row.writeTo(files[p]);
+  }
 }
 
 void initialOutputPipelineFill(FILE* f, const PortSpecList& ports, int latency,

@@ -4,12 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "numbers/pipeline.h"
 #include "numbers/ports.h"
 #include "numbers/testing_options.h"
 
 // The vector files of a unit called `name`: ./<name>/<name>_xIn.stm with the inputs of each clock
 // cycle and ./<name>/<name>_xOut.stm with the outputs of the same cycle. Both have the same number
 // of rows; a result stands `latency` rows below its stimulus.
+//
+// With split outputs each output port has a response file of its own, <name>_xOut0.stm and so on.
 //
 // A row is a sequence of columns, each a blank, the number and a blank:
 //   stimulus   valid (1 bit), channel (8), one column for each input port, with -enable the enable
@@ -23,12 +26,17 @@
 // Makes the folder and opens both files for writing; tells their names on standard output. A file
 // that does not open ends the run with one line.
 void openStimultiFiles(FILE*& in, FILE*& out, const std::string& name);
+// The form for split outputs, with a response file for each entry of outLatency; makes no folder
+// and prints nothing.
+void openStimultiFiles(FILE*& in, std::vector<FILE*>& outs, const std::string& name,
+                       const TestingOptions& t);
 // Opens both for reading.
 void openStimultiFilesForEvaluateAccuracy(FILE*& in, FILE*& out, const std::string& inPath,
                                           const std::string& outPath);
-// The paths of the two files.
+// The paths of the two files, and that of output port `port` with split outputs.
 std::string stimulusPath(const std::string& name);
 std::string responsePath(const std::string& name);
+std::string responsePath(const std::string& name, std::size_t port);
 
 // A column of valid, channel or enable: bits, hexadecimal or decimal. In bits a value too wide for
 // its column shows all ones.
@@ -53,6 +61,14 @@ void printToStimuliFile(FILE* f, const std::vector<NumValue>& low,
 void printToStimuliFileVV(FILE* f, const std::vector<std::vector<NumValue>>& perPort,
                           const PortSpecList& ports, int channel, int valid,
                           const TestingOptions& t);
+
+// One row of each output port into its own file, with the valid and channel of the stage that has
+// left the port's delay.
+void printToStimuliFileVVOS(const std::vector<FILE*>& files,
+                            const std::vector<std::vector<NumValue>>& perPort,
+                            const PortSpecList& ports,
+                            const std::vector<const PipelineStage*>& stages,
+                            const TestingOptions& t);
 
 // The filling rows of a response file.
 void initialOutputPipelineFill(FILE* f, const PortSpecList& ports, int latency,

@@ -148,8 +148,8 @@ NormalisedSum normaliseSum(Builder& b, Signal sum, Signal exponent, int fraction
           .isZero = zeros.allZero};
 }
 
-Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
-                     const FloatAdderOptions& options) {
+Unrounded addSinglePathUnrounded(Builder& b, const Unpacked& a, const Unpacked& addend,
+                                 const FloatAdderOptions& options) {
   const auto scope = b.scope("single_path_adder");
   const AddOperands operands = prepareAddition(b, a, addend, options.out);
   const AlignmentPlan plan = planAlignment(options, operands.fractionBits, /*hasClosePath=*/false);
@@ -163,15 +163,21 @@ Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
   const Signal zeroSign = b.select(subtracts, roundsDown(b, plan.rounding), ordered.sign);
   const Signal sign =
       b.select(operands.isInf, operands.infSign, b.select(normal.isZero, zeroSign, ordered.sign));
-  return roundAndPack(b,
-                      {.sign = sign,
-                       .exponent = normal.exponent,
-                       .significand = normal.significand,
-                       .sticky = b.bit(false),
-                       .isZero = normal.isZero,
-                       .isInf = operands.isInf,
-                       .isNan = operands.isNan},
-                      options.out, plan.rounding, options.quietNaN);
+  return {.sign = sign,
+          .exponent = normal.exponent,
+          .significand = normal.significand,
+          .sticky = b.bit(false),
+          .isZero = normal.isZero,
+          .isInf = operands.isInf,
+          .isNan = operands.isNan};
+}
+
+Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
+                     const FloatAdderOptions& options) {
+  const AlignmentPlan plan =
+      planAlignment(options, options.out.fractionBits, /*hasClosePath=*/false);
+  return roundAndPack(b, addSinglePathUnrounded(b, a, addend, options), options.out, plan.rounding,
+                      options.quietNaN);
 }
 
 }  // namespace arithmetic

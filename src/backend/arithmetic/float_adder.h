@@ -29,6 +29,9 @@ struct FloatAdderOptions {
 // level.
 Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
                      const FloatAdderOptions& options);
+// The same before the rounding, for a correctly rounded result.
+Unrounded addSinglePathUnrounded(Builder& b, const Unpacked& a, const Unpacked& addend,
+                                 const FloatAdderOptions& options);
 
 // The same function by two paths (Farmwald, 1981), for a short way through: subtraction of operands
 // whose exponents differ by at most 1 needs no alignment beyond one place and, when bits cancel, no

@@ -13,9 +13,11 @@ using util::MPZ;
 
 namespace {
 
-// A product in LUTs: tiles of the DSP's size, each a DSP or logic, whichever is cheaper.
+// A product in LUTs: tiles of the DSP's size, each a DSP; what is left beside them may be logic. A
+// product that fits one DSP is one.
 double productCost(int width, int height, const MultiplierPrices& prices) {
   const auto tiled = [&](int wide, int narrow) {
+    if (width <= wide && height <= narrow) return prices.lutPerDsp;
     double cost = 0;
     for (int x = 0; x < width; x += wide)
       for (int y = 0; y < height; y += narrow)
@@ -29,9 +31,9 @@ double productCost(int width, int height, const MultiplierPrices& prices) {
 double truncatedCost(int aWidth, int bWidth, const TruncationPlan& plan,
                      const MultiplierPrices& prices) {
   if (plan.a == 0 || plan.b == 0) return productCost(aWidth, bWidth, prices);
-  // The two products are joined by one more addition.
+  // One more addition joins the two products, over all bits but the lowest of either.
   return productCost(aWidth - plan.a, bWidth, prices) +
-         productCost(plan.a, bWidth - plan.b, prices) + aWidth;
+         productCost(plan.a, bWidth - plan.b, prices) + aWidth + bWidth - std::min(plan.a, plan.b);
 }
 
 // A number of product bits that may be left out, and the power of two that is put in their place.

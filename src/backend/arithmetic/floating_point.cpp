@@ -99,24 +99,37 @@ Signal roundsDown(Builder& b, const RoundingRule& rule) {
   return rule.port ? b.equal(rule.port, b.literal(1, 2)) : b.bit(rule.mode == RoundMode::kDown);
 }
 
+RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& format,
+                          const RoundingRule& rule) {
+  const int wF = format.fractionBits;
+  const int missing = std::max(0, wF + 1 - x.significand.width);
+  const Signal significand = b.shiftedUp(x.significand, missing);
+  const int below = significand.width - (wF + 1);
+  const Signal fraction = b.slice(significand, below, wF);
+  const Signal rest = b.slice(significand, 0, std::max(0, below - 1));
+  Remainder remainder{.half = below > 0 ? b.bitOf(significand, below - 1) : b.bit(false),
+                      .beyond = rest.width > 0 ? b.bitOr(x.sticky, b.reduceOr(rest)) : x.sticky};
+  Signal oneMore = x.oneMore ? x.oneMore : b.bit(false);
+  LOAM_ASSERT(!x.oneMore || (missing == 0 && below <= 1), "a unit of the last place or its half");
+  if (below > 0) {
+    // Two halves are a whole, beyond which there is nothing.
+    const Signal half = remainder.half;
+    remainder.half = b.bitXor(half, oneMore);
+    oneMore = b.bitAnd(half, oneMore);
+  }
+  const Signal raise = raises(b, rule, x.sign, b.bitOf(fraction, 0), remainder);
+  return {b.topBit(significand), fraction, b.bitOr(oneMore, raise)};
+}
+
 Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,
                     const RoundingRule& rule, bool quietNaN) {
   const auto scope = b.scope("round");
   const int wE = format.exponentBits, wF = format.fractionBits;
-  const int missing = std::max(0, wF + 1 - x.significand.width);
-  const Signal significand = b.shiftedUp(x.significand, missing);
-  const int below = significand.width - (wF + 1);
-  const Signal hidden = b.topBit(significand);
-  const Signal fraction = b.slice(significand, below, wF);
-  const Signal rest = b.slice(significand, 0, std::max(0, below - 1));
-  const Remainder remainder{
-      .half = below > 0 ? b.bitOf(significand, below - 1) : b.bit(false),
-      .beyond = rest.width > 0 ? b.bitOr(x.sticky, b.reduceOr(rest)) : x.sticky};
+  const auto [hidden, fraction, raise] = roundingStep(b, x, format, rule);
 
   // A carry out of the fraction enters the exponent, and makes 1.0 of the largest subnormal.
   const Signal exponent = b.signExtend(x.exponent, std::max(x.exponent.width, wE + 1));
   const Signal field = format.gradual ? masked(b, exponent, hidden) : exponent;
-  const Signal raise = raises(b, rule, x.sign, b.bitOf(fraction, 0), remainder);
   const Signal sum = b.addCarry(b.concat({field, fraction}), b.zeros(field.width + wF), raise);
 
   const Signal negative = b.topBit(sum);

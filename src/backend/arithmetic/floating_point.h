@@ -58,7 +58,19 @@ struct Unrounded {
   Signal sticky;       // 1 bit
   Signal isZero, isInf, isNan;  // NaN goes before infinity, infinity before zero
   bool canOverflow = true;      // false: rounded, the exponent is at most maxExponent()
+  // Where there is one and it is 1, the number is one unit of the significand's last place larger
+  // and `sticky` is 0. The significand then has the fraction's bits and at most one more; all its
+  // bits may be 1.
+  Signal oneMore{};
 };
+
+// What a rounding to the fraction of `format` adds up: `raise` units of the last place.
+struct RoundingStep {
+  Signal hidden, fraction;
+  Signal raise;  // 1 bit
+};
+RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& format,
+                          const RoundingRule& rule);
 
 // Rounds to the fraction of `format` once and packs.
 //

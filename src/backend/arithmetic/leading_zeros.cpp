@@ -80,4 +80,17 @@ Normalised normaliseUpTo(Builder& b, Signal x, Signal limit) {
   return {shiftLeft(b, x, count, x.width - 1), count, zeros.allZero};
 }
 
+NormalisedSticky normaliseSticky(Builder& b, Signal x, int kept) {
+  const LeadingZeros zeros = countLeadingZeros(b, x);
+  const ShiftedLeft moved = shiftLeftSticky(b, x, zeros.count, x.width - 1, kept);
+  return {moved.bits, moved.sticky, zeros.count, zeros.allZero};
+}
+
+NormalisedSticky normaliseUpToSticky(Builder& b, Signal x, Signal limit, int kept) {
+  const LeadingZeros zeros = countLeadingZeros(b, x);
+  const Signal count = smaller(b, zeros.count, limit);
+  const ShiftedLeft moved = shiftLeftSticky(b, x, count, x.width - 1, kept);
+  return {moved.bits, moved.sticky, count, zeros.allZero};
+}
+
 }  // namespace arithmetic

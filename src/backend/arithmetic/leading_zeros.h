@@ -28,6 +28,15 @@ struct Normalised {
 Normalised normalise(Builder& b, Signal x);
 Normalised normaliseUpTo(Builder& b, Signal x, Signal limit);
 
+// The highest `kept` bits of the same, and whether a 1 stands below them.
+struct NormalisedSticky {
+  Signal bits, sticky;
+  Signal count;    // places shifted, undefined when allZero
+  Signal allZero;  // 1 bit, about x
+};
+NormalisedSticky normaliseSticky(Builder& b, Signal x, int kept);
+NormalisedSticky normaliseUpToSticky(Builder& b, Signal x, Signal limit, int kept);
+
 // The smaller of two unsigned numbers, in the width of `a`.
 Signal smaller(Builder& b, Signal a, Signal other);
 

@@ -64,6 +64,29 @@ Signal shiftLeft(Builder& b, Signal x, Signal amount, int maxAmount) {
   return x;
 }
 
+ShiftedLeft shiftLeftSticky(Builder& b, Signal x, Signal amount, int maxAmount, int kept) {
+  const auto digits =
+      digitsOf(b, b.slice(amount, 0, std::min(amount.width, amountBits(maxAmount))));
+  std::vector<Signal> dropped;
+  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
+    // The levels behind this one shift by less than its weight.
+    const int next = std::min(x.width, kept + digit->weight - 1);
+    std::array<Signal, 4> choices, losses;
+    for (int i = 0; i < digit->choices(); ++i) {
+      const int lost = std::max(0, x.width - i * digit->weight - next);
+      const Signal moved = movedUp(b, x, i * digit->weight);
+      choices[i] = b.slice(moved, x.width - next, next);
+      losses[i] = lost > 0 ? b.reduceOr(b.slice(x, 0, lost)) : b.bit(false);
+    }
+    x = b.pick(digit->index, std::span(choices).first(digit->choices()));
+    dropped.push_back(b.pick(digit->index, std::span(losses).first(digit->choices())));
+  }
+  kept = std::min(kept, x.width);
+  const Signal below = b.slice(x, 0, x.width - kept);
+  if (below.width > 0) dropped.push_back(b.reduceOr(below));
+  return {b.slice(x, x.width - kept, kept), b.reduceOr(b.concat(dropped))};
+}
+
 ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount) {
   const auto [low, beyond] = splitAmount(b, amount, x.width);
   std::vector<Signal> dropped{b.bitAnd(beyond, b.reduceOr(x))};
@@ -78,6 +101,37 @@ ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount) {
     x = b.pick(digit.index, std::span(choices).first(digit.choices()));
   }
   return {maskedUnless(b, beyond, x), b.reduceOr(b.concat(dropped))};
+}
+
+ShiftedRight shiftDownFromTop(Builder& b, Signal x, Signal amount, int width) {
+  const int excess = std::max(0, x.width - width);
+  Signal bits = b.slice(x, excess, x.width - excess);
+  std::vector<Signal> dropped;
+  if (excess > 0) dropped.push_back(b.reduceOr(b.slice(x, 0, excess)));
+  int low = 0;
+  for (; low < amount.width && (1 << low) < width; low += 2) {
+    const Signal digit = b.slice(amount, low, std::min(2, amount.width - low));
+    const int choices = 1 << digit.width;
+    const int next = std::min(width, bits.width + ((choices - 1) << low));
+    std::array<Signal, 4> words, losses;
+    for (int i = 0; i < choices; ++i) {
+      const int zeros = std::min(i << low, next);
+      const int kept = std::min(bits.width, next - zeros);
+      words[i] = b.concat(
+          {b.zeros(zeros), b.slice(bits, bits.width - kept, kept), b.zeros(next - zeros - kept)});
+      losses[i] =
+          kept < bits.width ? b.reduceOr(b.slice(bits, 0, bits.width - kept)) : b.bit(false);
+    }
+    bits = b.pick(digit, std::span(words).first(choices));
+    dropped.push_back(b.pick(digit, std::span(losses).first(choices)));
+  }
+  bits = b.shiftedUp(bits, width - bits.width);
+  if (low < amount.width) {
+    const Signal beyond = b.reduceOr(b.slice(amount, low, amount.width - low));
+    dropped.push_back(b.bitAnd(beyond, b.reduceOr(x)));
+    bits = b.bitAnd(bits, b.replicate(b.bitNot(beyond), width));
+  }
+  return {bits, dropped.empty() ? b.bit(false) : b.reduceOr(b.concat(dropped))};
 }
 
 Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits) {

@@ -14,6 +14,14 @@ using graph::Signal;
 //   maxAmount  the largest amount that occurs; larger ones give undefined bits
 Signal shiftLeft(Builder& b, Signal x, Signal amount, int maxAmount);
 
+// The highest `kept` bits of what shiftLeft() gives, and whether a 1 stands below them. Each level
+// leaves out what the levels behind it cannot bring up.
+struct ShiftedLeft {
+  Signal bits;
+  Signal sticky;  // 1 bit
+};
+ShiftedLeft shiftLeftSticky(Builder& b, Signal x, Signal amount, int maxAmount, int kept);
+
 struct ShiftedRight {
   Signal bits;    // floor(x / 2^amount)
   Signal sticky;  // 1 when a bit that is 1 was shifted out
@@ -22,6 +30,10 @@ struct ShiftedRight {
 // Shifts right by any amount, also one beyond the width. The amount's low digit is used first: a
 // subtraction has it first. What each level drops is gathered beside the data, not behind it.
 ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount);
+
+// floor(x * 2^(width - x.width) / 2^amount): shifts x down from the top of a word of `width` bits,
+// by any amount. Low digit first, so that the word grows only as far as its bits have come.
+ShiftedRight shiftDownFromTop(Builder& b, Signal x, Signal amount, int width);
 
 // floor(x / 2^amount), but the lowest `nearBits` bits of the result are 0 when amount > 1. Those
 // columns cost one level and one LUT instead of one a level.

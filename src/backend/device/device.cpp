@@ -107,6 +107,7 @@ Picoseconds Device::delayOf(const Graph& graph, NodeId id) const {
   switch (node.op) {
     case Op::kInput:
     case Op::kLiteral:
+    case Op::kState:
     case Op::kSlice:
     case Op::kConcat:
     case Op::kReplicate:
@@ -164,6 +165,7 @@ Cost Device::costOf(const Graph& graph, NodeId id) const {
   switch (node.op) {
     case Op::kInput:
     case Op::kLiteral:
+    case Op::kState:
     case Op::kSlice:
     case Op::kConcat:
     case Op::kReplicate:

@@ -226,8 +226,9 @@ inline Config configOf(const std::string& unit, const Ports& ports, const Precis
   config.request.rounding.fixed = precision.mode;
   config.request.subnormals = subnormals;
   config.request.quietNaN = subnormals;
-  // Logic only, so that every partial product that can be left out is worth leaving out.
-  config.request.prices.lutPerDsp = 1e6;
+  // Products of single bits, so that each one that can be left out is worth leaving out.
+  config.request.prices.dsp = {1, 1};
+  config.request.prices.lutPerDsp = 4;
   config.operations = std::move(operations);
   return config;
 }

@@ -109,7 +109,7 @@ std::vector<Signal> buildShift(Builder& b, const Request& request, std::span<con
 
 std::optional<std::string> refuseShift(const Request& request) {
   const Signature& signature = request.signature;
-  if (auto reason = outOfRange("width", signature.in[0].width(), 1, 200)) return reason;
+  if (auto reason = outOfRange("width", signature.in[0].width(), 1, 4096)) return reason;
   const auto most = signature.variant[kMaxShift];
   if (most < 0) return outOfRange("maxShift", most, 0, INT64_MAX);
   return std::nullopt;

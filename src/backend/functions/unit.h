@@ -58,6 +58,8 @@ struct Request {
   bool subnormals = false;
   bool quietNaN = false;
   Prices prices;
+  // 1 in the cycles whose inputs count, for units that keep a state; no signal: in every cycle.
+  graph::Signal valid{};
 };
 
 // The mathematical function, in MPFR or exact integers, never with the circuit's code. Writes one

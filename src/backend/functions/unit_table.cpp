@@ -3,9 +3,12 @@
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
 #include "backend/functions/float_mult.h"
+#include "backend/functions/float_mult_add.h"
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
-#include "backend/functions/int_product.h"
+#include "backend/functions/int_modular.h"
+#include "backend/functions/sequencers/float_acc.h"
+#include "backend/functions/sequencers/float_mult_acc.h"
 #include "backend/functions/unit.h"
 
 namespace functions {
@@ -14,7 +17,8 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, longAddUnits, integerProductUnits, bitUnits, floatMultUnits, floatAbsUnits,
+    floatAddUnits, floatMultUnits, floatMultAddUnits, floatMultAccUnits, floatAccUnits,
+    floatAbsUnits, longAddUnits,   modularUnits,      bitUnits,
 };
 
 }  // namespace

@@ -72,6 +72,19 @@ void Builder::output(const std::string& name, Signal signal) {
   graph.outputPorts.push_back({name, signal, false});
 }
 
+Signal Builder::state(int width, const MPZ& initial) {
+  const Signal held =
+      make(Op::kState, width, {}, static_cast<std::uint32_t>(graph.stateRows.size()));
+  graph.stateRows.push_back({held.node, NodeId{}, initial.lowBits(width)});
+  return held;
+}
+
+void Builder::setNext(Signal state, Signal next) {
+  const Node& node = graph.node(state.node);
+  LOAM_ASSERT(node.op == Op::kState && next.width == node.width, "a state takes its own width");
+  graph.stateRows[node.aux].next = next.node;
+}
+
 Signal Builder::literal(const MPZ& value, int width) {
   if (width == 0) return {};
   return make(Op::kLiteral, width, {}, literalIndex(value.lowBits(width)));

@@ -27,6 +27,11 @@ class Builder {
   Signal input(const std::string& name, int width, bool isControl = false);
   void output(const std::string& name, Signal signal);
 
+  // A register that is `initial` at first. What it takes next is told once the loop through it is
+  // built, by one call of setNext() with a signal of the same width.
+  Signal state(int width, const util::MPZ& initial = 0);
+  void setNext(Signal state, Signal next);
+
   // Wiring.
   Signal literal(const util::MPZ& value, int width);  // the low `width` bits of `value`
   Signal zeros(int width) { return literal(0, width); }

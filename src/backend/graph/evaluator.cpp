@@ -93,6 +93,7 @@ void evaluateNode(const Graph& graph, const Node& node, std::span<const mp_limb_
   };
   switch (node.op) {
     case Op::kInput:
+    case Op::kState:
       return;
     case Op::kLiteral:
       toLimbs(graph.literal(node), node.width, result);
@@ -226,6 +227,27 @@ Evaluator::Evaluator(const Graph& graph) : graph(graph), narrow(graph) {
     for (const NodeId operand : graph.operands(node))
       operandPointers.push_back(limbs.data() + offsets[operand.index]);
     if (node.op == Op::kLiteral) toLimbs(graph.literal(node), node.width, &limbs[offsets[i]]);
+  }
+  resetStates();
+}
+
+void Evaluator::resetStates() {
+  for (const State& state : graph.states())
+    toLimbs(state.initial, graph.node(state.node).width, &limbs[offsets[state.node.index]]);
+}
+
+void Evaluator::clock() {
+  // One state may be the next value of another: all are read before any is written.
+  nextStates.clear();
+  for (const State& state : graph.states()) {
+    const mp_limb_t* next = &limbs[offsets[state.next.index]];
+    nextStates.insert(nextStates.end(), next, next + limbsOf(graph.node(state.next).width));
+  }
+  const mp_limb_t* next = nextStates.data();
+  for (const State& state : graph.states()) {
+    const std::size_t count = limbsOf(graph.node(state.node).width);
+    std::copy_n(next, count, &limbs[offsets[state.node.index]]);
+    next += count;
   }
 }
 

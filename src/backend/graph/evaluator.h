@@ -16,7 +16,7 @@ inline std::size_t limbsOf(int width) { return (static_cast<std::size_t>(width) 
 // Computes one node from the values of its operands, bit-exactly.
 //   operands  one pointer an operand, each to limbsOf(its width) limbs, bits above its width zero
 //   result    limbsOf(node.width) limbs; written whole, bits above the width zero
-// Inputs are not computed: a kInput node leaves `result` as it is.
+// Inputs and states are not computed: such a node leaves `result` as it is.
 void evaluateNode(const Graph& graph, const Node& node, std::span<const mp_limb_t* const> operands,
                   mp_limb_t* result);
 
@@ -31,6 +31,10 @@ class Evaluator {
   // Sets input port `port` to the low bits of a non-negative pattern.
   void setInput(std::size_t port, const util::MPZ& pattern);
   void run();
+  // Puts every state to its first value; so it is after construction.
+  void resetStates();
+  // After run(): every state takes its next value. A graph without states has no use for it.
+  void clock();
   // The pattern on output port `port` after run().
   util::MPZ output(std::size_t port) const { return valueOf(graph.outputs()[port].signal.node); }
   util::MPZ valueOf(NodeId id) const;
@@ -45,6 +49,7 @@ class Evaluator {
   std::vector<mp_limb_t> limbs;
   std::vector<const mp_limb_t*> operandPointers;  // as Graph lays out its operands
   std::vector<std::size_t> firstOperand;
+  std::vector<mp_limb_t> nextStates;  // side by side, while they are exchanged
 };
 
 }  // namespace graph

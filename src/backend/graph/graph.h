@@ -15,6 +15,7 @@ namespace graph {
 enum class Op : std::uint8_t {
   kInput,           // aux: index of the input port
   kLiteral,         // aux: index into Graph::literals()
+  kState,           // aux: index into Graph::states(); what its `next` was one cycle ago
   kSlice,           // x -> W bits of x from bit aux up
   kConcat,          // (top, ..., bottom)
   kReplicate,       // x -> x, W / width(x) times
@@ -46,6 +47,7 @@ struct OpTraits {
 inline constexpr OpTraits kOpTraits[] = {
     {Op::kInput, "input", true},
     {Op::kLiteral, "literal", true},
+    {Op::kState, "state", true},
     {Op::kSlice, "slice", true},
     {Op::kConcat, "concat", true},
     {Op::kReplicate, "replicate", true},
@@ -110,6 +112,14 @@ struct Port {
   bool isControl = false;  // input ports: travels beside the data (valid, channel)
 };
 
+// A register that closes a loop: `node` shows `initial` at first and after a reset, and from then on
+// what `next` was in the cycle before. The only way to make a loop: the node itself has no operands.
+struct State {
+  NodeId node;
+  NodeId next;
+  util::MPZ initial;
+};
+
 // Bit-vector operations between input and output ports.
 //
 // Nodes stand in topological order: every operand has a smaller index than its reader. Only Builder
@@ -132,6 +142,7 @@ class Graph {
 
   const std::vector<Port>& inputs() const { return inputPorts; }
   const std::vector<Port>& outputs() const { return outputPorts; }
+  const std::vector<State>& states() const { return stateRows; }
   const std::vector<Scope>& scopes() const { return scopeRows; }
   // The name that a construction gave a node, or an empty text.
   std::string_view nameOf(NodeId id) const {
@@ -147,6 +158,7 @@ class Graph {
   std::vector<util::MPZ> literalRows;
   std::vector<Port> inputPorts;
   std::vector<Port> outputPorts;
+  std::vector<State> stateRows;
   std::vector<Scope> scopeRows{{"unit", -1}};
   std::unordered_map<std::uint32_t, std::string> names;
 };

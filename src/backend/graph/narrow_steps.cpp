@@ -25,7 +25,9 @@ std::uint64_t extended(std::uint64_t bits, std::uint64_t sign) { return (bits ^ 
 NarrowSteps::NarrowSteps(const Graph& graph) : graph(graph) {
   steps.reserve(graph.size());
   for (const Node& node : graph.nodes()) {
-    bool isNarrow = node.op != Op::kInput && node.op != Op::kLiteral && node.width <= kWordBits;
+    const bool isComputed =
+        node.op != Op::kInput && node.op != Op::kLiteral && node.op != Op::kState;
+    bool isNarrow = isComputed && node.width <= kWordBits;
     for (const NodeId operand : graph.operands(node))
       isNarrow = isNarrow && graph.node(operand).width <= kWordBits;
     steps.push_back(isNarrow ? stepOf(node) : Step{});
@@ -84,6 +86,7 @@ NarrowSteps::Step NarrowSteps::stepOf(const Node& node) {
     case Op::kMultiply:
     case Op::kInput:
     case Op::kLiteral:
+    case Op::kState:
     case Op::kCount:
       break;
   }
@@ -147,6 +150,7 @@ std::uint64_t NarrowSteps::evaluate(std::size_t node, const mp_limb_t* const* op
     }
     case Op::kInput:
     case Op::kLiteral:
+    case Op::kState:
     case Op::kCount:
       break;
   }

@@ -22,6 +22,10 @@ class RandomGraph {
     int maxWidth = 20;  // of any signal drawn, products and heaps apart
     int inputs = 5;
     int outputs = 3;
+    // Each holds unless an input `valid` (the last one) is set, so that it waits for its first
+    // inputs in a pipeline; each is read from where it is drawn on and takes what stands a few
+    // nodes later, or any node at all.
+    int states = 0;
   };
 
   Graph make(const Shape& shape) {
@@ -32,11 +36,17 @@ class RandomGraph {
       pool.push_back(b.input(fmt::format("in{}", i), upTo(shape.maxWidth), i == 0));
     const int constant = upTo(1000);
     pool.push_back(b.literal(constant, upTo(shape.maxWidth)));
+    const Signal valid = shape.states > 0 ? b.input("valid", 1, true) : Signal{};
+    std::vector<OpenState> open;
     for (int i = 0; i < shape.nodes; ++i) {
+      for (int state = 0; state < shape.states; ++state)
+        if (state * shape.nodes / shape.states == i) open.push_back(openState(b, i, shape));
+      closeStates(b, open, i, valid);
       const auto scope = b.scope(fmt::format("step{}", i % 7));
       const Signal made = b.name(operation(b, shape.maxWidth), fmt::format("n{}", i));
       if (made.width > 0) pool.push_back(b.slice(made, 0, std::min(made.width, shape.maxWidth)));
     }
+    closeStates(b, open, shape.nodes + kLongestWay, valid);
     for (int i = 0; i < shape.outputs; ++i)
       b.output(fmt::format("out{}", i), pool[pool.size() - 1 - static_cast<std::size_t>(i)]);
     b.output("any", any());
@@ -63,6 +73,28 @@ class RandomGraph {
   int upTo(int limit) { return 1 + static_cast<int>(engine() % static_cast<unsigned>(limit)); }
 
  private:
+  static constexpr int kLongestWay = 10;
+  struct OpenState {
+    Signal state;
+    int closeAt;  // the node drawn from which on it takes a next value
+  };
+  OpenState openState(Builder& b, int node, const Shape& shape) {
+    const int width = upTo(shape.maxWidth), way = upTo(kLongestWay);
+    const Signal state = b.name(b.state(width, pattern(width)), fmt::format("s{}", node));
+    pool.push_back(state);
+    return {state, upTo(4) == 1 ? shape.nodes : node + way};
+  }
+  void closeStates(Builder& b, std::vector<OpenState>& open, int node, Signal valid) {
+    std::erase_if(open, [&](const OpenState& o) {
+      if (o.closeAt > node) return false;
+      Signal next = ofWidth(b, o.state.width);
+      // A constant would fold with the hold into logic that need not hold.
+      if (b.isLiteral(next)) next = b.bitNot(o.state);
+      b.setNext(o.state, b.select(valid, next, o.state));
+      return true;
+    });
+  }
+
   Signal any() { return pool[static_cast<std::size_t>(upTo(static_cast<int>(pool.size()))) - 1]; }
   Signal recent() {
     const int window = std::min<int>(12, static_cast<int>(pool.size()));

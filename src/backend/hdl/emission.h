@@ -18,6 +18,7 @@ struct Design {
   std::string entity;                // top entity: `name`, or its shortened form
   std::vector<std::string> header;   // comment lines: command line, version, function, licence
   bool dontCareOnReset = false;      // data registers have no reset
+  bool hasEnable = false;            // a port `en` behind `reset`; while it is 0 every register holds
 };
 
 // What the self-checking bench must know beside the design.
@@ -27,6 +28,9 @@ struct BenchSettings {
   bool resultsToFile = false;    // write <name>_xOut.stm.sim
   int latency = 0;
   std::vector<int> alternatives;  // columns of each output port in the response file; 0: unchecked
+  // With split outputs: the latency of each, its own valid and channel port (xOut0_v, xOut0_c, ...)
+  // and its own response file <name>_xOut<i>.stm. Empty: one file, one latency.
+  std::vector<int> splitLatencies;
 };
 
 // The text of the design in one language, deterministic.

@@ -40,6 +40,7 @@ bool isExpression(Op op) {
       return true;
     case Op::kInput:
     case Op::kLiteral:
+    case Op::kState:
     case Op::kSelect:
     case Op::kPick:
     case Op::kMultiply:
@@ -67,29 +68,47 @@ std::vector<NodeId> idsOf(const graph::Graph& graph) {
 }  // namespace
 
 Plan::Plan(const Design& design) : design(design), graph(*design.graph) {
+  findLiveNodes();
   findLastReads();
   chooseInlined();
   nameEverything();
-  makeRegisters();
+  chooseResets();
   makeProcesses();
   markReads();
 }
 
-void Plan::findLastReads() {
+// All that reaches an output, through states too.
+void Plan::findLiveNodes() {
   live.assign(graph.size(), 0);
+  std::vector<NodeId> open;
+  const auto visit = [&](NodeId id) {
+    if (live[id.index]) return;
+    live[id.index] = 1;
+    open.push_back(id);
+  };
+  for (const graph::Port& port : graph.outputs()) visit(port.signal.node);
+  while (!open.empty()) {
+    const NodeId id = open.back();
+    open.pop_back();
+    for (const NodeId operand : graph.operands(id)) visit(operand);
+    if (graph.node(id).op == Op::kState) visit(graph.states()[graph.node(id).aux].next);
+  }
+}
+
+void Plan::findLastReads() {
   lastRead.assign(graph.size(), 0);
   const auto read = [&](NodeId id, int cycle) {
     LOAM_ASSERT(isLiteral(id) || cycle >= cycleOf(id), "a value is read after it is computed");
-    live[id.index] = 1;
     lastRead[id.index] = std::max(lastRead[id.index], cycle);
   };
   for (std::size_t i = 0; i < graph.outputs().size(); ++i)
     read(graph.outputs()[i].signal.node, design.schedule->cycleByOutput[i]);
-  for (std::size_t i = graph.size(); i-- > 0;) {
-    if (!live[i]) continue;
-    const NodeId id{static_cast<std::uint32_t>(i)};
+  for (const NodeId id : idsOf(graph)) {
+    if (!live[id.index]) continue;
     for (const NodeId operand : graph.operands(id)) read(operand, cycleOf(id));
   }
+  for (const graph::State& state : graph.states())
+    if (isLiveState(state)) read(state.next, cycleOf(state.node));
 }
 
 void Plan::chooseInlined() {
@@ -109,6 +128,8 @@ void Plan::chooseInlined() {
     const NodeId id = graph.outputs()[i].signal.node;
     if (cycleOf(id) == design.schedule->cycleByOutput[i]) ++uses[id.index];
   }
+  for (const graph::State& state : graph.states())
+    if (isLiveState(state) && cycleOf(state.next) == cycleOf(state.node)) ++uses[state.next.index];
   inlined.assign(graph.size(), 0);
   std::vector<int> size(graph.size(), 1);
   for (const NodeId id : idsOf(graph)) {
@@ -130,6 +151,7 @@ void Plan::nameEverything() {
   Names names;
   clock = names.claim("clk");
   reset = names.claim("reset");
+  if (design.hasEnable) enable = names.claim("en");
   entity = names.claim(design.entity);
   for (const graph::Port& port : graph.inputs()) inputNames.push_back(names.claim(port.name));
   for (const graph::Port& port : graph.outputs()) outputNames.push_back(names.claim(port.name));
@@ -160,13 +182,31 @@ void Plan::nameEverything() {
       variableNames[id.index] = names.claim(fmt::format("{}_{}", kind, id.index));
     }
   }
+  nameRegisters(names);
+}
+
+void Plan::nameRegisters(Names& names) {
   firstRegister.assign(graph.size(), 0);
   for (const NodeId id : idsOf(graph)) {
     firstRegister[id.index] = registers.size();
     if (!live[id.index] || isLiteral(id)) continue;
     for (int cycle = cycleOf(id) + 1; cycle <= lastRead[id.index]; ++cycle)
       registers.push_back(
-          {id, cycle, names.claim(fmt::format("{}_r{}", variableNames[id.index], cycle)), true});
+          {.node = id,
+           .cycle = cycle,
+           .name = names.claim(fmt::format("{}_r{}", variableNames[id.index], cycle)),
+           .source = id,
+           .writtenIn = cycle - 1});
+  }
+  for (const graph::State& state : graph.states()) {
+    if (!isLiveState(state)) continue;
+    const int cycle = cycleOf(state.node);
+    registers.push_back({.node = state.node,
+                         .cycle = cycle,
+                         .name = variableNames[state.node.index],
+                         .source = state.next,
+                         .writtenIn = cycle,
+                         .initial = state.initial});
   }
   int lastCycle = -1;
   for (const int cycle : design.schedule->cycleByOutput) lastCycle = std::max(lastCycle, cycle);
@@ -176,7 +216,7 @@ void Plan::nameEverything() {
   }
 }
 
-void Plan::makeRegisters() {
+void Plan::chooseResets() {
   if (!design.dontCareOnReset) return;
   // Control registers hold nothing but copies of control inputs.
   std::vector<char> isControl(graph.size(), 0);
@@ -184,13 +224,16 @@ void Plan::makeRegisters() {
     const Node& node = graph.node(id);
     if (node.op == Op::kInput) {
       isControl[id.index] = graph.inputs()[node.aux].isControl;
-    } else if (graph::traitsOf(node.op).wiring && node.op != Op::kLiteral) {
+    } else if (graph::traitsOf(node.op).wiring && node.operandCount > 0) {
       isControl[id.index] = std::ranges::all_of(graph.operands(id), [&](NodeId operand) {
         return isControl[operand.index] || isLiteral(operand);
       });
     }
   }
-  for (Register& row : registers) row.hasReset = isControl[row.node.index];
+  for (Register& row : registers) {
+    const bool isState = graph.node(row.node).op == Op::kState && row.cycle == cycleOf(row.node);
+    row.hasReset = isState || isControl[row.node.index];
+  }
 }
 
 std::vector<NodeId> Plan::variablesBehind(const std::vector<NodeId>& roots, int cycle) {
@@ -205,7 +248,7 @@ std::vector<NodeId> Plan::variablesBehind(const std::vector<NodeId>& roots, int 
   while (!open.empty()) {
     const NodeId id = open.back();
     open.pop_back();
-    if (!inlined[id.index] && graph.node(id).op != Op::kInput) variables.push_back(id);
+    if (!inlined[id.index] && isComputed(id)) variables.push_back(id);
     for (const NodeId operand : graph.operands(id)) visit(operand);
   }
   std::ranges::sort(variables);
@@ -215,7 +258,7 @@ std::vector<NodeId> Plan::variablesBehind(const std::vector<NodeId>& roots, int 
 void Plan::makeProcesses() {
   mark.assign(graph.size(), 0);
   for (std::size_t i = 0; i < registers.size(); ++i)
-    processes[2 * static_cast<std::size_t>(registers[i].cycle - 1)].registers.push_back(i);
+    processes[2 * static_cast<std::size_t>(registers[i].writtenIn)].registers.push_back(i);
   for (std::size_t i = 0; i < graph.outputs().size(); ++i) {
     const int cycle = design.schedule->cycleByOutput[i];
     if (variablesBehind({graph.outputs()[i].signal.node}, cycle).empty())
@@ -225,7 +268,7 @@ void Plan::makeProcesses() {
   }
   for (Process& process : processes) {
     std::vector<NodeId> roots;
-    for (const std::size_t row : process.registers) roots.push_back(registers[row].node);
+    for (const std::size_t row : process.registers) roots.push_back(registers[row].source);
     for (const std::size_t port : process.outputs)
       roots.push_back(graph.outputs()[port].signal.node);
     process.variables = variablesBehind(roots, process.cycle);
@@ -258,6 +301,8 @@ void Plan::markReads() {
     }
     for (int cycle = cycleOf(id); cycle < lastRead[id.index]; ++cycle) readAll(id, cycle);
   }
+  for (const graph::State& state : graph.states())
+    if (isLiveState(state)) readAll(state.next, cycleOf(state.node));
   for (std::size_t i = 0; i < graph.outputs().size(); ++i)
     readAll(graph.outputs()[i].signal.node, design.schedule->cycleByOutput[i]);
 }

@@ -8,15 +8,21 @@
 
 #include "backend/graph/graph.h"
 #include "backend/hdl/emission.h"
+#include "backend/hdl/names.h"
 
 namespace hdl {
 
-// One register: the value of `node`, readable in cycle `cycle`.
+// One register: the value of `node`, readable in cycle `cycle`. It takes what `source` is in cycle
+// `writtenIn`: the node itself in the cycle before or, for a state, its next value in its own
+// cycle.
 struct Register {
   graph::NodeId node;
   int cycle = 0;
   std::string name;
+  graph::NodeId source;
+  int writtenIn = 0;
   bool hasReset = true;
+  util::MPZ initial{};  // after a reset
 };
 
 // One process of the printed design, for the logic of one cycle: clocked, when it ends in the
@@ -46,6 +52,7 @@ class Plan {
   const Design& design;
   const graph::Graph& graph;
   std::string entity, clock, reset;
+  std::string enable;  // empty without one
   std::vector<std::string> inputNames, outputNames;
   std::vector<Register> registers;
   std::vector<Process> processes;
@@ -56,6 +63,11 @@ class Plan {
 
   int cycleOf(graph::NodeId id) const { return design.schedule->cycleOf(id); }
   bool isLiteral(graph::NodeId id) const { return graph.node(id).op == graph::Op::kLiteral; }
+  // States and inputs are there when their cycle starts.
+  bool isComputed(graph::NodeId id) const {
+    const graph::Op op = graph.node(id).op;
+    return op != graph::Op::kInput && op != graph::Op::kState;
+  }
   // True where a node has no name of its own: its reader holds its expression.
   bool isInlined(graph::NodeId id) const { return inlined[id.index]; }
   // An addition of two addends that is a - b: a + not b + 1, the `not` inlined. Nothing otherwise.
@@ -71,7 +83,8 @@ class Plan {
   // The name under which `cycle` reads a node that is neither literal nor inlined there.
   const std::string& nameOf(graph::NodeId id, int cycle) const;
   const std::string& lutFunctionOf(graph::NodeId lut) const;
-  // The register that holds the node's value in `cycle`, later than its own.
+  // The register that holds the node's value in `cycle`, later than its own. A state's own register
+  // stands elsewhere.
   const Register& registerOf(graph::NodeId id, int cycle) const {
     return registers[firstRegister[id.index] + static_cast<std::size_t>(cycle - cycleOf(id) - 1)];
   }
@@ -80,10 +93,13 @@ class Plan {
 
  private:
   using LutKey = std::pair<std::uint32_t, std::pair<int, int>>;  // literal, widths out and in
+  bool isLiveState(const graph::State& state) const { return live[state.node.index] != 0; }
+  void findLiveNodes();
   void findLastReads();
   void chooseInlined();
   void nameEverything();
-  void makeRegisters();
+  void nameRegisters(Names& names);
+  void chooseResets();
   void makeProcesses();
   void markReads();
   std::vector<graph::NodeId> variablesBehind(const std::vector<graph::NodeId>& roots, int cycle);

@@ -2,8 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -11,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "backend/device/families.h"
 #include "backend/graph/evaluator.h"
 #include "backend/graph/sample_graphs.h"
 #include "backend/hdl/emission.h"
@@ -50,11 +53,16 @@ class ReplayedUnit {
   ~ReplayedUnit() { std::filesystem::remove_all(folder); }
   ReplayedUnit(const ReplayedUnit&) = delete;
 
-  void addChannelAndValid() {
+  // Once on the outputs, or once for each of `parts` data outputs.
+  void addChannelAndValid(std::size_t parts = 0) {
     valid = builder.input("xIn_v", 1, /*isControl=*/true);
     channel = builder.input("xIn_c", 8, /*isControl=*/true);
-    builder.output("xOut_v", valid);
-    builder.output("xOut_c", channel);
+    for (std::size_t i = 0; i < std::max<std::size_t>(parts, 1); ++i) {
+      const std::string number = parts > 0 ? std::to_string(i) : "";
+      builder.output("xOut" + number + "_v", valid);
+      builder.output("xOut" + number + "_c", channel);
+    }
+    controls = 2 * std::max<std::size_t>(parts, 1);
   }
 
   // Spreads the nodes over cycles 0 to `latency` by their depth.
@@ -71,9 +79,22 @@ class ReplayedUnit {
     schedule.cycleByNode.clear();
     for (const int steps : depth) schedule.cycleByNode.push_back(steps * latency / deepest);
     schedule.cycleByOutput.assign(graph.outputs().size(), latency);
-    settings.latency = latency;
-    settings.hasChannelValid = static_cast<bool>(valid);
-    settings.alternatives.assign(graph.outputs().size() - (valid ? 2 : 0), 1);
+    chooseSettings();
+  }
+
+  // By the scheduler, for units with loops; split outputs each as early as they can.
+  void scheduleFor(int period, bool isSplit = false, std::optional<int> latency = {}) {
+    schedule::ScheduleOptions options{.period = {period}, .latency = latency};
+    if (period == 0) options.strategy = schedule::Strategy::kCombinational;
+    for (std::size_t i = 0; isSplit && i < graph.outputs().size(); ++i)
+      options.outputGroups.push_back(static_cast<int>(i < controls ? i / 2 : i - controls));
+    const device::Device& device = *device::deviceFactory.GetDevice("TarnV", "", "fast", "", "");
+    schedule = schedule::scheduleGraph(graph, device, options)->schedule;
+    chooseSettings();
+    if (isSplit)
+      settings.splitLatencies.assign(
+          schedule.cycleByOutput.begin() + static_cast<std::ptrdiff_t>(controls),
+          schedule.cycleByOutput.end());
   }
 
   Design design() {
@@ -83,7 +104,8 @@ class ReplayedUnit {
             .name = name,
             .entity = name,
             .header = {"a test"},
-            .dontCareOnReset = dontCareOnReset};
+            .dontCareOnReset = dontCareOnReset,
+            .hasEnable = hasEnable};
   }
 
   void drawVectors(int count, std::uint64_t seed) {
@@ -105,6 +127,60 @@ class ReplayedUnit {
     for (int i = 0; i < settings.latency; ++i) stimuli.push_back(rowOf(graph.inputs(), patterns));
   }
 
+  // Rows as the unit's delay gives them: what a row puts in comes out of each port after as many
+  // rows with enable as the port has cycles, and the head stays while the enable is low. `count`
+  // valid rows, as many more as the longest output takes; stalls are drawn from the first row on.
+  void drawDelayedVectors(int count, std::uint64_t seed) {
+    std::mt19937_64 random(seed);
+    graph::Evaluator evaluator(graph);
+    const std::size_t ports = graph.outputs().size();
+    const bool isSplit = !settings.splitLatencies.empty();
+    std::vector<std::deque<std::string>> delays(ports);
+    const Row zeros = rowOf(graph.outputs(), std::vector<util::MPZ>(ports));
+    for (std::size_t port = 0; port < ports; ++port)
+      delays[port].assign(static_cast<std::size_t>(schedule.cycleByOutput[port]), zeros[port]);
+    splitResponses.assign(settings.splitLatencies.size(), {});
+    for (int advanced = 0; advanced < count + schedule.latency();) {
+      const bool advances = !hasEnable || random() % 4 != 0;
+      std::vector<util::MPZ> patterns;
+      for (const graph::Port& port : graph.inputs())
+        patterns.push_back(graph::drawPattern(random, port.signal.width));
+      if (valid) patterns[0] = util::MPZ(advanced < count && random() % 8 != 0);
+      if (valid) patterns[1] = util::MPZ(static_cast<int>(stimuli.size() % 256));
+      const Row results = rowOf(graph.outputs(), evaluator(patterns));
+      if (advances) evaluator.clock();
+      Row shown;
+      for (std::size_t port = 0; port < ports; ++port) {
+        delays[port].push_back(results[port]);
+        shown.push_back(delays[port].front());
+        advances ? delays[port].pop_front() : delays[port].pop_back();
+      }
+      stimuli.push_back(rowOf(graph.inputs(), patterns));
+      if (hasEnable) stimuli.back().push_back(advances ? "1" : "0");
+      for (std::size_t i = 0; i < splitResponses.size(); ++i) {
+        Row row;
+        if (valid) row = {shown[2 * i], shown[2 * i + 1]};
+        row.push_back(shown[controls + i]);
+        splitResponses[i].push_back(row);
+      }
+      if (!isSplit) responses.push_back(shown);
+      advanced += advances;
+    }
+  }
+  // Rows of a response file that a bench compares.
+  long comparedRows() const {
+    const std::vector<Row>& rows = splitResponses.empty() ? responses : splitResponses[0];
+    if (valid) return std::ranges::count_if(rows, [](const Row& row) { return row[0] == "1"; });
+    const int skipped =
+        settings.splitLatencies.empty() ? settings.latency : settings.splitLatencies[0];
+    int advanced = 0;
+    return std::ranges::count_if(stimuli, [&](const Row& row) {
+      const bool isCompared = advanced >= skipped;
+      advanced += !hasEnable || row.back() == "1";
+      return isCompared;
+    });
+  }
+
   void write(const std::string& file, const std::string& text) {
     std::ofstream(folder / file) << text;
   }
@@ -114,14 +190,10 @@ class ReplayedUnit {
     return text.str();
   }
   void writeVectors() {
-    for (const auto& [rows, end] : {std::pair(&stimuli, "In"), std::pair(&responses, "Out")}) {
-      std::string text;
-      for (const Row& row : *rows) {
-        for (const std::string& column : row) text += fmt::format(" {} ", column);
-        text += "\n";
-      }
-      write(fmt::format("{}_x{}.stm", name, end), text);
-    }
+    writeRows("In", stimuli);
+    if (settings.splitLatencies.empty()) writeRows("Out", responses);
+    for (std::size_t i = 0; i < splitResponses.size(); ++i)
+      writeRows("Out" + std::to_string(i), splitResponses[i]);
   }
   void writeTexts(LANGUAGE language) {
     const char* end = language == LANGUAGE_VHDL ? "vhd" : "v";
@@ -144,9 +216,25 @@ class ReplayedUnit {
   std::string name;
   std::filesystem::path folder;
   bool dontCareOnReset = false;
+  bool hasEnable = false;
   std::vector<Row> stimuli, responses;
+  std::vector<std::vector<Row>> splitResponses;  // of each data output, in place of `responses`
+  graph::Signal valid, channel;
 
  private:
+  void chooseSettings() {
+    settings.latency = schedule.latency();
+    settings.hasChannelValid = static_cast<bool>(valid);
+    settings.alternatives.assign(graph.outputs().size() - controls, 1);
+  }
+  void writeRows(const std::string& end, const std::vector<Row>& rows) {
+    std::string text;
+    for (const Row& row : rows) {
+      for (const std::string& column : row) text += fmt::format(" {} ", column);
+      text += "\n";
+    }
+    write(fmt::format("{}_x{}.stm", name, end), text);
+  }
   static Row rowOf(const std::vector<graph::Port>& ports, const std::vector<util::MPZ>& patterns) {
     Row row;
     for (std::size_t i = 0; i < ports.size(); ++i) {
@@ -158,7 +246,7 @@ class ReplayedUnit {
     return row;
   }
 
-  graph::Signal valid, channel;
+  std::size_t controls = 0;  // output ports of valid and channel
 };
 
 }  // namespace hdl

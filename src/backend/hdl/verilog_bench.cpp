@@ -11,18 +11,15 @@ namespace hdl {
 namespace {
 
 constexpr std::string_view kHead =
-    R"(// Replays @name@_xIn.stm, one row a clock cycle, and compares what the unit shows just before each
-// clock edge with the same row of @name@_xOut.stm. Reads both from the current folder.
+    R"(// Replays @name@_xIn.stm, one row a clock cycle, and compares what the unit shows just before
+// each clock edge with the same row of @responses@.@enableComment@
+// Reads all from the current folder.
 module @bench@;
 
   localparam warn_only = @warnOnly@;
-  localparam latency = @latency@;
   localparam told_mismatches = @told@;
-  localparam data_ports = @dataPorts@;
   localparam stimulus_columns = @stimulusColumns@;
   localparam control_columns = @controlColumns@;
-  localparam data_columns = @dataColumns@;
-  localparam most_columns = @mostColumns@;
 
   reg unit_clk;
   reg unit_reset;
@@ -35,14 +32,12 @@ constexpr std::string_view kDeclarations = R"(
 
   // Texts stand right-aligned behind zero bytes.
   reg [8*@stimulusLength@-1:0] stimulus, stimulus_copy;
-  reg [8*@responseLength@-1:0] response, response_copy;
+  reg [8*@responseLength@-1:0] @responseLines@response_copy;
   reg [8*@tokenLength@-1:0] token [0:@lastToken@];
   reg [8*@tokenLength@-1:0] shown;
   reg [@widest@-1:0] bits;
-  reg [latency:0] valid_history;
-  integer stimuli, responses, results;
-  integer stimulus_length, response_length, stimulus_count, response_count;
-  integer row, compared, mismatches, column, i, alternatives, row_alternatives;
+@history@  integer stimuli, stimulus_length, stimulus_count, response_count;
+@handles@  integer row, @advanced@compared, mismatches, column, i, alternatives, row_alternatives;
   reg is_valid, is_same, is_well_formed, is_readable;
 
   // Counts a mismatch; true when it is to be told.
@@ -125,29 +120,58 @@ constexpr std::string_view kDeclarations = R"(
     end
   endtask
 
+  // How many columns of this row belong to each port: as many as usual (-1), or the same number for
+  // each. `most` is what a row of one port may have.
+  task choose_alternatives;
+    input [8*@fileLength@-1:0] file_name;
+    input integer ports;
+    input integer usual;
+    input integer most;
+    begin
+      row_alternatives = -1;
+      if (response_count != control_columns + usual) begin
+        if (ports == 1 && response_count > control_columns &&
+            response_count <= control_columns + most)
+          row_alternatives = response_count - control_columns;
+        else if (response_count == control_columns + 2 * ports)
+          row_alternatives = 2;
+        else begin
+          is_readable = 1'b0;
+          if (count_mismatch(1'b0))
+            $display("%0s has %0d columns, expected %0d", file_name, response_count,
+                     control_columns + usual);
+        end
+      end
+    end
+  endtask
+
+  task cannot_open;
+    input [8*@fileLength@-1:0] file_name;
+    begin
+      $display("cannot open %0s", file_name);
+      is_readable = 1'b0;
+    end
+  endtask
+
   initial begin
     unit_clk = 1'b0;
     unit_reset = 1'b1;
-    valid_history = 0;
-    row = 0;
+@startHistory@    row = 0;
     compared = 0;
     mismatches = 0;
     is_readable = 1'b1;
     // Later than the start, so that combinational logic sees the inputs change.
     #1;
 @starts@    stimuli = $fopen("@name@_xIn.stm", "r");
-    responses = $fopen("@name@_xOut.stm", "r");
-    results = 1;
-)";
+    if (stimuli == 0) cannot_open("@name@_xIn.stm");
+@opens@)";
 
-constexpr std::string_view kResults = R"(    results = $fopen("@name@_xOut.stm.sim", "w");
+constexpr std::string_view kOpen = R"(    @handle@ = $fopen("@file@", "@mode@");
+    if (@handle@ == 0) cannot_open("@file@");
 )";
 
 constexpr std::string_view kRowStart =
-    R"(    if (stimuli == 0 || responses == 0 || results == 0) begin
-      if (stimuli == 0) $display("cannot open @name@_xIn.stm");
-      if (responses == 0) $display("cannot open @name@_xOut.stm");
-      if (results == 0) $display("cannot open @name@_xOut.stm.sim");
+    R"(    if (!is_readable) begin
       $display("0 rows compared, 1 mismatches");
       fail;
     end
@@ -159,19 +183,18 @@ constexpr std::string_view kRowStart =
     unit_reset = 1'b0;
 
     stimulus_length = $fgets(stimulus, stimuli);
-    response_length = $fgets(response, responses);
-    while (is_readable && stimulus_length != 0 && response_length != 0) begin
-      row = row + 1;
+@reads@@while@      row = row + 1;
       is_well_formed = 1'b1;
       stimulus_count = $sscanf(stimulus, "@bitsFormat@"@inputs@);
       $sformat(stimulus_copy, "@rowFormat@\n"@inputs@);
       if (stimulus_copy !== stimulus || ^{@inputBits@} === 1'bx) begin
         // Not the plain form: column by column.
         stimulus_count = $sscanf(stimulus, "@textFormat@"@tokens@);
-        if (stimulus_count != stimulus_columns) begin
+        if (stimulus_count != stimulus_columns@andNoEnable@) begin
           is_readable = 1'b0;
           if (count_mismatch(1'b0))
-            $display("@name@_xIn.stm has not the %0d columns expected", stimulus_columns);
+            $display("@name@_xIn.stm has not the %0d columns expected",
+                     stimulus_columns@orEnable@);
         end else begin
 @drives@          if (!is_well_formed) begin
             is_readable = 1'b0;
@@ -181,34 +204,49 @@ constexpr std::string_view kRowStart =
         end
       end
       #5;
+@newValid@)";
+
+// A row without the column advances the unit.
+constexpr std::string_view kDriveEnable = R"(          @enable@ = 1'b1;
+          if (stimulus_count > stimulus_columns) begin
+            if (token[stimulus_columns] === "0") @enable@ = 1'b0;
+            else if (token[stimulus_columns] !== "1") is_well_formed = 1'b0;
+          end
+)";
+
+// One response file.
+constexpr std::string_view kFile = R"(
       is_valid = 1'b0;
       is_same = 1'b0;
 @sameCheck@@historyCheck@      if (is_readable && !is_same) begin
-        response_count = $sscanf(response, "@textFormat@"@tokens@);
+        response_count = $sscanf(response@mark@, "@textFormat@"@tokens@);
         if (response_count < 0) response_count = 0;
+@isValid@        if (is_valid)
+          choose_alternatives("@file@", @dataPorts@, @dataColumns@, @mostColumns@);
+        if (is_valid && is_readable) begin
+@count@          column = control_columns;
+@checks@        end
+      end
 )";
 
 // The usual row, in which every column is the one accepted value.
 constexpr std::string_view kSameCheck =
     R"(      $sformat(response_copy, "@shownFormat@\n"@outputs@);
-      if (is_readable && response_copy === response) begin
+      if (is_readable && response_copy === response@mark@) begin
         is_same = 1'b1;
-        if (@sameIsValid@) compared = compared + 1;
-      end
+@countSame@      end
 )";
 
 // Valid travels with the data: it must come out exactly `latency` rows later.
-constexpr std::string_view kHistoryCheck = R"(      if (is_readable) begin
-        valid_history = (valid_history << 1) | @stimulusValid@;
-        if (@valid@ !== valid_history[latency])
-          if (count_mismatch(1'b0))
-            $display("@validPort@ is not the valid bit that went in %0d rows before", latency);
-      end
+constexpr std::string_view kHistoryCheck =
+    R"(      if (is_readable && @valid@ !== valid_history[@latency@])
+        if (count_mismatch(1'b0))
+          $display("@validPort@ is not the valid bit that went in @latency@ rows before");
 )";
 
 constexpr std::string_view kValidCheck = R"(        if (response_count < control_columns) begin
           is_readable = 1'b0;
-          if (count_mismatch(1'b0)) $display("@name@_xOut.stm has no valid and channel column");
+          if (count_mismatch(1'b0)) $display("@file@ has no valid and channel column");
         end else begin
           $sformat(shown, "%b", @valid@);
           check("@validPort@", ^@valid@ === 1'bx, "-", 0, 1);
@@ -218,165 +256,226 @@ constexpr std::string_view kValidCheck = R"(        if (response_count < control
         end
 )";
 
-constexpr std::string_view kNoValidCheck = R"(        is_valid = row > latency;
-)";
-
-constexpr std::string_view kColumns = R"(
-        row_alternatives = -1;
-        if (is_valid && response_count != control_columns + data_columns) begin
-          if (data_ports == 1 && response_count > control_columns &&
-              response_count <= most_columns)
-            row_alternatives = response_count - control_columns;
-          else if (response_count == control_columns + 2 * data_ports)
-            row_alternatives = 2;
-          else begin
-            is_readable = 1'b0;
-            is_valid = 1'b0;
-            if (count_mismatch(1'b0))
-              $display("@name@_xOut.stm has %0d columns, expected %0d", response_count,
-                       control_columns + data_columns);
-          end
-        end
-        if (is_valid) begin
-          compared = compared + 1;
-          column = control_columns;
-@checks@        end
-      end
-)";
-
 constexpr std::string_view kRowEnd = R"(
       unit_clk = 1'b1;
       #5 unit_clk = 1'b0;
-      if (is_readable) begin
+@rowEnd@      if (is_readable) begin
         stimulus_length = $fgets(stimulus, stimuli);
-        response_length = $fgets(response, responses);
-      end
+@readsInside@      end
     end
 
-    if (is_readable && stimulus_length != response_length)
-      if (stimulus_length == 0 || response_length == 0) begin
-        row = row + 1;
-        if (count_mismatch(1'b0)) begin
-          if (stimulus_length == 0)
-            $display("@name@_xIn.stm has ended, @name@_xOut.stm has not");
-          else
-            $display("@name@_xOut.stm has ended, @name@_xIn.stm has not");
-        end
-      end
-    finish_run(compared);
+    row = row + 1;
+@lengthChecks@    finish_run(compared);
   end
 
 endmodule
 )";
 
-std::string repeated(std::string_view text, int count, std::string_view between) {
+// All files must have as many rows.
+constexpr std::string_view kLengthCheck =
+    R"(    if (is_readable && (stimulus_length == 0) != (response_length@mark@ == 0))
+      if (count_mismatch(1'b0)) begin
+        if (stimulus_length == 0) $display("@name@_xIn.stm has ended, @file@ has not");
+        else $display("@file@ has ended, @name@_xIn.stm has not");
+      end
+)";
+
+std::string repeated(std::string_view text, std::size_t count, std::string_view between) {
   std::string result;
-  for (int i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     if (i > 0) result += between;
     result += text;
   }
   return result;
 }
 
+// What is printed once for each response file.
+struct FileTexts {
+  std::string handles, lines, opens, reads, readsInside, notEnded, rows, lengthChecks;
+  int longestLine = 0;  // characters
+
+  // `words`: of the whole bench.
+  void add(const BenchPlan& plan, const ResponseFile& file,
+           std::map<std::string, std::string> words) {
+    const bool hasControls = plan.controls > 0, isFirst = &file == &plan.files.front();
+    const auto port = [&](std::size_t index) -> const BenchPort& { return plan.outputs[index]; };
+    std::string checks, shown;
+    int length = 16;
+    bool usualIsOne = true;
+    const auto show = [&](std::size_t index) {
+      shown += fmt::format(", unit_{}", port(index).name);
+      length += (port(index).width + 2) * std::max(port(index).alternatives, 2);
+    };
+    if (hasControls) show(file.valid), show(file.channel);
+    for (std::size_t i = file.firstData; i < file.firstData + file.dataPorts; ++i) {
+      show(i);
+      usualIsOne &= port(i).alternatives == 1;
+      checks += fmt::format(
+          "          alternatives = row_alternatives < 0 ? {1} : row_alternatives;\n"
+          "          $sformat(shown, \"%b\", unit_{0});\n"
+          "          check(\"{0}\", ^unit_{0} === 1'bx, {{{2}{{\"-\"}}}}, column, alternatives);\n"
+          "          column = column + alternatives;\n",
+          port(i).name, port(i).alternatives, port(i).width);
+    }
+    longestLine = std::max(longestLine, length);
+    const std::string isFilled =
+        fmt::format("{} {}", plan.hasEnable() ? "advanced >=" : "row >", file.latency);
+    const auto control = [&](std::size_t index) { return hasControls ? port(index).name : ""; };
+    words.insert({{"file", file.name},
+                  {"mark", file.mark},
+                  {"latency", std::to_string(file.latency)},
+                  {"dataPorts", std::to_string(file.dataPorts)},
+                  {"dataColumns", std::to_string(file.dataColumns)},
+                  {"mostColumns", std::to_string(file.mostColumns)},
+                  {"validPort", control(file.valid)},
+                  {"valid", "unit_" + control(file.valid)},
+                  {"channelPort", control(file.channel)},
+                  {"channel", "unit_" + control(file.channel)},
+                  {"checks", checks},
+                  {"outputs", shown},
+                  {"shownFormat", repeated(" %b ", plan.controls + file.dataPorts, "")}});
+    words["count"] = isFirst ? "          compared = compared + 1;\n" : "";
+    if (isFirst)
+      words["countSame"] = fmt::format("        if ({}) compared = compared + 1;\n",
+                                       hasControls ? words["valid"] : isFilled);
+    else
+      words["countSame"] = "";
+    words["sameCheck"] = usualIsOne ? filled(kSameCheck, words) : "";
+    words["historyCheck"] = hasControls ? filled(kHistoryCheck, words) : "";
+    words["isValid"] = hasControls ? filled(kValidCheck, words)
+                                   : fmt::format("        is_valid = {};\n", isFilled);
+    const std::string read =
+        fmt::format("response_length{0} = $fgets(response{0}, responses{0});\n", file.mark);
+    const auto open = [&](const std::string& handle, const std::string& name, const char* mode) {
+      opens += filled(kOpen, {{"handle", handle}, {"file", name}, {"mode", mode}});
+    };
+    lines += fmt::format("response{}, ", file.mark);
+    handles += fmt::format("  integer response_length{0}, responses{0}", file.mark);
+    open("responses" + file.mark, file.name, "r");
+    reads += "    " + read;
+    readsInside += "        " + read;
+    notEnded += fmt::format(" && response_length{} != 0", file.mark);
+    rows += filled(kFile, words);
+    lengthChecks += filled(kLengthCheck, words);
+    handles += plan.settings.resultsToFile ? fmt::format(", results{};\n", file.mark) : ";\n";
+    if (!plan.settings.resultsToFile) return;
+    open("results" + file.mark, file.name + ".sim", "w");
+    rows += statement(
+        6, fmt::format("$fdisplay(results{}, \"{}\"{});", file.mark, words["shownFormat"], shown));
+  }
+};
+
 }  // namespace
 
 std::string verilogBench(const BenchPlan& plan) {
-  const BenchSettings& settings = plan.settings;
-  const int controls = static_cast<int>(plan.firstData);
+  const bool hasControls = plan.controls > 0, hasEnable = plan.hasEnable();
+  const std::size_t inputs = plan.inputs.size(), columns = inputs + (hasEnable ? 1 : 0);
   // One more column than a row may have, so that too long a row is seen.
-  const int tokens =
-      std::max(static_cast<int>(plan.inputs.size()), controls + plan.mostColumns) + 1;
-  std::string signals, map, starts, drives, checks, inputs, outputs, unchecked, tokenList;
+  const std::size_t tokens =
+      std::max(columns, plan.controls + static_cast<std::size_t>(plan.mostColumns)) + 1;
+  std::string signals, map, starts, drives, driven, unchecked, tokenList;
   map = fmt::format("    .{}(unit_clk),\n    .{}(unit_reset)", plan.clock, plan.reset);
-  int widest = 1, stimulusLength = 16, responseLength = 16;
+  const std::string enable = "unit_" + plan.enable;
+  if (hasEnable) {
+    signals += fmt::format("  reg {};\n", enable);
+    map += fmt::format(",\n    .{}({})", plan.enable, enable);
+    starts += fmt::format("    {} = 1'b1;\n", enable);
+  }
+  int widest = 1, stimulusLength = 20;
   std::size_t nameLength = 1;
-  for (std::size_t i = 0; i < plan.inputs.size(); ++i) {
+  for (std::size_t i = 0; i < inputs; ++i) {
     const BenchPort& port = plan.inputs[i];
     signals += fmt::format("  reg [{}:0] unit_{};\n", port.width - 1, port.name);
     map += fmt::format(",\n    .{0}(unit_{0})", port.name);
     starts += fmt::format("    unit_{} = {}'b0;\n", port.name, port.width);
     drives += fmt::format("          read_bits({}, {});\n          unit_{} = bits[{}:0];\n", i,
                           port.width, port.name, port.width - 1);
-    inputs += fmt::format(", unit_{}", port.name);
+    driven += fmt::format(", unit_{}", port.name);
     stimulusLength += port.width + 2;
     widest = std::max(widest, port.width);
   }
-  for (std::size_t i = 0; i < plan.outputs.size(); ++i) {
-    const BenchPort& port = plan.outputs[i];
+  if (hasEnable) {
+    drives += filled(kDriveEnable, {{"enable", enable}});
+    driven += ", " + enable;
+  }
+  for (const BenchPort& port : plan.outputs) {
     signals += fmt::format("  wire [{}:0] unit_{};\n", port.width - 1, port.name);
     map += fmt::format(",\n    .{0}(unit_{0})", port.name);
-    outputs += fmt::format(", unit_{}", port.name);
     widest = std::max(widest, port.width);
     nameLength = std::max(nameLength, port.name.size());
-    responseLength += (port.width + 2) * std::max(port.alternatives, 2);
-    if (i < plan.firstData) continue;
-    checks += fmt::format(
-        "          alternatives = row_alternatives < 0 ? {1} : row_alternatives;\n"
-        "          $sformat(shown, \"%b\", unit_{0});\n"
-        "          check(\"{0}\", ^unit_{0} === 1'bx, {{{2}{{\"-\"}}}}, column, alternatives);\n"
-        "          column = column + alternatives;\n",
-        port.name, port.alternatives, port.width);
-    if (port.alternatives == 0)
-      unchecked += fmt::format("    $display(\"{} is not checked: it has no accepted values\");\n",
-                               port.name);
   }
-  for (int i = 0; i < tokens; ++i) tokenList += fmt::format(", token[{}]", i);
-  const int inputCount = static_cast<int>(plan.inputs.size());
-  const int outputCount = static_cast<int>(plan.outputs.size());
-  const auto control = [&](const std::vector<BenchPort>& ports, std::size_t index) {
-    return controls > 0 ? ports[index].name : std::string();
-  };
+  for (std::size_t i = 0; i < tokens; ++i) tokenList += fmt::format(", token[{}]", i);
   std::map<std::string, std::string> words{
       {"name", plan.design.name},
       {"bench", plan.bench},
       {"entity", plan.entity},
       {"map", map},
-      {"warnOnly", settings.mismatchIsError ? "0" : "1"},
-      {"latency", std::to_string(settings.latency)},
+      {"responses", plan.responseNames()},
+      {"enableComment", hasEnable ? "\n// The last column of a stimulus row is the enable." : ""},
+      {"warnOnly", plan.settings.mismatchIsError ? "0" : "1"},
       {"told", std::to_string(kToldMismatches)},
       {"resetCycles", std::to_string(kResetCycles)},
-      {"dataPorts", std::to_string(plan.dataPorts())},
-      {"stimulusColumns", std::to_string(inputCount)},
-      {"controlColumns", std::to_string(controls)},
-      {"dataColumns", std::to_string(plan.dataColumns)},
-      {"mostColumns", std::to_string(controls + plan.mostColumns)},
+      {"stimulusColumns", std::to_string(inputs)},
+      {"orEnable", hasEnable ? " + 1" : ""},
+      {"andNoEnable", hasEnable ? " && stimulus_count != stimulus_columns + 1" : ""},
+      {"controlColumns", std::to_string(plan.controls)},
+      {"advanced", !hasControls && hasEnable ? "advanced, " : ""},
       {"stimulusLength", std::to_string(stimulusLength)},
-      {"responseLength", std::to_string(responseLength)},
       {"tokenLength", std::to_string(widest + 1)},
       {"lastToken", std::to_string(tokens - 1)},
       {"widest", std::to_string(widest)},
       {"nameLength", std::to_string(nameLength)},
+      {"fileLength", std::to_string(plan.files.back().name.size() + 4)},
       {"starts", starts},
-      {"unchecked", unchecked},
-      {"bitsFormat", repeated("%b", inputCount, " ")},
-      {"rowFormat", repeated(" %b ", inputCount, "")},
+      {"bitsFormat", repeated("%b", columns, " ")},
+      {"rowFormat", repeated(" %b ", columns, "")},
       {"textFormat", repeated("%s", tokens, " ")},
-      {"inputs", inputs},
-      {"inputBits", inputs.substr(2)},
+      {"inputs", driven},
+      {"inputBits", driven.substr(2)},
       {"tokens", tokenList},
       {"drives", drives},
-      {"checks", checks},
-      {"outputs", outputs},
-      {"shownFormat", repeated(" %b ", outputCount, "")},
-      {"sameIsValid", controls > 0 ? "unit_" + plan.outputs[0].name : "row > latency"},
-      {"stimulusValid", "unit_" + control(plan.inputs, 0)},
-      {"validPort", control(plan.outputs, 0)},
-      {"valid", "unit_" + control(plan.outputs, 0)},
-      {"channelPort", control(plan.outputs, 1)},
-      {"channel", "unit_" + control(plan.outputs, 1)},
+      {"history", ""},
+      {"startHistory", ""},
+      {"newValid", ""},
   };
-  const bool usualIsOne = std::ranges::all_of(settings.alternatives, [](int n) { return n == 1; });
-  words["sameCheck"] = usualIsOne ? filled(kSameCheck, words) : "";
-  words["historyCheck"] = controls > 0 ? filled(kHistoryCheck, words) : "";
-  std::string text = headerLines(plan.design.header, "//") + filled(kHead, words) + signals +
-                     filled(kDeclarations, words);
-  if (settings.resultsToFile) text += filled(kResults, words);
-  text += filled(kRowStart, words) + filled(controls > 0 ? kValidCheck : kNoValidCheck, words) +
-          filled(kColumns, words);
-  if (settings.resultsToFile)
-    text += fmt::format("      $fdisplay(results, \"{}\"{});\n", repeated(" %b ", outputCount, ""),
-                        outputs);
-  return text + filled(kRowEnd, words);
+  std::string advance;
+  if (hasControls) {
+    words["history"] = fmt::format("  reg [{}:0] valid_history;\n", plan.longestLatency);
+    words["startHistory"] = "    valid_history = 0;\n";
+    words["newValid"] = fmt::format("      valid_history[0] = unit_{};\n", plan.inputs[0].name);
+    advance = "valid_history = valid_history << 1;\n";
+  } else if (hasEnable) {
+    words["startHistory"] = "    advanced = 0;\n";
+    advance = "advanced = advanced + 1;\n";
+  }
+  if (!advance.empty())
+    words["rowEnd"] =
+        fmt::format("      {}{}", hasEnable ? fmt::format("if ({}) ", enable) : "", advance);
+  else
+    words["rowEnd"] = "";
+  FileTexts texts;
+  for (const ResponseFile& file : plan.files) {
+    texts.add(plan, file, words);
+    for (std::size_t i = file.firstData; i < file.firstData + file.dataPorts; ++i)
+      if (plan.outputs[i].alternatives == 0)
+        unchecked +=
+            fmt::format("    $display(\"{} is not checked: it has no accepted values\");\n",
+                        plan.outputs[i].name);
+  }
+  words.insert(
+      {{"responseLength", std::to_string(texts.longestLine)},
+       {"responseLines", texts.lines},
+       {"handles", texts.handles},
+       {"opens", texts.opens},
+       {"while", statement(4, fmt::format("while (is_readable && stimulus_length != 0{}) begin",
+                                          texts.notEnded))},
+       {"unchecked", unchecked},
+       {"reads", texts.reads},
+       {"readsInside", texts.readsInside},
+       {"lengthChecks", texts.lengthChecks}});
+  return headerLines(plan.design.header, "//") + filled(kHead, words) + signals +
+         filled(kDeclarations, words) + filled(kRowStart, words) + texts.rows +
+         filled(kRowEnd, words);
 }
 
 }  // namespace hdl

@@ -126,6 +126,7 @@ std::string Printer::expression(NodeId id) const {
   switch (node.op) {
     case Op::kLiteral:
     case Op::kInput:
+    case Op::kState:
     case Op::kSlice:
       return operand(id, cycle);
     case Op::kConcat:
@@ -223,14 +224,21 @@ std::string Printer::process(const Process& process) const {
     text += assignment(id);
   }
   for (const std::size_t port : process.outputs) text += statement(4, output(port));
+  const bool holds = process.clocked && !plan.enable.empty();
+  if (holds) text += fmt::format("    if ({}) begin\n", plan.enable);
   std::string resets;
   for (const std::size_t index : process.registers) {
     const Register& row = plan.registers[index];
+    const int width = graph.node(row.node).width;
     text += statement(
-        4, fmt::format("{} <= {};", row.name, operand(row.node, process.cycle, /*bracket=*/false)));
+        holds ? 6 : 4,
+        fmt::format("{} <= {};", row.name, operand(row.source, process.cycle, /*bracket=*/false)));
     if (row.hasReset)
-      resets += fmt::format("      {} <= {}'b0;\n", row.name, graph.node(row.node).width);
+      resets += statement(6, fmt::format("{} <= {};", row.name,
+                                         row.initial.isZero() ? fmt::format("{}'b0", width)
+                                                              : literalText(row.initial, width)));
   }
+  if (holds) text += "    end\n";
   if (!resets.empty()) text += fmt::format("    if ({}) begin\n{}    end\n", plan.reset, resets);
   return text + "  end\n\n";
 }
@@ -265,7 +273,9 @@ std::string Printer::ports() const {
   const std::size_t outputs = graph.outputs().size();
   const bool anyAfterReset = !graph.inputs().empty() || outputs > 0;
   add(plan.registers.empty(), "input wire " + plan.clock, false);
-  add(!isReset, "input wire " + plan.reset, !anyAfterReset);
+  add(!isReset, "input wire " + plan.reset, !anyAfterReset && plan.enable.empty());
+  if (!plan.enable.empty())
+    add(plan.registers.empty(), "input wire " + plan.enable, !anyAfterReset);
   for (std::size_t i = 0; i < graph.inputs().size(); ++i) {
     const graph::Signal signal = graph.inputs()[i].signal;
     add(plan.isPartlyRead(signal.node, plan.cycleOf(signal.node)),

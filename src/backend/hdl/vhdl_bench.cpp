@@ -9,15 +9,13 @@ namespace hdl {
 
 namespace {
 
-constexpr const char* kValidHistory =
-    "    variable valid_history : std_logic_vector(0 to latency) := (others => '0');\n";
-
 constexpr std::string_view kHead = R"(library ieee;
 use ieee.std_logic_1164.all;
 use std.textio.all;
 
--- Replays @name@_xIn.stm, one row a clock cycle, and compares what the unit shows just before each
--- clock edge with the same row of @name@_xOut.stm. `folder` stands in front of the file names.
+-- Replays @name@_xIn.stm, one row a clock cycle, and compares what the unit shows just before
+-- each clock edge with the same row of @responses@.@enableComment@
+-- `folder` stands in front of the file names.
 entity @bench@ is
   generic (folder : string := "");
 end entity;
@@ -35,12 +33,9 @@ begin
 
   replay : process
     constant warn_only : boolean := @warnOnly@;
-    constant latency : natural := @latency@;
     constant told_mismatches : natural := @told@;
-    constant data_ports : positive := @dataPorts@;
     constant stimulus_columns : positive := @stimulusColumns@;
     constant control_columns : natural := @controlColumns@;
-    constant data_columns : natural := @dataColumns@;
     constant most_columns : positive := @mostColumns@;
 
     -- Where a column of the current row stands in its line.
@@ -48,21 +43,18 @@ begin
       first, last : natural;
     end record;
     type span_list is array (natural range <>) of span;
-    type count_list is array (0 to data_ports - 1) of natural;
 
-    constant usual_alternatives : count_list := (@alternatives@);
-
-    file stimuli, responses@resultsFile@ : text;
-    variable status : file_open_status;
+    file stimuli : text;
+@files@    variable status : file_open_status;
     variable stimulus, response, report_line@resultsLine@ : line;
-    variable stimulus_span : span_list(0 to stimulus_columns - 1);
+    variable stimulus_span : span_list(0 to stimulus_columns@orEnable@ - 1);
     variable response_span : span_list(0 to most_columns - 1);
     variable stimulus_count, response_count, column : natural;
-    variable alternatives : count_list;
-    variable row, compared, mismatches : natural := 0;
+    variable row_alternatives : integer;
+    variable row, @advanced@compared, mismatches : natural := 0;
     variable is_valid, is_well_formed : boolean;
     variable is_readable : boolean := true;
-@validHistory@
+@history@
     procedure tell(text : string) is
       variable l : line;
     begin
@@ -193,10 +185,39 @@ begin
       mismatch(port_name & " is " & shown & ", expected " & expected.all);
       deallocate(expected);
     end procedure;
+@checkControls@
+    -- How many columns of this row belong to each port: as many as usual, or the same number for
+    -- each. `most` is what a row of one port may have.
+    procedure choose_alternatives(file_name : string; ports, usual, most : natural) is
+      constant data_columns : integer := response_count - control_columns;
+    begin
+      row_alternatives := -1;
+      if data_columns = usual then
+        null;
+      elsif ports = 1 and data_columns > 0 and data_columns <= most then
+        row_alternatives := data_columns;
+      elsif data_columns = 2 * ports then
+        row_alternatives := 2;
+      else
+        mismatch(file_name & " has " & integer'image(response_count) & " columns, expected "
+                 & integer'image(control_columns + usual));
+        is_readable := false;
+      end if;
+    end procedure;
+
+    -- A data port against the next columns of the row.
+    procedure check_next(port_name : string; value : std_logic_vector; usual : natural) is
+      variable count : natural := usual;
+    begin
+      if row_alternatives >= 0 then
+        count := row_alternatives;
+      end if;
+      check(port_name, value, column, count);
+      column := column + count;
+    end procedure;
 
   begin
     open_file(stimuli, "@name@_xIn.stm", read_mode);
-    open_file(responses, "@name@_xOut.stm", read_mode);
 )";
 
 constexpr std::string_view kRowStart = R"(
@@ -208,16 +229,13 @@ constexpr std::string_view kRowStart = R"(
     end loop;
     unit_reset <= '0';
 
-    while not (endfile(stimuli) or endfile(responses)) loop
-      row := row + 1;
+@while@      row := row + 1;
       readline(stimuli, stimulus);
-      readline(responses, response);
       split(stimulus, stimulus_span, stimulus_count);
-      split(response, response_span, response_count);
 
-      if stimulus_count /= stimulus_columns then
+      if stimulus_count /= stimulus_columns@andNoEnable@ then
         mismatch("@name@_xIn.stm has " & integer'image(stimulus_count) & " columns, expected "
-                 & integer'image(stimulus_columns));
+                 & integer'image(stimulus_columns@orEnable@));
         is_readable := false;
         exit;
       end if;
@@ -228,81 +246,146 @@ constexpr std::string_view kRowStart = R"(
         exit;
       end if;
       wait for 5 ns;
+@newValid@)";
 
+// A row without the column advances the unit.
+constexpr std::string_view kDriveEnable = R"(      @enable@ <= '1';
+      if stimulus_count > stimulus_columns then
+        if stimulus(stimulus_span(stimulus_columns).first
+                    to stimulus_span(stimulus_columns).last) = "0" then
+          @enable@ <= '0';
+        elsif stimulus(stimulus_span(stimulus_columns).first
+                       to stimulus_span(stimulus_columns).last) /= "1" then
+          is_well_formed := false;
+        end if;
+      end if;
 )";
 
-// Valid travels with the data: it must come out exactly `latency` rows later.
-constexpr std::string_view kValidCheck = R"(      if response_count < control_columns then
-        mismatch("@name@_xOut.stm has no valid and channel column");
+constexpr std::string_view kCheckControls = R"(
+    -- Valid travels with the data: it must come out exactly `latency` rows@advancing@ later.
+    procedure check_controls(file_name, valid_name : string; valid : std_logic_vector;
+                             channel_name : string; channel : std_logic_vector;
+                             latency : natural) is
+    begin
+      if response_count < control_columns then
+        mismatch(file_name & " has no valid and channel column");
         is_readable := false;
-        exit;
+        return;
       end if;
-      valid_history := @stimulusValid@(0) & valid_history(0 to latency - 1);
-      check("@validPort@", @valid@, 0, 1);
-      if @valid@(0) /= valid_history(latency) then
-        mismatch("@validPort@ is not the valid bit that went in " & integer'image(latency)
+      check(valid_name, valid, 0, 1);
+      if valid(0) /= valid_history(latency) then
+        mismatch(valid_name & " is not the valid bit that went in " & integer'image(latency)
                  & " rows before");
       end if;
       is_valid := response(response_span(0).first) = '1';
       if is_valid then
-        check("@channelPort@", @channel@, 1, 1);
+        check(channel_name, channel, 1, 1);
       end if;
+    end procedure;
 )";
 
-constexpr std::string_view kNoValidCheck = R"(      is_valid := row > latency;
-)";
-
-constexpr std::string_view kColumns = R"(
-      if is_valid then
-        alternatives := usual_alternatives;
-        if response_count /= control_columns + data_columns then
-          if data_ports = 1 and response_count > control_columns
-              and response_count <= most_columns then
-            alternatives := (others => response_count - control_columns);
-          elsif response_count = control_columns + 2 * data_ports then
-            alternatives := (others => 2);
-          else
-            mismatch("@name@_xOut.stm has " & integer'image(response_count)
-                     & " columns, expected " & integer'image(control_columns + data_columns));
-            is_readable := false;
-        exit;
-          end if;
-        end if;
-        compared := compared + 1;
-        column := control_columns;
+// One response file.
+constexpr std::string_view kFile = R"(
+      readline(responses@mark@, response);
+      split(response, response_span, response_count);
+@isValid@      if is_valid then
+        choose_alternatives("@file@", @dataPorts@, @dataColumns@, @mostColumns@);
+        exit when not is_readable;
+@count@        column := control_columns;
+@checks@      end if;
 )";
 
 constexpr std::string_view kRowEnd = R"(
       unit_clk <= '1';
       wait for 5 ns;
       unit_clk <= '0';
-    end loop;
+@rowEnd@    end loop;
 
-    if is_readable and endfile(stimuli) /= endfile(responses) then
-      row := row + 1;
-      if endfile(stimuli) then
-        mismatch("@name@_xIn.stm has ended, @name@_xOut.stm has not");
-      else
-        mismatch("@name@_xOut.stm has ended, @name@_xIn.stm has not");
-      end if;
-    end if;
-@closeResults@    finish_run;
+    row := row + 1;
+@lengths@@closeResults@    finish_run;
   end process;
 
 end architecture;
 )";
 
+// All files must have as many rows.
+constexpr std::string_view kLength =
+    R"(    if is_readable and endfile(stimuli) /= endfile(responses@mark@) then
+      if endfile(stimuli) then
+        mismatch("@name@_xIn.stm has ended, @file@ has not");
+      else
+        mismatch("@file@ has ended, @name@_xIn.stm has not");
+      end if;
+    end if;
+)";
+
+// What is printed once for each response file.
+struct FileTexts {
+  std::string files, ended, opens, rows, lengths, closes;
+
+  void add(const BenchPlan& plan, const ResponseFile& file) {
+    const bool toFile = plan.settings.resultsToFile, hasControls = plan.controls > 0;
+    const auto port = [&](std::size_t index) -> const BenchPort& { return plan.outputs[index]; };
+    std::string checks, shown;
+    const auto show = [&](std::size_t index) {
+      shown += fmt::format("      write(result, \" \" & to_string(unit_{}) & \" \");\n",
+                           port(index).name);
+    };
+    if (hasControls) show(file.valid), show(file.channel);
+    for (std::size_t i = file.firstData; i < file.firstData + file.dataPorts; ++i) {
+      checks += statement(8, fmt::format("check_next(\"{0}\", unit_{0}, {1});", port(i).name,
+                                         port(i).alternatives));
+      show(i);
+    }
+    std::string isValid = fmt::format("      is_valid := {} {};\n",
+                                      plan.hasEnable() ? "advanced >=" : "row >", file.latency);
+    if (hasControls)
+      isValid = statement(6, fmt::format("check_controls(\"{0}\", \"{1}\", unit_{1}, \"{2}\", "
+                                         "unit_{2}, {3});",
+                                         file.name, port(file.valid).name, port(file.channel).name,
+                                         file.latency)) +
+                "      exit when not is_readable;\n";
+    const bool isFirst = &file == &plan.files.front();
+    const std::map<std::string, std::string> words{
+        {"name", plan.design.name},
+        {"file", file.name},
+        {"mark", file.mark},
+        {"dataPorts", std::to_string(file.dataPorts)},
+        {"dataColumns", std::to_string(file.dataColumns)},
+        {"mostColumns", std::to_string(file.mostColumns)},
+        {"isValid", isValid},
+        {"count", isFirst ? "        compared := compared + 1;\n" : ""},
+        {"checks", checks},
+    };
+    files += fmt::format("    file responses{} : text;\n", file.mark);
+    ended += fmt::format(" or endfile(responses{})", file.mark);
+    opens += fmt::format("    open_file(responses{}, \"{}\", read_mode);\n", file.mark, file.name);
+    rows += filled(kFile, words);
+    lengths += filled(kLength, words);
+    if (!toFile) return;
+    files += fmt::format("    file results{} : text;\n", file.mark);
+    opens +=
+        fmt::format("    open_file(results{}, \"{}.sim\", write_mode);\n", file.mark, file.name);
+    rows += shown + fmt::format("      writeline(results{}, result);\n", file.mark);
+    closes += fmt::format("    file_close(results{});\n", file.mark);
+  }
+};
+
 }  // namespace
 
 std::string vhdlBench(const BenchPlan& plan) {
-  const BenchSettings& settings = plan.settings;
-  const int controls = static_cast<int>(plan.firstData);
+  const bool hasControls = plan.controls > 0, hasEnable = plan.hasEnable();
   std::string signals =
       "  signal unit_clk : std_logic := '0';\n"
       "  signal unit_reset : std_logic := '1';\n";
   std::string map =
       fmt::format("    {} => unit_clk,\n    {} => unit_reset", plan.clock, plan.reset);
-  std::string drives, checks, shown, alternatives;
+  std::string drives, unchecked;
+  const std::string enable = "unit_" + plan.enable;
+  if (hasEnable) {
+    signals += fmt::format("  signal {} : std_logic := '1';\n", enable);
+    map += fmt::format(",\n    {} => {}", plan.enable, enable);
+  }
   const auto connect = [&](const BenchPort& port, std::string_view start) {
     signals += fmt::format("  signal unit_{} : std_logic_vector({} downto 0){};\n", port.name,
                            port.width - 1, start);
@@ -312,58 +395,65 @@ std::string vhdlBench(const BenchPlan& plan) {
     connect(plan.inputs[i], " := (others => '0')");
     drives += fmt::format("      drive(unit_{}, {});\n", plan.inputs[i].name, i);
   }
-  for (std::size_t i = 0; i < plan.outputs.size(); ++i) {
-    const BenchPort& port = plan.outputs[i];
-    connect(port, "");
-    shown += fmt::format("      write(result, \" \" & to_string(unit_{}) & \" \");\n", port.name);
-    if (i < plan.firstData) continue;
-    const std::size_t data = i - plan.firstData;
-    checks += fmt::format(
-        "        check(\"{0}\", unit_{0}, column, alternatives({1}));\n"
-        "        column := column + alternatives({1});\n",
-        port.name, data);
-    alternatives += fmt::format("{}{} => {}", data > 0 ? ", " : "", data, port.alternatives);
+  if (hasEnable) drives += filled(kDriveEnable, {{"enable", enable}});
+  for (const BenchPort& port : plan.outputs) connect(port, "");
+  FileTexts texts;
+  for (const ResponseFile& file : plan.files) {
+    texts.add(plan, file);
+    for (std::size_t i = file.firstData; i < file.firstData + file.dataPorts; ++i)
+      if (plan.outputs[i].alternatives == 0)
+        unchecked += fmt::format(
+            "    write(output, \"{} is not checked: it has no accepted values\" & LF);\n",
+            plan.outputs[i].name);
   }
-  const bool toFile = settings.resultsToFile;
-  const std::map<std::string, std::string> words{
+  std::string advance;
+  if (hasControls)
+    advance = "valid_history := '0' & valid_history(0 to longest_latency - 1);\n";
+  else if (hasEnable)
+    advance = "advanced := advanced + 1;\n";
+  if (hasEnable)
+    advance = fmt::format("      if {} = '1' then\n        {}      end if;\n", enable, advance);
+  else if (!advance.empty())
+    advance = "      " + advance;
+  const std::string advancing = hasEnable ? " with enable" : "";
+  std::map<std::string, std::string> words{
       {"name", plan.design.name},
       {"bench", plan.bench},
       {"entity", plan.entity},
       {"map", map},
-      {"warnOnly", settings.mismatchIsError ? "false" : "true"},
-      {"latency", std::to_string(settings.latency)},
+      {"responses", plan.responseNames()},
+      {"enableComment", hasEnable ? "\n-- The last column of a stimulus row is the enable." : ""},
+      {"warnOnly", plan.settings.mismatchIsError ? "false" : "true"},
       {"told", std::to_string(kToldMismatches)},
       {"resetCycles", std::to_string(kResetCycles)},
-      {"dataPorts", std::to_string(plan.dataPorts())},
       {"stimulusColumns", std::to_string(plan.inputs.size())},
-      {"controlColumns", std::to_string(controls)},
-      {"dataColumns", std::to_string(plan.dataColumns)},
-      {"mostColumns", std::to_string(controls + plan.mostColumns)},
-      {"alternatives", alternatives},
-      {"resultsFile", toFile ? ", results" : ""},
-      {"closeResults", toFile ? "    file_close(results);\n" : ""},
-      {"resultsLine", toFile ? ", result" : ""},
+      {"orEnable", hasEnable ? " + 1" : ""},
+      {"andNoEnable", hasEnable ? " and stimulus_count /= stimulus_columns + 1" : ""},
+      {"controlColumns", std::to_string(plan.controls)},
+      {"mostColumns", std::to_string(plan.controls + static_cast<std::size_t>(plan.mostColumns))},
+      {"advanced", !hasControls && hasEnable ? "advanced, " : ""},
+      {"files", texts.files},
+      {"while", statement(4, fmt::format("while not (endfile(stimuli){}) loop", texts.ended))},
+      {"resultsLine", plan.settings.resultsToFile ? ", result" : ""},
       {"drives", drives},
-      {"validHistory", controls > 0 ? kValidHistory : ""},
-      {"stimulusValid", controls > 0 ? "unit_" + plan.inputs[0].name : ""},
-      {"validPort", controls > 0 ? plan.outputs[0].name : ""},
-      {"valid", controls > 0 ? "unit_" + plan.outputs[0].name : ""},
-      {"channelPort", controls > 0 ? plan.outputs[1].name : ""},
-      {"channel", controls > 0 ? "unit_" + plan.outputs[1].name : ""},
+      {"history", ""},
+      {"checkControls", ""},
+      {"newValid", ""},
+      {"rowEnd", advance},
+      {"lengths", texts.lengths},
+      {"closeResults", texts.closes},
   };
-  std::string text = headerLines(plan.design.header, "--") + filled(kHead, words) + signals +
-                     filled(kDeclarations, words);
-  if (toFile)
-    text +=
-        fmt::format("    open_file(results, \"{}_xOut.stm.sim\", write_mode);\n", plan.design.name);
-  for (const BenchPort& port : plan.outputs)
-    if (&port >= &plan.outputs[plan.firstData] && port.alternatives == 0)
-      text += fmt::format(
-          "    write(output, \"{} is not checked: it has no accepted values\" & LF);\n", port.name);
-  text += filled(kRowStart, words) + filled(controls > 0 ? kValidCheck : kNoValidCheck, words) +
-          filled(kColumns, words) + checks + "      end if;\n";
-  if (toFile) text += shown + "      writeline(results, result);\n";
-  return text + filled(kRowEnd, words);
+  if (hasControls) {
+    words["history"] = fmt::format(
+        "    constant longest_latency : natural := {};\n"
+        "    variable valid_history : std_logic_vector(0 to longest_latency) := (others => '0');\n",
+        plan.longestLatency);
+    words["checkControls"] = filled(kCheckControls, {{"advancing", advancing}});
+    words["newValid"] = fmt::format("      valid_history(0) := unit_{}(0);\n", plan.inputs[0].name);
+  }
+  return headerLines(plan.design.header, "--") + filled(kHead, words) + signals +
+         filled(kDeclarations, words) + texts.opens + unchecked + filled(kRowStart, words) +
+         texts.rows + filled(kRowEnd, words);
 }
 
 }  // namespace hdl

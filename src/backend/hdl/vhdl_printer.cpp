@@ -167,6 +167,7 @@ std::string Printer::expression(NodeId id) const {
   switch (node.op) {
     case Op::kLiteral:
     case Op::kInput:
+    case Op::kState:
     case Op::kSlice:
       return operand(id, cycle);
     case Op::kConcat:
@@ -291,13 +292,22 @@ std::string Printer::process(const Process& process) const {
     text += assignment(id, indent);
   }
   for (const std::size_t port : process.outputs) text += statement(indent, output(port));
+  const bool holds = process.clocked && !plan.enable.empty();
+  if (holds) text += fmt::format("      if {} = '1' then\n", plan.enable);
   std::string resets;
   for (const std::size_t index : process.registers) {
     const Register& row = plan.registers[index];
     text += statement(
-        6, fmt::format("{} <= {};", row.name, operand(row.node, process.cycle, /*bracket=*/false)));
-    if (row.hasReset) resets += fmt::format("        {} <= (others => '0');\n", row.name);
+        holds ? 8 : 6,
+        fmt::format("{} <= {};", row.name, operand(row.source, process.cycle, /*bracket=*/false)));
+    if (row.hasReset)
+      resets +=
+          statement(8, fmt::format("{} <= {};", row.name,
+                                   row.initial.isZero()
+                                       ? "(others => '0')"
+                                       : literalText(row.initial, graph.node(row.node).width)));
   }
+  if (holds) text += "      end if;\n";
   if (!resets.empty())
     text += fmt::format("      if {} = '1' then\n{}      end if;\n", plan.reset, resets);
   if (process.clocked) text += "    end if;\n";
@@ -359,6 +369,7 @@ std::string Printer::functions() const {
 std::string Printer::entity() const {
   std::string ports =
       fmt::format("    {} : in std_logic;\n    {} : in std_logic", plan.clock, plan.reset);
+  if (!plan.enable.empty()) ports += fmt::format(";\n    {} : in std_logic", plan.enable);
   for (std::size_t i = 0; i < graph.inputs().size(); ++i)
     ports += fmt::format(";\n    {} : in {}", plan.inputNames[i],
                          vectorType("std_logic_vector", graph.inputs()[i].signal.width));

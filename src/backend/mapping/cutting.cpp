@@ -165,6 +165,7 @@ Signal cutToFit(Builder& builder, const Graph& graph, NodeId id, std::span<const
       return cutter.pick(x[0], x.subspan(1));
     case Op::kInput:
     case Op::kLiteral:
+    case Op::kState:
     case Op::kSlice:
     case Op::kConcat:
     case Op::kReplicate:

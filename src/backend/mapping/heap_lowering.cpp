@@ -341,8 +341,9 @@ std::array<RowOfBits, kRows> rowsOf(Builder& b, const Columns& columns, int low,
     std::array<bool, kRows> used{};
     std::vector<Bit> fresh;
     for (const Bit& bit : columns.bits[column]) {
-      const auto row =
-          std::ranges::find_if(rows, [&](const RowOfBits& r) { return r.continuesWith(bit); });
+      // A row has one bit of each column, though bits of two copies of a signal may follow on it.
+      auto row = rows.begin();
+      while (row != rows.end() && (used[row - rows.begin()] || !row->continuesWith(bit))) ++row;
       if (row == rows.end()) {
         fresh.push_back(bit);
       } else {

@@ -142,6 +142,31 @@ TEST(LowerHeap, AddsAnyTermsModuloTheWidth) {
   }
 }
 
+// Copies of one signal: a column may hold two neighbouring bits of it, one of each copy.
+TEST(LowerHeap, AddsCopiesOfOneSignal) {
+  std::mt19937 random(4);
+  for (int round = 0; round < 500; ++round) {
+    const int width = 1 + static_cast<int>(random() % 12), sumWidth = 24;
+    Graph graph;
+    Builder b(graph);
+    const Signal x = b.input("x", width), y = b.input("y", 1);
+    std::vector<HeapTerm> terms{{y, 0}};
+    MPZ factor;
+    for (int copies = 2 + static_cast<int>(random() % 6); copies > 0; --copies) {
+      const int shift = static_cast<int>(random() % 5);
+      terms.push_back({x, shift});
+      factor += MPZ::powerOfTwo(static_cast<unsigned long>(shift));
+    }
+    b.output("r", lowerHeap(b, device(), {}, terms, sumWidth));
+    graph::Evaluator evaluate(graph);
+    for (int draw = 0; draw < 20; ++draw) {
+      const MPZ value = MPZ(random()).lowBits(static_cast<unsigned long>(width));
+      const MPZ bit = MPZ(draw % 2);
+      ASSERT_EQ(evaluate(std::vector{value, bit})[0], (value * factor + bit).lowBits(sumWidth));
+    }
+  }
+}
+
 TEST(LowerHeap, AddsManyEqualColumns) {
   std::mt19937 random(2);
   for (const int rows : {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 24, 25, 63, 64, 100, 256})

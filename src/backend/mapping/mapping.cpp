@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "backend/graph/loops.h"
 #include "backend/mapping/cutting.h"
 #include "backend/mapping/heap_lowering.h"
 #include "backend/mapping/product_tiling.h"
@@ -30,16 +31,21 @@ Graph mapGraph(const Graph& graph, const device::Device& device, const MappingOp
       terms.push_back({operands[i], static_cast<int>(from.shifts(node)[i])});
     return lowerHeap(b, device, options, terms, node.width);
   };
-  const Rewrite cutWide = [&](Builder& b, const Graph& from, NodeId id,
-                              std::span<const Signal> operands) {
-    return cutToFit(b, from, id, operands, device, options);
-  };
   const Rewrite keep = [](Builder&, const Graph&, NodeId, std::span<const Signal>) -> Signal {
     return {};
   };
   Graph mapped = rebuilt(graph, lowerSums);
   // After lowering, which makes additions of its own.
-  if (!options.combinational) mapped = rebuilt(mapped, cutWide);
+  if (!options.combinational) {
+    // Pieces of what stands in a loop would share its stage, where they take longer than the whole.
+    const graph::Loops loops(mapped);
+    mapped = rebuilt(
+        mapped,
+        [&](Builder& b, const Graph& from, NodeId id, std::span<const Signal> operands) -> Signal {
+          if (loops.isInLoop(id)) return {};
+          return cutToFit(b, from, id, operands, device, options);
+        });
+  }
   // Last: folding and tried-out nodes leave some without readers.
   return rebuilt(mapped, keep);
 }

@@ -11,8 +11,9 @@ struct MappingOptions {
 };
 
 // The same function in operations that the device has: heaps become additions, wide products tiles
-// of DSP products, additions that no stage can hold chains of pieces. Removes dead nodes. Ports,
-// scopes and names stay.
+// of DSP products, additions that no stage can hold chains of pieces. A loop, which is one stage
+// whatever it takes, keeps its additions whole. Removes dead nodes. Ports, scopes and names stay,
+// and so do states that an output depends on, each with its first value.
 graph::Graph mapGraph(const graph::Graph& graph, const device::Device& device,
                       const MappingOptions& options);
 

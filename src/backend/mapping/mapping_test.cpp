@@ -8,6 +8,7 @@
 #include "backend/graph/builder.h"
 #include "backend/graph/evaluator.h"
 #include "backend/graph/random_graph.h"
+#include "backend/graph/sample_loops.h"
 
 namespace mapping {
 namespace {
@@ -31,6 +32,8 @@ void expectSameFunction(const Graph& graph, const Graph& mapped, RandomGraph& dr
   for (int i = 0; i < rows; ++i) {
     const std::vector<MPZ> inputs = draw.inputsOf(graph);
     ASSERT_EQ(before(inputs), after(inputs));
+    before.clock();
+    after.clock();
   }
 }
 
@@ -56,6 +59,39 @@ TEST(MapGraph, KeepsTheFunctionOfDrawnGraphs) {
     expectSameFunction(graph, mapped, draw, 20);
     EXPECT_FALSE(contains(mapped, Op::kHeap)) << seed;
   }
+}
+
+TEST(MapGraph, KeepsTheSequencesOfDrawnGraphsWithStates) {
+  std::size_t states = 0;
+  for (std::uint32_t seed = 1; seed <= 100; ++seed) {
+    RandomGraph draw(seed);
+    const Graph graph =
+        draw.make({.nodes = 60, .maxWidth = seed % 3 == 0 ? 150 : 20, .states = draw.upTo(8)});
+    const Graph mapped =
+        mapGraph(graph, tarn(), {.period = {1700}, .combinational = seed % 5 == 0});
+    expectSameFunction(graph, mapped, draw, 60);
+    states += mapped.states().size();
+  }
+  EXPECT_GT(states, 150u);
+}
+
+// The addition between state and state stays whole; the one that only reads the state is cut.
+TEST(MapGraph, CutsNoLoop) {
+  Graph graph;
+  Builder b(graph);
+  buildAccumulator(b, 200, MPZ::powerOfTwo(190));
+  const graph::State& state = graph.states()[0];
+  b.output("more", b.add(graph.signal(state.next), b.zeroExtend(b.input("y", 150), 200)));
+  // Nothing reads this one.
+  const Signal dead = b.state(8);
+  b.setNext(dead, b.add(dead, b.literal(1, 8)));
+  const Graph mapped = mapGraph(graph, tarn(), {.period = {2000}});
+  ASSERT_EQ(mapped.states().size(), 1u);
+  EXPECT_EQ(mapped.states()[0].initial, MPZ::powerOfTwo(190));
+  EXPECT_EQ(misfits(mapped, tarn(), {2000}), 1);
+  EXPECT_GT(std::ranges::count(mapped.nodes(), Op::kAdd, &graph::Node::op), 2);
+  RandomGraph draw(5);
+  expectSameFunction(graph, mapped, draw, 300);
 }
 
 TEST(MapGraph, KeepsPortsScopesAndNamesAndDropsDeadNodes) {

@@ -19,10 +19,20 @@ namespace {
 
 std::vector<bool> liveNodes(const Graph& graph) {
   std::vector<bool> live(graph.size());
-  for (const graph::Port& port : graph.outputs()) live[port.signal.node.index] = true;
-  for (std::uint32_t i = static_cast<std::uint32_t>(graph.size()); i-- > 0;)
-    if (live[i])
-      for (const NodeId operand : graph.operands(NodeId{i})) live[operand.index] = true;
+  std::vector<NodeId> reached;
+  const auto reach = [&](NodeId id) {
+    if (live[id.index]) return;
+    live[id.index] = true;
+    reached.push_back(id);
+  };
+  for (const graph::Port& port : graph.outputs()) reach(port.signal.node);
+  while (!reached.empty()) {
+    const NodeId id = reached.back();
+    reached.pop_back();
+    for (const NodeId operand : graph.operands(id)) reach(operand);
+    if (const Node& node = graph.node(id); node.op == Op::kState)
+      reach(graph.states()[node.aux].next);
+  }
   return live;
 }
 
@@ -31,6 +41,8 @@ Signal copyOf(Builder& b, const Graph& graph, NodeId id, std::span<const Signal>
   switch (node.op) {
     case Op::kLiteral:
       return b.literal(graph.literal(node), node.width);
+    case Op::kState:
+      return b.state(node.width, graph.states()[node.aux].initial);
     case Op::kSlice:
       return b.slice(x[0], static_cast<int>(node.aux), node.width);
     case Op::kConcat:
@@ -107,6 +119,8 @@ Graph rebuilt(const Graph& graph, const Rewrite& rewrite) {
     }
     if (const auto name = graph.nameOf(id); !name.empty()) b.name(made[i], std::string(name));
   }
+  for (const graph::State& state : graph.states())
+    if (live[state.node.index]) b.setNext(made[state.node.index], made[state.next.index]);
   for (const graph::Port& port : graph.outputs()) b.output(port.name, made[port.signal.node.index]);
   return result;
 }

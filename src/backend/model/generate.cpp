@@ -64,7 +64,7 @@ void CSynthSingleEntity::writeRecord() const {
   record.hasChannelValid = hasChannelValid;
   record.device = settings.device;
   record.timing = &*scheduled;
-  record.latencies.assign(outputs().size(), scheduled->schedule.latency());
+  record.latencies = outputLatencies();
   record.resources = GetResourceUsage();
   record.registerBits = schedule::registerBits(mapped, scheduled->schedule);
   record.request = &request;
@@ -80,6 +80,7 @@ hdl::Design CSynthSingleEntity::design() const {
   out.name = name();
   out.entity = entityName();
   out.header = headerLines();
+  out.hasEnable = shared->getOptionValue(synthOption::genGlobalEnableInput) != 0;
   if (kiln::Context* context = kiln::ContextMgr::get())
     out.dontCareOnReset = topUnit->hasMetadata(
         kiln::PureTupleValue::get({kiln::A_CONTROLFLOW_TAG, kiln::A_FALSE}, context));
@@ -108,6 +109,7 @@ void CSynthSingleEntity::WriteAutomaticModelIPTestBench() {
                             &kiln::A_SYNTH_ATB_MODE_WARNING;
   bench.resultsToFile = shared->vsimToFile;
   bench.latency = inputToOutputLatency(true, nullptr);
+  if (splitsOutputs()) bench.splitLatencies = outputLatencies();
   for (const float bound : shared->unitSettings.errorBounds)
     bench.alternatives.push_back(responseColumns(bound));
   bench.alternatives.resize(outputs().size(), responseColumns(1));

@@ -45,7 +45,7 @@ CSynthSingleEntity::CSynthSingleEntity(CModelOptions* options, const std::string
   channelIn = new CChannelUnit(this, "xIn", CFuncUnit::kChannelIn);
   inputPorts = inputs;
   outputPorts = outputs;
-  if (settings.getOptionValue(optionSplitOutputPorts)) {
+  if (splitsOutputs()) {
     for (std::size_t k = 0; k < outputs.size(); ++k)
       channelOuts.push_back(
           new CChannelUnit(this, "xOut" + std::to_string(k), CFuncUnit::kChannelOut));
@@ -74,34 +74,41 @@ functions::Request CSynthSingleEntity::requestFor(CArithmeticUnit& unit) const {
 }
 
 // The graph of the whole entity: control ports, then the unit's own.
-void CSynthSingleEntity::buildCircuit(const functions::Request& asked) {
+void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   graph::Graph built;
   graph::Builder builder(built);
+  schedule::ScheduleOptions wanted;
   graph::Signal valid, channel;
   if (hasChannelValid) {
     valid = builder.input("xIn_v", 1, true);
     channel = builder.input("xIn_c", 8, true);
   }
+  asked.valid = valid;
   std::vector<graph::Signal> operands;
   for (const PortSpec& port : inputPorts)
     operands.push_back(builder.input(port.name, port.type.width()));
   const std::vector<graph::Signal> results = topUnit->row().decompose(builder, asked, operands);
+  const bool split = splitsOutputs();
+  wanted.outputGroups.clear();
   if (hasChannelValid) {
-    builder.output("xOut_v", valid);
-    builder.output("xOut_c", channel);
+    for (std::size_t side = 0; side < channelOuts.size(); ++side) {
+      builder.output(channelOuts[side]->name() + "_v", valid);
+      builder.output(channelOuts[side]->name() + "_c", channel);
+      wanted.outputGroups.insert(wanted.outputGroups.end(), 2, static_cast<int>(side));
+    }
   }
   LOAM_ASSERT(results.size() == outputPorts.size(), "a unit gives one signal for each output");
   for (std::size_t k = 0; k < results.size(); ++k) {
     LOAM_ASSERT(results[k].width == outputPorts[k].type.width(),
                 "a unit's signal has its port's width");
     builder.output(outputPorts[k].name, results[k]);
+    wanted.outputGroups.push_back(split ? static_cast<int>(k) : 0);
   }
 
   const device::Device& device = *settings.device;
   const bool combinational = settings.getOptionValue(synthOption::forceCombinational) != 0;
   mapped = mapping::mapGraph(built, device, {device.period(), combinational});
 
-  schedule::ScheduleOptions wanted;
   wanted.period = device.period();
   wanted.strategy = strategyOf(schedulerMethod, combinational);
   wanted.registerInputs = (wrapper & kWrapperIn) != 0;
@@ -123,7 +130,9 @@ void CSynthSingleEntity::elaborate(const std::string&) {
     util::exitWith({topUnit->word + ": " + *reason});
   buildCircuit(request);
   if (scheduled->warning) loam_error_printf("Warning: " + *scheduled->warning);
-  for (CChannelUnit* side : channelOuts) side->setStep(scheduled->schedule.latency());
+  const std::vector<int> latencies = outputLatencies();
+  for (std::size_t side = 0; side < channelOuts.size(); ++side)
+    channelOuts[side]->setStep(latencies[side]);
 }
 
 tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
@@ -142,6 +151,16 @@ tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
   usage.set(kRamBlock, static_cast<int>(std::ceil(total.ramBlocks)));
   usage.set(kRamBit, static_cast<int>(std::ceil(total.ramBits)));
   return usage;
+}
+
+bool CSynthSingleEntity::splitsOutputs() const {
+  return settings.getOptionValue(optionSplitOutputPorts) != 0;
+}
+
+// One for each output port.
+std::vector<int> CSynthSingleEntity::outputLatencies() const {
+  const std::vector<int>& cycles = scheduled->schedule.cycleByOutput;
+  return {cycles.end() - static_cast<std::ptrdiff_t>(outputPorts.size()), cycles.end()};
 }
 
 int CSynthSingleEntity::inputToOutputLatency(bool, const char*) const {
@@ -163,12 +182,13 @@ void CSynthSingleEntity::Execute() {
   for (std::size_t k = 0; k < inputPorts.size(); ++k)
     patterns.push_back(util::MPZ(channelIn->portPatterns[k]).lowBits(inputPorts[k].type.width()));
   const std::vector<util::MPZ> answers = execution->step(patterns);
-  const std::size_t control = hasChannelValid ? 2 : 0;
-  for (CChannelUnit* side : channelOuts) {
+  const std::size_t control = hasChannelValid ? 2 * channelOuts.size() : 0;
+  for (std::size_t place = 0; place < channelOuts.size(); ++place) {
+    CChannelUnit* side = channelOuts[place];
     if (!side->portPatterns) continue;
     if (hasChannelValid) {
-      *side->validFlag = static_cast<std::uint8_t>(answers[0].toUint64());
-      *side->channelNumber = static_cast<std::int32_t>(answers[1].toUint64());
+      *side->validFlag = static_cast<std::uint8_t>(answers[2 * place].toUint64());
+      *side->channelNumber = static_cast<std::int32_t>(answers[2 * place + 1].toUint64());
     }
     for (std::size_t k = 0; k < outputPorts.size(); ++k)
       side->portPatterns[k] = answers[control + k].toUint64();

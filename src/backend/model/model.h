@@ -90,9 +90,11 @@ class CSynthSingleEntity : public CSynth {
 
  private:
   functions::Request requestFor(CArithmeticUnit& unit) const;
-  void buildCircuit(const functions::Request& request);
+  void buildCircuit(functions::Request request);
   void writeFile(const std::string& ending, const std::string& text, bool executable = false);
   void writeRecord() const;
+  bool splitsOutputs() const;
+  std::vector<int> outputLatencies() const;
   hdl::Design design() const;
   std::string entityName() const;
   std::vector<std::string> headerLines() const;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "backend/graph/loops.h"
 #include "backend/schedule/stage_model.h"
 #include "backend/schedule/wiring_placement.h"
 
@@ -16,6 +17,10 @@ using graph::Op;
 
 namespace {
 
+bool sameGroup(const ScheduleOptions& options, std::size_t a, std::size_t b) {
+  return options.outputGroups.empty() || options.outputGroups[a] == options.outputGroups[b];
+}
+
 std::optional<std::string> brokenOrder(const Graph& graph, const Schedule& schedule,
                                        const ScheduleOptions& options) {
   if (schedule.cycleByNode.size() != graph.size() ||
@@ -23,6 +28,7 @@ std::optional<std::string> brokenOrder(const Graph& graph, const Schedule& sched
     return "a schedule of another graph";
   const int firstLogic = options.registerInputs ? 1 : 0;
   const int behindLogic = options.registerOutputs ? 1 : 0;
+  const graph::Loops loops(graph);
   std::vector<int> lastLogic(graph.size());  // cycle of the last logic seen through wiring
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     const NodeId id{i};
@@ -34,9 +40,15 @@ std::optional<std::string> brokenOrder(const Graph& graph, const Schedule& sched
       if (!isLiteral(graph.node(operand)) && schedule.cycleOf(operand) > cycle)
         return fmt::format("node {} ({}) reads node {} before its cycle", i, stepName(graph, id),
                            operand.index);
-    if (!isWiring(node) && cycle < firstLogic)
+    if (node.op == Op::kState) {
+      const NodeId next = graph.states()[node.aux].next;
+      if (!isLiteral(graph.node(next)) && schedule.cycleOf(next) != cycle)
+        return fmt::format("node {} ({}) stands in cycle {}, but takes node {} of cycle {}", i,
+                           stepName(graph, id), cycle, next.index, schedule.cycleOf(next));
+    }
+    if (!isWiring(node) && cycle < firstLogic && loops.dependsOnInputs(id))
       return fmt::format("node {} ({}) stands before the input registers", i, stepName(graph, id));
-    lastLogic[i] = isWiring(node) ? 0 : cycle;
+    lastLogic[i] = isWiring(node) && node.op != Op::kState ? 0 : cycle;
     if (isWiring(node))
       for (const NodeId operand : graph.operands(node))
         lastLogic[i] = std::max(lastLogic[i], lastLogic[operand.index]);
@@ -48,6 +60,11 @@ std::optional<std::string> brokenOrder(const Graph& graph, const Schedule& sched
     if (cycle < firstLogic + behindLogic || cycle < lastLogic[id.index] + behindLogic ||
         (!isLiteral(graph.node(id)) && cycle < schedule.cycleOf(id)))
       return fmt::format("output {} shows its result too early", output.name);
+    for (std::size_t other = 0; other < port; ++other)
+      if (schedule.cycleByOutput[other] != cycle &&
+          (options.latency || sameGroup(options, other, port)))
+        return fmt::format("outputs {} and {} show their results apart",
+                           graph.outputs()[other].name, output.name);
   }
   return std::nullopt;
 }
@@ -80,6 +97,8 @@ class Analysis {
       const NodeId id = graph.outputs()[port].signal.node;
       if (!isLiteral(graph.node(id))) endStage(resultIn(id, schedule.cycleByOutput[port]), id);
     }
+    for (const graph::State& state : graph.states())
+      if (!isLiteral(graph.node(state.next))) endStage(times[state.next.index].result, state.next);
     return found;
   }
 
@@ -96,7 +115,7 @@ class Analysis {
   Times timesOf(NodeId id) const {
     const Node& node = graph.node(id);
     if (isLiteral(node)) return {};
-    if (node.op == Op::kInput)
+    if (node.op == Op::kInput || node.op == Op::kState)
       return {.result = model.clockToOutput, .atRegister = model.clockToOutput};
     const int cycle = schedule.cycleOf(id);
     Times own;

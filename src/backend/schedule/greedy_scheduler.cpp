@@ -1,6 +1,7 @@
 #include "backend/schedule/greedy_scheduler.h"
 
 #include <algorithm>
+#include <map>
 
 #include "util/failure.h"
 
@@ -19,10 +20,17 @@ class Greedy {
       : model(model), graph(model.graph), request(request), places(graph.size()) {}
 
   Schedule run() {
-    for (std::uint32_t i = 0; i < graph.size(); ++i) places[i] = placeOf({i});
+    const graph::Loops& loops = model.loops;
+    for (std::size_t set = 0; set < loops.setCount(); ++set) {
+      const auto members = loops.members(set);
+      if (loops.isLoop(set))
+        placeLoop(members);
+      else
+        places[members[0].index] = placeOf(members[0]);
+    }
     Schedule schedule;
     for (const Place& place : places) schedule.cycleByNode.push_back(place.cycle);
-    schedule.cycleByOutput.assign(graph.outputs().size(), latency());
+    schedule.cycleByOutput = outputCycles();
     return schedule;
   }
 
@@ -45,9 +53,20 @@ class Greedy {
 
   int arrivalOfOperands(NodeId id, int cycle) const {
     int arrival = 0;
-    for (const NodeId operand : graph.operands(id))
-      arrival = std::max(arrival, arrivalIn(operand, cycle));
+    for (const NodeId operand : graph.operands(id)) {
+      const bool waits = cycle == places[operand.index].cycle && leavesBlock(operand, id);
+      arrival = std::max(arrival, waits ? StageModel::kNever : arrivalIn(operand, cycle));
+    }
     return arrival;
+  }
+
+  bool leavesBlock(NodeId id) const {
+    return !request.blocks.empty() && request.blocks[id.index] != Request::kOpen;
+  }
+  bool leavesBlock(NodeId id, NodeId reader) const {
+    return leavesBlock(id) && !isWiring(graph.node(reader)) &&
+           request.blocks[id.index] != request.blocks[reader.index] &&
+           model.loops.setOf(id) != model.loops.setOf(reader);
   }
 
   int earliestCycle(NodeId id) const {
@@ -60,21 +79,37 @@ class Greedy {
   Place placeOf(NodeId id) const {
     const Node& node = graph.node(id);
     if (isLiteral(node)) return {};
+    if (node.op == Op::kState) return placeOfDelay(graph.states()[node.aux].next);
     if (node.op == Op::kInput)
       return {.cycle = 0,
               .arrival = request.registerInputs ? StageModel::kNever : model.clockToOutput};
     return isWiring(node) ? placeOfWiring(id) : placeOfLogic(id);
   }
 
+  // A state in no loop is a register behind what it takes next. Behind an input that only a
+  // register may take it does not replace that register.
+  Place placeOfDelay(NodeId next) const {
+    const Place& before = places[next.index];
+    const bool waits = before.arrival == StageModel::kNever;
+    return {.cycle = before.cycle, .arrival = waits ? StageModel::kNever : model.clockToOutput};
+  }
+
   Place placeOfWiring(NodeId id) const {
     Place place{.cycle = earliestCycle(id)};
     place.arrival = arrivalOfOperands(id, place.cycle);
-    for (const NodeId operand : graph.operands(id)) {
+    while (model.isNext(id) && place.arrival > request.period - model.setup)
+      place.arrival = arrivalOfOperands(id, ++place.cycle);
+    seeThrough(id, place);
+    return place;
+  }
+
+  // Wiring passes on the products that it reads.
+  void seeThrough(NodeId wiring, Place& place) const {
+    for (const NodeId operand : graph.operands(wiring)) {
       const Place& behind = places[operand.index];
       if (behind.blockCycle > place.blockCycle)
         place.blockCycle = behind.blockCycle, place.block = behind.block;
     }
-    return place;
   }
 
   // The first cycle in which the operands come early enough: their own, or behind one register, or
@@ -86,6 +121,7 @@ class Greedy {
       const int start = arrivalOfOperands(id, place.cycle);
       if (start + model.delayToRegister[id.index] > latest) continue;
       const int end = start + model.delay[id.index];
+      if (model.isNext(id) && end > latest) continue;
       place.arrival = end <= latest ? end : StageModel::kNever;
       if (model.isBlock(id)) place.blockCycle = place.cycle, place.block = id;
       return place;
@@ -93,14 +129,53 @@ class Greedy {
     LOAM_ASSERT(false, "a period in which every node fits alone");
   }
 
-  int latency() const {
-    int latency = request.registerInputs ? 1 : 0;
+  // The first cycle in which all members of a loop see what they read from outside early enough to
+  // get through in one stage.
+  void placeLoop(std::span<const NodeId> members) {
+    int cycle = 0;
+    for (const NodeId id : members)
+      for (const NodeId operand : graph.operands(id))
+        if (model.loops.setOf(operand) != model.loops.setOf(id))
+          cycle = std::max(cycle, places[operand.index].cycle);
+    for (int tries = 0; tries < 4; ++tries, ++cycle)
+      if (placeLoopIn(members, cycle)) return;
+    LOAM_ASSERT(false, "a period in which every loop fits alone");
+  }
+
+  bool placeLoopIn(std::span<const NodeId> members, int cycle) {
+    for (const NodeId id : members) {
+      Place place{.cycle = cycle, .arrival = model.clockToOutput};
+      if (graph.node(id).op != Op::kState) {
+        place.arrival = arrivalOfOperands(id, cycle) + model.delay[id.index];
+        if (place.arrival > request.period - model.setup) return false;
+        if (model.isBlock(id)) place.blockCycle = cycle, place.block = id;
+        if (isWiring(graph.node(id))) seeThrough(id, place);
+      }
+      places[id.index] = place;
+    }
+    return true;
+  }
+
+  std::vector<int> outputCycles() const {
+    std::vector<int> cycles;
     for (const graph::Port& port : graph.outputs()) {
       const Place& place = places[port.signal.node.index];
-      const bool waits = place.arrival == StageModel::kNever && !request.registerOutputs;
-      latency = std::max(latency, place.cycle + (waits ? 1 : 0));
+      const bool waits = (place.arrival == StageModel::kNever || leavesBlock(port.signal.node)) &&
+                         !request.registerOutputs;
+      const int shown = std::max(request.registerInputs ? 1 : 0, place.cycle + (waits ? 1 : 0));
+      cycles.push_back(shown + (request.registerOutputs ? 1 : 0));
     }
-    return latency + (request.registerOutputs ? 1 : 0);
+    std::map<int, int> lastOfGroup;
+    const auto groupOf = [&](std::size_t port) {
+      return request.outputGroups.empty() ? 0 : request.outputGroups[port];
+    };
+    for (std::size_t port = 0; port < cycles.size(); ++port) {
+      int& last = lastOfGroup[groupOf(port)];
+      last = std::max(last, cycles[port]);
+    }
+    for (std::size_t port = 0; port < cycles.size(); ++port)
+      cycles[port] = lastOfGroup[groupOf(port)];
+    return cycles;
   }
 
   const StageModel& model;
@@ -119,9 +194,16 @@ Schedule combinationalSchedule(const StageModel& model, const Request& request) 
   const Graph& graph = model.graph;
   const int logic = request.registerInputs ? 1 : 0;
   Schedule schedule;
-  for (const Node& node : graph.nodes()) {
-    const bool isSource = node.op == Op::kInput || isLiteral(node);
-    schedule.cycleByNode.push_back(isSource ? 0 : logic);
+  schedule.cycleByNode.resize(graph.size());
+  for (std::size_t set = 0; set < model.loops.setCount(); ++set) {
+    for (const NodeId id : model.loops.members(set)) {
+      const Node& node = graph.node(id);
+      int& cycle = schedule.cycleByNode[id.index];
+      if (node.op == Op::kState && !model.loops.isLoop(set))
+        cycle = schedule.cycleOf(graph.states()[node.aux].next);
+      else if (node.op != Op::kInput && model.loops.dependsOnInputs(id))
+        cycle = logic;
+    }
   }
   schedule.cycleByOutput.assign(graph.outputs().size(), logic + (request.registerOutputs ? 1 : 0));
   return schedule;

@@ -6,28 +6,35 @@
 #include <cmath>
 
 #include "backend/schedule/checker.h"
+#include "backend/schedule/fewest_registers_scheduler.h"
 #include "backend/schedule/greedy_scheduler.h"
+#include "backend/schedule/scopes_scheduler.h"
 #include "backend/schedule/stage_model.h"
+#include "backend/schedule/timed_scheduler.h"
 #include "backend/schedule/wiring_placement.h"
 
 namespace schedule {
 
 using graph::Graph;
+using graph::Node;
 using graph::NodeId;
 using graph::Op;
 
 namespace {
 
+// `run` finds the cycles of the outputs. With `refine` the cycles of all else follow for those, or
+// for later ones that are asked for; without it `run` gives them, but for wiring.
 struct StrategyRow {
   Strategy strategy;
   Schedule (*run)(const StageModel&, const Request&);
+  Schedule (*refine)(const StageModel&, const Request&, const Schedule& earliest) = nullptr;
 };
 constexpr StrategyRow kStrategies[] = {
     {Strategy::kCombinational, combinationalSchedule},
     {Strategy::kGreedy, greedySchedule},
-    {Strategy::kTimed, greedySchedule},
-    {Strategy::kScopes, greedySchedule},
-    {Strategy::kFewestRegisters, greedySchedule},
+    {Strategy::kTimed, greedySchedule, timedSchedule},
+    {Strategy::kScopes, scopesSchedule},
+    {Strategy::kFewestRegisters, greedySchedule, fewestRegisters},
 };
 
 constexpr bool rowsFollowStrategies() {
@@ -44,27 +51,60 @@ std::string highestClock(int picoseconds) {
   return fmt::format("{:.1f}", std::floor(megahertz(picoseconds) * 10) / 10);
 }
 
-struct SlowestStep {
+// What no register can cut: one node, or the longest way through a loop.
+struct IndivisibleStep {
   int stage = 0;
-  NodeId node{};
+  std::vector<NodeId> nodes{};
+  bool isLoop = false;
 };
 
-SlowestStep slowestStep(const StageModel& model) {
-  SlowestStep slowest{.stage = model.clockToOutput + model.setup};
-  for (std::uint32_t i = 0; i < model.graph.size(); ++i) {
-    if (isWiring(model.graph.nodes()[i])) continue;
-    if (const int stage = model.aloneStage({i}); stage > slowest.stage) slowest = {stage, {i}};
+IndivisibleStep slowestStep(const StageModel& model) {
+  const Graph& graph = model.graph;
+  IndivisibleStep slowest{.stage = model.clockToOutput + model.setup};
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    if (isWiring(graph.nodes()[i])) continue;
+    if (const int stage = model.aloneStage({i}); stage > slowest.stage) slowest = {stage, {{i}}};
   }
+  std::vector<int> arrival(graph.size());         // in a loop that has a stage for itself
+  std::vector<NodeId> lastOperand(graph.size());  // the loop's own that comes last
+  NodeId end;
+  for (std::size_t set = 0; set < model.loops.setCount(); ++set) {
+    if (!model.loops.isLoop(set)) continue;
+    for (const NodeId id : model.loops.members(set)) {
+      int& own = arrival[id.index] = model.clockToOutput;
+      for (const NodeId operand : graph.operands(id)) {
+        if (model.loops.setOf(operand) != set) continue;
+        if (lastOperand[id.index] != NodeId{} && arrival[operand.index] <= own) continue;
+        own = arrival[operand.index];
+        lastOperand[id.index] = operand;
+      }
+      own += model.delay[id.index];
+      if (own + model.setup <= slowest.stage) continue;
+      slowest = {.stage = own + model.setup, .nodes = {}, .isLoop = true};
+      end = id;
+    }
+  }
+  if (slowest.isLoop)
+    for (NodeId id = end; id != NodeId{}; id = lastOperand[id.index])
+      if (model.delay[id.index] > 0) slowest.nodes.insert(slowest.nodes.begin(), id);
   return slowest;
 }
 
-std::string tooFast(const StageModel& model, const SlowestStep& slowest, int asked) {
-  const std::string step =
-      slowest.node == NodeId{} ? "a register" : stepName(model.graph, slowest.node);
+std::string nameOf(const Graph& graph, const IndivisibleStep& step) {
+  if (step.nodes.empty()) return "a register";
+  constexpr std::size_t kNamed = 3;
+  std::string names;
+  for (std::size_t i = 0; i < std::min(step.nodes.size(), kNamed); ++i)
+    names += (i == 0 ? "" : ", ") + stepName(graph, step.nodes[i]);
+  if (step.nodes.size() > kNamed) names += fmt::format(" and {} more", step.nodes.size() - kNamed);
+  return (step.isLoop ? "the loop of " : "") + names;
+}
+
+std::string tooFast(const StageModel& model, const IndivisibleStep& slowest, int asked) {
   return fmt::format(
       "Warning: {:.1f} MHz asked, but {} takes {} ps between registers; built for {} MHz, the "
       "highest clock",
-      megahertz(asked), step, slowest.stage, highestClock(slowest.stage));
+      megahertz(asked), nameOf(model.graph, slowest), slowest.stage, highestClock(slowest.stage));
 }
 
 // Bits that cross from cycle k - 1 to cycle k, for each k from 1 to the last cycle that is read.
@@ -81,26 +121,45 @@ std::vector<long> crossingBits(const Graph& graph, const Schedule& schedule) {
   return steps;
 }
 
+// What stays in cycle 0 wherever the rest goes: inputs, states that only delay them, and what runs
+// by itself, so that it starts with the first inputs.
+std::vector<bool> startNodes(const StageModel& model, const Schedule& schedule) {
+  const Graph& graph = model.graph;
+  std::vector<bool> starts(graph.size());
+  for (std::size_t set = 0; set < model.loops.setCount(); ++set) {
+    for (const NodeId id : model.loops.members(set)) {
+      const Node& node = graph.node(id);
+      const bool delaysStart = node.op == Op::kState && !model.loops.isLoop(set) &&
+                               starts[graph.states()[node.aux].next.index];
+      const bool runsAlone = !model.loops.dependsOnInputs(id) && schedule.cycleOf(id) == 0;
+      starts[id.index] = node.op == Op::kInput || isLiteral(node) || delaysStart || runsAlone;
+    }
+  }
+  return starts;
+}
+
 // Adds `cycles` where they need the fewest register bits: behind the inputs, between two cycles, or
 // before the outputs. No stage grows, for what is held longer was held before or is a port.
-void lengthen(const Graph& graph, Schedule& schedule, int cycles, const Request& request) {
+void lengthen(const StageModel& model, Schedule& schedule, int cycles, const Request& request) {
+  const Graph& graph = model.graph;
   const int latency = schedule.latency();
   // The logic from cycle `cut` on moves; latency + 1 stands for the outputs alone.
   int cut = latency + 1;
-  long fewest = 0, inputBits = 0;
+  long fewest = 0, startBits = 0;
   for (const graph::Port& port : graph.outputs())
     if (!isLiteral(graph.node(port.signal.node))) fewest += port.signal.width;
-  for (const graph::Port& port : graph.inputs()) inputBits += port.signal.width;
+  const std::vector<bool> starts = startNodes(model, schedule);
+  for (std::uint32_t i = 0; i < graph.size(); ++i)
+    if (starts[i] && (graph.nodes()[i].op == Op::kInput || graph.nodes()[i].op == Op::kState))
+      startBits += graph.nodes()[i].width;
   const std::vector<long> crossing = crossingBits(graph, schedule);
   for (int k = latency; k >= 1; --k)
     if (crossing[static_cast<std::size_t>(k)] < fewest)
       cut = k, fewest = crossing[static_cast<std::size_t>(k)];
-  if (!request.registerInputs && inputBits < fewest) cut = 0;
+  if (!request.registerInputs && startBits < fewest) cut = 0;
 
-  for (std::uint32_t i = 0; i < graph.size(); ++i) {
-    const bool isSource = graph.nodes()[i].op == Op::kInput || isLiteral(graph.nodes()[i]);
-    if (!isSource && schedule.cycleByNode[i] >= cut) schedule.cycleByNode[i] += cycles;
-  }
+  for (std::uint32_t i = 0; i < graph.size(); ++i)
+    if (!starts[i] && schedule.cycleByNode[i] >= cut) schedule.cycleByNode[i] += cycles;
   for (int& cycle : schedule.cycleByOutput) cycle += cycles;
 }
 
@@ -123,20 +182,28 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   const bool cuts = options.strategy != Strategy::kCombinational;
   Scheduled result;
   result.period = options.period;
-  if (const SlowestStep slowest = slowestStep(model);
-      cuts && slowest.stage > options.period.value) {
+  const IndivisibleStep slowest = slowestStep(model);
+  if (cuts && slowest.stage > options.period.value) {
     result.warning = tooFast(model, slowest, options.period.value);
     result.period = {slowest.stage};
   }
-  const Request request{result.period.value, options.registerInputs, options.registerOutputs};
-  result.schedule = kStrategies[static_cast<int>(options.strategy)].run(model, request);
+  const Request request{result.period.value, options.registerInputs, options.registerOutputs,
+                        options.outputGroups, slowest.stage};
+  const StrategyRow& strategy = kStrategies[static_cast<int>(options.strategy)];
+  result.schedule = strategy.run(model, request);
 
   const int shortest = result.schedule.latency(), wanted = options.latency.value_or(shortest);
   if (wanted < shortest) return tooShort(wanted, shortest, request.period);
-  placeWiring(graph, result.schedule);
-  if (wanted > shortest) {
-    lengthen(graph, result.schedule, wanted - shortest, request);
+  if (options.latency)
+    std::ranges::fill(result.schedule.cycleByOutput, strategy.refine ? wanted : shortest);
+  if (strategy.refine) {
+    result.schedule = strategy.refine(model, request, result.schedule);
+  } else {
     placeWiring(graph, result.schedule);
+    if (wanted > shortest) {
+      lengthen(model, result.schedule, wanted - shortest, request);
+      placeWiring(graph, result.schedule);
+    }
   }
 
   ScheduleOptions met = options;
@@ -152,6 +219,7 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
 long registerBits(const Graph& graph, const Schedule& schedule) {
   const std::vector<int> last = lastReads(graph, schedule);
   long bits = 0;
+  for (const graph::State& state : graph.states()) bits += graph.node(state.node).width;
   for (std::uint32_t i = 0; i < graph.size(); ++i)
     if (!isLiteral(graph.nodes()[i]))
       bits += static_cast<long>(graph.nodes()[i].width) * (last[i] - schedule.cycleByNode[i]);

@@ -10,7 +10,8 @@
 
 namespace schedule {
 
-// The cycle in which each node of one graph is computed.
+// The cycle in which each node of one graph is computed: iteration t of a node in cycle c at time
+// t + c.
 //
 // A plain value: making one leaves the graph as it was. Holds ids only, so it is of use only beside
 // the graph it came from. A value computed in cycle c and read in cycle d crosses d - c registers.
@@ -23,14 +24,24 @@ struct Schedule {
   int latency() const;
 };
 
-enum class Strategy { kCombinational = 0, kGreedy = 1, kTimed = 2, kScopes = 3, kFewestRegisters = 4 };
+enum class Strategy {
+  kCombinational = 0,
+  kGreedy = 1,
+  kTimed = 2,
+  kScopes = 3,
+  kFewestRegisters = 4
+};
 
 struct ScheduleOptions {
   device::Picoseconds period;  // target clock period
   Strategy strategy = Strategy::kGreedy;
-  std::optional<int> latency = {};  // exact cycles wanted, wrappers included; the shortest when empty
+  // Exact cycles wanted of every output, wrappers included; the shortest when empty.
+  std::optional<int> latency = {};
   bool registerInputs = false;   // a register in front of every input
   bool registerOutputs = false;  // and behind every output
+  // Output ports of one group show their results in the same cycle, each group as early as it can;
+  // a number for each port, or none at all for one group.
+  std::vector<int> outputGroups{};
 };
 
 struct Scheduled {
@@ -38,19 +49,21 @@ struct Scheduled {
   device::Picoseconds period;        // built for this period: the asked one, or the slowest step's
   device::Picoseconds longestStage;  // by the checker's own arrival analysis
   std::string longestStep;           // the node kind and width that ends it
-  // Set when the asked period is below the slowest indivisible step: one line that names the step,
-  // the clock asked for and the highest clock.
+  // Set when the asked period is below the slowest indivisible step, a node or a loop: one line
+  // that names the step, the clock asked for and the highest clock.
   std::optional<std::string> warning;
 };
 
-// Gives every node a cycle; what comes back has passed the checker (checker.h). A combinational unit
-// is never cut: its period is raised to what it takes, without a warning. Added latency goes where
-// the fewest bits cross. Fails, with one line that names the shortest latency at this clock, when
-// `latency` cannot be met.
+// Gives every node a cycle; what comes back has passed the checker (checker.h). A combinational
+// unit is never cut: its period is raised to what it takes, without a warning. Added latency goes
+// where the fewest bits cross. A state stands in the cycle of what it takes next, so a loop stands
+// in one stage. Fails, with one line that names the shortest latency at this clock, when `latency`
+// cannot be met.
 util::Result<Scheduled> scheduleGraph(const graph::Graph& graph, const device::Device& device,
                                       const ScheduleOptions& options);
 
-// Bits of all registers between stages, each value counted once however many readers it has.
+// Bits of all states and of all registers between stages, each value counted once however many
+// readers it has.
 long registerBits(const graph::Graph& graph, const Schedule& schedule);
 
 }  // namespace schedule

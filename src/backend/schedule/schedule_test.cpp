@@ -6,16 +6,15 @@
 
 #include <ctime>
 
-#include "backend/device/families.h"
 #include "backend/graph/builder.h"
 #include "backend/graph/random_graph.h"
 #include "backend/schedule/checker.h"
+#include "backend/schedule/round_device_test.h"
 
 namespace schedule {
 namespace {
 
 using device::Device;
-using device::Picoseconds;
 using graph::Builder;
 using graph::Graph;
 using graph::RandomGraph;
@@ -23,30 +22,6 @@ using graph::Signal;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
-
-// A device of round numbers: gates take 100, sums 300, registers 50 before and 50 after a stage;
-// a product 500, or 300 to the register inside its block and 200 from there.
-const device::Family& roundFamily() {
-  static const device::Family family = [] {
-    device::Family round;
-    round.name = "Round";
-    round.lut = {0, 100, 100, 100, 100, 100, 100};
-    round.sumEntry = 300;
-    round.clockToOutput = 50;
-    round.setup = 50;
-    round.dsp = {25, 18};
-    round.dspProduct = 500;
-    round.dspToRegister = 300;
-    round.dspFromInnerRegister = 200;
-    round.dspFromRegister = 60;
-    return round;
-  }();
-  return family;
-}
-const Device& roundDevice() {
-  static const Device device(roundFamily(), "fast", 1);
-  return device;
-}
 
 // Two inputs of 8 bits and a chain of sums on them.
 struct Chain {
@@ -60,13 +35,6 @@ struct Chain {
   Builder b{graph};
   std::vector<Signal> links;
 };
-
-Scheduled scheduled(const Graph& graph, const ScheduleOptions& options,
-                    const Device& device = roundDevice()) {
-  const auto result = scheduleGraph(graph, device, options);
-  EXPECT_TRUE(result) << (result ? "" : result.failure().message);
-  return *result;
-}
 
 TEST(ScheduleGraph, FillsStagesUpToThePeriod) {
   const Chain chain(4);
@@ -227,11 +195,14 @@ TEST(ScheduleGraph, PassesTheCheckerOnDrawnGraphs) {
   const Device& tarn = *device::deviceFactory.GetDevice("TarnV", "", "fast", "", "");
   for (std::uint32_t seed = 1; seed <= 200; ++seed) {
     RandomGraph draw(seed);
-    const Graph graph = draw.make({.nodes = 80});
+    const Graph graph = draw.make({.nodes = 80, .states = seed % 3 == 1 ? draw.upTo(9) : 0});
     ScheduleOptions options{.period = {seed % 2 == 0 ? 2000 : 4000}};
     options.strategy = static_cast<Strategy>(seed % 5);
     options.registerInputs = seed % 3 == 0;
     options.registerOutputs = seed % 4 == 0;
+    if (seed % 7 < 3)
+      for (std::size_t i = 0; i < graph.outputs().size(); ++i)
+        options.outputGroups.push_back(draw.upTo(3));
     const Scheduled shortest = scheduled(graph, options, tarn);
     if (options.strategy != Strategy::kCombinational) {
       EXPECT_LE(shortest.longestStage, shortest.period);

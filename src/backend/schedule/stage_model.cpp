@@ -15,16 +15,20 @@ StageModel::StageModel(const Graph& graph, const device::Device& device)
     : graph(graph),
       device(device),
       clockToOutput(device.clockToOutput().value),
-      setup(device.setup().value) {
+      setup(device.setup().value),
+      loops(graph),
+      isNextByNode(graph.size()) {
   delay.reserve(graph.size());
   delayToRegister.reserve(graph.size());
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     delay.push_back(device.delayOf(graph, {i}).value);
     delayToRegister.push_back(device.delayToRegister(graph, {i}).value);
   }
+  for (const graph::State& state : graph.states()) isNextByNode[state.next.index] = true;
 }
 
 int StageModel::aloneStage(NodeId node) const {
+  if (isNext(node)) return clockToOutput + delay[node.index] + setup;
   const int before = clockToOutput + delayToRegister[node.index];
   return std::max(before, isBlock(node) ? fromRegister(node, 1) : 0) + setup;
 }

@@ -5,6 +5,7 @@
 
 #include "backend/device/device.h"
 #include "backend/graph/graph.h"
+#include "backend/graph/loops.h"
 #include "backend/schedule/schedule.h"
 
 namespace schedule {
@@ -13,7 +14,8 @@ namespace schedule {
 //
 // A stage begins at a register with the clock to output of what the register holds, passes nodes
 // with their delays and ends at the next register with its setup. A product may have its first
-// register inside its block: that one comes early and is slow to leave.
+// register inside its block: that one comes early and is slow to leave. What a state takes next
+// ends its stage at the state's register, which is never one inside a block.
 class StageModel {
  public:
   StageModel(const graph::Graph& graph, const device::Device& device);
@@ -25,6 +27,7 @@ class StageModel {
   const device::Device& device;
   const int clockToOutput;
   const int setup;
+  const graph::Loops loops;
   std::vector<int> delay;            // by node, to a reader in the same stage
   std::vector<int> delayToRegister;  // to a register right behind
 
@@ -35,8 +38,13 @@ class StageModel {
   bool isBlock(graph::NodeId node) const {
     return delay[node.index] != delayToRegister[node.index];
   }
+  // True for what some state takes next.
+  bool isNext(graph::NodeId node) const { return isNextByNode[node.index]; }
   // The time of a stage that holds this node alone.
   int aloneStage(graph::NodeId node) const;
+
+ private:
+  std::vector<bool> isNextByNode;
 };
 
 bool isWiring(const graph::Node& node);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <climits>
 
+#include "backend/schedule/stage_model.h"
+
 namespace schedule {
 
 using graph::Graph;
@@ -13,6 +15,49 @@ using graph::Op;
 namespace {
 
 bool isJoin(Op op) { return op == Op::kConcat || op == Op::kReplicate; }
+
+// True for what is read through wiring or inversions from a product, whose own registers are slow
+// to leave.
+std::vector<bool> behindProducts(const Graph& graph) {
+  std::vector<bool> behind(graph.size());
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    const Node& node = graph.nodes()[i];
+    behind[i] = node.op == Op::kMultiply || node.op == Op::kMultiplySigned;
+    if (isWiring(node) || node.op == Op::kNot)
+      for (const NodeId operand : graph.operands(node))
+        behind[i] = behind[i] || behind[operand.index];
+  }
+  return behind;
+}
+
+// Inversions stand with their first reader. They cost nothing there, and a register behind one is
+// zero after reset, as if the bits before it were ones: a loop that holds while a bit is zero would
+// not hold before its first inputs. `moved` tells the place of one node after another, readers
+// first.
+class LateInversions {
+ public:
+  LateInversions(const Graph& graph, const Schedule& schedule)
+      : graph(graph), slow(behindProducts(graph)), latest(graph.size(), INT_MAX) {
+    // An output may have to leave its last cycle to a register.
+    for (std::size_t port = 0; port < graph.outputs().size(); ++port)
+      limit(graph.outputs()[port].signal.node, schedule.cycleByOutput[port] - 1);
+  }
+
+  int moved(std::uint32_t i, int cycle, int firstRead) {
+    const Node& node = graph.nodes()[i];
+    if (isWiring(node))
+      for (const NodeId operand : graph.operands(node)) limit(operand, latest[i]);
+    const int target = std::min(firstRead, latest[i]);
+    return node.op == Op::kNot && !slow[i] && target != INT_MAX ? std::max(cycle, target) : cycle;
+  }
+
+ private:
+  void limit(NodeId id, int cycle) { latest[id.index] = std::min(latest[id.index], cycle); }
+
+  const Graph& graph;
+  const std::vector<bool> slow;
+  std::vector<int> latest;  // where logic may stand at the latest
+};
 
 }  // namespace
 
@@ -37,7 +82,16 @@ void placeWiring(const Graph& graph, Schedule& schedule) {
   };
   for (std::size_t port = 0; port < graph.outputs().size(); ++port)
     readIn(graph.outputs()[port].signal.node, schedule.cycleByOutput[port]);
+  // What a state takes next stays in the state's cycle; so does the wiring of a loop, which some
+  // member reads there.
+  std::vector<bool> isNext(graph.size());
+  for (const graph::State& state : graph.states()) {
+    readIn(state.next, schedule.cycleOf(state.node));
+    isNext[state.next.index] = true;
+  }
+  LateInversions inversions(graph, schedule);
   for (std::uint32_t i = static_cast<std::uint32_t>(graph.size()); i-- > 0;) {
+    cycles[i] = inversions.moved(i, cycles[i], firstRead[i]);
     if (isJoin(graph.nodes()[i].op) && firstRead[i] != INT_MAX) cycles[i] = firstRead[i];
     for (const NodeId operand : graph.operands(NodeId{i})) readIn(operand, cycles[i]);
   }
@@ -54,12 +108,12 @@ void placeWiring(const Graph& graph, Schedule& schedule) {
   }
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     for (const NodeId operand : graph.operands(NodeId{i})) {
-      if (graph.nodes()[i].op != Op::kSlice) keepTo(operand, cycles[i]);
+      if (graph.nodes()[i].op != Op::kSlice || isNext[i]) keepTo(operand, cycles[i]);
       readIn(operand, cycles[i]);
     }
   }
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
-    if (graph.nodes()[i].op != Op::kSlice || firstRead[i] == INT_MAX) continue;
+    if (graph.nodes()[i].op != Op::kSlice || isNext[i] || firstRead[i] == INT_MAX) continue;
     const std::uint32_t source = graph.operands(NodeId{i})[0].index;
     cycles[i] = std::max(cycles[source], std::min(kept[source], firstRead[i]));
   }

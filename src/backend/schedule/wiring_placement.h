@@ -7,7 +7,8 @@ namespace schedule {
 
 // Moves wiring to where it costs the fewest register bits, without changing what any other node
 // reads: concatenations and replications as late as their first reader, so that registers hold only
-// bits that differ; slices right behind their source unless the whole source is kept that long.
+// bits that differ; inversions too, unless a product is behind them; slices right behind their
+// source unless the whole source is kept that long.
 void placeWiring(const graph::Graph& graph, Schedule& schedule);
 
 // The last cycle in which each node is read, by readers and output ports; the node's own cycle when

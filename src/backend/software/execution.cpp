@@ -27,6 +27,8 @@ Execution::Execution(const Graph& graph, const schedule::Schedule& schedule)
       remember(operand, schedule.cycleByNode[i]);
   for (std::size_t port = 0; port < graph.outputs().size(); ++port)
     remember(graph.outputs()[port].signal.node, schedule.cycleByOutput[port]);
+  // The next values of states lie in a frame of their own: one state may be what another takes.
+  if (!graph.states().empty()) depth = std::max(depth, 2);
   frames.assign(static_cast<std::size_t>(depth), std::vector<mp_limb_t>(total));
   reset();
 }
@@ -41,11 +43,15 @@ void Execution::reset() {
         graph::toLimbs(graph.literal(node), node.width, &frame[offsets[i]]);
     }
   }
+  for (const graph::State& state : graph.states())
+    graph::toLimbs(state.initial, graph.node(state.node).width,
+                   &frames[0][offsets[state.node.index]]);
 }
 
 // A value computed in cycle c and read in cycle d left its node d - c steps ago. Every node
-// computes in every step, from what its registers hold then.
-std::vector<MPZ> Execution::step(const std::vector<MPZ>& inputs) {
+// computes in every step, from what its registers hold then: older frames, and the states of this
+// one, which the step before has written. A step that is held leaves both to the next step.
+std::vector<MPZ> Execution::step(const std::vector<MPZ>& inputs, bool enable) {
   const auto frameAt = [&](int age) -> std::vector<mp_limb_t>& {
     return frames[static_cast<std::size_t>((now + depth - age) % depth)];
   };
@@ -61,7 +67,7 @@ std::vector<MPZ> Execution::step(const std::vector<MPZ>& inputs) {
   std::vector<const mp_limb_t*> operands;
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     const Node& node = graph.nodes()[i];
-    if (node.op == Op::kLiteral || node.op == Op::kInput) continue;
+    if (node.op == Op::kLiteral || node.op == Op::kInput || node.op == Op::kState) continue;
     operands.clear();
     for (const NodeId operand : graph.operands(node))
       operands.push_back(seenFrom(operand, schedule.cycleByNode[i]));
@@ -76,7 +82,11 @@ std::vector<MPZ> Execution::step(const std::vector<MPZ>& inputs) {
     outputs.push_back(
         graph::fromLimbs(seenFrom(signal.node, schedule.cycleByOutput[port]), signal.width));
   }
+  if (!enable) return outputs;
   ++now;
+  for (const graph::State& state : graph.states())
+    std::copy_n(&frameAt(1)[offsets[state.next.index]], limbsOf(graph.node(state.node).width),
+                &frameAt(0)[offsets[state.node.index]]);
   return outputs;
 }
 

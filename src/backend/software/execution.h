@@ -15,11 +15,14 @@ namespace software {
 class Execution {
  public:
   Execution(const graph::Graph& graph, const schedule::Schedule& schedule);
-  // All registers to zero.
+  // All registers to zero, all states to their first values. A state in cycle c takes c next values
+  // before the first inputs reach its stage: it keeps its first value if they do, with zeros in the
+  // registers between (an accumulator that holds without its valid bit).
   void reset();
   // One clock cycle: presents `inputs` (one pattern for each input port); the result is what the
-  // output ports show in that same cycle, before the clock edge.
-  std::vector<util::MPZ> step(const std::vector<util::MPZ>& inputs);
+  // output ports show in that same cycle, before the clock edge. Without `enable` every register
+  // holds over that edge.
+  std::vector<util::MPZ> step(const std::vector<util::MPZ>& inputs, bool enable = true);
 
  private:
   const graph::Graph& graph;

@@ -35,12 +35,17 @@ std::string wordText(const MPZ& value) {
   return word < 10 ? fmt::format("{}ULL", word) : fmt::format("{:#x}ULL", word);
 }
 
-std::string literalText(const MPZ& value, int width) {
-  if (!isWide(width)) return wordText(value);
+// The words of a value, the lowest first.
+std::string wordList(const MPZ& value, int width) {
   std::string words;
   for (std::size_t i = 0; i < wordsOf(width); ++i)
     words += (i > 0 ? ", " : "") + wordText((value >> (i * kWordBits)).lowBits(kWordBits));
-  return fmt::format("Wide<{}>{{{}}}", wordsOf(width), words);
+  return words;
+}
+
+std::string literalText(const MPZ& value, int width) {
+  if (!isWide(width)) return wordText(value);
+  return fmt::format("Wide<{}>{{{}}}", wordsOf(width), wordList(value, width));
 }
 
 // `expression`, of any bits above `width` rid.
@@ -56,6 +61,7 @@ class ModelText {
  public:
   ModelText(const Graph& graph, std::string function);
   std::string body() const;  // of the function
+  std::string stateStruct() const;
   const std::string& tables() const { return tableText; }
   bool usesWide() const { return wide; }
   bool usesParity() const { return parity; }
@@ -89,7 +95,7 @@ class ModelText {
 
   const Graph& graph;
   std::string function;
-  std::vector<std::string> inputNames, outputNames;
+  std::vector<std::string> inputNames, outputNames, stateNames;
   std::vector<char> live;
   std::map<std::string, std::string> tableByRows;
   std::map<std::uint32_t, std::string> tableOfNode;
@@ -104,6 +110,14 @@ ModelText::ModelText(const Graph& graph, std::string function)
       outputNames(fieldNames(graph.outputs())) {
   live.assign(graph.size(), 0);
   for (const graph::Port& port : graph.outputs()) live[port.signal.node.index] = 1;
+  std::vector<graph::Port> fields;
+  for (const graph::State& state : graph.states()) {
+    live[state.next.index] = 1;
+    const std::string_view name = graph.nameOf(state.node);
+    fields.push_back({name.empty() ? fmt::format("state_{}", state.node.index) : std::string(name),
+                      graph.signal(state.node)});
+  }
+  stateNames = fieldNames(fields);
   for (std::size_t i = graph.size(); i-- > 0;) {
     if (!live[i]) continue;
     const Node& node = graph.nodes()[i];
@@ -236,6 +250,8 @@ std::string ModelText::narrow(const Node& node) const {
   switch (node.op) {
     case Op::kInput:
       return masked(fmt::format("in.{}", inputNames[node.aux]), node.width);
+    case Op::kState:
+      return masked(fmt::format("state.{}", stateNames[node.aux]), node.width);
     case Op::kSlice:
       return masked(node.aux == 0 ? value(operands[0])
                                   : fmt::format("{} >> {}", value(operands[0]), node.aux),
@@ -311,6 +327,8 @@ std::string ModelText::wideExpression(const Node& node) const {
   switch (node.op) {
     case Op::kInput:
       return fmt::format("cut(in.{}, {})", inputNames[node.aux], node.width);
+    case Op::kState:
+      return fmt::format("cut(state.{}, {})", stateNames[node.aux], node.width);
     case Op::kSlice:
       return fmt::format("slice<{}>({}, {}, {})", count, words(operands[0]), node.aux, node.width);
     case Op::kNot:
@@ -403,18 +421,37 @@ std::string ModelText::body() const {
     }
     text += statement({i});
   }
+  // All states have been read by now.
+  for (std::size_t i = 0; i < stateNames.size(); ++i)
+    text += fmt::format("  state.{} = {};\n", stateNames[i], value(graph.states()[i].next));
   text += fmt::format("  {}_outputs out;\n", function);
   for (std::size_t i = 0; i < graph.outputs().size(); ++i)
     text += fmt::format("  out.{} = {};\n", outputNames[i], value(graph.outputs()[i].signal.node));
   return text + "  return out;\n";
 }
 
+std::string widthComment(int width) {
+  return fmt::format("// {} bit{}\n", width, width == 1 ? "" : "s");
+}
+
+std::string ModelText::stateStruct() const {
+  std::string text = fmt::format("struct {}_state {{\n", function);
+  for (std::size_t i = 0; i < stateNames.size(); ++i) {
+    const graph::State& state = graph.states()[i];
+    const int width = widthOf(state.node);
+    text += fmt::format("  {} {}{{{}}};  {}", typeOf(width), stateNames[i],
+                        state.initial.isZero() ? "" : wordList(state.initial, width),
+                        widthComment(width));
+  }
+  return text + "};\n\n";
+}
+
 std::string structText(const std::string& name, const std::vector<graph::Port>& ports) {
   const std::vector<std::string> names = fieldNames(ports);
   std::string text = fmt::format("struct {} {{\n", name);
   for (std::size_t i = 0; i < ports.size(); ++i)
-    text += fmt::format("  {} {}{{}};  // {} bit{}\n", typeOf(ports[i].signal.width), names[i],
-                        ports[i].signal.width, ports[i].signal.width == 1 ? "" : "s");
+    text += fmt::format("  {} {}{{}};  {}", typeOf(ports[i].signal.width), names[i],
+                        widthComment(ports[i].signal.width));
   return text + "};\n\n";
 }
 
@@ -443,20 +480,25 @@ SoftwareModel softwareModel(const Graph& graph, const std::string& name, int lat
                             const std::vector<std::string>& headerComment) {
   const std::string function = freeIdentifier(name);
   const ModelText model(graph, function);
+  const bool hasStates = !graph.states().empty();
   const std::string comment = commentText(headerComment);
   SoftwareModel text;
-  text.header = comment + "#pragma once\n\n#include <array>\n#include <cstdint>\n\n" +
-                "// A port of up to 64 bits is one number, a wider one words of 64 bits, the "
-                "lowest first. Bits "
-                "above a\n// port's width are ignored on inputs and zero on outputs.\n" +
-                structText(function + "_inputs", graph.inputs()) +
-                structText(function + "_outputs", graph.outputs()) +
-                fmt::format(
-                    "// Cycles from inputs to outputs in the unit.\n"
-                    "inline constexpr int {0}_latency = {1};\n\n"
-                    "// What the unit answers to these inputs, bit by bit.\n"
-                    "{0}_outputs {0}(const {0}_inputs& in);\n",
-                    function, latency);
+  text.header =
+      comment + "#pragma once\n\n#include <array>\n#include <cstdint>\n\n" +
+      "// A port of up to 64 bits is one number, a wider one words of 64 bits, the "
+      "lowest first. Bits "
+      "above a\n// port's width are ignored on inputs and zero on outputs.\n" +
+      structText(function + "_inputs", graph.inputs()) +
+      structText(function + "_outputs", graph.outputs()) +
+      (hasStates ? "// What the unit remembers, at first as after a reset.\n" + model.stateStruct()
+                 : "") +
+      fmt::format(
+          "// Cycles from inputs to outputs in the unit.\n"
+          "inline constexpr int {0}_latency = {1};\n\n"
+          "// What the unit answers to these inputs, bit by bit{2}.\n"
+          "{0}_outputs {0}(const {0}_inputs& in{3});\n",
+          function, latency, hasStates ? "; advances the state by one iteration" : "",
+          hasStates ? fmt::format(", {}_state& state", function) : "");
   text.source = comment + fmt::format("#include \"{}_model.h\"\n\n#include <cstddef>\n\n", name);
   text.source += "namespace {\n\n";
   if (model.usesWide()) text.source += kWideWords;
@@ -464,8 +506,9 @@ SoftwareModel softwareModel(const Graph& graph, const std::string& name, int lat
   if (!model.tables().empty()) text.source += model.tables() + "\n";
   text.source += "}  // namespace\n\n";
   const char* input = graph.inputs().empty() ? "" : " in";
-  text.source += fmt::format("{0}_outputs {0}(const {0}_inputs&{1}) {{\n{2}}}\n", function, input,
-                             model.body());
+  text.source +=
+      fmt::format("{0}_outputs {0}(const {0}_inputs&{1}{2}) {{\n{3}}}\n", function, input,
+                  hasStates ? fmt::format(", {}_state& state", function) : "", model.body());
   return text;
 }
 

@@ -11,6 +11,7 @@
 
 #include "backend/graph/evaluator.h"
 #include "backend/graph/sample_graphs.h"
+#include "backend/graph/sample_states.h"
 
 namespace software {
 namespace {
@@ -35,6 +36,7 @@ class CompiledModel : public testing::Test {
   // `inputs` and `outputs`: the fields of the two structs, in order.
   void compile(const graph::Graph& graph, const std::string& name,
                const std::vector<std::string>& inputs, const std::vector<std::string>& outputs) {
+    const bool hasStates = !graph.states().empty();
     const SoftwareModel model = softwareModel(graph, name, 5, {"a test\nin two lines \\", ""});
     write(name + "_model.h", model.header);
     write(name + "_model.cpp", model.source);
@@ -46,12 +48,13 @@ class CompiledModel : public testing::Test {
         "void show(const std::uint64_t& x) {{ std::cout << x << ' '; }}\n"
         "template <typename T> void show(const T& x) {{ for (auto& w : x) show(w); }}\n"
         "static_assert({0}_latency == 5, \"\");\n"
-        "int main() {{\n  std::cin >> std::hex; std::cout << std::hex;\n  {0}_inputs in;\n"
+        "int main() {{\n  std::cin >> std::hex; std::cout << std::hex;\n  {0}_inputs in;\n{1}"
         "  for (;;) {{\n",
-        name);
+        name, hasStates ? fmt::format("  {}_state state;\n", name) : "");
     for (const std::string& field : inputs)
       main += fmt::format("    if (!read(in.{}) || !std::cin) return 0;\n", field);
-    main += fmt::format("    const {0}_outputs out = {0}(in);\n", name);
+    main +=
+        fmt::format("    const {0}_outputs out = {0}(in{1});\n", name, hasStates ? ", state" : "");
     for (const std::string& field : outputs) main += fmt::format("    show(out.{});\n", field);
     write("main.cpp", main + "    std::cout << '\\n';\n  }\n}\n");
     ASSERT_EQ(run(fmt::format("g++ -std=c++17 -pedantic -Wall -Wextra -Werror -fsanitize=undefined "
@@ -81,6 +84,7 @@ class CompiledModel : public testing::Test {
         stimuli += wordsOf(hasRoom ? patterns.back() | above : patterns.back(), port.signal.width);
       }
       const std::vector<util::MPZ> results = evaluator(patterns);
+      evaluator.clock();
       for (std::size_t i = 0; i < results.size(); ++i)
         expected += wordsOf(results[i], graph.outputs()[i].signal.width);
       stimuli += "\n", expected += "\n";
@@ -129,6 +133,25 @@ TEST_F(CompiledModel, ComputesDrawnGraphs) {
     compile(graph, "drawn", namesOf(graph.inputs()), namesOf(graph.outputs()));
     compare(graph, 300);
   }
+}
+
+TEST_F(CompiledModel, AdvancesStates) {
+  graph::Graph graph;
+  graph::Builder builder(graph);
+  const graph::Signal go = builder.input("go", 1);
+  graph::buildStates(builder, go);
+  // Two of one name, one that goes to a constant, one that nothing reads.
+  const graph::Signal a = builder.name(builder.state(100, -2), "state");
+  const graph::Signal b = builder.name(builder.state(100, 77), "state");
+  const graph::Signal once = builder.state(64, -1), unread = builder.state(3, 5);
+  builder.setNext(a, b);
+  builder.setNext(b, a);
+  builder.setNext(once, builder.literal(12345, 64));
+  builder.setNext(unread, builder.literal(1, 3));
+  builder.output("a", a);
+  builder.output("once", once);
+  compile(graph, "states", namesOf(graph.inputs()), namesOf(graph.outputs()));
+  compare(graph, 2000);
 }
 
 TEST_F(CompiledModel, TakesTablesAndNamesAsTheyCome) {

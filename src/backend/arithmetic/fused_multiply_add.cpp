@@ -1,0 +1,165 @@
+#include "backend/arithmetic/fused_multiply_add.h"
+
+#include <algorithm>
+
+#include "backend/arithmetic/leading_zeros.h"
+#include "backend/arithmetic/shifter.h"
+#include "util/failure.h"
+
+namespace arithmetic {
+
+namespace {
+
+// Places count from the product's lowest bit, as the product stands in the window.
+struct Window {
+  int significand = 0;  // bits of the addend
+  int highest = 0;      // place of the addend's lowest bit when the product is far below it
+  int floor = 0;        // lowest place of the aligned addend
+  int lowest = 0;       // of the window, without the sticky bit
+  bool sticky = true;
+
+  int top() const { return highest + significand; }  // holds the carry
+  int width() const { return top() - lowest + 1 + (sticky ? 1 : 0); }
+  int addendWidth() const { return top() - floor; }
+};
+
+// With p bits a factor the product is at least 2^(2p-2), or 2^(p-1) with one subnormal factor; with
+// two the result's last place is that of the subnormals, far above the product.
+//
+// At the highest place p bits of addend stand above two zeros: what is below them is less than a
+// quarter of the addend's last place, less than half of the result's, wherever it is.
+//
+// An addend that loses bits at the floor is at most half the product, so the result keeps half of
+// the product: its leading bit is at 2p-3, or p-2, or higher. Rounding wants p bits and the half
+// below them above the sticky bit. Without rounding the floor may be the result's last place.
+Window windowOf(const FloatFormat& format, bool rounds) {
+  const int p = format.fractionBits + 1;
+  const int leading = format.gradual ? p - 2 : 2 * p - 3;
+  Window window{.significand = p, .highest = 2 * p + 2, .sticky = rounds};
+  window.floor = rounds ? std::min(0, leading - p) : leading - (p - 1);
+  window.lowest = std::min(0, window.floor);
+  return window;
+}
+
+// The addend in the window, and the biased exponent of a number whose leading bit is the window's
+// top one.
+struct AlignedAddend {
+  Signal bits, sticky;
+  Signal exponent;  // unsigned
+};
+AlignedAddend alignAddend(Builder& b, const ExactProduct& product, const Unpacked& addend,
+                          const Window& window) {
+  const auto scope = b.scope("align");
+  const FloatFormat& format = product.format;
+  // The exponent of an addend that stands at the highest place.
+  const long offset = window.highest - (format.fractionBits + format.bias());
+  const long most = (1L << format.exponentBits) - 1;
+  const int width = signedWidth(std::min(0L, offset) - most, 2 * most + std::max(0L, offset) + 1);
+  const Signal reference = b.add(b.zeroExtend(product.exponent, width), b.literal(offset, width));
+  const Signal own = b.zeroExtend(addend.exponent, width);
+  const Signal distance = b.subtract(reference, own);
+  // The product is so small that it counts as anything between 0 and the addend's last place.
+  const Signal isTiny = b.bitOr(b.topBit(distance), product.isZero);
+  const Signal amount =
+      b.bitAnd(b.slice(distance, 0, width - 1), b.replicate(b.bitNot(isTiny), width - 1));
+  const ShiftedRight moved = shiftDownFromTop(b, addend.significand, amount, window.addendWidth());
+  const Signal exponent = b.addCarry(b.select(isTiny, own, reference), b.zeros(width), b.bit(true));
+  return {moved.bits, moved.sticky, b.slice(exponent, 0, width - 1)};
+}
+
+RoundingRule ruleOf(const FusedAddOptions& options) {
+  return options.ulps < 1 ? options.rounding : RoundingRule{.mode = RoundMode::kTowardZero};
+}
+
+// The product plus or minus the addend, without the carry in of a subtraction.
+struct WindowSum {
+  Signal bits;
+  Signal addendIsNotLess;  // of a difference: its magnitude is the complement of the bits
+};
+WindowSum addInWindow(Builder& b, const AlignedAddend& addend, const ExactProduct& product,
+                      const Window& window, Signal subtracts) {
+  const auto scope = b.scope("add");
+  const int stickyBits = window.sticky ? 1 : 0;
+  const Signal productBits = b.concat({b.zeros(window.top() + 1 - product.significand.width),
+                                       product.significand, b.zeros(stickyBits - window.lowest)});
+  // What a sum leaves out of the addend below the floor counts as if it reached up to the next
+  // multiple of the product's lowest bit; a truncation to the floor then keeps an exact sum exact.
+  const Signal below = b.replicate(b.bit(true), window.floor - window.lowest);
+  const Signal addendBits = b.concat({b.zeros(1), addend.bits});
+  const Signal moved = b.bitXor(addendBits, b.replicate(subtracts, addendBits.width));
+  const Signal sticky = window.sticky ? b.bitXor(addend.sticky, subtracts) : Signal{};
+  const int width = productBits.width + 1;
+  const Signal sum = b.add(b.zeroExtend(productBits, width),
+                           b.zeroExtend(b.concat({moved, sticky, below}), width));
+  return {b.slice(sum, 0, width - 1), b.bitAnd(subtracts, b.bitNot(b.topBit(sum)))};
+}
+
+}  // namespace
+
+ExactProduct multiplyExactly(Builder& b, const Unpacked& x, const Unpacked& y) {
+  LOAM_ASSERT(x.exponent.width == y.exponent.width && x.significand.width == y.significand.width,
+              "the factors have one format");
+  const auto scope = b.scope("multiply");
+  const int width = x.exponent.width + 1;
+  return {.format = x.format,
+          .sign = b.bitXor(x.sign, y.sign),
+          .exponent = b.add(b.zeroExtend(x.exponent, width), b.zeroExtend(y.exponent, width)),
+          .significand = b.multiply(x.significand, y.significand),
+          .isZero = b.bitOr(x.isZero, y.isZero),
+          .isInf = b.bitOr(x.isInf, y.isInf),
+          .isNan = b.reduceOr(b.concat(
+              {x.isNan, y.isNan, b.bitAnd(x.isZero, y.isInf), b.bitAnd(x.isInf, y.isZero)}))};
+}
+
+Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const Unpacked& addend,
+                                const FusedAddOptions& options) {
+  const auto scope = b.scope("fused_add");
+  const FloatFormat& format = product.format;
+  LOAM_ASSERT(!format.fpLib && addend.significand.width == format.fractionBits + 1,
+              "the addend has the factors' format");
+  const Window window = windowOf(format, options.ulps < 1);
+  const Signal subtracts = b.bitXor(product.sign, addend.sign);
+  const AlignedAddend aligned = alignAddend(b, product, addend, window);
+  const WindowSum sum = addInWindow(b, aligned, product, window, subtracts);
+
+  // A difference whose product is greater lacks one unit of the window's last place. It is
+  // normalised as if ones followed it, which that unit turns into a carry: into the significand
+  // when all that is dropped is ones. So what is shifted is the complement, followed by zeros.
+  const Signal lacksOne = b.bitAnd(subtracts, b.bitNot(sum.addendIsNotLess));
+  const auto flipped = [&](Signal bits, Signal flip) {
+    return b.bitXor(bits, b.replicate(flip, bits.width));
+  };
+  const LeadingZeros zeros =
+      countLeadingZeros(b, b.concat({flipped(sum.bits, sum.addendIsNotLess), lacksOne}));
+  const Signal count =
+      format.gradual ? smaller(b, zeros.count,
+                               b.subtract(aligned.exponent, b.literal(1, aligned.exponent.width)))
+                     : zeros.count;
+  const int kept = format.fractionBits + (window.sticky ? 2 : 1);
+  const ShiftedLeft normal =
+      shiftLeftSticky(b, b.shiftedUp(flipped(sum.bits, subtracts), 1), count, window.width(), kept);
+
+  const int width = std::max(aligned.exponent.width + 2, count.width + 1);
+  const Signal topExponent = b.zeroExtend(aligned.exponent, width);
+  const Signal isInf = b.bitOr(product.isInf, addend.isInf);
+  const Signal infSign = b.select(product.isInf, product.sign, addend.sign);
+  const Signal zeroSign = b.select(subtracts, roundsDown(b, ruleOf(options)), product.sign);
+  const Signal sign = b.select(sum.addendIsNotLess, addend.sign, product.sign);
+  const Signal opposed = b.reduceAnd(b.concat({product.isInf, addend.isInf, subtracts}));
+  return {.sign = b.select(isInf, infSign, b.select(zeros.allZero, zeroSign, sign)),
+          .exponent = b.subtract(topExponent, b.zeroExtend(count, width)),
+          .significand = flipped(normal.bits, lacksOne),
+          .sticky = normal.sticky,
+          .isZero = zeros.allZero,
+          .isInf = isInf,
+          .isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed})),
+          .oneMore = b.bitAnd(lacksOne, b.bitNot(normal.sticky))};
+}
+
+Signal addToProduct(Builder& b, const ExactProduct& product, const Unpacked& addend,
+                    const FusedAddOptions& options) {
+  return roundAndPack(b, addToProductUnrounded(b, product, addend, options), product.format,
+                      ruleOf(options), options.quietNaN);
+}
+
+}  // namespace arithmetic

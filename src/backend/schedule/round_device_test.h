@@ -1,0 +1,42 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "backend/device/device.h"
+#include "backend/device/families.h"
+#include "backend/schedule/schedule.h"
+
+namespace schedule {
+
+// A device of round numbers: gates take 100, sums 300, registers 50 before and 50 after a stage;
+// a product 500, or 300 to the register inside its block and 200 from there.
+inline const device::Family& roundFamily() {
+  static const device::Family family = [] {
+    device::Family round;
+    round.name = "Round";
+    round.lut = {0, 100, 100, 100, 100, 100, 100};
+    round.sumEntry = 300;
+    round.clockToOutput = 50;
+    round.setup = 50;
+    round.dsp = {25, 18};
+    round.dspProduct = 500;
+    round.dspToRegister = 300;
+    round.dspFromInnerRegister = 200;
+    round.dspFromRegister = 60;
+    return round;
+  }();
+  return family;
+}
+inline const device::Device& roundDevice() {
+  static const device::Device device(roundFamily(), "fast", 1);
+  return device;
+}
+
+inline Scheduled scheduled(const graph::Graph& graph, const ScheduleOptions& options,
+                           const device::Device& device = roundDevice()) {
+  const auto result = scheduleGraph(graph, device, options);
+  EXPECT_TRUE(result) << (result ? "" : result.failure().message);
+  return *result;
+}
+
+}  // namespace schedule

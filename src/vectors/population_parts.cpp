@@ -1,0 +1,69 @@
+#include "vectors/population_parts.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "util/failure.h"
+#include "util/random.h"
+#include "vectors/population.h"
+#include "vectors/reference.h"
+#include "vectors/stm_writer.h"
+
+RandomState::RandomState(int seed) {
+  gmp_randinit_mt(state);
+  gmp_randseed_ui(state, static_cast<unsigned long>(seed));
+  util::restartRandom();
+}
+
+VectorFiles::VectorFiles(const std::string& name) : name(name) {
+  openStimultiFiles(in, out, name);
+  outs = {out};
+  paths = {stimulusPath(name), responsePath(name)};
+}
+
+VectorFiles::VectorFiles(const std::string& name, const TestingOptions& options) : name(name) {
+  openStimultiFiles(in, outs, name, options);
+  out = outs.front();
+  paths = {stimulusPath(name)};
+  for (std::size_t i = 0; i < outs.size(); ++i) paths.push_back(responsePath(name, i));
+}
+
+void VectorFiles::check() {
+  if (std::ferror(in) || std::ranges::any_of(outs, [](FILE* f) { return std::ferror(f) != 0; })) {
+    fail();
+  }
+}
+
+void VectorFiles::close() {
+  bool written = std::fclose(in) == 0;
+  for (FILE* f : outs) written &= std::fclose(f) == 0;
+  if (!written) fail();
+}
+
+void VectorFiles::fail() {
+  const int reason = errno;
+  for (const std::string& path : paths) std::remove(path.c_str());
+  util::exitWith(
+      {fmt::format("./{}: {}: the vectors cannot be written", name, std::strerror(reason))});
+}
+
+Evaluations::Evaluations(const PortSpecList& outPorts, const TestingOptions& options) {
+  populateRoundingAndPrecisionVectors(outPorts, options, roundUp, roundDown, roundUser, precisions);
+}
+
+void Evaluations::evaluate(CFuncUnitFunctionInterface& unit, const std::vector<NumValue>& inputs,
+                           bool subnormals) {
+  unit.evaluate(down, inputs, precisions, roundDown, subnormals);
+  unit.evaluate(up, inputs, precisions, roundUp, subnormals);
+  unit.evaluate(nearest, inputs, precisions, roundUser, subnormals);
+}
+
+int progressStep(int total) { return std::clamp(total - 1, 1, 1000); }
+
+bool enableOfRow(int row, int latency, const TestingOptions& options) {
+  constexpr int kPercent = 80;
+  return !options.enable || row <= latency || generateEnable(kPercent);
+}
