@@ -134,11 +134,11 @@ def further(word, settings):
         tests = ["-testbench 20 -allTests", "-testbench 20 -handTesting",
                  "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]
         if word in ("FPMultAdd", "FPMultSub"):
-            tests.append("-testbench 20 -injectTestVector 3 1.25 -0.5 0.75")
+            tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
         elif word == "FPMultAcc":
             tests.pop(1)  # its population has no vectors by hand
         elif not word.startswith("FPAddSub") and word not in ("FPAbs", "FPAcc", "FPAccHard"):
-            tests.append("-testbench 20 -injectTestVector 2 1.25 -0.5")
+            tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
         return dict(settings, rounding=CORRECT, tests=tests)
     settings = dict(settings, tests=["-testbench 200 -randomTests -valRange 0 1",
                                      "-testbench 20 -allTests"])
