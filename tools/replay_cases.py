@@ -80,7 +80,7 @@ def words():
         "1 0 1 0", "2 1 2 0", "8 0 33 1", "33 1 8 1", "64 1 64 0", "256 0 64 1", "1 1 17 0"])
     rows["IntCtPop"] = integer(["0", "1"])
     rows["RightShiftNoSticky"] = integer(widths=[
-        "1 1 0", "2 1 1", "8 4 1", "8 8 0", "33 31 1", "64 64 0", "64 20 1", "256 256 1"])
+        "1 1 0", "2 1 1", "8 4 1", "8 8 0", "33 31 1", "64 64 0", "64 20 1", "200 200 1"])
     return rows
 
 
@@ -134,11 +134,11 @@ def further(word, settings):
         tests = ["-testbench 20 -allTests", "-testbench 20 -handTesting",
                  "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]
         if word in ("FPMultAdd", "FPMultSub"):
-            tests.append("-testbench 20 -injectTestVector 3 1.5 -1 1.25")
+            tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
         elif word == "FPMultAcc":
             tests.pop(1)  # its population has no vectors by hand
         elif not word.startswith("FPAddSub") and word not in ("FPAbs", "FPAcc", "FPAccHard"):
-            tests.append("-testbench 20 -injectTestVector 2 1.25 -0.5")
+            tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
         return dict(settings, rounding=CORRECT, tests=tests)
     settings = dict(settings, tests=["-testbench 200 -randomTests -valRange 0 1",
                                      "-testbench 20 -allTests"])

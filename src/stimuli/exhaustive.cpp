@@ -17,6 +17,7 @@ using Count = std::uint64_t;
 
 constexpr int kTrace = 9, kTraceMore = 19;  // verbosity beyond which steps are told
 constexpr Count kBeyondIndices = Count{1} << 32;
+constexpr int kOneWord = 64;  // bits
 
 Count expRangeOf(const kiln::FloatingPoint& fp, const TestingOptions& t) {
   const std::int64_t last = std::int64_t{t.expRangeMax} - t.expRangeMin;
@@ -99,16 +100,33 @@ bool isRegular(mpfr_ptr x, const Fields& f, bool fractionIsZero, const kiln::Flo
 // x becomes the number of wF + 1 bits that the fields and the fraction in `pattern` stand for.
 void setNumber(mpfr_ptr x, const util::MPZ& pattern, const Fields& f, const kiln::FloatingPoint& fp,
                const TestingOptions& t) {
-  thread_local util::MPZ significand;  // storage only
-  const auto wF = static_cast<mp_bitcnt_t>(fp.frac);
-  mpz_fdiv_r_2exp(significand.get(), pattern.get(), wF);
-  if (!isRegular(x, f, significand.isZero(), fp, t.subnormals)) return;
   const bool subnormal = !fp.is_fp_lib && f.exponent == 0;
-  if (!subnormal || expRestricted(t)) mpz_setbit(significand.get(), wF);
+  const bool hidden = !subnormal || expRestricted(t);
   const std::int64_t bias = (std::int64_t{1} << (fp.exp - 1)) - 1;
-  const std::int64_t biased = subnormal ? 1 : static_cast<std::int64_t>(f.exponent);
-  mpfr_set_z_2exp(x, significand.get(), biased - bias - fp.frac, MPFR_RNDN);
+  const std::int64_t unit =
+      (subnormal ? 1 : static_cast<std::int64_t>(f.exponent)) - bias - fp.frac;
+  if (fp.width <= kOneWord) {
+    const Count hiddenBit = Count{1} << fp.frac;
+    const Count fraction = pattern.toUint64() & (hiddenBit - 1);
+    if (!isRegular(x, f, fraction == 0, fp, t.subnormals)) return;
+    mpfr_set_ui_2exp(x, hidden ? fraction + hiddenBit : fraction, unit, MPFR_RNDN);
+  } else {
+    thread_local util::MPZ significand;  // storage only
+    const auto wF = static_cast<mp_bitcnt_t>(fp.frac);
+    mpz_fdiv_r_2exp(significand.get(), pattern.get(), wF);
+    if (!isRegular(x, f, significand.isZero(), fp, t.subnormals)) return;
+    if (hidden) mpz_setbit(significand.get(), wF);
+    mpfr_set_z_2exp(x, significand.get(), unit, MPFR_RNDN);
+  }
   if (f.sign) mpfr_neg(x, x, MPFR_RNDN);
+}
+
+// What stands above the fraction.
+Count headOf(const util::MPZ& pattern, const kiln::FloatingPoint& fp) {
+  if (fp.width <= kOneWord) return pattern.toUint64() >> fp.frac;
+  thread_local util::MPZ head;  // storage only
+  mpz_fdiv_q_2exp(head.get(), pattern.get(), static_cast<mp_bitcnt_t>(fp.frac));
+  return head.toUint64();
 }
 
 int asInt(const util::MPZ& number) { return static_cast<int>(mpz_get_si(number.get())); }
@@ -150,9 +168,7 @@ void setFloating(NumValue& value, const kiln::FloatingPoint& fp, const TestingOp
   value.raw = true;
   traceCut(fp, t, radix, digit, pattern);
 
-  thread_local util::MPZ head;  // storage only
-  mpz_fdiv_q_2exp(head.get(), pattern.get(), static_cast<mp_bitcnt_t>(fp.frac));
-  Count rest = head.toUint64();
+  Count rest = headOf(pattern, fp);
   Fields f;
   f.exponent = cut(rest, expRangeOf(fp, t));
   f.sign = cut(rest, signRangeOf(t));

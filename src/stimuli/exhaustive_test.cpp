@@ -188,6 +188,27 @@ TEST_F(Exhaustive, KeepsWideFormatsExact) {
   EXPECT_EQ(mpfr_cmp_z(values[1].real.get(), t.valRangeMax.get()), 0);
 }
 
+TEST_F(Exhaustive, CutsPatternsOfMoreThanAWord) {
+  ports({kiln::ieee(15, 112), kiln::ieee(15, 112)});
+  const util::MPZ two = util::MPZ::powerOfTwo(126), negative = util::MPZ::powerOfTwo(127);
+  t.valRangeMin = negative + two + util::MPZ(5);
+  t.valRangeMax = t.valRangeMin + util::MPZ(1);
+  ASSERT_EQ(count(), 2);
+  make(1);
+  EXPECT_EQ(values[0].pattern, negative + two + util::MPZ(6));
+  Real expected(113);  // -2 less six ulps
+  mpfr_set_si_2exp(expected.get(), -6, -111, MPFR_RNDN);
+  mpfr_sub_ui(expected.get(), expected.get(), 2, MPFR_RNDN);
+  EXPECT_TRUE(mpfr_equal_p(values[0].real.get(), expected.get()));
+  EXPECT_TRUE(values[1].pattern.isZero());
+  t.valRangeMin = t.valRangeMax = 3;  // a subnormal pattern
+  make(0);
+  EXPECT_TRUE(mpfr_zero_p(values[0].real.get()));
+  t.subnormals = true;
+  make(0);
+  EXPECT_EQ(mpfr_cmp_ui_2exp(values[0].real.get(), 3, -16382 - 112), 0);
+}
+
 TEST_F(Exhaustive, RefusesMoreVectorsThanAnIndexCounts) {
   ports({kiln::FixedPoint(16, 0, false), kiln::FixedPoint(15, 0, true)});
   EXPECT_EXIT(count(), testing::ExitedWithCode(255),
