@@ -169,7 +169,8 @@ Unrounded addSinglePathUnrounded(Builder& b, const Unpacked& a, const Unpacked& 
           .sticky = b.bit(false),
           .isZero = normal.isZero,
           .isInf = operands.isInf,
-          .isNan = operands.isNan};
+          .isNan = operands.isNan,
+          .tinyIsExact = true};
 }
 
 Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,

@@ -109,8 +109,8 @@ TruncationPlan planTruncation(int aWidth, int bWidth, const TruncationGoal& goal
   return best;
 }
 
-Signal multiplyFloats(Builder& b, const Unpacked& a, const Unpacked& factor,
-                      const FloatMultiplierOptions& options) {
+UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Unpacked& factor,
+                                         const FloatMultiplierOptions& options) {
   const auto scope = b.scope("multiplier");
   const FloatFormat& out = options.out;
   const auto highest = [](const FloatFormat& format) { return (1L << format.exponentBits) - 1; };
@@ -147,7 +147,13 @@ Signal multiplyFloats(Builder& b, const Unpacked& a, const Unpacked& factor,
       .isNan = b.bitOr(b.bitOr(a.isNan, factor.isNan), b.bitOr(b.bitAnd(a.isZero, factor.isInf),
                                                                b.bitAnd(a.isInf, factor.isZero)))};
   if (out.gradual) result = denormalise(b, result, out, /*needsSticky=*/!truncates);
-  return roundAndPack(b, result, out, rounding, options.quietNaN);
+  return {result, rounding};
+}
+
+Signal multiplyFloats(Builder& b, const Unpacked& a, const Unpacked& factor,
+                      const FloatMultiplierOptions& options) {
+  const auto product = multiplyFloatsUnrounded(b, a, factor, options);
+  return roundAndPack(b, product.value, options.out, product.rounding, options.quietNaN);
 }
 
 }  // namespace arithmetic

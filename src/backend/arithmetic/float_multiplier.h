@@ -29,6 +29,14 @@ struct FloatMultiplierOptions {
 Signal multiplyFloats(Builder& b, const Unpacked& a, const Unpacked& factor,
                       const FloatMultiplierOptions& options);
 
+// The same before the rounding; `rounding` says which one it needs.
+struct UnroundedProduct {
+  Unrounded value;
+  RoundingRule rounding;
+};
+UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Unpacked& factor,
+                                         const FloatMultiplierOptions& options);
+
 // The corner of a product of aWidth by bWidth bits that is left out: the low `a` bits of the one
 // factor times the low `b` bits of the other. `correction` is added in its place.
 struct TruncationPlan {

@@ -53,6 +53,29 @@ Signal saturates(Builder& b, const RoundingRule& rule, Signal sign) {
   return b.pick(rule.port, std::array{b.bit(false), b.bitNot(sign), sign, b.bit(true)});
 }
 
+// 1 when a subnormal significand stands one place below 1.0 and, rounded to as many bits as a
+// regular one has, becomes 1.0: it is then not tiny.
+Signal roundsUpToNormal(Builder& b, const Unrounded& x, const FloatFormat& format,
+                        const RoundingRule& rule) {
+  const int wF = format.fractionBits, below = x.significand.width - (wF + 1);
+  LOAM_ASSERT(below >= 2, "a half bit and one behind it");
+  const Signal rest = b.slice(x.significand, 0, below - 2);
+  const Signal beyond = rest.width > 0 ? b.bitOr(x.sticky, b.reduceOr(rest)) : x.sticky;
+  const Remainder remainder{.half = b.bitOf(x.significand, below - 2), .beyond = beyond};
+  const Signal allOnes = b.reduceAnd(b.slice(x.significand, below - 1, wF + 1));
+  return b.bitAnd(allOnes, raises(b, rule, x.sign, b.bit(true), remainder));
+}
+
+// 1 for a subnormal number that is tiny after rounding and not exact.
+Signal losesGradually(Builder& b, const Unrounded& x, Signal hidden, const FloatFormat& format,
+                      const RoundingRule& rule) {
+  if (x.tinyIsExact) return b.bit(false);
+  const int below = x.significand.width - (format.fractionBits + 1);
+  const Signal inexact =
+      b.bitOr(x.sticky, b.reduceOr(b.slice(x.significand, 0, std::max(0, below))));
+  return allOf(b, {b.bitNot(hidden), inexact, b.bitNot(roundsUpToNormal(b, x, format, rule))});
+}
+
 }  // namespace
 
 FloatFormat formatOf(const kiln::FloatingPoint& port, bool subnormals) {
@@ -121,8 +144,11 @@ RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& for
   return {b.topBit(significand), fraction, b.bitOr(oneMore, raise)};
 }
 
-Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,
-                    const RoundingRule& rule, bool quietNaN) {
+namespace {
+
+// Rounds and packs, and fills `flags` where they are wanted.
+Signal pack(Builder& b, const Unrounded& x, const FloatFormat& format, const RoundingRule& rule,
+            bool quietNaN, Flagged* flags) {
   const auto scope = b.scope("round");
   const int wE = format.exponentBits, wF = format.fractionBits;
   const auto [hidden, fraction, raise] = roundingStep(b, x, format, rule);
@@ -164,7 +190,33 @@ Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,
     const Signal high2 = b.bitAnd(top, b.bitNot(stops));
     exception = b.concat({high2, anyOf(b, {x.isNan, stops, regular})});
   }
+  if (flags) {
+    const Signal finite = b.bitNot(anyOf(b, {x.isNan, x.isInf, x.isZero}));
+    const Signal lost = format.gradual ? losesGradually(b, x, hidden, format, rule) : underflow;
+    Signal becomesZero = isZero;
+    if (format.gradual) becomesZero = b.bitOr(isZero, b.isZero(b.slice(sum, 0, wF + wE)));
+    flags->overflow = b.bitAnd(overflow, finite);
+    flags->underflow = b.bitAnd(lost, finite);
+    flags->isNan = x.isNan;
+    flags->isNegative = sign;
+    flags->isZero = b.bitAnd(becomesZero, b.bitNot(top));
+  }
   return b.concat({exception, sign, outField, outFraction});
+}
+
+}  // namespace
+
+Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,
+                    const RoundingRule& rule, bool quietNaN) {
+  return pack(b, x, format, rule, quietNaN, nullptr);
+}
+
+Flagged roundAndPackFlagged(Builder& b, const Unrounded& x, const FloatFormat& format,
+                            const RoundingRule& rule, bool quietNaN) {
+  LOAM_ASSERT(!x.oneMore, "flags of a number without one unit more");
+  Flagged result;
+  result.packed = pack(b, x, format, rule, quietNaN, &result);
+  return result;
 }
 
 Unrounded denormalise(Builder& b, Unrounded x, const FloatFormat& format, bool needsSticky) {

@@ -58,6 +58,7 @@ struct Unrounded {
   Signal sticky;       // 1 bit
   Signal isZero, isInf, isNan;  // NaN goes before infinity, infinity before zero
   bool canOverflow = true;      // false: rounded, the exponent is at most maxExponent()
+  bool tinyIsExact = false;     // true: with gradual underflow no subnormal needs rounding
   // Where there is one and it is 1, the number is one unit of the significand's last place larger
   // and `sticky` is 0. The significand then has the fraction's bits and at most one more; all its
   // bits may be 1.
@@ -80,6 +81,20 @@ RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& for
 // has sign 0, exponent ones and fraction 1, or the top fraction bit alone with `quietNaN`.
 Signal roundAndPack(Builder& b, const Unrounded& x, const FloatFormat& format,
                     const RoundingRule& rule, bool quietNaN);
+
+// The same, and what became of the number, of 1 bit each:
+//   overflow   the number was finite, its rounded magnitude exceeds the largest finite number
+//   underflow  the number, rounded with an unbounded exponent, is not 0 and below the smallest
+//              regular one, and what was packed differs from it
+//   isNan, isNegative (never of a NaN), isZero  of what was packed
+// With gradual underflow, unless `tinyIsExact`, the significand has two bits or more below the
+// fraction. There is no `oneMore`.
+struct Flagged {
+  Signal packed;
+  Signal overflow, underflow, isNan, isNegative, isZero;
+};
+Flagged roundAndPackFlagged(Builder& b, const Unrounded& x, const FloatFormat& format,
+                            const RoundingRule& rule, bool quietNaN);
 
 // Shifts a normalised number whose exponent is below minExponent() right until it has that one, as
 // gradual underflow asks before rounding. What is shifted out is lost without `needsSticky`.

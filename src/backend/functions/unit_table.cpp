@@ -2,6 +2,7 @@
 
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
+#include "backend/functions/float_flags.h"
 #include "backend/functions/float_mult.h"
 #include "backend/functions/float_mult_add.h"
 #include "backend/functions/int_add.h"
@@ -18,7 +19,7 @@ namespace {
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
     floatAddUnits, floatMultUnits, floatMultAddUnits, floatMultAccUnits, floatAccUnits,
-    floatAbsUnits, longAddUnits,   modularUnits,      bitUnits,
+    floatAbsUnits, floatFlagUnits, longAddUnits,      modularUnits,      bitUnits,
 };
 
 }  // namespace
