@@ -215,6 +215,9 @@ TEST_P(Roads, Agree) {
 INSTANTIATE_TEST_SUITE_P(
     Words, Roads,
     testing::Values(Road{"-frequency 300 -correctRounding FPAdd 8 23"},
+                    Road{"-frequency 300 -enableHardFP 1 -wrapper FPAdd 8 23"},
+                    Road{"-enableHardFP 1 -hardFPMultAddLatency 5 FPMultSub 8 23"},
+                    Road{"-enableHardFP 1 -forceRegisters 2 FPMultAcc 8 23", 2, '0'},
                     Road{"-frequency 500 -subnormals 1 FPFusedAddSub 5 10"},
                     Road{"-frequency 50 -correctRounding -roundType 2 FPSubDualPathInFPLib 4 3"},
                     Road{"-frequency 300 -error 2 -wrapper FPAddSub 11 52"},

@@ -50,6 +50,7 @@ Device::Device(const Family& family, std::string speedGrade, double gradeFactor)
     : family(family), grade(std::move(speedGrade)), factor(gradeFactor) {}
 
 bool Device::SupportsHyperRegisters() const { return family.hyperRegisters; }
+bool Device::hasHardFloat() const { return family.hardFloat; }
 std::string_view Device::familyName() const { return family.name; }
 bool Device::isCalibrated() const { return family.calibrated; }
 

@@ -43,6 +43,7 @@ class Device {
   Picoseconds period() const { return {static_cast<int>(1e6 / clock)}; }
   LANGUAGE toSupportedLanguage(LANGUAGE language) const { return language; }
   bool SupportsHyperRegisters() const;
+  bool hasHardFloat() const;  // floating-point blocks, single precision
   std::string_view familyName() const;
   const std::string& speedGradeName() const { return grade; }
   // True for the family whose figures are measured; the others are stated models.

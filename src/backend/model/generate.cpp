@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "backend/hdl/emission.h"
+#include "backend/hdl/structure.h"
 #include "backend/kiln/attributes.h"
 #include "backend/model/files.h"
 #include "backend/model/model.h"
@@ -87,8 +88,34 @@ hdl::Design CSynthSingleEntity::design() const {
   return out;
 }
 
+// The unit, or a structure of a hard block and the control signals beside it.
+std::string CSynthSingleEntity::designText() const {
+  const hdl::Design top = design();
+  if (!hardFloat) return hdl::designText(top, shared->language);
+  const auto part = [&](const InnerPart& inner, const std::string& ending) {
+    hdl::Part made{top, {}, {}};
+    made.design.graph = &inner.graph;
+    made.design.schedule = &inner.schedule;
+    made.design.entity = name() + "_" + ending;
+    made.design.header.clear();
+    return made;
+  };
+  std::vector<hdl::Part> parts = {part(blockPart, hardFloat->name)};
+  const std::size_t controlIn = hasChannelValid ? 2 : 0;
+  const std::size_t controlOut = controlIn * channelOuts.size();
+  if (keepsState() && hasChannelValid) parts[0].inputs.push_back(0);  // the valid input
+  if (hasChannelValid) {
+    parts.push_back(part(flowPart, "flow"));
+    for (std::size_t k = 0; k < controlIn; ++k) parts[1].inputs.push_back(k);
+    for (std::size_t k = 0; k < controlOut; ++k) parts[1].outputs.push_back(k);
+  }
+  for (std::size_t k = 0; k < inputs().size(); ++k) parts[0].inputs.push_back(controlIn + k);
+  for (std::size_t k = 0; k < outputs().size(); ++k) parts[0].outputs.push_back(controlOut + k);
+  return hdl::structureText(top, parts, shared->language);
+}
+
 void CSynthSingleEntity::Generate() {
-  writeFile(endingOf(shared->language), hdl::designText(design(), shared->language));
+  writeFile(endingOf(shared->language), designText());
   filesWritten.push_back(name() + ".json");
   recordStands = true;
   writeRecord();

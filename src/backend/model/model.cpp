@@ -75,6 +75,19 @@ functions::Request CSynthSingleEntity::requestFor(CArithmeticUnit& unit) const {
   return asked;
 }
 
+// The exact latency that was asked for, if any; ends the run when it is below `shortest`.
+std::optional<int> CSynthSingleEntity::constrainedLatency(int shortest) const {
+  if (!bridgeModel) return std::nullopt;
+  const auto* latency = dynamic_cast<const kiln::NumberValue*>(
+      (*bridgeModel)[kiln::A_SYNTH_LATENCY_CONSTRAINT_VALUE].get_ptr());
+  if (!latency) return std::nullopt;
+  const int asked = static_cast<int>(latency->value());
+  if (asked < shortest)
+    util::exitWith(
+        {fmt::format("{}: latency {} asked, {} is the shortest", topUnit->word, asked, shortest)});
+  return asked;
+}
+
 // The graph of the whole entity: control ports, then the unit's own.
 void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   graph::Graph built;
@@ -108,6 +121,12 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   }
 
   const device::Device& device = *settings.device;
+  if (hardFloat) {
+    mapped = mapping::mapGraph(built, device, {device.period(), true});
+    scheduleHardFloat();
+    buildHardFloat(asked);
+    return;
+  }
   const bool combinational = settings.getOptionValue(synthOption::forceCombinational) != 0;
   mapped = mapping::mapGraph(built, device, {device.period(), combinational});
 
@@ -115,24 +134,54 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   wanted.strategy = strategyOf(schedulerMethod, combinational);
   wanted.registerInputs = (wrapper & kWrapperIn) != 0;
   wanted.registerOutputs = (wrapper & kWrapperOut) != 0;
-  if (bridgeModel) {
-    const auto* latency = dynamic_cast<const kiln::NumberValue*>(
-        (*bridgeModel)[kiln::A_SYNTH_LATENCY_CONSTRAINT_VALUE].get_ptr());
-    if (latency) wanted.latency = static_cast<int>(latency->value());
-  }
-  const int minimum = topUnit->row().minimumLatency;
-  if (wanted.latency && *wanted.latency < minimum)
-    util::exitWith({fmt::format("{}: latency {} asked, {} is the shortest", topUnit->word,
-                                *wanted.latency, minimum)});
+  wanted.latency = constrainedLatency(topUnit->row().minimumLatency);
   const auto schedule = [&] {
     util::Result<schedule::Scheduled> result = schedule::scheduleGraph(mapped, device, wanted);
     if (!result) util::exitWith(result.failure());
     scheduled = std::move(*result);
   };
   schedule();
-  if (scheduled->schedule.latency() < minimum) {
+  if (const int minimum = topUnit->row().minimumLatency; scheduled->schedule.latency() < minimum) {
     wanted.latency = minimum;
     schedule();
+  }
+}
+
+// The registers are the block's own; a longer latency that was asked for adds some behind them.
+void CSynthSingleEntity::scheduleHardFloat() {
+  const int wrappers = (wrapper & kWrapperIn ? 1 : 0) + (wrapper & kWrapperOut ? 1 : 0);
+  if (const auto asked = constrainedLatency(hardFloat->latency + wrappers))
+    hardFloat->latency = *asked - wrappers;
+  scheduled.emplace();
+  scheduled->period = settings.device->period();
+  scheduled->longestStep = hardFloat->name;
+  scheduled->schedule = hardFloatSchedule(mapped, hardFloat->latency, wrapper & kWrapperIn ? 1 : 0,
+                                          wrapper & kWrapperOut ? 1 : 0);
+}
+
+// The block by itself, and the control signals that travel beside it.
+void CSynthSingleEntity::buildHardFloat(functions::Request asked) {
+  graph::Graph block, flow;
+  graph::Builder inBlock(block), inFlow(flow);
+  if (keepsState() && hasChannelValid) asked.valid = inBlock.input("valid", 1, true);
+  if (hasChannelValid) {
+    const graph::Signal valid = inFlow.input("xIn_v", 1, true);
+    const graph::Signal channel = inFlow.input("xIn_c", 8, true);
+    for (const CChannelUnit* side : channelOuts) {
+      inFlow.output(side->name() + "_v", valid);
+      inFlow.output(side->name() + "_c", channel);
+    }
+  }
+  std::vector<graph::Signal> operands;
+  for (const PortSpec& port : inputPorts)
+    operands.push_back(inBlock.input(port.name, port.type.width()));
+  const std::vector<graph::Signal> results = topUnit->row().decompose(inBlock, asked, operands);
+  for (std::size_t k = 0; k < results.size(); ++k) inBlock.output(outputPorts[k].name, results[k]);
+  const int in = wrapper & kWrapperIn ? 1 : 0, out = wrapper & kWrapperOut ? 1 : 0;
+  const device::Device& device = *settings.device;
+  for (const auto& [graph, part] : {std::pair{&block, &blockPart}, std::pair{&flow, &flowPart}}) {
+    part->graph = mapping::mapGraph(*graph, device, {device.period(), true});
+    part->schedule = hardFloatSchedule(part->graph, hardFloat->latency, in, out);
   }
 }
 
@@ -141,8 +190,12 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   request = requestFor(*topUnit);
   if (const auto reason = topUnit->row().refuses(request))
     util::exitWith({topUnit->word + ": " + *reason});
+  hardFloat = hardFloatFor(topUnit->row(), request, settings, *settings.device);
+  if (hardFloat)
+    for (functions::Accuracy& accuracy : request.accuracy)
+      accuracy = {functions::Accuracy::kCorrect, 0.5};
   buildCircuit(request);
-  if (scheduled->warning) loam_error_printf("Warning: " + *scheduled->warning);
+  if (scheduled->warning) loam_error_printf(*scheduled->warning);
   const std::vector<int> latencies = outputLatencies();
   for (std::size_t side = 0; side < channelOuts.size(); ++side)
     channelOuts[side]->setStep(latencies[side]);
@@ -150,7 +203,8 @@ void CSynthSingleEntity::elaborate(const std::string&) {
 
 tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
   device::Cost total;
-  for (std::uint32_t index = 0; index < mapped.size(); ++index) {
+  if (hardFloat) total.dsps = 1;
+  for (std::uint32_t index = 0; !hardFloat && index < mapped.size(); ++index) {
     const device::Cost cost = settings.device->costOf(mapped, graph::NodeId{index});
     total.luts += cost.luts;
     total.dsps += cost.dsps;
@@ -164,6 +218,10 @@ tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
   usage.set(kRamBlock, static_cast<int>(std::ceil(total.ramBlocks)));
   usage.set(kRamBit, static_cast<int>(std::ceil(total.ramBits)));
   return usage;
+}
+
+bool CSynthSingleEntity::keepsState() const {
+  return topUnit->row().protocol == functions::Protocol::kAccumulate;
 }
 
 bool CSynthSingleEntity::splitsOutputs() const {

@@ -7,6 +7,7 @@
 #include "backend/graph/graph.h"
 #include "backend/hdl/emission.h"
 #include "backend/kiln/node.h"
+#include "backend/model/hard_float.h"
 #include "backend/model/options.h"
 #include "backend/model/resource_usage.h"
 #include "backend/model/units.h"
@@ -91,11 +92,16 @@ class CSynthSingleEntity : public CSynth {
  private:
   functions::Request requestFor(CArithmeticUnit& unit) const;
   void buildCircuit(functions::Request request);
+  void scheduleHardFloat();
+  void buildHardFloat(functions::Request request);
   void writeFile(const std::string& ending, const std::string& text, bool executable = false);
   void writeRecord() const;
   bool splitsOutputs() const;
+  bool keepsState() const;
+  std::optional<int> constrainedLatency(int shortest) const;
   std::vector<int> outputLatencies() const;
   hdl::Design design() const;
+  std::string designText() const;
   std::string entityName() const;
   std::vector<std::string> headerLines() const;
 
@@ -110,8 +116,16 @@ class CSynthSingleEntity : public CSynth {
   CChannelUnit* channelIn;
   std::vector<CChannelUnit*> channelOuts;
 
+  // Inside the entity of a hard block: the block, and valid and channel beside it.
+  struct InnerPart {
+    graph::Graph graph;
+    schedule::Schedule schedule;
+  };
+
   functions::Request request;
   graph::Graph mapped;
+  std::optional<HardFloat> hardFloat;
+  InnerPart blockPart, flowPart;
   std::optional<schedule::Scheduled> scheduled;
   std::unique_ptr<software::Execution> execution;
   std::vector<std::string> filesWritten;
