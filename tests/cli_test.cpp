@@ -85,6 +85,12 @@ TEST(ALine, WithAnUnknownOperatorRepeatsForEver) {
   EXPECT_THAT(behind.out, testing::EndsWith(":\n    Deployment FPGA Merrow10 \n"));
 }
 
+TEST(ALine, WithAnOperatorThatHasNoUnitSaysSo) {
+  expectRefusal("FPExp 8 23", "FPExp: this version has no unit for it");
+  expectRefusal("-frequency 300 karatsubamultrecpoly 64",
+                "karatsubamultrecpoly: this version has no unit");
+}
+
 TEST(Report, TellsWhatWasBuilt) {
   const Outcome outcome =
       run("-frequency 300 -testbench 100 -randomTests -expRange -5 5 -printMachineReadable "

@@ -128,7 +128,7 @@ std::size_t applyOption(const OptionRow& row, RunState& run, util::Words behind)
     count += values;
   }
   row.action(run, behind.first(count));
-  std::fwrite(row.printed.data(), 1, row.printed.size(), stdout);
+  if (!row.printed.empty()) std::fwrite(row.printed.data(), 1, row.printed.size(), stdout);
   return count;
 }
 

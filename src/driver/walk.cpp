@@ -97,6 +97,8 @@ void walk(RunState& run, util::Words words) {
                                                    run.modelOptions.modelSpecificAdjustment());
     if (const operators::OperatorRow* row = operators::findOperator(word))
       words = behind.subspan(buildOperator(run, *row, behind));
+    else if (isInUsage(word))
+      util::exitWith({fmt::format("{}: this version has no unit for it", word)});
     else
       std::fflush(stdout);  // the walk stays at this word: let its lines be seen
   }

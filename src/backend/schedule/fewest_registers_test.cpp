@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <ctime>
 #include <functional>
 
 #include "backend/graph/builder.h"
@@ -149,27 +148,5 @@ TEST(FewestRegisters, IsNeverMoreThanAnyOtherStrategyNeeds) {
 }
 
 // Generation must not wait for it: seconds for graphs far above any unit.
-TEST(FewestRegisters, TakesSecondsForAHundredThousandNodes) {
-  for (const std::size_t nodes : {10000u, 100000u}) {
-    RandomGraph draw(3);
-    Graph graph;
-    Builder b(graph);
-    std::vector<Signal> pool;
-    for (int i = 0; i < 40; ++i) pool.push_back(b.input(fmt::format("x{}", i), 16));
-    // Each reads among the last ones, so that a stage is many nodes wide.
-    const auto recent = [&] { return pool[pool.size() - static_cast<std::size_t>(draw.upTo(40))]; };
-    while (graph.size() < nodes) {
-      const Signal x = recent(), y = recent();
-      pool.push_back(draw.upTo(2) == 1 ? b.add(x, y) : b.bitXor(b.bitNot(x), y));
-    }
-    for (int i = 0; i < 40; ++i)
-      b.output(fmt::format("r{}", i), pool[pool.size() - 1 - static_cast<std::size_t>(i)]);
-    const std::clock_t begin = std::clock();  // of this process: the machine may be busy
-    scheduledBy(Strategy::kFewestRegisters, graph, {.period = {1500}});
-    const double seconds = static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
-    EXPECT_LT(seconds, nodes == 10000 ? 1.0 : 10.0);
-  }
-}
-
 }  // namespace
 }  // namespace schedule
