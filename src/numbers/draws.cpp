@@ -89,6 +89,12 @@ void genRandFXP(Real& result, gmp_randstate_t& state, const kiln::FixedPoint& fx
       mpz_setbit(count.get(), width);
       mpz_sub(number.get(), number.get(), count.get());
     }
+  } else if (number.sign() < 0) {  // an unsigned port holds a number outside it at its limit
+    mpz_set_ui(number.get(), 0);
+  } else if (number.bitLength() > width) {
+    mpz_set_ui(number.get(), 0);
+    mpz_setbit(number.get(), width);
+    mpz_sub_ui(number.get(), number.get(), 1);
   }
   const int precision = std::max(2, fx.width() + (fx.sign() ? 1 : 0));
   mpfr_set_z_2exp(result.prepare(precision), number.get(), -fx.fraction(), MPFR_RNDN);

@@ -151,7 +151,9 @@ TEST(Draws, OfFixedPointStayInTheValueRange) {
                         {4, false, 1, 0, 0, 15},
                         {4, false, 3, 9, 3, 9},
                         {4, true, 6, 9, -8, 7},
-                        {4, true, -3, 2, -3, 2}}) {
+                        {4, true, -3, 2, -3, 2},
+                        {4, false, -2, 3, 0, 3},        // an unsigned port holds what is outside
+                        {4, false, 12, 20, 12, 15}}) {  // at its limits
     State state;
     TestingOptions t;
     t.valRangeMin = util::MPZ(c.first);
