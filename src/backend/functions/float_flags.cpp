@@ -146,11 +146,7 @@ Signal flagBits(Builder& b, const arithmetic::Flagged& result) {
 
 mpfr_rnd_t readRounding(const NumValue& input) {
   static constexpr mpfr_rnd_t kDirections[] = {MPFR_RNDN, MPFR_RNDD, MPFR_RNDU, MPFR_RNDZ};
-  if (!input.real || mpfr_nan_p(input.real.get()) || mpfr_signbit(input.real.get()))
-    return MPFR_RNDN;
-  // A number beyond the port's limit counts as the limit.
-  if (mpfr_cmp_ui(input.real.get(), 3) >= 0) return MPFR_RNDZ;
-  return kDirections[mpfr_get_ui(input.real.get(), MPFR_RNDZ)];
+  return kDirections[readSelect(input, 2)];
 }
 
 void deliverFlagged(NumValue& result, NumValue& flags, unsigned flagsPrecision, mpfr_srcptr odd,

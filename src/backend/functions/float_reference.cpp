@@ -111,6 +111,13 @@ bool readBit(const NumValue& input) {
   return input.real && !mpfr_nan_p(input.real.get()) && mpfr_cmp_ui(input.real.get(), 1) >= 0;
 }
 
+unsigned readSelect(const NumValue& input, int width) {
+  if (!input.real || mpfr_nan_p(input.real.get()) || mpfr_signbit(input.real.get())) return 0;
+  const unsigned long highest = (1ul << width) - 1;
+  if (mpfr_cmp_ui(input.real.get(), highest) >= 0) return static_cast<unsigned>(highest);
+  return static_cast<unsigned>(mpfr_get_ui(input.real.get(), MPFR_RNDZ));
+}
+
 void roundToOdd(mpfr_ptr value, int ternary) {
   if (ternary == 0 || !mpfr_regular_p(value)) return;
   if (static_cast<mpfr_prec_t>(mpfr_min_prec(value)) == mpfr_get_prec(value)) return;

@@ -27,6 +27,9 @@ void readFloat(Real& value, const NumValue& input, const kiln::FloatingPoint& po
 
 // The value of a 1-bit control port; a number never set is 0.
 bool readBit(const NumValue& input);
+// The value of an unsigned control port of `width` bits, cut toward zero and held within the port's
+// limits; a number never set is 0.
+unsigned readSelect(const NumValue& input, int width);
 
 // Where one result goes and how it is rounded.
 struct Delivery {

@@ -5,9 +5,11 @@
 #include "backend/functions/float_flags.h"
 #include "backend/functions/float_mult.h"
 #include "backend/functions/float_mult_add.h"
+#include "backend/functions/float_multifunction.h"
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
 #include "backend/functions/int_modular.h"
+#include "backend/functions/int_multifunction.h"
 #include "backend/functions/sequencers/float_acc.h"
 #include "backend/functions/sequencers/float_mult_acc.h"
 #include "backend/functions/unit.h"
@@ -18,8 +20,9 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, floatMultUnits, floatMultAddUnits, floatMultAccUnits, floatAccUnits,
-    floatAbsUnits, floatFlagUnits, longAddUnits,      modularUnits,      bitUnits,
+    floatAddUnits, floatMultUnits, floatMultAddUnits,       floatMultAccUnits,
+    floatAccUnits, floatAbsUnits,  floatFlagUnits,          longAddUnits,
+    modularUnits,  bitUnits,       floatMultiFunctionUnits, intMultiFunctionUnits,
 };
 
 }  // namespace
