@@ -1,5 +1,5 @@
 # Every target installs what it lacks (Debian packages), configures and builds by itself.
-.PHONY: build demo test sanitize bench certify install packages
+.PHONY: build demo test sanitize bench certify cost install packages
 
 JOBS ?= 2
 
@@ -26,6 +26,10 @@ bench: build
 
 certify: build
 	@tools/certify.sh build/release/cmdGauge build/certify
+
+cost: build
+	@tools/cost_table.py build/release/cmdGauge >build/cost.md
+	@mv build/cost.md docs/cost.md
 
 install: build
 	@cmake --install build/release
