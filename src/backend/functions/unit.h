@@ -36,9 +36,11 @@ struct Prices {
 };
 
 // What an operator's words say beyond formats: architecture, tie rule, shift limit. Each unit says
-// at its row which number means what; a number that is missing reads as 0.
+// at its row which number means what; a number that is missing reads as 0. Texts are words that an
+// integer cannot hold exactly, such as constants, as they stand on the command line.
 struct Variant {
   std::vector<std::int64_t> numbers;
+  std::vector<std::string> texts = {};
   std::int64_t operator[](std::size_t index) const {
     return index < numbers.size() ? numbers[index] : 0;
   }
