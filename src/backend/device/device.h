@@ -50,7 +50,8 @@ class Device {
   bool isCalibrated() const;
   const Family& data() const { return family; }
 
-  // From the arrival of a node's last operand to its result, local routing included; 0 for wiring.
+  // From the arrival of a node's last operand to its result, the route to one reader included; 0
+  // for wiring. What a node has by itself; the clusters of Cover have what it takes among others.
   Picoseconds delayOf(const graph::Graph& graph, graph::NodeId node) const;
   // The same when a register takes the result: it may lie inside the block that computes it.
   Picoseconds delayToRegister(const graph::Graph& graph, graph::NodeId node) const;
@@ -67,10 +68,25 @@ class Device {
   // The same for two or three addends.
   int widestSum(Picoseconds period, int addends) const;
 
+  // What Cover asks: one table that uses `inputs` pins; a tree of tables over `inputs` bits; an
+  // addition of two addends whose first table uses `inputs` pins, two when nothing stands before
+  // it.
+  Picoseconds tableDelay(int inputs) const;
+  Picoseconds treeDelay(graph::Op op, int inputs) const {
+    return scaled(functionDelay(op, inputs));
+  }
+  Picoseconds sumDelayBehind(int width, int inputs) const;
+  // Look-up tables of a reduction or comparison of equality over `inputs` bits in all.
+  double functionTables(graph::Op op, int inputs) const;
+  // The allowance for the route to that many readers, and the most that it can be.
+  Picoseconds routeOf(int readers) const;
+  Picoseconds longestRoute() const;
+
  private:
   Picoseconds scaled(double picoseconds) const;
   double sumDelay(int width, int addends) const;
-  double functionDelay(int inputs) const;
+  double lessDelay(int width) const;
+  double functionDelay(graph::Op op, int inputs) const;
   double pickDelay(std::size_t choices) const;
   double productDelay(int a, int b, bool isSigned) const;
   int tiles(int a, int b, bool isSigned) const;

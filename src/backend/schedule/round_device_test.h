@@ -15,7 +15,7 @@ inline const device::Family& roundFamily() {
     device::Family round;
     round.name = "Round";
     round.lut = {0, 100, 100, 100, 100, 100, 100};
-    round.sumEntry = 300;
+    round.sumEntry = round.lessEntry = 300;
     round.clockToOutput = 50;
     round.setup = 50;
     round.dsp = {25, 18};

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-
 #include "backend/graph/builder.h"
 #include "backend/graph/random_graph.h"
 #include "backend/schedule/checker.h"
