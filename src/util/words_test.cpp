@@ -55,6 +55,9 @@ TEST_F(Arguments, AWordBehindANameIsItsValue) {
   EXPECT_EQ(options.getArg("-last", "d"), "d");
   EXPECT_TRUE(options.has("-last"));
   EXPECT_FALSE(options.has("-none"));
+  EXPECT_EQ(options.wordsBehind("-x"), 3);
+  EXPECT_EQ(options.wordsBehind("-last"), 0);
+  EXPECT_EQ(options.wordsBehind("-none"), 0);
 }
 
 TEST_F(Arguments, SeveralWordsAreTakenWhateverTheyAre) {
