@@ -10,10 +10,9 @@
 #include "backend/kiln/attributes.h"
 #include "driver/report.h"
 #include "driver/run_state.h"
+#include "driver/test_checks.h"
 #include "driver/usage_text.h"
 #include "driver/walk.h"
-#include "stimuli/exhaustive.h"
-#include "stimuli/injected.h"
 #include "util/failure.h"
 #include "util/features.h"
 #include "vectors/population.h"
@@ -82,32 +81,6 @@ void refuseUnavailable(const RunState& run) {
   if (run.evaluateAccuracy && (run.operatorType == FPMULTACC || run.operatorType == FPFOLDEDALU))
     util::exitWith({fmt::format("-evaluateAccuracy: the results of {} depend on more than one row",
                                 run.operatorWord)});
-}
-
-// Ends the run with one line when what the tests ask for fits no vector of this operator.
-void checkTests(const RunState& run) {
-  const TestingOptions& testing = run.testing;
-  if (testing.injectTestVector && testing.injectedVector.size() != run.inputs.size())
-    util::exitWith(
-        {fmt::format("-injectTestVector: {} values for the {} inputs of {}",
-                     testing.injectedVector.size(), run.inputs.size(), run.operatorWord)});
-  if (testing.injectTestVector) {
-    if (const auto reason = injectionRefused(run.inputs, testing)) util::exitWith({*reason});
-  }
-  if (run.testCaseCount > 0 && testing.exhaustiveTests)
-    getExhaustiveTestCount(run.inputs, testing);  // ends the run where they are too many
-  if (testing.expRangeMin > testing.expRangeMax) return;
-  for (const PortSpec& port : run.inputs) {
-    const kiln::FloatingPoint* format = port.type.as_floating_point();
-    if (!format) continue;
-    const int half = 1 << (format->exp - 1);
-    const int low = 2 - half - format->is_fp_lib;
-    const int high = half - 1 + format->is_fp_lib;
-    if (testing.expRangeMax < low || testing.expRangeMin > high)
-      util::exitWith({fmt::format("{}: the exponent range {} to {} is out of range {} to {} of {}",
-                                  run.operatorWord, testing.expRangeMin, testing.expRangeMax, low,
-                                  high, port.name)});
-  }
 }
 
 void constrainLatency(RunState& run) {
@@ -198,7 +171,7 @@ int runClassicFlow(util::Words line) {
     return util::kFailureStatus;
   }
   refuseUnavailable(run);
-  checkTests(run);
+  checkTests(run.operatorWord, run.inputs, run.testing, /*writesVectors=*/run.testCaseCount > 0);
   run.modelOptions.setLanguage(run.language);
   run.built.model->setIsFloatingPoint(true);
   run.built.model->hasChannelValid = !run.testing.noChanValid;
