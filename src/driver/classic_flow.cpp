@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
 
 #include "accuracy/evaluate_accuracy.h"
@@ -22,18 +20,6 @@ namespace driver {
 namespace {
 
 constexpr double kStartUpMHz = 400.0;
-
-// The words as one line of text, fit for a comment of a generated file.
-std::string joined(util::Words words) {
-  std::string text;
-  for (const char* word : words) {
-    if (!text.empty()) text += ' ';
-    text += word;
-  }
-  std::ranges::replace_if(
-      text, [](unsigned char letter) { return std::iscntrl(letter) != 0; }, '?');
-  return text;
-}
 
 void startUp(RunState& run, util::Words line) {
   std::printf("starting execution ... \n");
@@ -54,7 +40,7 @@ void startUp(RunState& run, util::Words line) {
   options.setOptionValue(synthOption::rigorousTesting, 1);
   options.clockFrequency = kStartUpMHz;
   options.synthesisOnly = true;
-  options.commandLine = joined(line.subspan(line.empty() ? 0 : 1));
+  options.commandLine = util::joined(line.subspan(line.empty() ? 0 : 1));
   util::SetFeatureBoolean("allInputsAreScheduleOrigin", true);
   std::printf("Generation context:\n");
 }

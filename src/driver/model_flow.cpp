@@ -49,12 +49,14 @@ void generate(const Options& options) {
   const kiln::ContextMgr context;
   const cmdline::TargetSpec target{.device = &settings.device,
                                    .frequency = static_cast<float>(settings.frequencyMHz)};
-  const cmdline::SystemOptions systemOptions{.language = 0,
-                                             .target = &target,
-                                             .interfaceStyle = 0,
-                                             .designStyle = 1,
-                                             .combinatorial = settings.combinatorial,
-                                             .hardFP = settings.hardFP};
+  const cmdline::SystemOptions systemOptions{
+      .language = 0,
+      .target = &target,
+      .interfaceStyle = 0,
+      .designStyle = 1,
+      .combinatorial = settings.combinatorial,
+      .hardFP = settings.hardFP,
+      .commandLine = util::joined({options.begin, options.end})};
   const cmdline::SystemSpec spec{.component = testing.componentType,
                                  .name = "topModel",
                                  .inputs = inputs,

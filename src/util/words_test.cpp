@@ -28,6 +28,12 @@ TEST(Words, ALineThatEndsTooEarlyNamesTheWordsThatAreMissing) {
   EXPECT_FALSE(util::missingWords("-enable", "", {}));
 }
 
+TEST(Words, ALineOfThemHasNoControlCharacters) {
+  const char* words[] = {"-label", "x\nentity y", "", "FPAdd"};
+  EXPECT_EQ(util::joined(words), "-label x?entity y  FPAdd");
+  EXPECT_EQ(util::joined({}), "");
+}
+
 TEST(Words, BitsForAValueHoldTheValueItself) {
   EXPECT_EQ(util::bitsForValue(0), 1);
   EXPECT_EQ(util::bitsForValue(1), 1);
