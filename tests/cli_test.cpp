@@ -213,18 +213,6 @@ TEST(WordOrder, OptionsOfTheRunCountOnEitherSide) {
   }
 }
 
-TEST(ModelFlow, IsSelectedByItsExactWordAnywhere) {
-  for (const char* line : {"-kiln FPAdd 8 23", "FPAdd 8 23 -kiln"}) {
-    const Outcome outcome = run(line);
-    EXPECT_EQ(outcome.status, 255);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_THAT(outcome.err, StartsWith("-kiln: "));
-  }
-  const Outcome classic = run("-KILN FPAdd 8 23");
-  EXPECT_EQ(classic.status, 0);
-  EXPECT_THAT(classic.out, HasSubstr("    Enabling the KILN flow from cmdGauge (Prototype) \n"));
-}
-
 TEST(Refusals, EveryOptionWithoutItsWordsNamesThem) {
   for (const driver::OptionRow& row : driver::optionRows())
     if (!row.parameters.empty())

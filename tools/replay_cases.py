@@ -13,6 +13,7 @@ lines on every run.
              exhaustive: all patterns of small floating formats, whole and of a value range
              special: special cases, of integers at small widths
              sweeps: sums and products near cancellation, infinity and zero
+             kiln: units that the model flow builds, with its options
              further: all tests at once, hand-built and injected vectors, value ranges
 --rows N     random rows a case (default 200)
 --spread N   only N lines a word, far apart in the cover, both languages among them
@@ -148,8 +149,15 @@ def further(word, settings):
     return settings
 
 
+def kiln(word, settings):
+    if word not in ("FPAbs", "FPAdd", "FPAddExpert", "FPFusedAddSub", "FPMul", "FPMulExpert"):
+        return None
+    return dict(settings, language=["-kiln"], rounding=["", "-correctRounding", "-error 2"],
+                pipelining=["", "-pipelining 0"])
+
+
 KINDS = {"random": lambda word, settings: settings, "exhaustive": exhaustive, "special": special,
-         "sweeps": sweeps, "further": further}
+         "sweeps": sweeps, "further": further, "kiln": kiln}
 
 
 def cover(settings, seed):
