@@ -97,6 +97,8 @@ class SystemGeneratorKILN : public SystemGenerator {
   bool hasEnable() const { return m_spec->enableStyle == 1 || m_spec->enableStyle == 2; }
   std::unique_ptr<InterfaceWires> bundle(const std::vector<kiln::Wire*>& data, kiln::Wire* valid,
                                          kiln::Wire* channel, kiln::Wire* enable) const;
+  void connectEnableAndData(kiln::Block& block, InterfaceWires& wires);
+  void makeUnit(kiln::Model& model);
   std::unique_ptr<InterfaceWires> buildUnit(kiln::Model& model, InterfaceWires& wires,
                                             const TestingOptions& testOptions);
 

@@ -24,7 +24,8 @@ NumTypeSpec NumTypeSpec::sfloatFPLib(int fraction, int exponent) {
 // An FPLib port answers as_floating_point, too, and is asked for first.
 NumTypeSpec NumTypeSpec::of(const Type& type) {
   if (const FloatingPoint* lib = type.as_fp_lib()) return sfloatFPLib(lib->frac, lib->exp);
-  if (const FloatingPoint* ieee = type.as_floating_point()) return sfloatIEEE(ieee->frac, ieee->exp);
+  if (const FloatingPoint* ieee = type.as_floating_point())
+    return sfloatIEEE(ieee->frac, ieee->exp);
   if (const FixedPoint* number = type.as_fixed_point())
     return fixed(number->sign(), number->width() - number->fraction(), number->fraction());
   loam_assert_handler("false", "cmdGauge", __LINE__, __func__, "Code should be unreachable");
@@ -40,8 +41,7 @@ Type NumTypeSpec::typeOf(const PureValue* value) {
   const auto* tuple = dynamic_cast<const PureTupleValue*>(value);
   LOAM_ASSERT(tuple && tuple->elements().size() >= 3, "a type pin holds a number format");
   const auto number = [&](std::size_t place) {
-    const auto* held =
-        dynamic_cast<const NumberValue*>(tuple->elements().at(place).get_ptr());
+    const auto* held = dynamic_cast<const NumberValue*>(tuple->elements().at(place).get_ptr());
     LOAM_ASSERT(held, "a number format is made of numbers");
     return static_cast<int>(held->value());
   };

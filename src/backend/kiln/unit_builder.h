@@ -7,6 +7,7 @@
 
 #include "backend/kiln/function_generation_option.h"
 #include "backend/kiln/signal.h"
+#include "backend/kiln/values.h"
 
 namespace kiln {
 
