@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "backend/kiln/values.h"
@@ -10,6 +11,8 @@
 #include "numbers/testing_options.h"
 
 class CFuncUnitFunctionInterface;
+class CModelOptions;
+class CSynth;
 
 namespace kiln {
 class Block;
@@ -94,15 +97,19 @@ class SystemGeneratorKILN : public SystemGenerator {
   bool hasEnable() const { return m_spec->enableStyle == 1 || m_spec->enableStyle == 2; }
   std::unique_ptr<InterfaceWires> bundle(const std::vector<kiln::Wire*>& data, kiln::Wire* valid,
                                          kiln::Wire* channel, kiln::Wire* enable) const;
+  void connectEnableAndData(kiln::Block& block, InterfaceWires& wires);
+  void makeUnit(kiln::Model& model);
   std::unique_ptr<InterfaceWires> buildUnit(kiln::Model& model, InterfaceWires& wires,
                                             const TestingOptions& testOptions);
 
   const SystemSpec* m_spec;
   const SystemOptions* m_options;
-  // The unit as the vectors ask it, and as the object that builds itself into a model. They live to
-  // the end of the run.
+  // The unit as the vectors ask it, which belongs to the host, and as the object that builds itself
+  // into a model.
   CFuncUnitFunctionInterface* m_testModel = nullptr;
-  kiln::UnitBuilder* dUnit = nullptr;
+  std::unique_ptr<kiln::UnitBuilder> dUnit;
+  std::unique_ptr<CModelOptions> m_hostOptions;
+  std::unique_ptr<CSynth> m_host;
   kiln::Model* m_model = nullptr;  // belongs to the design
   std::unique_ptr<kiln::Design> m_design;
   std::map<componentType, kiln::PureValueRef> m_blockDic;

@@ -300,7 +300,7 @@ TEST_P(OperatorRows, DeclareTheirPortsAndNameTheirUnit) {
   const Ports ports = row->ports(*parameters);
   EXPECT_EQ(text(ports.in), expected.in);
   EXPECT_EQ(text(ports.out), expected.out);
-  EXPECT_THAT(row->variant(*parameters), ElementsAreArray(expected.variant));
+  EXPECT_THAT(row->variant(*parameters).numbers, ElementsAreArray(expected.variant));
   EXPECT_EQ(row->component, expected.component);
   EXPECT_EQ(row->method, expected.method);
   EXPECT_EQ(row->type, expected.type);
@@ -403,8 +403,10 @@ TEST(OperatorWords, OutOfRangeOrMissingAreRefusedByName) {
 }
 
 TEST(OperatorWords, AnnounceTheKindOfALongAdder) {
+  const char* words[] = {"8", "3"};
+  const OperatorRow& row = *findOperator("LongAddSMultiBitGrowth");
   testing::internal::CaptureStdout();
-  findOperator("LongAddSMultiBitGrowth")->announce();
+  row.announce(*readParameters(row, words));
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "isSigned = 1 isMultiOperand=1 isExpert=0 hasBitGrowth=1\n");
 }

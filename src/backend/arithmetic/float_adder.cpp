@@ -181,4 +181,20 @@ Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
                       options.quietNaN);
 }
 
+Signal positiveDifference(Builder& b, const Unpacked& a, Unpacked subtrahend,
+                          const FloatAdderOptions& options) {
+  const Signal sameInfinity =
+      b.bitAnd(b.bitAnd(a.isInf, subtrahend.isInf), b.bitNot(b.bitXor(a.sign, subtrahend.sign)));
+  subtrahend.sign = b.bitNot(subtrahend.sign);
+  const AlignmentPlan plan =
+      planAlignment(options, options.out.fractionBits, /*hasClosePath=*/false);
+  Unrounded x = addSinglePathUnrounded(b, a, subtrahend, options);
+  const Signal notPositive = b.bitOr(x.sign, sameInfinity);
+  x.isZero = b.bitOr(x.isZero, notPositive);
+  x.isInf = b.bitAnd(x.isInf, b.bitNot(notPositive));
+  x.isNan = b.bitOr(a.isNan, subtrahend.isNan);
+  x.sign = b.bit(false);
+  return roundAndPack(b, x, options.out, plan.rounding, options.quietNaN);
+}
+
 }  // namespace arithmetic

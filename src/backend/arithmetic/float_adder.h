@@ -33,7 +33,12 @@ Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
 Unrounded addSinglePathUnrounded(Builder& b, const Unpacked& a, const Unpacked& addend,
                                  const FloatAdderOptions& options);
 
-// The same function by two paths (Farmwald, 1981), for a short way through: subtraction of operands
+// a - subtrahend where that is positive, else +0, packed; NaN for a NaN only. Otherwise as
+// addSinglePath().
+Signal positiveDifference(Builder& b, const Unpacked& a, Unpacked subtrahend,
+                          const FloatAdderOptions& options);
+
+// a + b by two paths (Farmwald, 1981), for a short way through: subtraction of operands
 // whose exponents differ by at most 1 needs no alignment beyond one place and, when bits cancel, no
 // rounding; everything else needs no normalisation beyond one place.
 Signal addDualPath(Builder& b, const Unpacked& a, const Unpacked& addend,

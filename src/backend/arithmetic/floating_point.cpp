@@ -219,6 +219,23 @@ Flagged roundAndPackFlagged(Builder& b, const Unrounded& x, const FloatFormat& f
   return result;
 }
 
+Signal packExact(Builder& b, const Unpacked& x, const FloatFormat& format, bool quietNaN) {
+  LOAM_ASSERT(x.format.fpLib == format.fpLib && x.exponent.width == format.exponentBits &&
+                  x.format.fractionBits == format.fractionBits,
+              "one format");
+  // Without a rounding bit below the fraction the rounding folds away.
+  return roundAndPack(b,
+                      {.sign = x.sign,
+                       .exponent = b.zeroExtend(x.exponent, format.exponentBits + 2),
+                       .significand = x.significand,
+                       .sticky = b.bit(false),
+                       .isZero = x.isZero,
+                       .isInf = x.isInf,
+                       .isNan = x.isNan,
+                       .canOverflow = false},
+                      format, {}, quietNaN);
+}
+
 Unrounded denormalise(Builder& b, Unrounded x, const FloatFormat& format, bool needsSticky) {
   const auto scope = b.scope("denormalise");
   const int width = x.exponent.width;

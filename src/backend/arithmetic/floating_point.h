@@ -96,6 +96,10 @@ struct Flagged {
 Flagged roundAndPackFlagged(Builder& b, const Unrounded& x, const FloatFormat& format,
                             const RoundingRule& rule, bool quietNaN);
 
+// The pattern of a number of the same form and widths as `format`: what it held and no more, a
+// special in the one pattern that packing gives it.
+Signal packExact(Builder& b, const Unpacked& x, const FloatFormat& format, bool quietNaN);
+
 // Shifts a normalised number whose exponent is below minExponent() right until it has that one, as
 // gradual underflow asks before rounding. What is shifted out is lost without `needsSticky`.
 Unrounded denormalise(Builder& b, Unrounded x, const FloatFormat& format, bool needsSticky);

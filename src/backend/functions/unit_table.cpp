@@ -3,9 +3,12 @@
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
 #include "backend/functions/float_flags.h"
+#include "backend/functions/float_integer_part.h"
 #include "backend/functions/float_mult.h"
 #include "backend/functions/float_mult_add.h"
 #include "backend/functions/float_multifunction.h"
+#include "backend/functions/float_order.h"
+#include "backend/functions/float_scale.h"
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
 #include "backend/functions/int_modular.h"
@@ -20,9 +23,21 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, floatMultUnits, floatMultAddUnits,       floatMultAccUnits,
-    floatAccUnits, floatAbsUnits,  floatFlagUnits,          longAddUnits,
-    modularUnits,  bitUnits,       floatMultiFunctionUnits, intMultiFunctionUnits,
+    floatAddUnits,
+    floatMultUnits,
+    floatMultAddUnits,
+    floatMultAccUnits,
+    floatAccUnits,
+    floatAbsUnits,
+    floatFlagUnits,
+    longAddUnits,
+    modularUnits,
+    bitUnits,
+    floatMultiFunctionUnits,
+    intMultiFunctionUnits,
+    floatOrderUnits,
+    floatIntegerPartUnits,
+    floatScaleUnits,
 };
 
 }  // namespace

@@ -25,8 +25,6 @@ std::uint32_t hashOf(const std::string& text) {
   return hash;
 }
 
-std::string folderOf(const std::string& name) { return "./" + name; }
-
 const char* endingOf(LANGUAGE language) { return language == LANGUAGE_VERILOG ? ".v" : ".vhd"; }
 
 }  // namespace
@@ -48,7 +46,7 @@ std::vector<std::string> CSynthSingleEntity::headerLines() const {
 void CSynthSingleEntity::writeFile(const std::string& ending, const std::string& text,
                                    bool executable) {
   const std::string fileName = ending[0] == '/' ? ending.substr(1) : name() + ending;
-  writeWholeFile(folderOf(name()), fileName, text, executable);
+  writeWholeFile(folder, fileName, text, executable);
   if (std::find(filesWritten.begin(), filesWritten.end(), fileName) == filesWritten.end())
     filesWritten.push_back(fileName);
   if (recordStands) writeRecord();
@@ -70,14 +68,14 @@ void CSynthSingleEntity::writeRecord() const {
   record.registerBits = schedule::registerBits(mapped, scheduled->schedule);
   record.request = &request;
   record.files = filesWritten;
-  writeWholeFile(folderOf(name()), name() + ".json", recordText(record), false);
+  writeWholeFile(folder, name() + ".json", recordText(record), false);
 }
 
 hdl::Design CSynthSingleEntity::design() const {
   hdl::Design out;
   out.graph = &mapped;
   out.schedule = &scheduled->schedule;
-  out.folder = folderOf(name());
+  out.folder = folder;
   out.name = name();
   out.entity = entityName();
   out.header = headerLines();

@@ -42,7 +42,8 @@ CSynthSingleEntity::CSynthSingleEntity(CModelOptions* options, const std::string
     : CSynth(options, name),
       wrapper(wrapper),
       schedulerMethod(util::GetFeatureInteger("SchedulerMethod").value_or(-1)),
-      preserveEntityName(util::GetFeature(Features::PRESERVE_TOP_LEVEL_ENTITY_NAME)) {
+      preserveEntityName(util::GetFeature(Features::PRESERVE_TOP_LEVEL_ENTITY_NAME)),
+      folder("./" + name) {
   if (options->bridgeDesign()) bridgeModel = &kiln::Model::create(*options->bridgeDesign(), name);
   channelIn = new CChannelUnit(this, "xIn", CFuncUnit::kChannelIn);
   inputPorts = inputs;

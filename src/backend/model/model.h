@@ -26,6 +26,7 @@ class CModel {
   virtual void elaborate(const std::string&) {}
   // Cycles from input to output. The arguments are for callers that pass them.
   virtual int inputToOutputLatency(bool, const char*) const { return 0; }
+  virtual void WriteAutomaticModelIPTestBench() {}
   // Runs the software model: all registers to zero; one cycle on what the channel units hold.
   virtual void Reset() {}
   virtual void Execute() {}
@@ -64,16 +65,18 @@ class CSynthSingleEntity : public CSynth {
   void setIsFloatingPoint(bool value) { isFloatingPoint = value; }
   void setPropertyValue(const PropertyLabel& label, int value) { properties[&label] = value; }
   void setTopUnit(CArithmeticUnit* unit) { topUnit = unit; }
+  void setOutputFolder(const std::string& path) { folder = path; }
   kiln::Node* getBridgeModel() const { return bridgeModel; }
 
   // Ends the run with one line, before any file is touched, when no circuit exists for the request.
   void elaborate(const std::string&) override;
 
   // Each writes its files whole or not at all; a folder or file that cannot be written ends the run
-  // with one line. Paths are "./<name>/...", from the working directory.
-  void Generate();                        // the design and its record
-  void WriteSoftwareModel();              // the C++ model
-  void WriteAutomaticModelIPTestBench();  // the bench and the script that runs it
+  // with one line. They stand in the output folder, "./<name>" from the working directory if no
+  // other was set.
+  void Generate();                                 // the design and its record
+  void WriteSoftwareModel();                       // the C++ model
+  void WriteAutomaticModelIPTestBench() override;  // the bench and the script that runs it
 
   tessel_api::ResourceUsage GetResourceUsage() const;
   int inputToOutputLatency(bool, const char*) const override;
@@ -111,6 +114,7 @@ class CSynthSingleEntity : public CSynth {
   std::map<const PropertyLabel*, int> properties;
   int schedulerMethod;
   bool preserveEntityName;
+  std::string folder;
   kiln::Model* bridgeModel = nullptr;
   CArithmeticUnit* topUnit = nullptr;
   CChannelUnit* channelIn;
