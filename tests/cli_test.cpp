@@ -86,9 +86,8 @@ TEST(ALine, WithAnUnknownOperatorRepeatsForEver) {
 }
 
 TEST(ALine, WithAnOperatorThatHasNoUnitSaysSo) {
-  expectRefusal("FPExp 8 23", "FPExp: this version has no unit for it");
-  expectRefusal("-frequency 300 karatsubamultrecpoly 64",
-                "karatsubamultrecpoly: this version has no unit");
+  expectRefusal("FPExp 8 23", "FPExp: no unit yet");
+  expectRefusal("-frequency 300 karatsubamultrecpoly 64", "KaratsubaMultRecPoly: no unit yet");
 }
 
 TEST(Report, TellsWhatWasBuilt) {
