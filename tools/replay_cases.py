@@ -44,6 +44,30 @@ def integer(further=("",), widths=tuple(WIDTHS)):
                 rounding=["", "-correctRounding"], **COMMON)
 
 
+# Conversions: the formats of both sides; those that are small for tests of all patterns; further
+# words. The flags of numbers and fixed-point results are told apart at a bound of 0.5.
+TO_FIXED = (["8 23 32 16 1", "5 10 16 8 1", "11 52 64 20 0", "4 3 8 0 0", "6 9 24 -8 1", "2 1 1 0 0",
+             "8 23 256 128 1", "8 7 12 20 0", "5 10 1 0 1"],
+            ["4 3 6 2 1", "3 2 4 -1 0", "2 1 5 6 1", "4 3 3 10 0"])
+FROM_FIXED = (["32 16 1 8 23", "16 0 0 5 10", "64 20 1 11 52", "256 255 1 8 23", "8 -8 0 4 3",
+               "1 0 0 2 1", "24 40 1 5 10", "1 0 1 6 9", "16 12 0 4 3"],
+              ["6 2 1 4 3", "4 -1 0 3 2", "5 6 1 2 1", "8 9 0 4 3"])
+FROM_INTEGER = ["32 8 23", "16 5 10", "64 11 52", "256 8 23", "8 4 3", "1 2 1"], ["6 4 3", "7 2 1"]
+RESIZED = (["8 23 5 10", "5 10 8 23", "11 52 8 23", "4 3 6 9", "6 9 4 3", "2 1 2 1", "8 7 5 10",
+            "5 10 8 7"], ["4 3 3 2", "3 2 4 3", "2 1 4 1", "3 4 3 2", "4 3 2 5"])
+WIDENED = ["8 23", "5 10", "11 52", "2 1", "4 3"], ["2 1", "4 3"]
+NARROWED = ["10 23", "7 10", "13 52", "4 1", "6 3"], ["4 1", "5 2"]
+CONVERSIONS = {
+    "FPToFXP": (TO_FIXED, [""]),
+    "FPToFXPExpert": (TO_FIXED, ["-2", "-1", "0", "1", "2", "3", "4"]),
+    "FPToFXPExpertFlags": (TO_FIXED, ["-2", "-1", "0", "1"]),
+    "FPToFXPFlagsDynRnd": (TO_FIXED, [""]), "FPToFXPFused": (TO_FIXED, [""]),
+    "FPToBool": (WIDENED, [""]),
+    "FPToFP": (RESIZED, [""]), "FPToFPExpert": (RESIZED, ["0", "1", "2"]),
+    "FXPToFP": (FROM_FIXED, [""]), "FXPToFPExpert": (FROM_FIXED, ["0", "1", "2", "3", "4"]),
+    "FXPToFPExpertFlags": (FROM_FIXED, ["1"]), "FXPToFPFlagsDynRnd": (FROM_INTEGER, [""]),
+    "FPToFPCIEEE": (WIDENED, [""]), "FPCIEEEToFP": (NARROWED, [""])}
+
 EXPERT = ["1 0 0", "0 0 0", "1 1 0", "0 1 1", "1 0 1"]
 MULTI = ["2", "3", "7"]
 CHUNK = ["0", "7"]
@@ -82,6 +106,9 @@ def words():
     rows["IntCtPop"] = integer(["0", "1"])
     rows["RightShiftNoSticky"] = integer(widths=[
         "1 1 0", "2 1 1", "8 4 1", "8 8 0", "33 31 1", "64 64 0", "64 20 1", "200 200 1"])
+    for word, ((parameters, _), further) in CONVERSIONS.items():
+        rows[word] = dict(floating(further), parameters=parameters,
+                          rounding=ROUNDINGS + ["-error 0.5"])
     return rows
 
 
@@ -94,6 +121,9 @@ CORRECT = ["", "-correctRounding"]
 
 
 def exhaustive(word, settings):
+    if word in CONVERSIONS:
+        (_, small), _ = CONVERSIONS[word]
+        return dict(settings, parameters=small, tests=["-testbench 10 -exhaustiveTests"])
     if not word.startswith("FP") or word == "FPMultAcc":
         return None
     if word == "FPAcc":
@@ -110,6 +140,9 @@ def exhaustive(word, settings):
 
 
 def special(word, settings):
+    if word.startswith("FXPToFP"):
+        settings = dict(settings, parameters=CONVERSIONS[word][0][1])
+        return dict(settings, tests=["-testbench 10 -specialCaseTests"])
     if not word.startswith("FP"):
         key = next(k for k in SMALL_WIDTHS if k in word)
         settings = dict(settings, parameters=SMALL_WIDTHS[key])
@@ -119,6 +152,8 @@ def special(word, settings):
 
 
 def sweeps(word, settings):
+    if word in CONVERSIONS:
+        return None
     if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", "FPMultAcc",
                 "FPAccHard", "FPAcc") or not word.startswith("FP") \
             or word.startswith("FPAddSub"):
@@ -131,6 +166,10 @@ def sweeps(word, settings):
 
 
 def further(word, settings):
+    if word in CONVERSIONS:
+        return dict(settings, tests=[
+            "-testbench 20 -allTests", "-testbench 20 -handTesting",
+            "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"])
     if word.startswith("FP"):
         tests = ["-testbench 20 -allTests", "-testbench 20 -handTesting",
                  "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]

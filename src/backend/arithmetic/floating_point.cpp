@@ -19,34 +19,6 @@ Signal anyOf(Builder& b, std::initializer_list<Signal> bits) { return b.reduceOr
 Signal masked(Builder& b, Signal x, Signal keep) { return b.bitAnd(x, b.replicate(keep, x.width)); }
 Signal forced(Builder& b, Signal x, Signal ones) { return b.bitOr(x, b.replicate(ones, x.width)); }
 
-// What stands below the fraction of a significand.
-struct Remainder {
-  Signal half;    // the first bit
-  Signal beyond;  // 1 when anything follows it
-};
-
-// 1 when the magnitude is to be raised by one unit of its last place.
-Signal raises(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Remainder rest) {
-  const Signal inexact = b.bitOr(rest.half, rest.beyond);
-  const Signal nearestEven = b.bitAnd(rest.half, b.bitOr(last, rest.beyond));
-  const Signal down = b.bitAnd(sign, inexact);
-  const Signal up = b.bitAnd(b.bitNot(sign), inexact);
-  if (rule.port) return b.pick(rule.port, std::array{nearestEven, down, up, b.bit(false)});
-  switch (rule.mode) {
-    case RoundMode::kNearestEven:
-      return nearestEven;
-    case RoundMode::kDown:
-      return down;
-    case RoundMode::kUp:
-      return up;
-    case RoundMode::kTowardZero:
-      return b.bit(false);
-    case RoundMode::kNearestAway:
-      return rest.half;
-  }
-  LOAM_ASSERT(false, "a rounding mode");
-}
-
 // 1 when an overflow stops at the largest finite number.
 Signal saturates(Builder& b, const RoundingRule& rule, Signal sign) {
   if (!rule.port) return b.bit(false);
@@ -120,6 +92,27 @@ Unpacked unpack(Builder& b, Signal port, const FloatFormat& format) {
 
 Signal roundsDown(Builder& b, const RoundingRule& rule) {
   return rule.port ? b.equal(rule.port, b.literal(1, 2)) : b.bit(rule.mode == RoundMode::kDown);
+}
+
+Signal raises(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Remainder rest) {
+  const Signal inexact = b.bitOr(rest.half, rest.beyond);
+  const Signal nearestEven = b.bitAnd(rest.half, b.bitOr(last, rest.beyond));
+  const Signal down = b.bitAnd(sign, inexact);
+  const Signal up = b.bitAnd(b.bitNot(sign), inexact);
+  if (rule.port) return b.pick(rule.port, std::array{nearestEven, down, up, b.bit(false)});
+  switch (rule.mode) {
+    case RoundMode::kNearestEven:
+      return nearestEven;
+    case RoundMode::kDown:
+      return down;
+    case RoundMode::kUp:
+      return up;
+    case RoundMode::kTowardZero:
+      return b.bit(false);
+    case RoundMode::kNearestAway:
+      return rest.half;
+  }
+  LOAM_ASSERT(false, "a rounding mode");
 }
 
 RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& format,

@@ -49,6 +49,14 @@ struct RoundingRule {
 // 1 when results are rounded down, the direction in which an exact zero sum is negative.
 Signal roundsDown(Builder& b, const RoundingRule& rule);
 
+// What stands below the last place of a magnitude.
+struct Remainder {
+  Signal half;    // the first bit
+  Signal beyond;  // 1 when anything follows it
+};
+// 1 when a magnitude whose lowest bit is `last` is to be raised by one unit of its last place.
+Signal raises(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Remainder rest);
+
 // A result before rounding: (-1)^sign * significand * 2^(exponent - bias), the top bit of the
 // significand with weight 1 and everything below it, as far as it is known, in `sticky`.
 struct Unrounded {

@@ -84,7 +84,8 @@ ShiftedLeft shiftLeftSticky(Builder& b, Signal x, Signal amount, int maxAmount, 
   kept = std::min(kept, x.width);
   const Signal below = b.slice(x, 0, x.width - kept);
   if (below.width > 0) dropped.push_back(b.reduceOr(below));
-  return {b.slice(x, x.width - kept, kept), b.reduceOr(b.concat(dropped))};
+  return {b.slice(x, x.width - kept, kept),
+          dropped.empty() ? b.bit(false) : b.reduceOr(b.concat(dropped))};
 }
 
 ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount) {

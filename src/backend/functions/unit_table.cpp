@@ -1,5 +1,6 @@
 #include <span>
 
+#include "backend/functions/fixed_to_fp.h"
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
 #include "backend/functions/float_flags.h"
@@ -9,6 +10,8 @@
 #include "backend/functions/float_multifunction.h"
 #include "backend/functions/float_order.h"
 #include "backend/functions/float_scale.h"
+#include "backend/functions/fp_to_fixed.h"
+#include "backend/functions/fp_to_fp.h"
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
 #include "backend/functions/int_modular.h"
@@ -38,6 +41,9 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatOrderUnits,
     floatIntegerPartUnits,
     floatScaleUnits,
+    fixedToFloatUnits,
+    floatToFixedUnits,
+    floatToFloatUnits,
 };
 
 }  // namespace
