@@ -89,7 +89,8 @@ ShiftedLeft shiftLeftSticky(Builder& b, Signal x, Signal amount, int maxAmount, 
 
 ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount, Signal present) {
   const auto [low, beyond] = splitAmount(b, amount, x.width);
-  std::vector<Signal> dropped{b.bitAnd(beyond, b.reduceOr(x))};
+  // A present number is not 0.
+  std::vector<Signal> dropped{present ? beyond : b.bitAnd(beyond, b.reduceOr(x))};
   for (const Digit& digit : digitsOf(b, low)) {
     std::array<Signal, 4> choices, losses;
     for (int i = 0; i < digit.choices(); ++i) {

@@ -29,7 +29,8 @@ struct ShiftedRight {
 
 // Shifts right by any amount, also one beyond the width. The amount's low digit is used first: a
 // subtraction has it first. What each level drops is gathered beside the data, not behind it.
-//   present  when it is a signal and 0, x counts as 0, for no more than the last level's price
+//   present  when it is a signal: 1 for an x that is not 0, which counts as it is; with 0 x counts
+//            as 0, for no more than the last level's price
 ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount, Signal present = {});
 
 // floor(x * 2^(width - x.width) / 2^amount): shifts x down from the top of a word of `width` bits,
