@@ -126,8 +126,7 @@ Unrounded settled(Builder& b, Unrounded x) {
     x.leftShift = {};
   }
   if (x.exponentAddend) {
-    const int width = std::max(x.exponent.width, x.exponentAddend.width) + 1;
-    x.exponent = b.add(b.signExtend(x.exponent, width), b.signExtend(x.exponentAddend, width));
+    x.exponent = b.add(x.exponent, x.exponentAddend);
     x.exponentAddend = {};
   }
   return x;
@@ -190,11 +189,12 @@ Signal pack(Builder& b, const Unrounded& x, const FloatFormat& format, const Rou
   const auto [hidden, fraction, raise] = roundingStep(b, x, format, rule);
 
   // A carry out of the fraction enters the exponent, and makes 1.0 of the largest subnormal.
-  LOAM_ASSERT(!x.exponentAddend || !format.gradual, "an addend beside gradual underflow");
   const int width = std::max(x.exponent.width, wE + 1);
+  LOAM_ASSERT(!x.exponentAddend || (!format.gradual && x.exponentAddend.width == width),
+              "an addend as wide as the exponent, which holds the sum");
   const Signal exponent = b.signExtend(x.exponent, width);
   const Signal field = format.gradual ? masked(b, exponent, hidden) : exponent;
-  const Signal addend = x.exponentAddend ? b.signExtend(x.exponentAddend, width) : b.zeros(width);
+  const Signal addend = x.exponentAddend ? x.exponentAddend : b.zeros(width);
   const Signal sum = b.addCarry(b.concat({field, fraction}), b.shiftedUp(addend, wF), raise);
 
   const Signal negative = b.topBit(sum);

@@ -70,8 +70,9 @@ struct Unrounded {
   Signal oneMore{};
   // What a rounding addition does on the way, for the price of none: `leftShift` (1 or 2 bits) are
   // places that the significand is still to be shifted left to be as told above, with zeros coming
-  // in; `exponentAddend` (signed) is still to be added to `exponent`. No signal: nothing. The shift
-  // does not change the exponent. Neither with `oneMore` nor with gradual underflow.
+  // in; `exponentAddend` is still to be added to `exponent`, modulo 2^(their common width), which
+  // holds the format's exponents and a sign. No signal: nothing. The shift does not change the
+  // exponent. Neither with `oneMore` nor with gradual underflow.
   Signal leftShift{};
   Signal exponentAddend{};
 };
