@@ -16,6 +16,10 @@ struct FloatAdderOptions {
   bool quietNaN = false;
 };
 
+// True when the single-path and the fused adder take operands unpacked with their zeros' fields as
+// they are, which costs less: no port has subnormals.
+bool mayKeepZeroFields(const FloatFormat& a, const FloatFormat& other, const FloatFormat& out);
+
 // a + b, packed; subtract by flipping the sign of b. All three formats have the same exponent and
 // fraction widths, and agree on gradual underflow where they are IEEE-style.
 //
@@ -27,11 +31,13 @@ struct FloatAdderOptions {
 // result's last place, and down by the packing, so they are one of the two neighbours. Every
 // doubling of the bound frees one more of the lowest columns from all but the first alignment
 // level.
+//   zeros  how both operands were unpacked
 Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
-                     const FloatAdderOptions& options);
+                     const FloatAdderOptions& options, ZeroFields zeros = ZeroFields::kCleared);
 // The same before the rounding, for a correctly rounded result.
 Unrounded addSinglePathUnrounded(Builder& b, const Unpacked& a, const Unpacked& addend,
-                                 const FloatAdderOptions& options);
+                                 const FloatAdderOptions& options,
+                                 ZeroFields zeros = ZeroFields::kCleared);
 
 // a - subtrahend where that is positive, else +0, packed; NaN for a NaN only. Otherwise as
 // addSinglePath().

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <vector>
 
 #include "backend/arithmetic/shifter.h"
 #include "util/failure.h"
@@ -59,7 +60,7 @@ int signedWidth(long low, long high) {
   return 1 + static_cast<int>(std::bit_width(magnitude));
 }
 
-Unpacked unpack(Builder& b, Signal port, const FloatFormat& format) {
+Unpacked unpack(Builder& b, Signal port, const FloatFormat& format, ZeroFields zeros) {
   LOAM_ASSERT(port.width == format.width(), "a port of its format's width");
   const auto scope = b.scope("unpack");
   const int wE = format.exponentBits, wF = format.fractionBits;
@@ -74,7 +75,7 @@ Unpacked unpack(Builder& b, Signal port, const FloatFormat& format) {
     x.isInf = b.bitAnd(high, b.bitNot(low));
     x.isNan = b.bitAnd(high, low);
     hidden = b.bitNot(x.isZero);
-    x.exponent = masked(b, field, hidden);
+    x.exponent = zeros == ZeroFields::kCleared ? masked(b, field, hidden) : field;
   } else {
     const Signal isTop = b.reduceAnd(field), hasFraction = b.reduceOr(fraction);
     hidden = b.reduceOr(field);
@@ -86,7 +87,20 @@ Unpacked unpack(Builder& b, Signal port, const FloatFormat& format) {
             ? b.concat({b.slice(field, 1, wE - 1), b.bitOr(b.bitOf(field, 0), b.bitNot(hidden))})
             : field;
   }
-  x.significand = b.concat({hidden, format.gradual ? fraction : masked(b, fraction, hidden)});
+  const bool clears = !format.gradual && zeros == ZeroFields::kCleared;
+  x.significand = b.concat({hidden, clears ? masked(b, fraction, hidden) : fraction});
+  return x;
+}
+
+Unrounded settled(Builder& b, Unrounded x) {
+  if (x.leftShift) {
+    x.significand = shiftLeft(b, x.significand, x.leftShift, (1 << x.leftShift.width) - 1);
+    x.leftShift = {};
+  }
+  if (x.exponentAddend) {
+    x.exponent = b.add(x.exponent, x.exponentAddend);
+    x.exponentAddend = {};
+  }
   return x;
 }
 
@@ -115,16 +129,37 @@ Signal raises(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Re
   LOAM_ASSERT(false, "a rounding mode");
 }
 
+namespace {
+
+// 1 when one of the lowest `count` bits of `x` shifted left by `shift`, if there is one, is 1. Bits
+// that count whatever the shift are gathered before it is known.
+Signal anyBelow(Builder& b, Signal x, int count, Signal shift) {
+  const auto anyOfLowest = [&](int low, int bits) {
+    return bits > 0 ? b.reduceOr(b.slice(x, low, bits)) : b.bit(false);
+  };
+  if (!shift) return anyOfLowest(0, count);
+  const int most = (1 << shift.width) - 1;
+  const int always = std::max(0, count - most);
+  std::vector<Signal> further;
+  for (int places = 0; places <= most; ++places)
+    further.push_back(anyOfLowest(always, count - places - always));
+  return b.bitOr(anyOfLowest(0, always), b.pick(shift, further));
+}
+
+}  // namespace
+
 RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& format,
                           const RoundingRule& rule) {
   const int wF = format.fractionBits;
   const int missing = std::max(0, wF + 1 - x.significand.width);
-  const Signal significand = b.shiftedUp(x.significand, missing);
-  const int below = significand.width - (wF + 1);
+  const Signal unshifted = b.shiftedUp(x.significand, missing);
+  const int below = unshifted.width - (wF + 1);
+  LOAM_ASSERT(!x.leftShift || (!x.oneMore && !format.gradual), "a shift that the rounding does");
+  const Signal significand =
+      x.leftShift ? shiftLeft(b, unshifted, x.leftShift, (1 << x.leftShift.width) - 1) : unshifted;
   const Signal fraction = b.slice(significand, below, wF);
-  const Signal rest = b.slice(significand, 0, std::max(0, below - 1));
   Remainder remainder{.half = below > 0 ? b.bitOf(significand, below - 1) : b.bit(false),
-                      .beyond = rest.width > 0 ? b.bitOr(x.sticky, b.reduceOr(rest)) : x.sticky};
+                      .beyond = b.bitOr(x.sticky, anyBelow(b, unshifted, below - 1, x.leftShift))};
   Signal oneMore = x.oneMore ? x.oneMore : b.bit(false);
   LOAM_ASSERT(!x.oneMore || (missing == 0 && below <= 1), "a unit of the last place or its half");
   if (below > 0) {
@@ -147,9 +182,13 @@ Signal pack(Builder& b, const Unrounded& x, const FloatFormat& format, const Rou
   const auto [hidden, fraction, raise] = roundingStep(b, x, format, rule);
 
   // A carry out of the fraction enters the exponent, and makes 1.0 of the largest subnormal.
-  const Signal exponent = b.signExtend(x.exponent, std::max(x.exponent.width, wE + 1));
+  const int width = std::max(x.exponent.width, wE + 1);
+  LOAM_ASSERT(!x.exponentAddend || (!format.gradual && x.exponentAddend.width == width),
+              "an addend as wide as the exponent, which holds the sum");
+  const Signal exponent = b.signExtend(x.exponent, width);
   const Signal field = format.gradual ? masked(b, exponent, hidden) : exponent;
-  const Signal sum = b.addCarry(b.concat({field, fraction}), b.zeros(field.width + wF), raise);
+  const Signal addend = x.exponentAddend ? x.exponentAddend : b.zeros(width);
+  const Signal sum = b.addCarry(b.concat({field, fraction}), b.shiftedUp(addend, wF), raise);
 
   const Signal negative = b.topBit(sum);
   const Signal high = b.slice(sum, wF + wE, sum.width - 1 - wF - wE);

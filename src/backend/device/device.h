@@ -75,6 +75,7 @@ class Device {
   double productDelay(int a, int b, bool isSigned) const;
   int tiles(int a, int b, bool isSigned) const;
   bool isDspProduct(const graph::Graph& graph, const graph::Node& node) const;
+  bool isDspSum(const graph::Graph& graph, const graph::Node& node) const;
 
   const Family& family;
   std::string grade;

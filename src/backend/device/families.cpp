@@ -14,7 +14,8 @@ namespace {
 //   additions       32, 64 and 128 bits 1800, 2700 and 4500; 32 bits of three addends 2200
 //   registers       clock to output 303, setup with an enable 109
 //   DSP             input setup 1416 with a product register and 2739 with an output register;
-//                   output 1671 from the product register, 329 from the output register
+//                   output 1671 from the product register, 329 from the output register; product
+//                   registers through the next block's adder to its pins 2900
 constexpr Family kTarnV{
     .name = "TarnV",
     .calibrated = true,
@@ -29,6 +30,7 @@ constexpr Family kTarnV{
     .dspToRegister = 1416 - 109,
     .dspFromInnerRegister = 1671,
     .dspFromRegister = 329,
+    .dspSum = 1230,
     .memoryBits = 36 * 1024,
     .memoryWidth = 72,
     .registersPerLut = 2,
@@ -54,9 +56,10 @@ constexpr Family modelled(const Model& model) {
   for (std::size_t inputs = 1; inputs < family.lut.size(); ++inputs)
     family.lut[inputs] = family.lut[inputs] * model.speed + model.route;
   family.sumEntry = family.sumEntry * model.speed + model.route;
-  for (double Family::*figure : {&Family::sumPerBit, &Family::thirdAddend, &Family::clockToOutput,
-                                 &Family::setup, &Family::dspProduct, &Family::dspToRegister,
-                                 &Family::dspFromInnerRegister, &Family::dspFromRegister})
+  for (double Family::*figure :
+       {&Family::sumPerBit, &Family::thirdAddend, &Family::clockToOutput, &Family::setup,
+        &Family::dspProduct, &Family::dspToRegister, &Family::dspFromInnerRegister,
+        &Family::dspFromRegister, &Family::dspSum})
     family.*figure *= model.speed;
   family.dsp = model.dsp;
   family.memoryBits = model.memoryBits;

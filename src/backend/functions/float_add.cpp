@@ -173,10 +173,17 @@ Signal buildSum(Builder& b, const Request& request, const arithmetic::Unpacked& 
 
 std::vector<Signal> decomposeSum(Builder& b, const Request& request, std::span<const Signal> inputs,
                                  Signal subtract) {
-  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
-  auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
+  const auto options = optionsOf(request, ulpsOf(request, 0), inputs);
+  const bool dualPath = request.signature.variant[kDualPath] != 0;
+  const arithmetic::ZeroFields zeros =
+      !dualPath && arithmetic::mayKeepZeroFields(inputFormat(request, 0), inputFormat(request, 1),
+                                                 options.out)
+          ? arithmetic::ZeroFields::kAsTheyAre
+          : arithmetic::ZeroFields::kCleared;
+  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0), zeros);
+  auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1), zeros);
   y.sign = b.bitXor(y.sign, subtract);
-  return {buildSum(b, request, x, y, optionsOf(request, ulpsOf(request, 0), inputs))};
+  return {dualPath ? addDualPath(b, x, y, options) : addSinglePath(b, x, y, options, zeros)};
 }
 
 std::vector<Signal> decomposeTree(Builder& b, const Request& request,
