@@ -40,9 +40,11 @@ constexpr Parameter kRotation[] = {fixedWidth("w", kMaxFixedWidth - 1),
                                    choice("sIn"),
                                    {"fOut", 0, kMaxFixedWidth - 3},
                                    choice("compensated")};
-constexpr Parameter kToFloat[] = {fixedWidth("w"),     fractionLength("f"), choice("s"),
+// Conversions keep every bit of the fixed-point side, whatever the working precision.
+constexpr Parameter kToFloat[] = {integerWidth("w"),   fractionLength("f"), choice("s"),
                                   exponentWidth("wE"), fractionWidth("wF"), choice("r")};
-constexpr Parameter kIntegerToFloat[] = {fixedWidth("w"), exponentWidth("wE"), fractionWidth("wF")};
+constexpr Parameter kIntegerToFloat[] = {integerWidth("w"), exponentWidth("wE"),
+                                         fractionWidth("wF")};
 constexpr Parameter kTruncated[] = {fixedWidth("precInX"), fixedWidth("precInY"),
                                     fixedWidth("precOut")};
 constexpr Parameter kTruncatedExpert[] = {fixedWidth("wA"),     fractionLength("fA"), choice("sA"),

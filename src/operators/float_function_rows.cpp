@@ -9,9 +9,9 @@ namespace operators {
 
 namespace {
 
-constexpr Parameter kToFixed[] = {exponentWidth("wE"), fractionWidth("wF"), fixedWidth("w"),
+constexpr Parameter kToFixed[] = {exponentWidth("wE"), fractionWidth("wF"), integerWidth("w"),
                                   fractionLength("f"), choice("s")};
-constexpr Parameter kToFixedExpert[] = {exponentWidth("wE"), fractionWidth("wF"), fixedWidth("w"),
+constexpr Parameter kToFixedExpert[] = {exponentWidth("wE"), fractionWidth("wF"), integerWidth("w"),
                                         fractionLength("f"), choice("s"),         choice("r")};
 constexpr Parameter kResizeExpert[] = {exponentWidth("wEIn"), fractionWidth("wFIn"),
                                        exponentWidth("wEOut"), fractionWidth("wFOut"), choice("r")};
