@@ -43,6 +43,10 @@ def integer(further=("",), widths=tuple(WIDTHS)):
                 rounding=["", "-correctRounding"], **COMMON)
 
 
+UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB"]
+ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPCompareU"]
+SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
+COMPARISONS = ["-2", "-1", "0", "1", "2", "3"]
 EXPERT = ["1 0 0", "0 0 0", "1 1 0", "0 1 1", "1 0 1"]
 MULTI = ["2", "3", "7"]
 CHUNK = ["0", "7"]
@@ -61,6 +65,9 @@ def words():
     for word in ("FPAddSub", "FPFusedAddSub", "FPMul", "FPMulOutFPLib", "FPAbs", "FPMultAdd",
                  "FPMultSub", "FPAccHard"):
         rows[word] = floating()
+    for word in UNARY + ORDERING + SELECTING:
+        rows[word] = floating(COMPARISONS if word in ("FPCompare", "FPCompareU") else [""])
+    rows["FPLdExp"] = floating(["8", "1", "16", "64"])
     rows["FPMultAcc"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "2 1"])
     rows["FPAcc"] = dict(floating(), parameters=[
         "8 23 -20 20 15", "8 23 -149 130 127", "5 10 -24 20 15", "11 52 -60 60 20",
@@ -100,7 +107,9 @@ def exhaustive(word, settings):
                     tests=["-testbench 10 -exhaustiveTests"])
     formats = SMALL_EXPERT if word == "FPMulExpert" else SMALL
     ranges = ["20 51", "700 2400"]
-    if word.startswith("FPAddSub"):  # a third input, which takes the range too
+    if word == "FPLdExp":
+        settings, ranges = dict(settings, further=["3", "6"]), ["0 60"]
+    if word.startswith("FPAddSub") or word in SELECTING:  # a third input, which takes the range too
         formats, ranges = formats[:2], ["0 60"]
     if word in ("FPMultAdd", "FPMultSub"):
         formats, ranges = formats[:1], ["3 14"]
@@ -119,7 +128,7 @@ def special(word, settings):
 
 def sweeps(word, settings):
     if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", "FPMultAcc",
-                "FPAccHard", "FPAcc") or not word.startswith("FP") \
+                "FPAccHard", "FPAcc", "FPLdExp", *UNARY, *ORDERING, *SELECTING) or not word.startswith("FP") \
             or word.startswith("FPAddSub"):
         return None
     tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
@@ -137,6 +146,10 @@ def further(word, settings):
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
         elif word == "FPMultAcc":
             tests.pop(1)  # its population has no vectors by hand
+        elif word in UNARY:
+            tests.append("-testbench 20 -injectTestVector 1 -2.5")
+        elif word in SELECTING:
+            tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")
         elif not word.startswith("FPAddSub") and word not in ("FPAbs", "FPAcc", "FPAccHard"):
             tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
         return dict(settings, rounding=CORRECT, tests=tests)
