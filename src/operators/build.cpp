@@ -55,14 +55,11 @@ util::Result<BuiltOperator> build(const OperatorRow& row, const Parameters& para
     model->setSynthesisStyle(kDefaultStyle);
     return model;
   };
-  const std::string unitName(row.unitName);
   BuiltOperator built;
   built.model = makeModel(names.model);
   built.testModel = makeModel(names.testModel);
-  built.unit = makeUnit(row, *unitRow, parameters, *built.model, unitName);
-  built.testUnit =
-      makeUnit(row, *unitRow, parameters, *built.testModel,
-               row.testName.empty() ? unitName + "TestBench" : std::string(row.testName));
+  built.unit = makeUnit(row, *unitRow, parameters, *built.model, std::string(row.unitName));
+  built.testUnit = makeUnit(row, *unitRow, parameters, *built.testModel, testNameOf(row));
   built.method = methodOf(row, parameters, *built.unit);
   return built;
 }

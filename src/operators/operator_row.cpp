@@ -48,6 +48,10 @@ const OperatorRow* findOperator(const std::string& word) {
   return found == rows.end() ? nullptr : &*found;
 }
 
+std::string testNameOf(const OperatorRow& row) {
+  return row.testName.empty() ? std::string(row.unitName) + "TestBench" : std::string(row.testName);
+}
+
 util::Result<Parameters> readParameters(const OperatorRow& row, util::Words behind) {
   if (auto failure = util::missingWords(std::string(row.word), namesOf(row.parameters), behind))
     return *failure;

@@ -88,6 +88,9 @@ std::span<const OperatorRow> operatorRows();
 // The first row called `word`, without regard to case where the row allows it, or null.
 const OperatorRow* findOperator(const std::string& word);
 
+// The name of the unit that drives the vectors.
+std::string testNameOf(const OperatorRow& row);
+
 // Reads the words behind an operator. Fails when the line ends too early, or when a value is out
 // of the parameter's range.
 util::Result<Parameters> readParameters(const OperatorRow& row, util::Words behind);
