@@ -68,6 +68,10 @@ CONVERSIONS = {
     "FXPToFPExpertFlags": (FROM_FIXED, ["1"]), "FXPToFPFlagsDynRnd": (FROM_INTEGER, [""]),
     "FPToFPCIEEE": (WIDENED, [""]), "FPCIEEEToFP": (NARROWED, [""])}
 
+UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB"]
+ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPCompareU"]
+SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
+COMPARISONS = ["-2", "-1", "0", "1", "2", "3"]
 EXPERT = ["1 0 0", "0 0 0", "1 1 0", "0 1 1", "1 0 1"]
 MULTI = ["2", "3", "7"]
 CHUNK = ["0", "7"]
@@ -89,6 +93,9 @@ def words():
         rows[word] = floating()
     rows["FPAddN"] = floating(["2", "3", "7"])
     rows["FXPFusedMultiFunction"] = integer(widths=["1", "2", "8", "16", "33"])
+    for word in UNARY + ORDERING + SELECTING:
+        rows[word] = floating(COMPARISONS if word in ("FPCompare", "FPCompareU") else [""])
+    rows["FPLdExp"] = floating(["8", "1", "16", "64"])
     rows["FPMultAcc"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "2 1"])
     rows["FPAcc"] = dict(floating(), parameters=[
         "8 23 -20 20 15", "8 23 -149 130 127", "5 10 -24 20 15", "11 52 -60 60 20",
@@ -135,11 +142,13 @@ def exhaustive(word, settings):
                     tests=["-testbench 10 -exhaustiveTests"])
     formats = SMALL_EXPERT if word == "FPMulExpert" else SMALL
     ranges = ["20 51", "700 2400"]
+    if word == "FPLdExp":
+        settings, ranges = dict(settings, further=["3", "6"]), ["0 60"]
     if word in ("FPAddN", "FPFusedMultiFunction"):
         few = settings["further"][:2]
         return dict(settings, parameters=formats[:1], further=few,
                     tests=["-testbench 10 -exhaustiveTests"])
-    if word.startswith("FPAddSub") or word in SELECTED:  # a select takes the range too
+    if word.startswith("FPAddSub") or word in (*SELECTED, *SELECTING):  # a select takes the range too
         formats, ranges = formats[:2], ["0 60"]
     if word in ("FPMultAdd", "FPMultSub"):
         formats, ranges = formats[:1], ["3 14"]
@@ -165,7 +174,8 @@ def sweeps(word, settings):
     if word in CONVERSIONS:
         return None
     if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", "FPMultAcc",
-                "FPAccHard", "FPAcc", "FPAddN", "FPMultFlags") or word in SELECTED \
+                "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", *UNARY, *ORDERING,
+                *SELECTING, *SELECTED) \
             or not word.startswith("FP") or word.startswith("FPAddSub"):
         return None
     tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
@@ -187,8 +197,12 @@ def further(word, settings):
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
         elif word == "FPMultAcc":
             tests.pop(1)  # its population has no vectors by hand
-        elif not word.startswith("FPAddSub") and word not in SELECTED + (
-                "FPAbs", "FPAcc", "FPAccHard", "FPAddN"):
+        elif word in UNARY:
+            tests.append("-testbench 20 -injectTestVector 1 -2.5")
+        elif word in SELECTING:
+            tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")
+        elif not word.startswith("FPAddSub") and word not in (
+                "FPAbs", "FPAcc", "FPAccHard", "FPAddN", *SELECTED):
             tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
         return dict(settings, rounding=CORRECT, tests=tests)
     settings = dict(settings, tests=["-testbench 200 -randomTests -valRange 0 1",
