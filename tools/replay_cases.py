@@ -71,6 +71,7 @@ CONVERSIONS = {
 UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB"]
 ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPCompareU"]
 SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
+NO_VECTORS_BY_HAND = {"FPLdExp", "FPCompareFused"} | set(UNARY + ORDERING) - {"FPRint", "FPDim"}
 COMPARISONS = ["-2", "-1", "0", "1", "2", "3"]
 EXPERT = ["1 0 0", "0 0 0", "1 1 0", "0 1 1", "1 0 1"]
 MULTI = ["2", "3", "7"]
@@ -201,9 +202,13 @@ def further(word, settings):
             tests.append("-testbench 20 -injectTestVector 1 -2.5")
         elif word in SELECTING:
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")
+        elif word == "FPLdExp":
+            tests.append("-testbench 20 -injectTestVector 2 1.5 -3")
         elif not word.startswith("FPAddSub") and word not in (
                 "FPAbs", "FPAcc", "FPAccHard", "FPAddN", *SELECTED):
             tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
+        if word in NO_VECTORS_BY_HAND:
+            tests.remove("-testbench 20 -handTesting")
         return dict(settings, rounding=CORRECT, tests=tests)
     settings = dict(settings, tests=["-testbench 200 -randomTests -valRange 0 1",
                                      "-testbench 20 -allTests"])
