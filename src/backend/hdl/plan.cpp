@@ -234,6 +234,55 @@ void Plan::chooseResets() {
     const bool isState = graph.node(row.node).op == Op::kState && row.cycle == cycleOf(row.node);
     row.hasReset = isState || isControl[row.node.index];
   }
+  resetEndsOfChains();
+}
+
+// Tools make a shift register of three registers without reset, and that is slower to leave than a
+// register by more than a look-up table takes. What logic reads behind two or more registers has a
+// reset therefore, which keeps it apart. Wiring counts whole: a reset too many does no harm.
+void Plan::resetEndsOfChains() {
+  constexpr int kShiftRegister = 3;
+  std::vector<std::vector<int>> logicReads(graph.size());  // cycles, by node
+  for (std::size_t i = 0; i < graph.outputs().size(); ++i)
+    logicReads[graph.outputs()[i].signal.node.index].push_back(design.schedule->cycleByOutput[i]);
+  for (const graph::State& state : graph.states())
+    if (isLiveState(state)) logicReads[state.next.index].push_back(cycleOf(state.node));
+  const auto isReadByLogic = [&](NodeId id, int cycle) {
+    return std::ranges::find(logicReads[id.index], cycle) != logicReads[id.index].end();
+  };
+  for (std::size_t i = graph.size(); i-- > 0;) {
+    const NodeId id{static_cast<std::uint32_t>(i)};
+    const int cycle = cycleOf(id);
+    const bool isWiring = graph::traitsOf(graph.node(id).op).wiring;
+    if (!live[i] || (isWiring && !isReadByLogic(id, cycle))) continue;
+    for (const NodeId operand : graph.operands(id))
+      if (!isReadByLogic(operand, cycle)) logicReads[operand.index].push_back(cycle);
+  }
+
+  std::vector<int> atNode(graph.size()), atRegister(registers.size());
+  for (const NodeId id : idsOf(graph)) {
+    if (!live[id.index] || isLiteral(id)) continue;
+    int& length = atNode[id.index];
+    if (graph::traitsOf(graph.node(id).op).wiring)
+      for (const NodeId operand : graph.operands(id)) {
+        if (isLiteral(operand)) continue;
+        const int apart = cycleOf(id) - cycleOf(operand);
+        length = std::max(
+            length,
+            apart == 0
+                ? atNode[operand.index]
+                : atRegister[firstRegister[operand.index] + static_cast<std::size_t>(apart) - 1]);
+      }
+    int before = length;
+    for (int cycle = cycleOf(id) + 1; cycle <= lastRead[id.index]; ++cycle) {
+      const std::size_t row =
+          firstRegister[id.index] + static_cast<std::size_t>(cycle - cycleOf(id)) - 1;
+      ++before;
+      if (before >= kShiftRegister && isReadByLogic(id, cycle)) registers[row].hasReset = true;
+      if (registers[row].hasReset) before = 0;
+      atRegister[row] = before;
+    }
+  }
 }
 
 std::vector<NodeId> Plan::variablesBehind(const std::vector<NodeId>& roots, int cycle) {

@@ -100,6 +100,7 @@ class Plan {
   void nameEverything();
   void nameRegisters(Names& names);
   void chooseResets();
+  void resetEndsOfChains();
   void makeProcesses();
   void markReads();
   std::vector<graph::NodeId> variablesBehind(const std::vector<graph::NodeId>& roots, int cycle);

@@ -93,6 +93,33 @@ TEST(Reset, DataRegistersMayLoseItAndControlRegistersKeepIt) {
   }
 }
 
+// Else tools would let it read a shift register, which is as slow to leave as two look-up tables.
+// The whole word is read by an addition, a part of it on the way by a comparison.
+TEST(Reset, StaysWhereLogicReadsBehindSeveralRegisters) {
+  ReplayedUnit unit("delays");
+  graph::Builder& b = unit.builder;
+  const graph::Signal x = b.input("a", 24), y = b.input("b", 24);
+  const graph::Signal early = b.equal(b.slice(x, 2, 8), b.slice(y, 2, 8));
+  b.output("sum", b.add(b.concat({b.slice(x, 12, 12), b.slice(x, 0, 12)}), y));
+  b.output("early", early);
+  unit.scheduleBy(8);
+  for (std::uint32_t i = 0; i < unit.graph.size(); ++i) {
+    const graph::Op op = unit.graph.nodes()[i].op;
+    unit.schedule.cycleByNode[i] = op == graph::Op::kInput ? 0 : op == graph::Op::kEqual ? 4 : 7;
+    if (graph::traitsOf(op).wiring && unit.graph.nodes()[i].width == 8)
+      unit.schedule.cycleByNode[i] = 0;
+  }
+  unit.schedule.cycleByOutput = {8, 5};
+  unit.dontCareOnReset = true;
+  unit.writeTexts(LANGUAGE_VERILOG);
+  const Outcome outcome = runCommand(
+      fmt::format("cd '{}' && yosys -q -p 'read_verilog delays.v; synth_xilinx -top delays "
+                  "-noiopad -noclkbuf; select -assert-min 48 t:SRL16E; "
+                  "select -assert-none t:SRL16E %co2 t:LUT* t:CARRY4 %u %i'",
+                  unit.folder.string()));
+  EXPECT_EQ(outcome.status, 0) << outcome.output;
+}
+
 // Each output at a cycle of its own: a stage that feeds both a port and registers.
 TEST(SplitOutputs, EachShowsItsResultInItsCycle) {
   ReplayedUnit unit("split");
