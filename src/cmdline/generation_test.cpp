@@ -54,7 +54,8 @@ TEST_F(Generation, LeavesRecordDesignBenchAndVectors) {
   asksFor(system, {"a", "b"}, {"q"});
   system.options.commandLine = "words of the run";
   const std::string printed = run(system);
-  EXPECT_THAT(printed, ::testing::StartsWith("The pipeline depth of the block is 4 cycle(s)\n"));
+  EXPECT_THAT(printed,
+              ::testing::ContainsRegex("^The pipeline depth of the block is [1-9] cycle\\(s\\)\n"));
   EXPECT_THAT(printed, ::testing::EndsWith("Should have generated 50 tests \n"));
   EXPECT_THAT(contentOf("topModel/topModel.vhd"), HasSubstr("words of the run"));
   EXPECT_THAT(contentOf("topModel/topModel.json"), HasSubstr("\"seed\": 50"));
