@@ -219,10 +219,18 @@ def further(word, settings):
 
 
 def kiln(word, settings):
-    if word not in ("FPAbs", "FPAdd", "FPAddExpert", "FPFusedAddSub", "FPMul", "FPMulExpert"):
+    """The words that the model flow knows, as it spells and asks for them."""
+    if word in ("FXPToFP", "FPToFXP"):
+        narrow = [p for p in settings["parameters"] if "256" not in p]  # vectors of 200 bits at most
+        further = [str(r) for r in range(-2, 5)] if word == "FPToFXP" else [""]
+        settings = dict(settings, parameters=narrow, further=further)
+    elif word not in ("FPAbs", "FPAdd", "FPAddExpert", "FPFusedAddSub", "FPMul", "FPMulExpert",
+                      "FPFusedMultiFunction", "FPLdExp", "FPFloor", "FPCeil", "FPRound", "FPRint",
+                      "FPFrac", *ORDERING, *SELECTING) or word == "FPCompareU":
         return None
-    return dict(settings, language=["-kiln"], rounding=["", "-correctRounding", "-error 2"],
-                pipelining=["", "-pipelining 0"])
+    spelling = "FPFusedMultifunction" if word == "FPFusedMultiFunction" else word
+    return dict(settings, word=[spelling], language=["-kiln", "-kiln -enableHardFP 1"],
+                rounding=["", "-correctRounding", "-error 2"], pipelining=["", "-pipelining 0"])
 
 
 KINDS = {"random": lambda word, settings: settings, "exhaustive": exhaustive, "special": special,
@@ -262,7 +270,8 @@ def line(word, settings, case, rows):
     value = {name: settings[name][index] for name, index in case.items()}
     parts = [value["language"], value["frequency"], value["pipelining"],
              value.get("subnormals", ""), value["rounding"],
-             value.get("tests", f"-testbench {rows} -randomTests"), word, value["parameters"], value["further"]]
+             value.get("tests", f"-testbench {rows} -randomTests"), value.get("word", word),
+             value["parameters"], value["further"]]
     return " ".join(part for part in parts if part)
 
 
