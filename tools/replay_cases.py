@@ -151,8 +151,6 @@ def further(word, settings):
             tests.append("-testbench 20 -injectTestVector 1 -2.5")
         elif word in SELECTING:
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")
-        elif word == "FPLdExp":
-            tests.append("-testbench 20 -injectTestVector 2 1.5 -3")
         elif not word.startswith("FPAddSub") and word not in ("FPAbs", "FPAcc", "FPAccHard"):
             tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
         if word in NO_VECTORS_BY_HAND:
