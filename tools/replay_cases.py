@@ -202,8 +202,6 @@ def further(word, settings):
             tests.append("-testbench 20 -injectTestVector 1 -2.5")
         elif word in SELECTING:
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")
-        elif word == "FPLdExp":
-            tests.append("-testbench 20 -injectTestVector 2 1.5 -3")
         elif not word.startswith("FPAddSub") and word not in (
                 "FPAbs", "FPAcc", "FPAccHard", "FPAddN", *SELECTED):
             tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
