@@ -51,8 +51,7 @@ std::vector<Signal> buildProduct(Builder& b, const Request& request,
 
 std::optional<std::string> refuseProduct(const Request& request) {
   const auto architecture = request.signature.variant[kArchitecture];
-  if (architecture != kSchoolbook && architecture != kSquarer)
-    return "no unit yet";
+  if (architecture != kSchoolbook && architecture != kSquarer) return "no unit yet";
   return inputWidthOutOfRange(request.signature, 1024);
 }
 

@@ -13,8 +13,8 @@
 
 namespace functions {
 
-using arithmetic::RoundMode;
 using arithmetic::Rounding;
+using arithmetic::RoundMode;
 
 // What one output owes. kWithin: at most `ulps` from the exact result, so 1 is faithful rounding.
 struct Accuracy {
