@@ -7,6 +7,7 @@
 #include "backend/hdl/emission.h"
 #include "backend/hdl/structure.h"
 #include "backend/kiln/attributes.h"
+#include "backend/model/compile_project.h"
 #include "backend/model/files.h"
 #include "backend/model/model.h"
 #include "backend/model/record.h"
@@ -67,7 +68,7 @@ void CSynthSingleEntity::writeRecord() const {
   record.timing = &*scheduled;
   record.latencies = outputLatencies();
   record.resources = GetResourceUsage();
-  record.registerBits = schedule::registerBits(mapped, scheduled->schedule);
+  record.registerBits = registerBits();
   record.request = &request;
   record.files = filesWritten;
   writeWholeFile(folderOf(name()), name() + ".json", recordText(record), false);
@@ -89,9 +90,9 @@ hdl::Design CSynthSingleEntity::design() const {
 }
 
 // The unit, or a structure of a hard block and the control signals beside it.
-std::string CSynthSingleEntity::designText() const {
+std::string CSynthSingleEntity::designText(LANGUAGE language) const {
   const hdl::Design top = design();
-  if (!hardFloat) return hdl::designText(top, shared->language);
+  if (!hardFloat) return hdl::designText(top, language);
   const auto part = [&](const InnerPart& inner, const std::string& ending) {
     hdl::Part made{top, {}, {}};
     made.design.graph = &inner.graph;
@@ -111,14 +112,39 @@ std::string CSynthSingleEntity::designText() const {
   }
   for (std::size_t k = 0; k < inputs().size(); ++k) parts[0].inputs.push_back(controlIn + k);
   for (std::size_t k = 0; k < outputs().size(); ++k) parts[0].outputs.push_back(controlOut + k);
-  return hdl::structureText(top, parts, shared->language);
+  return hdl::structureText(top, parts, language);
 }
 
 void CSynthSingleEntity::Generate() {
-  writeFile(endingOf(shared->language), designText());
+  writeFile(endingOf(shared->language), designText(shared->language));
   filesWritten.push_back(name() + ".json");
   recordStands = true;
   writeRecord();
+}
+
+void CSynthSingleEntity::GenerateVirtualPinAssignments() {
+  virtualPins = hdl::topPorts(design());
+  virtualPins.erase(virtualPins.begin());  // the clock
+}
+
+void CSynthSingleEntity::GenerateFathomProject() {
+  CompileProject project;
+  project.header = headerLines();
+  project.name = name();
+  project.entity = entityName();
+  project.language = shared->language;
+  project.device = settings.device;
+  project.period = scheduled->period;
+  project.pins = virtualPins;
+  project.clock = hdl::topPorts(design()).front().name;
+  project.resources = GetResourceUsage();
+  project.registerBits = registerBits();
+  if (hardFloat) project.hardBlock = name() + "_" + hardFloat->name;
+  writeFile(".sdc", constraintsText(project));
+  writeFile(".fathom", settingsText(project));
+  if (shared->language != LANGUAGE_VERILOG)
+    writeFile(endingOf(LANGUAGE_VERILOG), designText(LANGUAGE_VERILOG));
+  writeFile("/synthesize.ys", synthesisScript(project));
 }
 
 void CSynthSingleEntity::WriteSoftwareModel() {

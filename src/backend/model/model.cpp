@@ -220,6 +220,15 @@ tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
   return usage;
 }
 
+// Registers outside hard blocks.
+long CSynthSingleEntity::registerBits() const {
+  if (!hardFloat) return schedule::registerBits(mapped, scheduled->schedule);
+  const schedule::Schedule wrappers = hardFloatSchedule(
+      blockPart.graph, 0, wrapper & kWrapperIn ? 1 : 0, wrapper & kWrapperOut ? 1 : 0);
+  return schedule::registerBits(flowPart.graph, flowPart.schedule) +
+         schedule::registerBits(blockPart.graph, wrappers);
+}
+
 bool CSynthSingleEntity::keepsState() const {
   return topUnit->row().protocol == functions::Protocol::kAccumulate;
 }

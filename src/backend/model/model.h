@@ -73,6 +73,8 @@ class CSynthSingleEntity : public CSynth {
   // with one line. Paths are "./<name>/...", from the working directory.
   void Generate();                        // the design and its record
   void WriteSoftwareModel();              // the C++ model
+  void GenerateVirtualPinAssignments();   // for the compile project: the ports without a pin
+  void GenerateFathomProject();           // constraints, settings and an open synthesis script
   void WriteAutomaticModelIPTestBench();  // the bench and the script that runs it
 
   tessel_api::ResourceUsage GetResourceUsage() const;
@@ -100,8 +102,9 @@ class CSynthSingleEntity : public CSynth {
   bool keepsState() const;
   std::optional<int> constrainedLatency(int shortest) const;
   std::vector<int> outputLatencies() const;
+  long registerBits() const;
   hdl::Design design() const;
-  std::string designText() const;
+  std::string designText(LANGUAGE language) const;
   std::string entityName() const;
   std::vector<std::string> headerLines() const;
 
@@ -128,6 +131,7 @@ class CSynthSingleEntity : public CSynth {
   InnerPart blockPart, flowPart;
   std::optional<schedule::Scheduled> scheduled;
   std::unique_ptr<software::Execution> execution;
+  std::vector<hdl::TopPort> virtualPins;
   std::vector<std::string> filesWritten;
   bool recordStands = false;
 };
