@@ -7,14 +7,15 @@
 #include <string_view>
 #include <vector>
 
+#include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/rounding.h"
 #include "backend/graph/builder.h"
 #include "numbers/ports.h"
 
 namespace functions {
 
-using arithmetic::RoundMode;
 using arithmetic::Rounding;
+using arithmetic::RoundMode;
 
 // What one output owes. kWithin: at most `ulps` from the exact result, so 1 is faithful rounding.
 struct Accuracy {
@@ -62,6 +63,8 @@ struct Request {
   Prices prices;
   // 1 in the cycles whose inputs count, for units that keep a state; no signal: in every cycle.
   graph::Signal valid{};
+  // Takes the error budgets that the circuit keeps, if not null; tried candidates state none.
+  arithmetic::ErrorBudgets* budgets = nullptr;
 };
 
 // The mathematical function, in MPFR or exact integers, never with the circuit's code. Writes one

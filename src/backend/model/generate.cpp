@@ -12,8 +12,10 @@
 #include "backend/model/model.h"
 #include "backend/model/record.h"
 #include "backend/model/version.h"
+#include "backend/schedule/drawing.h"
 #include "backend/software/software_model.h"
 #include "numbers/testing_options.h"
+#include "util/features.h"
 
 namespace {
 
@@ -70,6 +72,7 @@ void CSynthSingleEntity::writeRecord() const {
   record.resources = GetResourceUsage();
   record.registerBits = registerBits();
   record.request = &request;
+  record.budgets = &budgets;
   record.files = filesWritten;
   writeWholeFile(folderOf(name()), name() + ".json", recordText(record), false);
 }
@@ -82,6 +85,7 @@ hdl::Design CSynthSingleEntity::design() const {
   out.name = name();
   out.entity = entityName();
   out.header = headerLines();
+  for (const std::string& line : budgetLines()) out.header.push_back(line);
   out.hasEnable = shared->getOptionValue(synthOption::genGlobalEnableInput) != 0;
   if (kiln::Context* context = kiln::ContextMgr::get())
     out.dontCareOnReset = topUnit->hasMetadata(
@@ -117,6 +121,13 @@ std::string CSynthSingleEntity::designText(LANGUAGE language) const {
 
 void CSynthSingleEntity::Generate() {
   writeFile(endingOf(shared->language), designText(shared->language));
+  if (util::GetFeatureBoolean("DumpDotty").value_or(false))
+    writeFile(".dot", schedule::drawingText(
+                          mapped, scheduled->schedule,
+                          fmt::format("{}: {} cycles at {} MHz on {}", name(),
+                                      inputToOutputLatency(true, nullptr),
+                                      settings.device->megahertz(), settings.device->familyName()),
+                          util::GetFeatureBoolean("DottyShortFormat").value_or(false)));
   filesWritten.push_back(name() + ".json");
   recordStands = true;
   writeRecord();
@@ -149,7 +160,7 @@ void CSynthSingleEntity::GenerateFathomProject() {
 
 void CSynthSingleEntity::WriteSoftwareModel() {
   const software::SoftwareModel model =
-      software::softwareModel(mapped, name(), scheduled->schedule.latency(), headerLines());
+      software::softwareModel(mapped, name(), scheduled->schedule.latency(), design().header);
   writeFile("_model.h", model.header);
   writeFile("_model.cpp", model.source);
 }

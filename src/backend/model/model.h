@@ -95,6 +95,8 @@ class CSynthSingleEntity : public CSynth {
   functions::Request requestFor(CArithmeticUnit& unit) const;
   void buildCircuit(functions::Request request);
   void scheduleHardFloat();
+  void log(const std::string& text);
+  void writeLog() const;
   void buildHardFloat(functions::Request request);
   void writeFile(const std::string& ending, const std::string& text, bool executable = false);
   void writeRecord() const;
@@ -107,6 +109,7 @@ class CSynthSingleEntity : public CSynth {
   std::string designText(LANGUAGE language) const;
   std::string entityName() const;
   std::vector<std::string> headerLines() const;
+  std::vector<std::string> budgetLines() const;
 
   WrapperTypeEnum wrapper;
   SYNTH_STYLE style = kDefaultStyle;
@@ -126,11 +129,13 @@ class CSynthSingleEntity : public CSynth {
   };
 
   functions::Request request;
+  arithmetic::ErrorBudgets budgets;  // that the circuit stated
   graph::Graph mapped;
   std::optional<HardFloat> hardFloat;
   InnerPart blockPart, flowPart;
   std::optional<schedule::Scheduled> scheduled;
   std::unique_ptr<software::Execution> execution;
+  std::string debugLog;
   std::vector<hdl::TopPort> virtualPins;
   std::vector<std::string> filesWritten;
   bool recordStands = false;

@@ -120,6 +120,9 @@ Signal convertSum(Builder& b, const Request& request, Signal sum, const Range& r
   const auto scope = b.scope("convert");
   const arithmetic::FloatFormat format = outputFormat(request, 0);
   const bool rounds = ulpsOf(request, 0) < 1;
+  const auto rule = rounds ? roundingOf(request, /*tiesAway=*/false, inputs)
+                           : arithmetic::RoundingRule{.mode = RoundMode::kTowardZero};
+  arithmetic::stateRounding(request.budgets, rule.isNearest());
   const Signal sign = b.topBit(sum);
   Signal magnitude =
       b.addCarry(b.bitXor(sum, b.replicate(sign, sum.width)), b.zeros(sum.width), sign);
@@ -149,10 +152,7 @@ Signal convertSum(Builder& b, const Request& request, Signal sum, const Range& r
        .isZero = normal.allZero,
        .isInf = b.bit(false),
        .isNan = b.bit(false)},
-      format,
-      rounds ? roundingOf(request, /*tiesAway=*/false, inputs)
-             : arithmetic::RoundingRule{.mode = RoundMode::kTowardZero},
-      request.quietNaN);
+      format, rule, request.quietNaN);
 }
 
 // 1 when the bits from `low` up are not all alike.
