@@ -58,8 +58,6 @@ void completeErrorBounds(RunState& run) {
 
 // Ends the run with one line, before anything is written, when it asks for what this version lacks.
 void refuseUnavailable(const RunState& run) {
-  if (run.generateProject)
-    util::exitWith({"-generateFathomProject: this version writes no compile project"});
   const bool split = run.built.model->getOptionValue(CSynthSingleEntity::optionSplitOutputPorts);
   if (run.evaluateAccuracy && split)
     util::exitWith(
@@ -123,6 +121,10 @@ void generate(RunState& run) {
   model.generationStage = 4;
   if (run.generateFiles) model.Generate();
   if (run.testing.generateCSimulationModel) model.WriteSoftwareModel();
+  if (run.generateProject && run.generateFiles) {
+    model.GenerateVirtualPinAssignments();
+    model.GenerateFathomProject();
+  }
 }
 
 void evaluateSimulation(RunState& run, int latency) {

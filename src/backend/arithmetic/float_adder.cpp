@@ -94,7 +94,10 @@ Ordered orderByMagnitude(Builder& b, const AddOperands& x) {
 
 AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits, bool hasClosePath) {
   AlignmentPlan plan{.rounding = options.rounding};
-  if (options.ulps < 1) return plan;
+  if (options.ulps < 1) {
+    stateRounding(options.budgets, options.rounding.isNearest());
+    return plan;
+  }
   plan.guardBits = 1;
   plan.sticky = false;
   plan.rounding = {.mode = RoundMode::kTowardZero};
@@ -109,16 +112,15 @@ AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits, 
 
   // Truncations of the lesser operand and of the result pull a difference in opposite directions;
   // in a sum whatever the one leaves is on the grid of the other.
-  ErrorBudget above(options.ulps), below(options.ulps);
+  ErrorBudget above(options.ulps, "above"), below(options.ulps, "below");
   above.add("alignment", util::MPZ::powerOfTwo(far + 1));
-  above.assertKept();
+  above.assertKept(options.budgets);
   // A ones' complement is one unit of the last guard place too low, which an exact result feels.
   const int borrow = plan.guardBits > 0 ? 1 : 2;
   plan.farBorrows = !options.onesComplement || options.ulps < borrow + 1;
-  if (plan.farBorrows) return plan;
-  below.add("ones' complement", borrow);
+  if (!plan.farBorrows) below.add("ones' complement", borrow);
   below.add("truncation", 1);
-  below.assertKept();
+  below.assertKept(options.budgets);
   return plan;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/floating_point.h"
 
 namespace arithmetic {
@@ -14,6 +15,7 @@ struct FloatAdderOptions {
   // From 2 ulps on subtract by the ones' complement where the operands are far apart.
   bool onesComplement = false;
   bool quietNaN = false;
+  ErrorBudgets* budgets = nullptr;
 };
 
 // True when the single-path and the fused adder take operands unpacked with their zeros' fields as

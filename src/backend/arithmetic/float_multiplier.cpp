@@ -62,13 +62,15 @@ Allowance allowanceOf(int aWidth, int bWidth, const TruncationGoal& goal) {
 // sides stay below one place, so a product on the grid is its own result.
 void assertBudget(const Allowance& allowance, const TruncationGoal& goal) {
   const int scale = std::max(0, goal.droppedBits), up = std::max(0, -goal.droppedBits);
-  ErrorBudget below(goal.ulps), above(goal.ulps);
-  below.add("corner left out", (MPZ::powerOfTwo(allowance.bits) - allowance.correction) << up,
-            scale);
+  ErrorBudget below(goal.ulps, "below"), above(goal.ulps, "above");
+  if (allowance.bits > 0)
+    below.add("corner left out", (MPZ::powerOfTwo(allowance.bits) - allowance.correction) << up,
+              scale);
   below.add("truncation", 1);
-  below.assertKept();
+  below.assertKept(goal.budgets);
+  if (allowance.correction.isZero()) return;
   above.add("correction", allowance.correction << up, scale);
-  above.assertKept();
+  above.assertKept(goal.budgets);
 }
 
 Unpacked normalised(Builder& b, Unpacked x, int exponentWidth) {
@@ -105,7 +107,7 @@ TruncationPlan planTruncation(int aWidth, int bWidth, const TruncationGoal& goal
     if (const double cost = truncatedCost(aWidth, bWidth, plan, prices); cost < lowest)
       lowest = cost, best = plan;
   }
-  if (best.a > 0) assertBudget(allowance, goal);
+  assertBudget(best.a > 0 ? allowance : Allowance{}, goal);
   return best;
 }
 
@@ -124,8 +126,9 @@ UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Un
   const Unpacked x = normalised(b, a, width), y = normalised(b, factor, width);
 
   const bool truncates = options.ulps >= 1;
+  if (!truncates) stateRounding(options.budgets, options.rounding.isNearest());
   TruncationGoal goal{a.format.fractionBits + factor.format.fractionBits - out.fractionBits,
-                      options.ulps, out.gradual};
+                      options.ulps, out.gradual, options.budgets};
   // Beside subnormals an FPLib result is a zero or a regular number as the exact product says.
   if (out.fpLib && (a.format.gradual || factor.format.gradual)) goal.ulps = 1;
   const Signal full = truncates

@@ -50,6 +50,9 @@ Unpacked unpack(Builder& b, Signal port, const FloatFormat& format,
 struct RoundingRule {
   RoundMode mode = RoundMode::kNearestEven;
   Signal port{};
+  bool isNearest() const {
+    return !port && (mode == RoundMode::kNearestEven || mode == RoundMode::kNearestAway);
+  }
 };
 // 1 when results are rounded down, the direction in which an exact zero sum is negative.
 Signal roundsDown(Builder& b, const RoundingRule& rule);

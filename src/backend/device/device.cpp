@@ -46,8 +46,8 @@ double sumTables(const Graph& graph, const Node& node) {
 
 }  // namespace
 
-Device::Device(const Family& family, std::string speedGrade, double gradeFactor)
-    : family(family), grade(std::move(speedGrade)), factor(gradeFactor) {}
+Device::Device(const Family& family, std::string speedGrade, double gradeFactor, std::string part)
+    : family(family), grade(std::move(speedGrade)), factor(gradeFactor), part(std::move(part)) {}
 
 bool Device::SupportsHyperRegisters() const { return family.hyperRegisters; }
 bool Device::hasHardFloat() const { return family.hardFloat; }

@@ -162,7 +162,8 @@ arithmetic::FloatAdderOptions optionsOf(const Request& request, double ulps,
           .rounding = roundingOf(request, variant[kTiesAway] != 0, inputs),
           .ulps = ulps,
           .onesComplement = variant[kDegradeAccuracy] != 0,
-          .quietNaN = request.quietNaN};
+          .quietNaN = request.quietNaN,
+          .budgets = request.budgets};
 }
 
 Signal buildSum(Builder& b, const Request& request, const arithmetic::Unpacked& x,
@@ -192,6 +193,7 @@ std::vector<Signal> decomposeTree(Builder& b, const Request& request,
   auto inner = root;
   inner.rounding = {};
   inner.ulps = 0.5;
+  inner.budgets = nullptr;  // the reference rounds there, too
   std::vector<arithmetic::Unpacked> operands;
   for (std::size_t i = 0; i < inputs.size(); ++i)
     operands.push_back(arithmetic::unpack(b, inputs[i], inputFormat(request, i)));

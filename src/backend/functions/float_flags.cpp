@@ -90,9 +90,11 @@ std::vector<Signal> decomposeMult(Builder& b, const Request& request,
                                   std::span<const Signal> inputs) {
   const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
   const auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
-  const auto product = arithmetic::multiplyFloatsUnrounded(
-      b, x, y,
-      {.out = outputFormat(request, 0), .rounding = ruleOf(request, inputs), .prices = {}});
+  const auto product = arithmetic::multiplyFloatsUnrounded(b, x, y,
+                                                           {.out = outputFormat(request, 0),
+                                                            .rounding = ruleOf(request, inputs),
+                                                            .prices = {},
+                                                            .budgets = request.budgets});
   return packFlagged(b, request, product.value, product.rounding);
 }
 
@@ -103,7 +105,7 @@ std::vector<Signal> decomposeAlu(Builder& b, const Request& request,
   y.sign = b.bitXor(y.sign, inputs[2]);
   const auto rule = ruleOf(request, inputs);
   const auto sum = arithmetic::addSinglePathUnrounded(
-      b, x, y, {.out = outputFormat(request, 0), .rounding = rule});
+      b, x, y, {.out = outputFormat(request, 0), .rounding = rule, .budgets = request.budgets});
   return packFlagged(b, request, sum, rule);
 }
 

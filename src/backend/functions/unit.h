@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/rounding.h"
 #include "backend/graph/builder.h"
 #include "numbers/ports.h"
@@ -62,6 +63,8 @@ struct Request {
   Prices prices;
   // 1 in the cycles whose inputs count, for units that keep a state; no signal: in every cycle.
   graph::Signal valid{};
+  // Takes the error budgets that the circuit keeps, if not null; tried candidates state none.
+  arithmetic::ErrorBudgets* budgets = nullptr;
 };
 
 // The mathematical function, in MPFR or exact integers, never with the circuit's code. Writes one

@@ -76,6 +76,8 @@ class CSynthSingleEntity : public CSynth {
   // other was set.
   void Generate();                                 // the design and its record
   void WriteSoftwareModel();                       // the C++ model
+  void GenerateVirtualPinAssignments();            // for the compile project: ports without a pin
+  void GenerateFathomProject();                    // constraints, settings, an open synthesis script
   void WriteAutomaticModelIPTestBench() override;  // the bench and the script that runs it
 
   tessel_api::ResourceUsage GetResourceUsage() const;
@@ -96,6 +98,8 @@ class CSynthSingleEntity : public CSynth {
   functions::Request requestFor(CArithmeticUnit& unit) const;
   void buildCircuit(functions::Request request);
   void scheduleHardFloat();
+  void log(const std::string& text);
+  void writeLog() const;
   void buildHardFloat(functions::Request request);
   void writeFile(const std::string& ending, const std::string& text, bool executable = false);
   void writeRecord() const;
@@ -103,10 +107,12 @@ class CSynthSingleEntity : public CSynth {
   bool keepsState() const;
   std::optional<int> constrainedLatency(int shortest) const;
   std::vector<int> outputLatencies() const;
+  long registerBits() const;
   hdl::Design design() const;
-  std::string designText() const;
+  std::string designText(LANGUAGE language) const;
   std::string entityName() const;
   std::vector<std::string> headerLines() const;
+  std::vector<std::string> budgetLines() const;
 
   WrapperTypeEnum wrapper;
   SYNTH_STYLE style = kDefaultStyle;
@@ -127,11 +133,14 @@ class CSynthSingleEntity : public CSynth {
   };
 
   functions::Request request;
+  arithmetic::ErrorBudgets budgets;  // that the circuit stated
   graph::Graph mapped;
   std::optional<HardFloat> hardFloat;
   InnerPart blockPart, flowPart;
   std::optional<schedule::Scheduled> scheduled;
   std::unique_ptr<software::Execution> execution;
+  std::string debugLog;
+  std::vector<hdl::TopPort> virtualPins;
   std::vector<std::string> filesWritten;
   bool recordStands = false;
 };

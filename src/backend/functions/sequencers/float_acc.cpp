@@ -119,15 +119,15 @@ Signal convertSum(Builder& b, const Request& request, Signal sum, const Range& r
                   std::span<const Signal> inputs) {
   const auto scope = b.scope("convert");
   const bool rounds = ulpsOf(request, 0) < 1;
+  const auto rule = rounds ? roundingOf(request, /*tiesAway=*/false, inputs)
+                           : arithmetic::RoundingRule{.mode = RoundMode::kTowardZero};
+  arithmetic::stateRounding(request.budgets, rule.isNearest());
   const Signal sign = b.topBit(sum);
   const Signal magnitude =
       b.addCarry(b.bitXor(sum, b.replicate(sign, sum.width)), b.zeros(sum.width), sign);
   const auto [number, format] = arithmetic::fixedToFloat(
       b, sign, magnitude, range.sign, outputFormat(request, 0), /*below=*/rounds ? 1 : 0);
-  return arithmetic::roundAndPack(b, number, format,
-                                  rounds ? roundingOf(request, /*tiesAway=*/false, inputs)
-                                         : arithmetic::RoundingRule{.mode = RoundMode::kTowardZero},
-                                  request.quietNaN);
+  return arithmetic::roundAndPack(b, number, format, rule, request.quietNaN);
 }
 
 // 1 when the bits from `low` up are not all alike.
