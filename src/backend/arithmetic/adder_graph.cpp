@@ -111,7 +111,7 @@ std::optional<AdderGraph> searched(Multiple target) {
 }
 
 // Constants of more bits would take too long for a fourth addition.
-constexpr int kMostBitsForFourth = 32;
+constexpr int kMostBitsForFourth = 24;
 
 // A graph of four additions whose last one adds a power of two, or a graph of three additions to a
 // multiple of its own result.
