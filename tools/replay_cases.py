@@ -59,8 +59,11 @@ def words():
     for word in ("FPAddExpert", "FPSubExpert", "FPAddSubExpert"):
         rows[word] = floating(EXPERT)
     for word in ("FPAddSub", "FPFusedAddSub", "FPMul", "FPMulOutFPLib", "FPAbs", "FPMultAdd",
-                 "FPMultSub", "FPAccHard"):
+                 "FPMultSub", "FPAccHard", "FPMultFlags", "FPMultFlagsDynRnd", "FPALUFlags",
+                 "FPALUFlagsDynRnd", "FPFusedMultiFunction"):
         rows[word] = floating()
+    rows["FPAddN"] = floating(["2", "3", "7"])
+    rows["FXPFusedMultiFunction"] = integer(widths=["1", "2", "8", "16", "33"])
     rows["FPMultAcc"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "2 1"])
     rows["FPAcc"] = dict(floating(), parameters=[
         "8 23 -20 20 15", "8 23 -149 130 127", "5 10 -24 20 15", "11 52 -60 60 20",
@@ -87,9 +90,10 @@ def words():
 SMALL = ["2 1", "3 2", "4 3"]
 SMALL_EXPERT = ["2 1 2 1 2 1", "3 2 3 2 3 2", "4 3 4 3 4 3", "4 3 2 1 3 2", "3 2 4 3 2 5"]
 SMALL_WIDTHS = {"Multi": ["1", "2"], "MultSchoolbookExpert": ["1 0 1 0", "3 1 4 0", "5 1 2 1"],
-                "IntCtPop": ["1", "5", "8"], "RightShiftNoSticky": ["1 1 0", "6 4 1", "5 5 0"],
+                "IntCtPop": ["1", "5", "8"], "FXPFusedMultiFunction": ["1", "2"], "RightShiftNoSticky": ["1 1 0", "6 4 1", "5 5 0"],
                 "": ["1", "2", "4", "6"]}
 CORRECT = ["", "-correctRounding"]
+SELECTED = ("FPMultFlagsDynRnd", "FPALUFlags", "FPALUFlagsDynRnd", "FPFusedMultiFunction")
 
 
 def exhaustive(word, settings):
@@ -100,7 +104,11 @@ def exhaustive(word, settings):
                     tests=["-testbench 10 -exhaustiveTests"])
     formats = SMALL_EXPERT if word == "FPMulExpert" else SMALL
     ranges = ["20 51", "700 2400"]
-    if word.startswith("FPAddSub"):  # a third input, which takes the range too
+    if word in ("FPAddN", "FPFusedMultiFunction"):
+        few = settings["further"][:2]
+        return dict(settings, parameters=formats[:1], further=few,
+                    tests=["-testbench 10 -exhaustiveTests"])
+    if word.startswith("FPAddSub") or word in SELECTED:  # a select takes the range too
         formats, ranges = formats[:2], ["0 60"]
     if word in ("FPMultAdd", "FPMultSub"):
         formats, ranges = formats[:1], ["3 14"]
@@ -114,13 +122,15 @@ def special(word, settings):
         settings = dict(settings, parameters=SMALL_WIDTHS[key])
     if word == "FPMultAcc":  # has random rows only
         return None
+    if word == "FPAddN":  # every special value meets every other
+        settings = dict(settings, further=settings["further"][:2])
     return dict(settings, tests=["-testbench 10 -specialCaseTests"])
 
 
 def sweeps(word, settings):
     if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", "FPMultAcc",
-                "FPAccHard", "FPAcc") or not word.startswith("FP") \
-            or word.startswith("FPAddSub"):
+                "FPAccHard", "FPAcc", "FPAddN", "FPMultFlags") or word in SELECTED \
+            or not word.startswith("FP") or word.startswith("FPAddSub"):
         return None
     tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
              "-testbench 20 -nearZeroTests"]
@@ -137,7 +147,8 @@ def further(word, settings):
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
         elif word == "FPMultAcc":
             tests.pop(1)  # its population has no vectors by hand
-        elif not word.startswith("FPAddSub") and word not in ("FPAbs", "FPAcc", "FPAccHard"):
+        elif not word.startswith("FPAddSub") and word not in SELECTED + (
+                "FPAbs", "FPAcc", "FPAccHard", "FPAddN"):
             tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
         return dict(settings, rounding=CORRECT, tests=tests)
     settings = dict(settings, tests=["-testbench 200 -randomTests -valRange 0 1",

@@ -90,6 +90,8 @@ struct UnitRow {
   RefuseFn refuses;
   Protocol protocol = Protocol::kStream;
   int minimumLatency = 0;  // cycles from inputs to outputs
+  // What the report calls the method, where the unit chooses it; else the operator's row names it.
+  std::string_view (*description)(const Signature& signature) = nullptr;
 };
 
 // The row called `name`, or null. Rows stand in unit_table.cpp.

@@ -28,6 +28,7 @@ functions::Accuracy accuracyOf(float bound, bool faithful) {
 arithmetic::RoundMode roundModeOf(int roundType) {
   using enum arithmetic::RoundMode;
   constexpr arithmetic::RoundMode kByType[] = {kNearestEven, kDown, kUp, kTowardZero};
+  LOAM_ASSERT(0 <= roundType && roundType < 4, "Code should be unreachable");
   return kByType[roundType];
 }
 

@@ -1,0 +1,18 @@
+#include "operators/row_parts.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <cstdlib>
+
+namespace operators {
+
+std::optional<std::string> refuseNumber(std::string_view name, const std::string& word) {
+  char* end = nullptr;
+  const double value = std::strtod(word.c_str(), &end);
+  if (end == word.c_str()) return fmt::format("{} {} is not a number", name, word);
+  if (!std::isfinite(value)) return fmt::format("{} {} is not finite", name, word);
+  return std::nullopt;
+}
+
+}  // namespace operators
