@@ -76,6 +76,22 @@ COMPARISONS = ["-2", "-1", "0", "1", "2", "3"]
 EXPERT = ["1 0 0", "0 0 0", "1 1 0", "0 1 1", "1 0 1"]
 MULTI = ["2", "3", "7"]
 CHUNK = ["0", "7"]
+FLOAT_CONSTANTS = ["3.14159", "-0.1", "1", "2", "0", "1e-3", "1e30", "1e-40", "-0x1.8p-3", "inf",
+                   "-1e-300", "nan", "0.99999999"]
+CONSTANT_PRODUCTS = {
+    "FXPConstMult": ["12 5 16", "12 -5 8", "1 3 1", "8 0.693147180559945 8", "33 3.14159 40",
+                     "64 1e-3 64", "16 0 5", "64 -1e30 20", "5 0.25 9", "24 0.1 100"],
+    "FXPConstMultSigned": ["4 -1 5", "12 5 16", "1 -3 2", "8 -0.693147180559945 8",
+                           "33 3.14159 40", "64 -1e-3 64", "16 0 5", "9 128 12"],
+    "FXPConstMultExpert": ["16 15 1 0.577215664901533 16", "8 -3 0 1e5 12", "40 20 1 -0.1 40",
+                           "6 6 0 -0.75 6", "64 64 0 0.9999999 63"],
+    "FXPConstMultExpert2": ["16 15 1 0.577215664901533 16 8", "12 4 0 -3.3 20 1", "24 0 1 1e9 24 53",
+                            "10 3 0 0.1 10 -1", "32 31 1 -0.3 32 20"],
+    "FXPConstMultExpert3": [f"{rest} {arch}" for rest in (
+        "16 15 1 0.577215664901533 16 -1", "24 10 0 -3.3 30 12", "32 0 1 255 40 0",
+        "8 8 0 0.3 8 -1", "48 47 0 0.7071067811865476 48 -1") for arch in (0, 1, 2)],
+    "FXPConstMultExpertCropped": ["8 0 0 5 0", "8 0 1 -5.5 0", "16 0 1 0.3 0", "33 0 0 1e5 0",
+                                  "64 0 1 -3.14159 0", "1 0 0 7 0", "12 0 0 -0.7 0", "20 0 1 1e-9 0"]}
 
 
 def words():
@@ -114,6 +130,9 @@ def words():
     rows["ModularMultBarrett"] = integer(widths=["1", "2", "4", "33", "64", "256"])
     rows["MultSchoolbookExpert"] = integer(widths=[
         "1 0 1 0", "2 1 2 0", "8 0 33 1", "33 1 8 1", "64 1 64 0", "256 0 64 1", "1 1 17 0"])
+    rows["FPConstMult"] = floating(FLOAT_CONSTANTS)
+    for word, parameters in CONSTANT_PRODUCTS.items():
+        rows[word] = dict(integer(widths=parameters), rounding=["", "-correctRounding", "-error 2"])
     rows["IntCtPop"] = integer(["0", "1"])
     rows["RightShiftNoSticky"] = integer(widths=[
         "1 1 0", "2 1 1", "8 4 1", "8 8 0", "33 31 1", "64 64 0", "64 20 1", "200 200 1"])
@@ -161,6 +180,8 @@ def special(word, settings):
     if word.startswith("FXPToFP"):
         settings = dict(settings, parameters=CONVERSIONS[word][0][1])
         return dict(settings, tests=["-testbench 10 -specialCaseTests"])
+    if word in CONSTANT_PRODUCTS:
+        return None
     if not word.startswith("FP"):
         key = next(k for k in SMALL_WIDTHS if k in word)
         settings = dict(settings, parameters=SMALL_WIDTHS[key])

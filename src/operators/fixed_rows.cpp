@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 #include "operators/row_parts.h"
 #include "operators/row_tables.h"
+#include "util/constant_product.h"
 #include "util/failure.h"
 #include "util/mpz.h"
 #include "util/words.h"
@@ -202,9 +204,15 @@ Ports truncatedExpert(const Parameters& p) {
 Ports countOnes(const Parameters& p) { return makePorts({{"a", bits(p[1])}}, {{"q", bits(p[1])}}); }
 
 // The type of `in` times a constant.
-FixedPoint constantProductType(const FixedPoint& in, const std::string&, int /*precOut*/,
-                               int /*constPrec*/) {
-  return in;
+FixedPoint constantProductType(const FixedPoint& in, const std::string& word, int precOut,
+                               int constPrec) {
+  Real constant(53);
+  mpfr_set_d(constant.get(), std::strtod(word.c_str(), nullptr), MPFR_RNDN);
+  int width = 0, fraction = 0;
+  bool isSigned = false;
+  util::constantMultiplierOutputType(constant.get(), in.width(), in.fraction(), in.sign(), precOut,
+                                     &width, &fraction, &isSigned, constPrec, /*cropped=*/false);
+  return {width, fraction, isSigned};
 }
 
 template <bool IsSigned>

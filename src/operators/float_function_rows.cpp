@@ -62,7 +62,7 @@ functions::Variant toFixedExpert(const Parameters& p) {
 functions::Variant constantProduct(const Parameters& p) { return {{p[1], p[2], 0}, {p.text(3)}}; }
 
 std::optional<std::string> refuseConstant(const Parameters& p) {
-  return refuseNumber("constant", p.text(3));
+  return refuseNoNumber("constant", p.text(3));
 }
 
 void announceConstant(const Parameters& p) {

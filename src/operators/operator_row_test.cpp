@@ -209,7 +209,7 @@ constexpr LineCase kBadWords[] = {
     {"FPRangeReduction 8 106", "FPRangeReduction: wF 106 is out of range 1 to 105"},
     {"FPLdExp 8 23 0", "FPLdExp: wI 0 is out of range 1 to 64"},
     {"FPConstMult 8 23 half", "FPConstMult: constant half is not a number"},
-    {"FPConstMult 8 23 inf", "FPConstMult: constant inf is not finite"},
+    {"FXPConstMult 8 inf 8", "FXPConstMult: constant inf is not finite"},
     {"FPProbit 8 23 1", "FPProbit: the line ends before variant 1 of 1"},
     {"FPFusedHorner 8 23 0 -1", "FPFusedHorner: d -1 is out of range 0 to 64"},
     {"FPFusedHorner 8 23 0 2 1 2", "FPFusedHorner: the line ends before coefficient 3 of 3"},

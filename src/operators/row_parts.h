@@ -87,7 +87,9 @@ functions::Variant firstWords(const Parameters& p) {
   return variant;
 }
 
-// Why `word` is no finite number, read like a constant in C; or nothing.
+// Why `word` is no number, read like a constant in C, infinities and NaN included; or nothing.
+std::optional<std::string> refuseNoNumber(std::string_view name, const std::string& word);
+// Why it is no finite number; or nothing.
 std::optional<std::string> refuseNumber(std::string_view name, const std::string& word);
 
 inline constexpr std::string_view kPolynomial = "polynomial approximation";

@@ -31,10 +31,10 @@ struct ProductGoal {
 enum class ConstantArchitecture { kAuto, kTables, kShiftAndAdd };
 
 struct ConstantProductOptions {
-  ProductGoal goal;
+  ProductGoal goal = {};
   ConstantArchitecture architecture = ConstantArchitecture::kAuto;
-  int lutInputs = 6;         // of the device's look-up tables, at most 6
-  std::optional<int> width;  // the result is wanted modulo 2^width only
+  int lutInputs = 6;              // of the device's look-up tables, at most 6
+  std::optional<int> width = {};  // the result is wanted modulo 2^width only
 };
 
 // `bits` * 2^lsb, two's complement where low is negative; the value lies in [low, high] * 2^lsb,

@@ -33,6 +33,7 @@ struct Prices {
   double lutPerTableBit = 1.0 / 64;
   Shape dsp{24, 17};  // widths of the two unsigned factors of one DSP product
   Shape memory{18, 1024};
+  int lutInputs = 6;  // of a look-up table
   int levelsPerStage = 5;
 };
 

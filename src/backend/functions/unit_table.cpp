@@ -1,8 +1,10 @@
 #include <span>
 
+#include "backend/functions/fixed_const_mult.h"
 #include "backend/functions/fixed_to_fp.h"
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
+#include "backend/functions/float_const_mult.h"
 #include "backend/functions/float_flags.h"
 #include "backend/functions/float_integer_part.h"
 #include "backend/functions/float_mult.h"
@@ -44,6 +46,8 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     fixedToFloatUnits,
     floatToFixedUnits,
     floatToFloatUnits,
+    floatConstMultUnits,
+    fixedConstMultUnits,
 };
 
 }  // namespace

@@ -86,6 +86,7 @@ functions::Request CSynthSingleEntity::requestFor(CArithmeticUnit& unit) const {
   asked.subnormals = settings.getOptionValue(floatOption::subnormals) != 0;
   asked.quietNaN = shared->quietNaN;
   if (settings.lutMultRatio > 0) asked.prices.lutPerDsp = settings.lutMultRatio;
+  if (settings.device) asked.prices.lutInputs = settings.device->data().lutInputs();
   return asked;
 }
 
