@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "backend/device/families.h"
 #include "backend/kiln/attributes.h"
 #include "backend/mapping/mapping.h"
 #include "backend/model/diagnostics.h"
