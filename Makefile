@@ -1,5 +1,5 @@
 # Every target installs what it lacks (Debian packages), configures and builds by itself.
-.PHONY: build demo test sanitize bench certify cost install packages
+.PHONY: build demo test sanitize bench certify cost gallery install packages
 
 JOBS ?= 2
 
@@ -30,6 +30,9 @@ certify: build
 cost: build
 	@tools/cost_table.py build/release/cmdGauge >build/cost.md
 	@mv build/cost.md docs/cost.md
+
+gallery: build
+	@tools/gallery.py -synthesis build/release/cmdGauge build/gallery
 
 install: build
 	@cmake --install build/release

@@ -50,7 +50,7 @@ std::vector<Config> configsOf(const operators::OperatorRow& row,
     functions::Request& request = config.request;
     for (const PortSpec& port : ports.in) request.signature.in.push_back(port.type);
     for (const PortSpec& port : ports.out) request.signature.out.push_back(port.type);
-    request.signature.variant.numbers = row.variant(parameters);
+    request.signature.variant = row.variant(parameters);
     request.accuracy.assign(ports.out.size(), faithful ? Accuracy{Accuracy::kWithin, 1.0}
                                                        : Accuracy{Accuracy::kCorrect, 0.5});
     request.rounding.fixed = kModes[std::max(k, 0)];

@@ -58,6 +58,14 @@ def lines():
     yield "-correctRounding -subnormals 1 FPMul 8 23"
     yield "-correctRounding -subnormals 1 FPMultAdd 8 23"
     yield "-correctRounding FPAcc 8 23 -20 20 15"
+    for words in ("FPToFXP 8 23 32 16 1", "FPToFXPExpert 8 23 32 16 1 0",
+                  "FPToFXPExpertFlags 8 23 32 16 1 1", "FPToFXPFlagsDynRnd 8 23 32 16 1",
+                  "FPToFXPFused 8 23 32 16 1", "FPToBool 8 23", "FPToFP 8 23 5 10",
+                  "FPToFP 5 10 8 23", "-subnormals 1 FPToFP 8 23 5 10", "FPToFPExpert 11 52 8 23 1",
+                  "FXPToFP 32 16 1 8 23", "FXPToFPExpert 32 16 1 8 23 0",
+                  "FXPToFPExpertFlags 32 16 1 8 23 1", "FXPToFPFlagsDynRnd 32 8 23",
+                  "FPToFPCIEEE 8 23", "FPCIEEEToFP 10 23"):
+        yield f"-correctRounding {words}"
     for width in (64, 128, 256):
         yield f"LongAdd {width}"
     for sign in ("", "S"):

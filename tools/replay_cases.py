@@ -13,6 +13,7 @@ lines on every run.
              exhaustive: all patterns of small floating formats, whole and of a value range
              special: special cases, of integers at small widths
              sweeps: sums and products near cancellation, infinity and zero
+             kiln: units that the model flow builds, with its options
              further: all tests at once, hand-built and injected vectors, value ranges
 --rows N     random rows a case (default 200)
 --spread N   only N lines a word, far apart in the cover, both languages among them
@@ -43,9 +44,54 @@ def integer(further=("",), widths=tuple(WIDTHS)):
                 rounding=["", "-correctRounding"], **COMMON)
 
 
+# Conversions: the formats of both sides; those that are small for tests of all patterns; further
+# words. The flags of numbers and fixed-point results are told apart at a bound of 0.5.
+TO_FIXED = (["8 23 32 16 1", "5 10 16 8 1", "11 52 64 20 0", "4 3 8 0 0", "6 9 24 -8 1", "2 1 1 0 0",
+             "8 23 256 128 1", "8 7 12 20 0", "5 10 1 0 1"],
+            ["4 3 6 2 1", "3 2 4 -1 0", "2 1 5 6 1", "4 3 3 10 0"])
+FROM_FIXED = (["32 16 1 8 23", "16 0 0 5 10", "64 20 1 11 52", "256 255 1 8 23", "8 -8 0 4 3",
+               "1 0 0 2 1", "24 40 1 5 10", "1 0 1 6 9", "16 12 0 4 3"],
+              ["6 2 1 4 3", "4 -1 0 3 2", "5 6 1 2 1", "8 9 0 4 3"])
+FROM_INTEGER = ["32 8 23", "16 5 10", "64 11 52", "256 8 23", "8 4 3", "1 2 1"], ["6 4 3", "7 2 1"]
+RESIZED = (["8 23 5 10", "5 10 8 23", "11 52 8 23", "4 3 6 9", "6 9 4 3", "2 1 2 1", "8 7 5 10",
+            "5 10 8 7"], ["4 3 3 2", "3 2 4 3", "2 1 4 1", "3 4 3 2", "4 3 2 5"])
+WIDENED = ["8 23", "5 10", "11 52", "2 1", "4 3"], ["2 1", "4 3"]
+NARROWED = ["10 23", "7 10", "13 52", "4 1", "6 3"], ["4 1", "5 2"]
+CONVERSIONS = {
+    "FPToFXP": (TO_FIXED, [""]),
+    "FPToFXPExpert": (TO_FIXED, ["-2", "-1", "0", "1", "2", "3", "4"]),
+    "FPToFXPExpertFlags": (TO_FIXED, ["-2", "-1", "0", "1"]),
+    "FPToFXPFlagsDynRnd": (TO_FIXED, [""]), "FPToFXPFused": (TO_FIXED, [""]),
+    "FPToBool": (WIDENED, [""]),
+    "FPToFP": (RESIZED, [""]), "FPToFPExpert": (RESIZED, ["0", "1", "2"]),
+    "FXPToFP": (FROM_FIXED, [""]), "FXPToFPExpert": (FROM_FIXED, ["0", "1", "2", "3", "4"]),
+    "FXPToFPExpertFlags": (FROM_FIXED, ["1"]), "FXPToFPFlagsDynRnd": (FROM_INTEGER, [""]),
+    "FPToFPCIEEE": (WIDENED, [""]), "FPCIEEEToFP": (NARROWED, [""])}
+
+UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB"]
+ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPCompareU"]
+SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
+NO_VECTORS_BY_HAND = {"FPLdExp", "FPCompareFused"} | set(UNARY + ORDERING) - {"FPRint", "FPDim"}
+COMPARISONS = ["-2", "-1", "0", "1", "2", "3"]
 EXPERT = ["1 0 0", "0 0 0", "1 1 0", "0 1 1", "1 0 1"]
 MULTI = ["2", "3", "7"]
 CHUNK = ["0", "7"]
+FLOAT_CONSTANTS = ["3.14159", "-0.1", "1", "2", "0", "1e-3", "1e30", "1e-40", "-0x1.8p-3", "inf",
+                   "-1e-300", "nan", "0.99999999"]
+CONSTANT_PRODUCTS = {
+    "FXPConstMult": ["12 5 16", "12 -5 8", "1 3 1", "8 0.693147180559945 8", "33 3.14159 40",
+                     "64 1e-3 64", "16 0 5", "64 -1e30 20", "5 0.25 9", "24 0.1 100"],
+    "FXPConstMultSigned": ["4 -1 5", "12 5 16", "1 -3 2", "8 -0.693147180559945 8",
+                           "33 3.14159 40", "64 -1e-3 64", "16 0 5", "9 128 12"],
+    "FXPConstMultExpert": ["16 15 1 0.577215664901533 16", "8 -3 0 1e5 12", "40 20 1 -0.1 40",
+                           "6 6 0 -0.75 6", "64 64 0 0.9999999 63"],
+    "FXPConstMultExpert2": ["16 15 1 0.577215664901533 16 8", "12 4 0 -3.3 20 1", "24 0 1 1e9 24 53",
+                            "10 3 0 0.1 10 -1", "32 31 1 -0.3 32 20"],
+    "FXPConstMultExpert3": [f"{rest} {arch}" for rest in (
+        "16 15 1 0.577215664901533 16 -1", "24 10 0 -3.3 30 12", "32 0 1 255 40 0",
+        "8 8 0 0.3 8 -1", "48 47 0 0.7071067811865476 48 -1") for arch in (0, 1, 2)],
+    "FXPConstMultExpertCropped": ["8 0 0 5 0", "8 0 1 -5.5 0", "16 0 1 0.3 0", "33 0 0 1e5 0",
+                                  "64 0 1 -3.14159 0", "1 0 0 7 0", "12 0 0 -0.7 0", "20 0 1 1e-9 0"]}
 
 
 def words():
@@ -59,8 +105,14 @@ def words():
     for word in ("FPAddExpert", "FPSubExpert", "FPAddSubExpert"):
         rows[word] = floating(EXPERT)
     for word in ("FPAddSub", "FPFusedAddSub", "FPMul", "FPMulOutFPLib", "FPAbs", "FPMultAdd",
-                 "FPMultSub", "FPAccHard"):
+                 "FPMultSub", "FPAccHard", "FPMultFlags", "FPMultFlagsDynRnd", "FPALUFlags",
+                 "FPALUFlagsDynRnd", "FPFusedMultiFunction"):
         rows[word] = floating()
+    rows["FPAddN"] = floating(["2", "3", "7"])
+    rows["FXPFusedMultiFunction"] = integer(widths=["1", "2", "8", "16", "33"])
+    for word in UNARY + ORDERING + SELECTING:
+        rows[word] = floating(COMPARISONS if word in ("FPCompare", "FPCompareU") else [""])
+    rows["FPLdExp"] = floating(["8", "1", "16", "64"])
     rows["FPMultAcc"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "2 1"])
     rows["FPAcc"] = dict(floating(), parameters=[
         "8 23 -20 20 15", "8 23 -149 130 127", "5 10 -24 20 15", "11 52 -60 60 20",
@@ -78,21 +130,31 @@ def words():
     rows["ModularMultBarrett"] = integer(widths=["1", "2", "4", "33", "64", "256"])
     rows["MultSchoolbookExpert"] = integer(widths=[
         "1 0 1 0", "2 1 2 0", "8 0 33 1", "33 1 8 1", "64 1 64 0", "256 0 64 1", "1 1 17 0"])
+    rows["FPConstMult"] = floating(FLOAT_CONSTANTS)
+    for word, parameters in CONSTANT_PRODUCTS.items():
+        rows[word] = dict(integer(widths=parameters), rounding=["", "-correctRounding", "-error 2"])
     rows["IntCtPop"] = integer(["0", "1"])
     rows["RightShiftNoSticky"] = integer(widths=[
         "1 1 0", "2 1 1", "8 4 1", "8 8 0", "33 31 1", "64 64 0", "64 20 1", "200 200 1"])
+    for word, ((parameters, _), further) in CONVERSIONS.items():
+        rows[word] = dict(floating(further), parameters=parameters,
+                          rounding=ROUNDINGS + ["-error 0.5"])
     return rows
 
 
 SMALL = ["2 1", "3 2", "4 3"]
 SMALL_EXPERT = ["2 1 2 1 2 1", "3 2 3 2 3 2", "4 3 4 3 4 3", "4 3 2 1 3 2", "3 2 4 3 2 5"]
 SMALL_WIDTHS = {"Multi": ["1", "2"], "MultSchoolbookExpert": ["1 0 1 0", "3 1 4 0", "5 1 2 1"],
-                "IntCtPop": ["1", "5", "8"], "RightShiftNoSticky": ["1 1 0", "6 4 1", "5 5 0"],
+                "IntCtPop": ["1", "5", "8"], "FXPFusedMultiFunction": ["1", "2"], "RightShiftNoSticky": ["1 1 0", "6 4 1", "5 5 0"],
                 "": ["1", "2", "4", "6"]}
 CORRECT = ["", "-correctRounding"]
+SELECTED = ("FPMultFlagsDynRnd", "FPALUFlags", "FPALUFlagsDynRnd", "FPFusedMultiFunction")
 
 
 def exhaustive(word, settings):
+    if word in CONVERSIONS:
+        (_, small), _ = CONVERSIONS[word]
+        return dict(settings, parameters=small, tests=["-testbench 10 -exhaustiveTests"])
     if not word.startswith("FP") or word == "FPMultAcc":
         return None
     if word == "FPAcc":
@@ -100,7 +162,13 @@ def exhaustive(word, settings):
                     tests=["-testbench 10 -exhaustiveTests"])
     formats = SMALL_EXPERT if word == "FPMulExpert" else SMALL
     ranges = ["20 51", "700 2400"]
-    if word.startswith("FPAddSub"):  # a third input, which takes the range too
+    if word == "FPLdExp":
+        settings, ranges = dict(settings, further=["3", "6"]), ["0 60"]
+    if word in ("FPAddN", "FPFusedMultiFunction"):
+        few = settings["further"][:2]
+        return dict(settings, parameters=formats[:1], further=few,
+                    tests=["-testbench 10 -exhaustiveTests"])
+    if word.startswith("FPAddSub") or word in (*SELECTED, *SELECTING):  # a select takes the range too
         formats, ranges = formats[:2], ["0 60"]
     if word in ("FPMultAdd", "FPMultSub"):
         formats, ranges = formats[:1], ["3 14"]
@@ -109,18 +177,28 @@ def exhaustive(word, settings):
 
 
 def special(word, settings):
+    if word.startswith("FXPToFP"):
+        settings = dict(settings, parameters=CONVERSIONS[word][0][1])
+        return dict(settings, tests=["-testbench 10 -specialCaseTests"])
+    if word in CONSTANT_PRODUCTS:
+        return None
     if not word.startswith("FP"):
         key = next(k for k in SMALL_WIDTHS if k in word)
         settings = dict(settings, parameters=SMALL_WIDTHS[key])
     if word == "FPMultAcc":  # has random rows only
         return None
+    if word == "FPAddN":  # every special value meets every other
+        settings = dict(settings, further=settings["further"][:2])
     return dict(settings, tests=["-testbench 10 -specialCaseTests"])
 
 
 def sweeps(word, settings):
+    if word in CONVERSIONS:
+        return None
     if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", "FPMultAcc",
-                "FPAccHard", "FPAcc") or not word.startswith("FP") \
-            or word.startswith("FPAddSub"):
+                "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", *UNARY, *ORDERING,
+                *SELECTING, *SELECTED) \
+            or not word.startswith("FP") or word.startswith("FPAddSub"):
         return None
     tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
              "-testbench 20 -nearZeroTests"]
@@ -130,6 +208,10 @@ def sweeps(word, settings):
 
 
 def further(word, settings):
+    if word in CONVERSIONS:
+        return dict(settings, tests=[
+            "-testbench 20 -allTests", "-testbench 20 -handTesting",
+            "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"])
     if word.startswith("FP"):
         tests = ["-testbench 20 -allTests", "-testbench 20 -handTesting",
                  "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]
@@ -137,8 +219,15 @@ def further(word, settings):
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
         elif word == "FPMultAcc":
             tests.pop(1)  # its population has no vectors by hand
-        elif not word.startswith("FPAddSub") and word not in ("FPAbs", "FPAcc", "FPAccHard"):
+        elif word in UNARY:
+            tests.append("-testbench 20 -injectTestVector 1 -2.5")
+        elif word in SELECTING:
+            tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")
+        elif not word.startswith("FPAddSub") and word not in (
+                "FPAbs", "FPAcc", "FPAccHard", "FPAddN", *SELECTED):
             tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
+        if word in NO_VECTORS_BY_HAND:
+            tests.remove("-testbench 20 -handTesting")
         return dict(settings, rounding=CORRECT, tests=tests)
     settings = dict(settings, tests=["-testbench 200 -randomTests -valRange 0 1",
                                      "-testbench 20 -allTests"])
@@ -148,8 +237,23 @@ def further(word, settings):
     return settings
 
 
+def kiln(word, settings):
+    """The words that the model flow knows, as it spells and asks for them."""
+    if word in ("FXPToFP", "FPToFXP"):
+        narrow = [p for p in settings["parameters"] if "256" not in p]  # vectors of 200 bits at most
+        further = [str(r) for r in range(-2, 5)] if word == "FPToFXP" else [""]
+        settings = dict(settings, parameters=narrow, further=further)
+    elif word not in ("FPAbs", "FPAdd", "FPAddExpert", "FPFusedAddSub", "FPMul", "FPMulExpert",
+                      "FPFusedMultiFunction", "FPLdExp", "FPFloor", "FPCeil", "FPRound", "FPRint",
+                      "FPFrac", *ORDERING, *SELECTING) or word == "FPCompareU":
+        return None
+    spelling = "FPFusedMultifunction" if word == "FPFusedMultiFunction" else word
+    return dict(settings, word=[spelling], language=["-kiln", "-kiln -enableHardFP 1"],
+                rounding=["", "-correctRounding", "-error 2"], pipelining=["", "-pipelining 0"])
+
+
 KINDS = {"random": lambda word, settings: settings, "exhaustive": exhaustive, "special": special,
-         "sweeps": sweeps, "further": further}
+         "sweeps": sweeps, "further": further, "kiln": kiln}
 
 
 def cover(settings, seed):
@@ -185,7 +289,8 @@ def line(word, settings, case, rows):
     value = {name: settings[name][index] for name, index in case.items()}
     parts = [value["language"], value["frequency"], value["pipelining"],
              value.get("subnormals", ""), value["rounding"],
-             value.get("tests", f"-testbench {rows} -randomTests"), word, value["parameters"], value["further"]]
+             value.get("tests", f"-testbench {rows} -randomTests"), value.get("word", word),
+             value["parameters"], value["further"]]
     return " ".join(part for part in parts if part)
 
 

@@ -36,6 +36,7 @@ struct SystemOptions {
   int designStyle;     // 0: a block of the dictionary stands for the unit; 1: the unit itself
   bool combinatorial;
   bool hardFP;
+  std::string commandLine = {};  // words of the run, for headers and record
 };
 
 }  // namespace cmdline

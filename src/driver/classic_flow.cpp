@@ -2,18 +2,15 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
 
 #include "accuracy/evaluate_accuracy.h"
 #include "backend/kiln/attributes.h"
 #include "driver/report.h"
 #include "driver/run_state.h"
+#include "driver/test_checks.h"
 #include "driver/usage_text.h"
 #include "driver/walk.h"
-#include "stimuli/exhaustive.h"
-#include "stimuli/injected.h"
 #include "util/failure.h"
 #include "util/features.h"
 #include "vectors/population.h"
@@ -23,18 +20,6 @@ namespace driver {
 namespace {
 
 constexpr double kStartUpMHz = 400.0;
-
-// The words as one line of text, fit for a comment of a generated file.
-std::string joined(util::Words words) {
-  std::string text;
-  for (const char* word : words) {
-    if (!text.empty()) text += ' ';
-    text += word;
-  }
-  std::ranges::replace_if(
-      text, [](unsigned char letter) { return std::iscntrl(letter) != 0; }, '?');
-  return text;
-}
 
 void startUp(RunState& run, util::Words line) {
   std::printf("starting execution ... \n");
@@ -55,7 +40,7 @@ void startUp(RunState& run, util::Words line) {
   options.setOptionValue(synthOption::rigorousTesting, 1);
   options.clockFrequency = kStartUpMHz;
   options.synthesisOnly = true;
-  options.commandLine = joined(line.subspan(line.empty() ? 0 : 1));
+  options.commandLine = util::joined(line.subspan(line.empty() ? 0 : 1));
   util::SetFeatureBoolean("allInputsAreScheduleOrigin", true);
   std::printf("Generation context:\n");
 }
@@ -73,8 +58,6 @@ void completeErrorBounds(RunState& run) {
 
 // Ends the run with one line, before anything is written, when it asks for what this version lacks.
 void refuseUnavailable(const RunState& run) {
-  if (run.generateProject)
-    util::exitWith({"-generateFathomProject: this version writes no compile project"});
   const bool split = run.built.model->getOptionValue(CSynthSingleEntity::optionSplitOutputPorts);
   if (run.evaluateAccuracy && split)
     util::exitWith(
@@ -82,32 +65,6 @@ void refuseUnavailable(const RunState& run) {
   if (run.evaluateAccuracy && (run.operatorType == FPMULTACC || run.operatorType == FPFOLDEDALU))
     util::exitWith({fmt::format("-evaluateAccuracy: the results of {} depend on more than one row",
                                 run.operatorWord)});
-}
-
-// Ends the run with one line when what the tests ask for fits no vector of this operator.
-void checkTests(const RunState& run) {
-  const TestingOptions& testing = run.testing;
-  if (testing.injectTestVector && testing.injectedVector.size() != run.inputs.size())
-    util::exitWith(
-        {fmt::format("-injectTestVector: {} values for the {} inputs of {}",
-                     testing.injectedVector.size(), run.inputs.size(), run.operatorWord)});
-  if (testing.injectTestVector) {
-    if (const auto reason = injectionRefused(run.inputs, testing)) util::exitWith({*reason});
-  }
-  if (run.testCaseCount > 0 && testing.exhaustiveTests)
-    getExhaustiveTestCount(run.inputs, testing);  // ends the run where they are too many
-  if (testing.expRangeMin > testing.expRangeMax) return;
-  for (const PortSpec& port : run.inputs) {
-    const kiln::FloatingPoint* format = port.type.as_floating_point();
-    if (!format) continue;
-    const int half = 1 << (format->exp - 1);
-    const int low = 2 - half - format->is_fp_lib;
-    const int high = half - 1 + format->is_fp_lib;
-    if (testing.expRangeMax < low || testing.expRangeMin > high)
-      util::exitWith({fmt::format("{}: the exponent range {} to {} is out of range {} to {} of {}",
-                                  run.operatorWord, testing.expRangeMin, testing.expRangeMax, low,
-                                  high, port.name)});
-  }
 }
 
 void constrainLatency(RunState& run) {
@@ -164,6 +121,10 @@ void generate(RunState& run) {
   model.generationStage = 4;
   if (run.generateFiles) model.Generate();
   if (run.testing.generateCSimulationModel) model.WriteSoftwareModel();
+  if (run.generateProject && run.generateFiles) {
+    model.GenerateVirtualPinAssignments();
+    model.GenerateFathomProject();
+  }
 }
 
 void evaluateSimulation(RunState& run, int latency) {
@@ -198,7 +159,7 @@ int runClassicFlow(util::Words line) {
     return util::kFailureStatus;
   }
   refuseUnavailable(run);
-  checkTests(run);
+  checkTests(run.operatorWord, run.inputs, run.testing, /*writesVectors=*/run.testCaseCount > 0);
   run.modelOptions.setLanguage(run.language);
   run.built.model->setIsFloatingPoint(true);
   run.built.model->hasChannelValid = !run.testing.noChanValid;

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "driver/classic_flow.h"
-#include "util/failure.h"
+#include "driver/model_flow.h"
 
 namespace driver {
 
@@ -14,10 +14,7 @@ int run(int argc, const char* const* argv) {
   // This word alone selects the model flow, wherever it stands; its case matters.
   const bool wantsModelFlow = std::ranges::any_of(
       words.subspan(words.empty() ? 0 : 1), [](std::string_view word) { return word == "-kiln"; });
-  if (wantsModelFlow)
-    util::exitWith(
-        {"-kiln: this version has no model flow; leave the word out for the classic one"});
-  return runClassicFlow(words);
+  return wantsModelFlow ? runModelFlow(words) : runClassicFlow(words);
 }
 
 }  // namespace driver

@@ -1,9 +1,6 @@
 #include "driver/usage_text.h"
 
 #include <cstdio>
-#include <sstream>
-
-#include "util/strings.h"
 
 namespace driver {
 
@@ -125,17 +122,6 @@ const std::string_view kUsageOptions =
     "        -evaluateAccuracy f_in.stm f_out.stm.sim\n"
     "            /-> all other arguments must be identical to ones used to generate the initial core (except -testbench) \n";
 // clang-format on
-
-bool isInUsage(const std::string& word) {
-  std::istringstream lines{std::string(kUsageComponents)};
-  for (std::string line; std::getline(lines, line);) {
-    const std::size_t indent = line.find_first_not_of(' ');
-    if (indent != 8 && indent != 12) continue;  // deeper lines explain the entry above them
-    if (util::caseInsensitiveEquals(line.substr(indent, line.find(' ', indent) - indent), word))
-      return true;
-  }
-  return false;
-}
 
 void printHelp() {
   for (std::string_view text : {kUsageComponents, kUsageOptions})

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 
 namespace driver {
@@ -9,9 +8,6 @@ namespace driver {
 // Scripts compare it byte for byte, so odd spellings and trailing blanks are part of it.
 extern const std::string_view kUsageComponents;
 extern const std::string_view kUsageOptions;
-
-// Whether the usage has an entry for the operator `word`, in any case.
-bool isInUsage(const std::string& word);
 
 // Prints the whole usage on standard output.
 void printHelp();

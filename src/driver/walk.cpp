@@ -58,22 +58,27 @@ UnitSettings unitSettings(const TestingOptions& testing) {
 std::size_t buildOperator(RunState& run, const operators::OperatorRow& row, util::Words behind) {
   const auto parameters = operators::readParameters(row, behind);
   if (!parameters) util::exitWith(parameters.failure());
-  if (row.announce) row.announce();
+  if (row.announce) row.announce(*parameters);
+  if (row.refuses)
+    if (const auto reason = row.refuses(*parameters))
+      util::exitWith({fmt::format("{}: {}", row.word, *reason)});
   // The ports of an operator before this one went with its models.
   operators::Ports ports = row.ports(*parameters);
   run.inputs = std::move(ports.in);
   run.outputs = std::move(ports.out);
   run.operatorWord = row.word;
   run.component = row.component;
-  if (!row.method.empty()) run.method = row.method;
   if (row.precision > 0) run.testing.precision = row.precision;
   run.modelOptions.unitSettings = unitSettings(run.testing);
-  run.built =
+  auto built =
       operators::build(row, *parameters, run.modelOptions,
                        {run.topName, run.testName, run.wrapperType}, run.inputs, run.outputs);
+  if (!built) util::exitWith(built.failure());
+  run.built = std::move(*built);
+  if (!run.built.method.empty()) run.method = run.built.method;
   run.operatorType = row.type;
   std::erase_if(run.lateOptions, [](const OptionRow* row) { return row->reach == Reach::kUnit; });
-  return row.parameters.size();
+  return parameters->size();
 }
 
 }  // namespace
@@ -97,8 +102,6 @@ void walk(RunState& run, util::Words words) {
                                                    run.modelOptions.modelSpecificAdjustment());
     if (const operators::OperatorRow* row = operators::findOperator(word))
       words = behind.subspan(buildOperator(run, *row, behind));
-    else if (isInUsage(word))
-      util::exitWith({fmt::format("{}: this version has no unit for it", word)});
     else
       std::fflush(stdout);  // the walk stays at this word: let its lines be seen
   }

@@ -1,11 +1,79 @@
 #pragma once
 
-// The operator under test, by its number: the key of the operator rows, of the hand tests and of
-// the choice of population. Words that need no distinction share a number.
+// The operator under test, by its number: the key of the operator rows, of the catalogue, of the
+// hand tests and of the choice of population. Words that need no distinction share a number; 0
+// stands for no operator.
 using componentType = int;
 
+inline constexpr componentType FXPTOFP = 10;
+inline constexpr componentType FPTOFXP = 11;
+inline constexpr componentType FPTOFXP_RNDSEL = 12;
 inline constexpr componentType FPADD = 15;
+inline constexpr componentType FPADDEXPERT = 16;
 inline constexpr componentType FPMUL = 17;
+inline constexpr componentType FPMULEXPERT = 18;
+inline constexpr componentType FPDIV = 20;
+inline constexpr componentType FPDIV_V1 = 21;
+inline constexpr componentType FPDIVSQRT = 22;
+inline constexpr componentType FPFUSEDADDSUB = 25;
 inline constexpr componentType FPMULTACC = 26;
+inline constexpr componentType FPINVERSE = 30;
+inline constexpr componentType FPSQRT = 31;
+inline constexpr componentType FPCBRT = 32;
+inline constexpr componentType FPRECIPSQRT = 33;
+inline constexpr componentType FPFLOOR = 34;
+inline constexpr componentType FPCEIL = 35;
+inline constexpr componentType FPROUND = 36;
+inline constexpr componentType FPRINT = 37;
+inline constexpr componentType FPFRAC = 39;
+inline constexpr componentType FPMOD = 40;
+inline constexpr componentType FPABS = 41;
+inline constexpr componentType FPDIM = 42;
+inline constexpr componentType FPMIN = 43;
+inline constexpr componentType FPMAX = 44;
+inline constexpr componentType FPMINABS = 45;
+inline constexpr componentType FPMAXABS = 46;
+inline constexpr componentType FPMINMAXFUSED = 47;
+inline constexpr componentType FPMINMAXABSFUSED = 48;
+inline constexpr componentType FPCOMPARE_LT = 50;
+inline constexpr componentType FPCOMPARE_LE = 51;
+inline constexpr componentType FPCOMPARE_EQ = 52;
+inline constexpr componentType FPCOMPARE_GE = 53;
+inline constexpr componentType FPCOMPARE_GT = 54;
+inline constexpr componentType FPCOMPARE_NE = 55;
+inline constexpr componentType FPCOMPAREFUSED = 56;
+inline constexpr componentType FPSINX = 57;
+inline constexpr componentType FPCOSX = 58;
+inline constexpr componentType FPCOSXNORR = 59;
+inline constexpr componentType FPSINXNORR = 60;
+inline constexpr componentType FPSINCOSX = 61;
+inline constexpr componentType FPSINCOSPIX = 62;
+inline constexpr componentType FPTANX = 63;
+inline constexpr componentType FPCOTX = 64;
+inline constexpr componentType FPARCSINX = 71;
+inline constexpr componentType FPARCSINPI = 72;
+inline constexpr componentType FPARCCOSX = 73;
+inline constexpr componentType FPARCCOSPI = 74;
+inline constexpr componentType FPARCTANX = 75;
+inline constexpr componentType FPARCTAN2 = 76;
+inline constexpr componentType FPARCTANPI = 77;
+inline constexpr componentType FPSINPIX = 78;
+inline constexpr componentType FPCOSPIX = 79;
+inline constexpr componentType FPTANPIX = 80;
+inline constexpr componentType FPCOTPIX = 81;
+inline constexpr componentType FPLDEXP = 82;
+inline constexpr componentType FPHYPOT = 84;
+inline constexpr componentType FPHYPOT3D = 85;
 inline constexpr componentType FPFOLDEDALU = 87;
+inline constexpr componentType FPFUSEDMULTIFUNCTION = 89;
+inline constexpr componentType FPLN = 91;
+inline constexpr componentType FPLN1PX = 92;
+inline constexpr componentType FPLOG10 = 93;
+inline constexpr componentType FPLOG2 = 94;
+inline constexpr componentType FPEXPM1 = 95;
+inline constexpr componentType FPEXP2 = 96;
+inline constexpr componentType FPEXP10 = 97;
+inline constexpr componentType FPEXP = 98;
+inline constexpr componentType FPPOWR = 99;
+inline constexpr componentType FPPOW = 101;
 inline constexpr componentType MODULAR_MULT_BARRETT = 112;

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "backend/model/model.h"
 #include "operators/operator_row.h"
@@ -14,6 +15,7 @@ struct BuiltOperator {
   std::unique_ptr<CSynthSingleEntity> model, testModel;
   CArithmeticUnit* unit = nullptr;
   CArithmeticUnit* testUnit = nullptr;
+  std::string_view method;  // reported as @method; empty when neither row nor unit names one
 };
 
 // What the models are called and wrapped in.
@@ -23,9 +25,10 @@ struct ModelNames {
 };
 
 // Makes the models with the run's ports `inputs` and `outputs`, and in each the unit of `row` for
-// these parameters. The options count as they are now, for each model keeps a copy.
-BuiltOperator build(const OperatorRow& row, const Parameters& parameters, CModelOptions& options,
-                    const ModelNames& names, const PortSpecList& inputs,
-                    const PortSpecList& outputs);
+// these parameters. The options count as they are now, for each model keeps a copy. Fails when no
+// unit computes the operator.
+util::Result<BuiltOperator> build(const OperatorRow& row, const Parameters& parameters,
+                                  CModelOptions& options, const ModelNames& names,
+                                  const PortSpecList& inputs, const PortSpecList& outputs);
 
 }  // namespace operators

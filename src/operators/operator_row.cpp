@@ -4,8 +4,7 @@
 
 #include <algorithm>
 
-#include "operators/floating_rows.h"
-#include "operators/integer_rows.h"
+#include "operators/row_tables.h"
 #include "util/strings.h"
 
 namespace operators {
@@ -24,9 +23,15 @@ std::string namesOf(std::span<const Parameter> parameters) {
 
 std::vector<OperatorRow> chain() {
   std::vector<OperatorRow> rows;
-  for (std::span<const OperatorRow> part : {floatingRows(), integerRows()})
+  for (std::span<const OperatorRow> part :
+       {floatFunctionRows(), floatSumRows(), floatProductRows(), fixedRows(), longIntegerRows()})
     rows.insert(rows.end(), part.begin(), part.end());
   return rows;
+}
+
+bool isCalled(const OperatorRow& row, const std::string& word) {
+  if (row.spelling == Spelling::kExact) return row.word == word;
+  return util::caseInsensitiveEquals(word, std::string(row.word));
 }
 
 }  // namespace
@@ -38,24 +43,35 @@ std::span<const OperatorRow> operatorRows() {
 
 const OperatorRow* findOperator(const std::string& word) {
   const auto rows = operatorRows();
-  const auto found = std::ranges::find_if(rows, [&](const OperatorRow& row) {
-    return util::caseInsensitiveEquals(word, std::string(row.word));
-  });
+  const auto found =
+      std::ranges::find_if(rows, [&](const OperatorRow& row) { return isCalled(row, word); });
   return found == rows.end() ? nullptr : &*found;
+}
+
+std::string testNameOf(const OperatorRow& row) {
+  return row.testName.empty() ? std::string(row.unitName) + "TestBench" : std::string(row.testName);
 }
 
 util::Result<Parameters> readParameters(const OperatorRow& row, util::Words behind) {
   if (auto failure = util::missingWords(std::string(row.word), namesOf(row.parameters), behind))
     return *failure;
-  std::vector<int> values;
-  for (std::size_t k = 0; k < row.parameters.size(); ++k) {
+  const std::size_t named = row.parameters.size();
+  for (std::size_t k = 0; k < named; ++k) {
     const auto& [name, low, high] = row.parameters[k];
-    values.push_back(util::integerOf(behind[k]));
-    if (values.back() < low || values.back() > high)
+    const int value = util::integerOf(behind[k]);
+    if (value < low || value > high)
       return util::Failure{
           fmt::format("{}: {} {} is out of range {} to {}", row.word, name, behind[k], low, high)};
   }
-  return Parameters(std::move(values));
+  const auto taken = [&](std::size_t count) {
+    return Parameters({behind.begin(), behind.begin() + static_cast<std::ptrdiff_t>(count)}, named);
+  };
+  if (!row.furtherWords.count) return taken(named);
+  const std::size_t further = row.furtherWords.count(taken(named));
+  if (behind.size() - named < further)
+    return util::Failure{fmt::format("{}: the line ends before {} {} of {}", row.word,
+                                     row.furtherWords.name, behind.size() - named + 1, further)};
+  return taken(named + further);
 }
 
 }  // namespace operators

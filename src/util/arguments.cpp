@@ -3,14 +3,23 @@
 #include <algorithm>
 #include <stdexcept>
 
-const char* const* Options::find(const std::string& name) const {
-  return std::find(begin, end, name);
+namespace {
+
+const char* const* find(const Options& options, const std::string& name) {
+  return std::find(options.begin, options.end, name);
 }
 
-bool Options::has(const std::string& name) const { return find(name) != end; }
+}  // namespace
+
+bool Options::has(const std::string& name) const { return find(*this, name) != end; }
+
+int Options::wordsBehind(const std::string& name) const {
+  const char* const* place = find(*this, name);
+  return place == end ? 0 : static_cast<int>(end - place) - 1;
+}
 
 std::string Options::getArg(const std::string& name, const std::string& defaultValue) const {
-  const char* const* place = find(name);
+  const char* const* place = find(*this, name);
   if (place == end || place + 1 == end) return defaultValue;
   return place[1];
 }
@@ -18,7 +27,7 @@ std::string Options::getArg(const std::string& name, const std::string& defaultV
 std::vector<std::string> Options::getArgs(const std::string& name, int count,
                                           const std::string& defaultValue) const {
   std::vector<std::string> words;
-  const char* const* place = find(name);
+  const char* const* place = find(*this, name);
   const bool found = place != end;
   for (int k = 0; k < count; ++k) {
     if (!found) {

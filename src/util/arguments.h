@@ -4,11 +4,13 @@
 #include <vector>
 
 // The search view over the words of a command line, without the program's name. Owns nothing.
-class Options {
- public:
-  Options(const char* const* begin, const char* const* end) : begin(begin), end(end) {}
+struct Options {
+  const char* const* begin;
+  const char* const* end;
 
   bool has(const std::string& name) const;
+  // How many words stand behind the first word equal to `name`; 0 when no word is.
+  int wordsBehind(const std::string& name) const;
   // The word behind the first word equal to `name`; `defaultValue` when there is none.
   std::string getArg(const std::string& name, const std::string& defaultValue) const;
   // The `count` words behind the first word equal to `name`, or as many copies of `defaultValue`
@@ -16,10 +18,4 @@ class Options {
   // logic error.
   std::vector<std::string> getArgs(const std::string& name, int count,
                                    const std::string& defaultValue) const;
-
- private:
-  const char* const* find(const std::string& name) const;
-
-  const char* const* begin;
-  const char* const* end;
 };

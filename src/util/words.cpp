@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cctype>
 #include <cstdlib>
 #include <vector>
 
@@ -33,6 +34,17 @@ std::optional<Failure> missingWords(const std::string& word, std::string_view na
   const std::string_view missing = names.substr(parts[behind.size()].data() - names.data());
   return Failure{
       fmt::format("{0}: the line ends before {2} (usage: {0} {1})", word, names, missing)};
+}
+
+std::string joined(Words words) {
+  std::string text;
+  for (const char* word : words) {
+    if (!text.empty()) text += ' ';
+    text += word;
+  }
+  std::ranges::replace_if(
+      text, [](unsigned char letter) { return std::iscntrl(letter) != 0; }, '?');
+  return text;
 }
 
 int bitsForValue(long value) {

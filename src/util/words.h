@@ -23,6 +23,10 @@ std::optional<Failure> missingWords(const std::string& word, std::string_view na
 // The number of names in such a text.
 int countNames(std::string_view names);
 
+// The words as one line of text, fit for a comment of a generated file: a control character in them
+// shows as a question mark.
+std::string joined(Words words);
+
 // The integers below 2^bits that `value` is among with the fewest bits; 1 for 0.
 int bitsForValue(long value);
 

@@ -28,6 +28,12 @@ TEST(Words, ALineThatEndsTooEarlyNamesTheWordsThatAreMissing) {
   EXPECT_FALSE(util::missingWords("-enable", "", {}));
 }
 
+TEST(Words, ALineOfThemHasNoControlCharacters) {
+  const char* words[] = {"-label", "x\nentity y", "", "FPAdd"};
+  EXPECT_EQ(util::joined(words), "-label x?entity y  FPAdd");
+  EXPECT_EQ(util::joined({}), "");
+}
+
 TEST(Words, BitsForAValueHoldTheValueItself) {
   EXPECT_EQ(util::bitsForValue(0), 1);
   EXPECT_EQ(util::bitsForValue(1), 1);
@@ -55,6 +61,9 @@ TEST_F(Arguments, AWordBehindANameIsItsValue) {
   EXPECT_EQ(options.getArg("-last", "d"), "d");
   EXPECT_TRUE(options.has("-last"));
   EXPECT_FALSE(options.has("-none"));
+  EXPECT_EQ(options.wordsBehind("-x"), 3);
+  EXPECT_EQ(options.wordsBehind("-last"), 0);
+  EXPECT_EQ(options.wordsBehind("-none"), 0);
 }
 
 TEST_F(Arguments, SeveralWordsAreTakenWhateverTheyAre) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "util/failure.h"
 
@@ -26,7 +27,20 @@ Scaled scaledSum(const std::vector<ErrorBudget::Term>& terms) {
   return result;
 }
 
+// value / 2^scale as a double that is not below it.
+double roundedUp(const MPZ& value, int scale) {
+  if (value.isZero()) return 0;
+  long exponent = 0;
+  double mantissa = mpz_get_d_2exp(&exponent, value.get());
+  constexpr std::size_t kMantissa = std::numeric_limits<double>::digits;
+  if (mpz_sizeinbase(value.get(), 2) - mpz_scan1(value.get(), 0) > kMantissa)
+    mantissa = std::nextafter(mantissa, 2.0);
+  return std::ldexp(mantissa, static_cast<int>(exponent) - scale);
+}
+
 }  // namespace
+
+double ErrorBudget::Term::ulps() const { return roundedUp(numerator, log2Denominator); }
 
 void ErrorBudget::add(const std::string& name, const MPZ& numerator, int log2Denominator) {
   LOAM_ASSERT(numerator.sign() >= 0 && log2Denominator >= 0, "a bound of an error");
@@ -35,19 +49,26 @@ void ErrorBudget::add(const std::string& name, const MPZ& numerator, int log2Den
 
 double ErrorBudget::sum() const {
   const Scaled total = scaledSum(rows);
-  long exponent = 0;
-  const double mantissa = mpz_get_d_2exp(&exponent, total.sum.get());
-  return std::ldexp(mantissa, static_cast<int>(exponent) - total.scale);
+  return roundedUp(total.sum, total.scale);
 }
 
-void ErrorBudget::assertKept() const {
+void ErrorBudget::assertKept(ErrorBudgets* stated) const {
   const Scaled total = scaledSum(rows);
   // promised * 2^scale is exact in a double that is scaled by a power of two.
-  if (mpz_cmp_d(total.sum.get(), std::ldexp(promised, total.scale)) <= 0) return;
+  if (mpz_cmp_d(total.sum.get(), std::ldexp(promised, total.scale)) <= 0) {
+    if (stated && std::ranges::find(*stated, *this) == stated->end()) stated->push_back(*this);
+    return;
+  }
   std::string parts;
   for (const Term& term : rows)
     parts += fmt::format(" {} {}/2^{}", term.name, term.numerator.toText(10), term.log2Denominator);
   LOAM_ASSERT(false, fmt::format("errors of{} ulp keep the promise of {} ulp", parts, promised));
+}
+
+void stateRounding(ErrorBudgets* stated, bool toNearest) {
+  ErrorBudget budget(toNearest ? 0.5 : 1);
+  budget.add("rounding", 1, toNearest ? 1 : 0);
+  budget.assertKept(stated);
 }
 
 }  // namespace arithmetic

@@ -37,8 +37,12 @@ bool isMixedGradual(const Unpacked& x, const Unpacked& y, const FloatFormat& out
 
 }  // namespace
 
+bool mayKeepZeroFields(const FloatFormat& a, const FloatFormat& other, const FloatFormat& out) {
+  return !a.gradual && !other.gradual && !out.gradual;
+}
+
 AddOperands prepareAddition(Builder& b, const Unpacked& a, const Unpacked& addend,
-                            const FloatFormat& out) {
+                            const FloatFormat& out, ZeroFields zeros) {
   for (const FloatFormat& format : {a.format, addend.format})
     LOAM_ASSERT(format.exponentBits == out.exponentBits && format.fractionBits == out.fractionBits,
                 "the ports of an adder have equal widths");
@@ -46,6 +50,9 @@ AddOperands prepareAddition(Builder& b, const Unpacked& a, const Unpacked& adden
   result.a = a;
   result.b = addend;
   result.fractionBits = out.fractionBits;
+  result.zerosHaveFields = zeros == ZeroFields::kAsTheyAre;
+  LOAM_ASSERT(!result.zerosHaveFields || mayKeepZeroFields(a.format, addend.format, out),
+              "formats whose zeros are told by their top bits");
   if (isMixedGradual(a, addend, out)) {
     widen(b, result.a);
     widen(b, result.b);
@@ -64,10 +71,11 @@ Ordered orderByMagnitude(Builder& b, const AddOperands& x) {
   // follows from the exponent where every 0 exponent is a zero.
   const bool fpLib = x.a.format.fpLib || x.b.format.fpLib;
   const auto key = [&](const Unpacked& operand) {
-    const int fraction = operand.significand.width - 1;
-    return !fpLib && !operand.format.gradual
-               ? b.concat({operand.exponent, b.slice(operand.significand, 0, fraction)})
-               : b.concat({operand.exponent, operand.significand});
+    const Signal fraction = b.slice(operand.significand, 0, operand.significand.width - 1);
+    if (!fpLib && !operand.format.gradual) return b.concat({operand.exponent, fraction});
+    if (x.zerosHaveFields)
+      return b.concat({b.topBit(operand.significand), operand.exponent, fraction});
+    return b.concat({operand.exponent, operand.significand});
   };
   Ordered result;
   const Signal swap = b.less(key(x.a), key(x.b));
@@ -76,13 +84,20 @@ Ordered orderByMagnitude(Builder& b, const AddOperands& x) {
   result.exponent = b.select(swap, x.b.exponent, x.a.exponent);
   result.greater = b.select(swap, x.b.significand, x.a.significand);
   result.lesser = b.select(swap, x.a.significand, x.b.significand);
-  result.distance = b.subtract(result.exponent, b.select(swap, x.a.exponent, x.b.exponent));
+  // The lower exponent is the one of the two that the higher is not: no choice of its own, for a
+  // bit of the subtraction looks at both.
+  result.distance =
+      b.subtract(result.exponent, b.bitXor(b.bitXor(x.a.exponent, x.b.exponent), result.exponent));
+  if (x.zerosHaveFields) result.lesserCounts = b.topBit(result.lesser);
   return result;
 }
 
 AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits, bool hasClosePath) {
   AlignmentPlan plan{.rounding = options.rounding};
-  if (options.ulps < 1) return plan;
+  if (options.ulps < 1) {
+    stateRounding(options.budgets, options.rounding.isNearest());
+    return plan;
+  }
   plan.guardBits = 1;
   plan.sticky = false;
   plan.rounding = {.mode = RoundMode::kTowardZero};
@@ -97,16 +112,15 @@ AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits, 
 
   // Truncations of the lesser operand and of the result pull a difference in opposite directions;
   // in a sum whatever the one leaves is on the grid of the other.
-  ErrorBudget above(options.ulps), below(options.ulps);
+  ErrorBudget above(options.ulps, "above"), below(options.ulps, "below");
   above.add("alignment", util::MPZ::powerOfTwo(far + 1));
-  above.assertKept();
+  above.assertKept(options.budgets);
   // A ones' complement is one unit of the last guard place too low, which an exact result feels.
   const int borrow = plan.guardBits > 0 ? 1 : 2;
   plan.farBorrows = !options.onesComplement || options.ulps < borrow + 1;
-  if (plan.farBorrows) return plan;
-  below.add("ones' complement", borrow);
+  if (!plan.farBorrows) below.add("ones' complement", borrow);
   below.add("truncation", 1);
-  below.assertKept();
+  below.assertKept(options.budgets);
   return plan;
 }
 
@@ -118,10 +132,11 @@ Aligned alignOperands(Builder& b, const Ordered& x, const AlignmentPlan& plan) {
   result.greater = b.concat({b.zeros(1), x.greater, b.zeros(below)});
   result.borrow = b.bit(true);
   if (plan.sticky) {
-    const ShiftedRight moved = shiftRightSticky(b, lesser, x.distance);
+    const ShiftedRight moved = shiftRightSticky(b, lesser, x.distance, x.lesserCounts);
     result.lesser = b.concat({b.zeros(1), moved.bits, moved.sticky});
   } else {
-    result.lesser = b.concat({b.zeros(1), shiftRight(b, lesser, x.distance, plan.nearBits)});
+    result.lesser =
+        b.concat({b.zeros(1), shiftRight(b, lesser, x.distance, plan.nearBits, x.lesserCounts)});
   }
   if (!plan.farBorrows && x.distance.width > 1)
     result.borrow = b.isZero(b.slice(x.distance, 1, x.distance.width - 1));
@@ -133,15 +148,37 @@ Signal addAligned(Builder& b, const Aligned& x, Signal subtracts) {
                     b.bitAnd(subtracts, x.borrow));
 }
 
+namespace {
+
+// 1 - count as a signed number of `width` bits: one table of a count of up to six bits, which an
+// addition takes in.
+Signal oneMinus(Builder& b, Signal count, int width) {
+  if (count.width > 6) return b.subtract(b.literal(1, width), b.zeroExtend(count, width));
+  util::MPZ table;
+  for (unsigned long i = 0; i < 1ul << count.width; ++i)
+    table = table | ((util::MPZ(1) - util::MPZ(i)).lowBits(width) << (i * width));
+  return b.lut(count, table, width);
+}
+
+}  // namespace
+
 NormalisedSum normaliseSum(Builder& b, Signal sum, Signal exponent, int fractionBits,
                            const FloatFormat& out) {
   const auto scope = b.scope("normalise");
   // Carry, significand and one guard bit. What stands below comes from far operands, whose sum
   // moves by one place at most.
   const int counted = fractionBits + 3;
-  const LeadingZeros zeros = countLeadingZeros(b, b.slice(sum, sum.width - counted, counted));
-  const Signal count = out.gradual ? smaller(b, zeros.count, exponent) : zeros.count;
   const int width = signedWidth(-counted, (1L << exponent.width) + 1);
+  if (!out.gradual) {
+    const NearlyNormalised normal = normaliseNearly(b, sum, std::min(counted, sum.width));
+    return {.exponent = b.zeroExtend(exponent, width),
+            .significand = normal.bits,
+            .isZero = normal.allZero,
+            .leftShift = normal.rest,
+            .exponentAddend = oneMinus(b, normal.count, width)};
+  }
+  const LeadingZeros zeros = countLeadingZeros(b, b.slice(sum, sum.width - counted, counted));
+  const Signal count = smaller(b, zeros.count, exponent);
   const Signal next = b.add(b.zeroExtend(exponent, width), b.literal(1, width));
   return {.exponent = b.subtract(next, b.zeroExtend(count, width)),
           .significand = shiftLeft(b, sum, count, counted - 1),
@@ -149,9 +186,9 @@ NormalisedSum normaliseSum(Builder& b, Signal sum, Signal exponent, int fraction
 }
 
 Unrounded addSinglePathUnrounded(Builder& b, const Unpacked& a, const Unpacked& addend,
-                                 const FloatAdderOptions& options) {
+                                 const FloatAdderOptions& options, ZeroFields zeros) {
   const auto scope = b.scope("single_path_adder");
-  const AddOperands operands = prepareAddition(b, a, addend, options.out);
+  const AddOperands operands = prepareAddition(b, a, addend, options.out, zeros);
   const AlignmentPlan plan = planAlignment(options, operands.fractionBits, /*hasClosePath=*/false);
   const Ordered ordered = orderByMagnitude(b, operands);
   const Aligned aligned = alignOperands(b, ordered, plan);
@@ -159,26 +196,47 @@ Unrounded addSinglePathUnrounded(Builder& b, const Unpacked& a, const Unpacked& 
   const Signal sum = addAligned(b, aligned, subtracts);
   const NormalisedSum normal =
       normaliseSum(b, sum, ordered.exponent, operands.fractionBits, options.out);
+  const Signal isZero = operands.zerosHaveFields
+                            ? b.bitOr(normal.isZero, b.bitNot(b.topBit(ordered.greater)))
+                            : normal.isZero;
   // An exact zero from operands of both signs has a sign of its own.
   const Signal zeroSign = b.select(subtracts, roundsDown(b, plan.rounding), ordered.sign);
   const Signal sign =
-      b.select(operands.isInf, operands.infSign, b.select(normal.isZero, zeroSign, ordered.sign));
+      b.select(operands.isInf, operands.infSign, b.select(isZero, zeroSign, ordered.sign));
   return {.sign = sign,
           .exponent = normal.exponent,
           .significand = normal.significand,
           .sticky = b.bit(false),
-          .isZero = normal.isZero,
+          .isZero = isZero,
           .isInf = operands.isInf,
           .isNan = operands.isNan,
-          .tinyIsExact = true};
+          .tinyIsExact = true,
+          .leftShift = normal.leftShift,
+          .exponentAddend = normal.exponentAddend};
 }
 
 Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
-                     const FloatAdderOptions& options) {
+                     const FloatAdderOptions& options, ZeroFields zeros) {
   const AlignmentPlan plan =
       planAlignment(options, options.out.fractionBits, /*hasClosePath=*/false);
-  return roundAndPack(b, addSinglePathUnrounded(b, a, addend, options), options.out, plan.rounding,
-                      options.quietNaN);
+  return roundAndPack(b, addSinglePathUnrounded(b, a, addend, options, zeros), options.out,
+                      plan.rounding, options.quietNaN);
+}
+
+Signal positiveDifference(Builder& b, const Unpacked& a, Unpacked subtrahend,
+                          const FloatAdderOptions& options) {
+  const Signal sameInfinity =
+      b.bitAnd(b.bitAnd(a.isInf, subtrahend.isInf), b.bitNot(b.bitXor(a.sign, subtrahend.sign)));
+  subtrahend.sign = b.bitNot(subtrahend.sign);
+  const AlignmentPlan plan =
+      planAlignment(options, options.out.fractionBits, /*hasClosePath=*/false);
+  Unrounded x = addSinglePathUnrounded(b, a, subtrahend, options);
+  const Signal notPositive = b.bitOr(x.sign, sameInfinity);
+  x.isZero = b.bitOr(x.isZero, notPositive);
+  x.isInf = b.bitAnd(x.isInf, b.bitNot(notPositive));
+  x.isNan = b.bitOr(a.isNan, subtrahend.isNan);
+  x.sign = b.bit(false);
+  return roundAndPack(b, x, options.out, plan.rounding, options.quietNaN);
 }
 
 }  // namespace arithmetic

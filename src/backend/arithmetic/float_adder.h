@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/floating_point.h"
 
 namespace arithmetic {
@@ -14,7 +15,12 @@ struct FloatAdderOptions {
   // From 2 ulps on subtract by the ones' complement where the operands are far apart.
   bool onesComplement = false;
   bool quietNaN = false;
+  ErrorBudgets* budgets = nullptr;
 };
+
+// True when the single-path and the fused adder take operands unpacked with their zeros' fields as
+// they are, which costs less: no port has subnormals.
+bool mayKeepZeroFields(const FloatFormat& a, const FloatFormat& other, const FloatFormat& out);
 
 // a + b, packed; subtract by flipping the sign of b. All three formats have the same exponent and
 // fraction widths, and agree on gradual underflow where they are IEEE-style.
@@ -27,13 +33,20 @@ struct FloatAdderOptions {
 // result's last place, and down by the packing, so they are one of the two neighbours. Every
 // doubling of the bound frees one more of the lowest columns from all but the first alignment
 // level.
+//   zeros  how both operands were unpacked
 Signal addSinglePath(Builder& b, const Unpacked& a, const Unpacked& addend,
-                     const FloatAdderOptions& options);
+                     const FloatAdderOptions& options, ZeroFields zeros = ZeroFields::kCleared);
 // The same before the rounding, for a correctly rounded result.
 Unrounded addSinglePathUnrounded(Builder& b, const Unpacked& a, const Unpacked& addend,
-                                 const FloatAdderOptions& options);
+                                 const FloatAdderOptions& options,
+                                 ZeroFields zeros = ZeroFields::kCleared);
 
-// The same function by two paths (Farmwald, 1981), for a short way through: subtraction of operands
+// a - subtrahend where that is positive, else +0, packed; NaN for a NaN only. Otherwise as
+// addSinglePath().
+Signal positiveDifference(Builder& b, const Unpacked& a, Unpacked subtrahend,
+                          const FloatAdderOptions& options);
+
+// a + b by two paths (Farmwald, 1981), for a short way through: subtraction of operands
 // whose exponents differ by at most 1 needs no alignment beyond one place and, when bits cancel, no
 // rounding; everything else needs no normalisation beyond one place.
 Signal addDualPath(Builder& b, const Unpacked& a, const Unpacked& addend,

@@ -12,15 +12,19 @@ struct AddOperands {
   Signal subtracts;      // the signs differ
   Signal isInf, isNan;   // of the sum
   Signal infSign;        // of an infinite sum
+  // The fields of zeros are as they are: where an operand that has no subnormals has top bit 0, it
+  // is a zero whatever stands below.
+  bool zerosHaveFields = false;
 };
 AddOperands prepareAddition(Builder& b, const Unpacked& a, const Unpacked& addend,
-                            const FloatFormat& out);
+                            const FloatFormat& out, ZeroFields zeros = ZeroFields::kCleared);
 
 // The operands by magnitude; of two equal ones the first counts as the greater.
 struct Ordered {
   Signal swapped;  // the second operand is the greater
   Signal sign, exponent, greater, lesser;
-  Signal distance;  // of the exponents, unsigned
+  Signal distance;        // of the exponents, unsigned
+  Signal lesserCounts{};  // when it is a signal and 0, the lesser operand is 0 whatever it holds
 };
 Ordered orderByMagnitude(Builder& b, const AddOperands& x);
 
@@ -47,10 +51,11 @@ Aligned alignOperands(Builder& b, const Ordered& x, const AlignmentPlan& plan);
 // greater + lesser, or with `subtracts` greater - lesser.
 Signal addAligned(Builder& b, const Aligned& x, Signal subtracts);
 
-// A sum of aligned operands shifted until its top bit is 1. With gradual underflow the exponent
-// does not fall below the lowest one.
+// A sum of aligned operands shifted until its top bit is 1, as far as it is not left to the
+// rounding (see Unrounded). With gradual underflow the exponent does not fall below the lowest one.
 struct NormalisedSum {
   Signal exponent, significand, isZero;
+  Signal leftShift{}, exponentAddend{};
 };
 NormalisedSum normaliseSum(Builder& b, Signal sum, Signal exponent, int fractionBits,
                            const FloatFormat& out);

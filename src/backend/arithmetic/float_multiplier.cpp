@@ -62,13 +62,15 @@ Allowance allowanceOf(int aWidth, int bWidth, const TruncationGoal& goal) {
 // sides stay below one place, so a product on the grid is its own result.
 void assertBudget(const Allowance& allowance, const TruncationGoal& goal) {
   const int scale = std::max(0, goal.droppedBits), up = std::max(0, -goal.droppedBits);
-  ErrorBudget below(goal.ulps), above(goal.ulps);
-  below.add("corner left out", (MPZ::powerOfTwo(allowance.bits) - allowance.correction) << up,
-            scale);
+  ErrorBudget below(goal.ulps, "below"), above(goal.ulps, "above");
+  if (allowance.bits > 0)
+    below.add("corner left out", (MPZ::powerOfTwo(allowance.bits) - allowance.correction) << up,
+              scale);
   below.add("truncation", 1);
-  below.assertKept();
+  below.assertKept(goal.budgets);
+  if (allowance.correction.isZero()) return;
   above.add("correction", allowance.correction << up, scale);
-  above.assertKept();
+  above.assertKept(goal.budgets);
 }
 
 Unpacked normalised(Builder& b, Unpacked x, int exponentWidth) {
@@ -105,7 +107,7 @@ TruncationPlan planTruncation(int aWidth, int bWidth, const TruncationGoal& goal
     if (const double cost = truncatedCost(aWidth, bWidth, plan, prices); cost < lowest)
       lowest = cost, best = plan;
   }
-  if (best.a > 0) assertBudget(allowance, goal);
+  assertBudget(best.a > 0 ? allowance : Allowance{}, goal);
   return best;
 }
 
@@ -119,34 +121,36 @@ UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Un
   const long least = rebias - a.format.fractionBits - factor.format.fractionBits;
   const long most = rebias + highest(a.format) + highest(factor.format);
   const int width = std::max({signedWidth(least - 1, most + 2), signedWidth(0, highest(a.format)),
-                              signedWidth(0, highest(factor.format)), signedWidth(rebias, 0)});
+                              signedWidth(0, highest(factor.format)), signedWidth(rebias, 0),
+                              out.exponentBits + 1});
   const Unpacked x = normalised(b, a, width), y = normalised(b, factor, width);
 
   const bool truncates = options.ulps >= 1;
+  if (!truncates) stateRounding(options.budgets, options.rounding.isNearest());
   TruncationGoal goal{a.format.fractionBits + factor.format.fractionBits - out.fractionBits,
-                      options.ulps, out.gradual};
+                      options.ulps, out.gradual, options.budgets};
   // Beside subnormals an FPLib result is a zero or a regular number as the exact product says.
   if (out.fpLib && (a.format.gradual || factor.format.gradual)) goal.ulps = 1;
   const Signal full = truncates
                           ? truncatedProduct(b, x.significand, y.significand, goal, options.prices)
                           : b.multiply(x.significand, y.significand);
   const Signal isTwoOrMore = b.topBit(full);
-  const Signal offset = b.literal(rebias, width);
-  const auto exponent = [&](bool carry) {
-    return b.addThree(x.exponent, y.exponent, offset, b.bit(carry));
-  };
+  const auto bits = static_cast<unsigned long>(width);
+  const MPZ offsets = (MPZ(rebias + 1).lowBits(bits) << bits) | MPZ(rebias).lowBits(bits);
   const RoundingRule rounding =
       truncates ? RoundingRule{.mode = RoundMode::kTowardZero} : options.rounding;
   Unrounded result{
       .sign = b.bitXor(a.sign, factor.sign),
-      .exponent = b.select(isTwoOrMore, exponent(true), exponent(false)),
-      .significand = b.select(isTwoOrMore, full, b.shiftedUp(b.slice(full, 0, full.width - 1), 1)),
+      .exponent = b.add(x.exponent, y.exponent),
+      .significand = full,
       .sticky = b.bit(false),
       .isZero = b.bitOr(a.isZero, factor.isZero),
       .isInf = b.bitOr(a.isInf, factor.isInf),
-      .isNan = b.bitOr(b.bitOr(a.isNan, factor.isNan), b.bitOr(b.bitAnd(a.isZero, factor.isInf),
-                                                               b.bitAnd(a.isInf, factor.isZero)))};
-  if (out.gradual) result = denormalise(b, result, out, /*needsSticky=*/!truncates);
+      .isNan = b.bitOr(b.bitOr(a.isNan, factor.isNan),
+                       b.bitOr(b.bitAnd(a.isZero, factor.isInf), b.bitAnd(a.isInf, factor.isZero))),
+      .leftShift = b.bitNot(isTwoOrMore),
+      .exponentAddend = b.lut(isTwoOrMore, offsets, width)};
+  if (out.gradual) result = denormalise(b, settled(b, result), out, /*needsSticky=*/!truncates);
   return {result, rounding};
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/floating_point.h"
 
 namespace arithmetic {
@@ -17,6 +18,7 @@ struct FloatMultiplierOptions {
   double ulps = 0.5;
   bool quietNaN = false;
   MultiplierPrices prices;
+  ErrorBudgets* budgets = nullptr;
 };
 
 // a * b, packed; every port has a format of its own.
@@ -48,6 +50,7 @@ struct TruncationGoal {
   double ulps = 1;      // bound of the error, at least 1
   // Results are not below the truncated exact product, so that a subnormal one keeps off zero.
   bool keepsUp = false;
+  ErrorBudgets* budgets = nullptr;
 };
 // The plan that saves most; an empty corner where none pays.
 TruncationPlan planTruncation(int aWidth, int bWidth, const TruncationGoal& goal,

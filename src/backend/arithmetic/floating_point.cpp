@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <vector>
 
 #include "backend/arithmetic/shifter.h"
 #include "util/failure.h"
@@ -18,34 +19,6 @@ Signal anyOf(Builder& b, std::initializer_list<Signal> bits) { return b.reduceOr
 
 Signal masked(Builder& b, Signal x, Signal keep) { return b.bitAnd(x, b.replicate(keep, x.width)); }
 Signal forced(Builder& b, Signal x, Signal ones) { return b.bitOr(x, b.replicate(ones, x.width)); }
-
-// What stands below the fraction of a significand.
-struct Remainder {
-  Signal half;    // the first bit
-  Signal beyond;  // 1 when anything follows it
-};
-
-// 1 when the magnitude is to be raised by one unit of its last place.
-Signal raises(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Remainder rest) {
-  const Signal inexact = b.bitOr(rest.half, rest.beyond);
-  const Signal nearestEven = b.bitAnd(rest.half, b.bitOr(last, rest.beyond));
-  const Signal down = b.bitAnd(sign, inexact);
-  const Signal up = b.bitAnd(b.bitNot(sign), inexact);
-  if (rule.port) return b.pick(rule.port, std::array{nearestEven, down, up, b.bit(false)});
-  switch (rule.mode) {
-    case RoundMode::kNearestEven:
-      return nearestEven;
-    case RoundMode::kDown:
-      return down;
-    case RoundMode::kUp:
-      return up;
-    case RoundMode::kTowardZero:
-      return b.bit(false);
-    case RoundMode::kNearestAway:
-      return rest.half;
-  }
-  LOAM_ASSERT(false, "a rounding mode");
-}
 
 // 1 when an overflow stops at the largest finite number.
 Signal saturates(Builder& b, const RoundingRule& rule, Signal sign) {
@@ -87,7 +60,7 @@ int signedWidth(long low, long high) {
   return 1 + static_cast<int>(std::bit_width(magnitude));
 }
 
-Unpacked unpack(Builder& b, Signal port, const FloatFormat& format) {
+Unpacked unpack(Builder& b, Signal port, const FloatFormat& format, ZeroFields zeros) {
   LOAM_ASSERT(port.width == format.width(), "a port of its format's width");
   const auto scope = b.scope("unpack");
   const int wE = format.exponentBits, wF = format.fractionBits;
@@ -102,7 +75,7 @@ Unpacked unpack(Builder& b, Signal port, const FloatFormat& format) {
     x.isInf = b.bitAnd(high, b.bitNot(low));
     x.isNan = b.bitAnd(high, low);
     hidden = b.bitNot(x.isZero);
-    x.exponent = masked(b, field, hidden);
+    x.exponent = zeros == ZeroFields::kCleared ? masked(b, field, hidden) : field;
   } else {
     const Signal isTop = b.reduceAnd(field), hasFraction = b.reduceOr(fraction);
     hidden = b.reduceOr(field);
@@ -114,7 +87,20 @@ Unpacked unpack(Builder& b, Signal port, const FloatFormat& format) {
             ? b.concat({b.slice(field, 1, wE - 1), b.bitOr(b.bitOf(field, 0), b.bitNot(hidden))})
             : field;
   }
-  x.significand = b.concat({hidden, format.gradual ? fraction : masked(b, fraction, hidden)});
+  const bool clears = !format.gradual && zeros == ZeroFields::kCleared;
+  x.significand = b.concat({hidden, clears ? masked(b, fraction, hidden) : fraction});
+  return x;
+}
+
+Unrounded settled(Builder& b, Unrounded x) {
+  if (x.leftShift) {
+    x.significand = shiftLeft(b, x.significand, x.leftShift, (1 << x.leftShift.width) - 1);
+    x.leftShift = {};
+  }
+  if (x.exponentAddend) {
+    x.exponent = b.add(x.exponent, x.exponentAddend);
+    x.exponentAddend = {};
+  }
   return x;
 }
 
@@ -122,16 +108,58 @@ Signal roundsDown(Builder& b, const RoundingRule& rule) {
   return rule.port ? b.equal(rule.port, b.literal(1, 2)) : b.bit(rule.mode == RoundMode::kDown);
 }
 
+Signal raises(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Remainder rest) {
+  const Signal inexact = b.bitOr(rest.half, rest.beyond);
+  const Signal nearestEven = b.bitAnd(rest.half, b.bitOr(last, rest.beyond));
+  const Signal down = b.bitAnd(sign, inexact);
+  const Signal up = b.bitAnd(b.bitNot(sign), inexact);
+  if (rule.port) return b.pick(rule.port, std::array{nearestEven, down, up, b.bit(false)});
+  switch (rule.mode) {
+    case RoundMode::kNearestEven:
+      return nearestEven;
+    case RoundMode::kDown:
+      return down;
+    case RoundMode::kUp:
+      return up;
+    case RoundMode::kTowardZero:
+      return b.bit(false);
+    case RoundMode::kNearestAway:
+      return rest.half;
+  }
+  LOAM_ASSERT(false, "a rounding mode");
+}
+
+namespace {
+
+// 1 when one of the lowest `count` bits of `x` shifted left by `shift`, if there is one, is 1. Bits
+// that count whatever the shift are gathered before it is known.
+Signal anyBelow(Builder& b, Signal x, int count, Signal shift) {
+  const auto anyOfLowest = [&](int low, int bits) {
+    return bits > 0 ? b.reduceOr(b.slice(x, low, bits)) : b.bit(false);
+  };
+  if (!shift) return anyOfLowest(0, count);
+  const int most = (1 << shift.width) - 1;
+  const int always = std::max(0, count - most);
+  std::vector<Signal> further;
+  for (int places = 0; places <= most; ++places)
+    further.push_back(anyOfLowest(always, count - places - always));
+  return b.bitOr(anyOfLowest(0, always), b.pick(shift, further));
+}
+
+}  // namespace
+
 RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& format,
                           const RoundingRule& rule) {
   const int wF = format.fractionBits;
   const int missing = std::max(0, wF + 1 - x.significand.width);
-  const Signal significand = b.shiftedUp(x.significand, missing);
-  const int below = significand.width - (wF + 1);
+  const Signal unshifted = b.shiftedUp(x.significand, missing);
+  const int below = unshifted.width - (wF + 1);
+  LOAM_ASSERT(!x.leftShift || (!x.oneMore && !format.gradual), "a shift that the rounding does");
+  const Signal significand =
+      x.leftShift ? shiftLeft(b, unshifted, x.leftShift, (1 << x.leftShift.width) - 1) : unshifted;
   const Signal fraction = b.slice(significand, below, wF);
-  const Signal rest = b.slice(significand, 0, std::max(0, below - 1));
   Remainder remainder{.half = below > 0 ? b.bitOf(significand, below - 1) : b.bit(false),
-                      .beyond = rest.width > 0 ? b.bitOr(x.sticky, b.reduceOr(rest)) : x.sticky};
+                      .beyond = b.bitOr(x.sticky, anyBelow(b, unshifted, below - 1, x.leftShift))};
   Signal oneMore = x.oneMore ? x.oneMore : b.bit(false);
   LOAM_ASSERT(!x.oneMore || (missing == 0 && below <= 1), "a unit of the last place or its half");
   if (below > 0) {
@@ -154,9 +182,13 @@ Signal pack(Builder& b, const Unrounded& x, const FloatFormat& format, const Rou
   const auto [hidden, fraction, raise] = roundingStep(b, x, format, rule);
 
   // A carry out of the fraction enters the exponent, and makes 1.0 of the largest subnormal.
-  const Signal exponent = b.signExtend(x.exponent, std::max(x.exponent.width, wE + 1));
+  const int width = std::max(x.exponent.width, wE + 1);
+  LOAM_ASSERT(!x.exponentAddend || (!format.gradual && x.exponentAddend.width == width),
+              "an addend as wide as the exponent, which holds the sum");
+  const Signal exponent = b.signExtend(x.exponent, width);
   const Signal field = format.gradual ? masked(b, exponent, hidden) : exponent;
-  const Signal sum = b.addCarry(b.concat({field, fraction}), b.zeros(field.width + wF), raise);
+  const Signal addend = x.exponentAddend ? x.exponentAddend : b.zeros(width);
+  const Signal sum = b.addCarry(b.concat({field, fraction}), b.shiftedUp(addend, wF), raise);
 
   const Signal negative = b.topBit(sum);
   const Signal high = b.slice(sum, wF + wE, sum.width - 1 - wF - wE);
@@ -217,6 +249,23 @@ Flagged roundAndPackFlagged(Builder& b, const Unrounded& x, const FloatFormat& f
   Flagged result;
   result.packed = pack(b, x, format, rule, quietNaN, &result);
   return result;
+}
+
+Signal packExact(Builder& b, const Unpacked& x, const FloatFormat& format, bool quietNaN) {
+  LOAM_ASSERT(x.format.fpLib == format.fpLib && x.exponent.width == format.exponentBits &&
+                  x.format.fractionBits == format.fractionBits,
+              "one format");
+  // Without a rounding bit below the fraction the rounding folds away.
+  return roundAndPack(b,
+                      {.sign = x.sign,
+                       .exponent = b.zeroExtend(x.exponent, format.exponentBits + 2),
+                       .significand = x.significand,
+                       .sticky = b.bit(false),
+                       .isZero = x.isZero,
+                       .isInf = x.isInf,
+                       .isNan = x.isNan,
+                       .canOverflow = false},
+                      format, {}, quietNaN);
 }
 
 Unrounded denormalise(Builder& b, Unrounded x, const FloatFormat& format, bool needsSticky) {

@@ -27,7 +27,7 @@ struct FloatFormat {
 FloatFormat formatOf(const kiln::FloatingPoint& port, bool subnormals);
 
 // The fields of a port, specials told apart. What the pattern holds besides is irrelevant to a
-// special: the significand of a zero is 0, that of an infinity or NaN is undefined.
+// special: the significand of an infinity or NaN is undefined.
 struct Unpacked {
   FloatFormat format;
   Signal sign;
@@ -36,18 +36,34 @@ struct Unpacked {
   Signal isZero, isInf, isNan;
 };
 
+// What stands below the top bit of a zero's significand, and in its exponent: zeros, or, for a
+// reader that looks at the top bit, whatever the pattern has there.
+enum class ZeroFields { kCleared, kAsTheyAre };
+
 // Reads a port. Without gradual underflow every IEEE-style number with exponent field 0 is a zero;
 // an FPLib number with exponent field 0 is a regular one.
-Unpacked unpack(Builder& b, Signal port, const FloatFormat& format);
+Unpacked unpack(Builder& b, Signal port, const FloatFormat& format,
+                ZeroFields zeros = ZeroFields::kCleared);
 
 // How a result is rounded: as fixed when the circuit is built, or at run time as `port` says (2
 // bits: 0 nearest even, 1 down, 2 up, 3 toward zero), when that is a signal.
 struct RoundingRule {
   RoundMode mode = RoundMode::kNearestEven;
   Signal port{};
+  bool isNearest() const {
+    return !port && (mode == RoundMode::kNearestEven || mode == RoundMode::kNearestAway);
+  }
 };
 // 1 when results are rounded down, the direction in which an exact zero sum is negative.
 Signal roundsDown(Builder& b, const RoundingRule& rule);
+
+// What stands below the last place of a magnitude.
+struct Remainder {
+  Signal half;    // the first bit
+  Signal beyond;  // 1 when anything follows it
+};
+// 1 when a magnitude whose lowest bit is `last` is to be raised by one unit of its last place.
+Signal raises(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Remainder rest);
 
 // A result before rounding: (-1)^sign * significand * 2^(exponent - bias), the top bit of the
 // significand with weight 1 and everything below it, as far as it is known, in `sticky`.
@@ -63,7 +79,16 @@ struct Unrounded {
   // and `sticky` is 0. The significand then has the fraction's bits and at most one more; all its
   // bits may be 1.
   Signal oneMore{};
+  // What a rounding addition does on the way, for the price of none: `leftShift` (1 or 2 bits) are
+  // places that the significand is still to be shifted left to be as told above, with zeros coming
+  // in; `exponentAddend` is still to be added to `exponent`, modulo 2^(their common width), which
+  // holds the format's exponents and a sign. No signal: nothing. The shift does not change the
+  // exponent. Neither with `oneMore` nor with gradual underflow.
+  Signal leftShift{};
+  Signal exponentAddend{};
 };
+// The same number with nothing left to be shifted and added.
+Unrounded settled(Builder& b, Unrounded x);
 
 // What a rounding to the fraction of `format` adds up: `raise` units of the last place.
 struct RoundingStep {
@@ -95,6 +120,10 @@ struct Flagged {
 };
 Flagged roundAndPackFlagged(Builder& b, const Unrounded& x, const FloatFormat& format,
                             const RoundingRule& rule, bool quietNaN);
+
+// The pattern of a number of the same form and widths as `format`: what it held and no more, a
+// special in the one pattern that packing gives it.
+Signal packExact(Builder& b, const Unpacked& x, const FloatFormat& format, bool quietNaN);
 
 // Shifts a normalised number whose exponent is below minExponent() right until it has that one, as
 // gradual underflow asks before rounding. What is shifted out is lost without `needsSticky`.

@@ -25,7 +25,9 @@ SumAndDifference addAndSubtract(Builder& b, const Unpacked& a, const Unpacked& o
          .sticky = b.bit(false),
          .isZero = normal.isZero,
          .isInf = operands.isInf,
-         .isNan = isNan},
+         .isNan = isNan,
+         .leftShift = normal.leftShift,
+         .exponentAddend = normal.exponentAddend},
         options.out, plan.rounding, options.quietNaN);
   };
   const Signal anyNan = b.bitOr(a.isNan, other.isNan);

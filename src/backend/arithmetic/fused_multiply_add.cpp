@@ -71,6 +71,17 @@ RoundingRule ruleOf(const FusedAddOptions& options) {
   return options.ulps < 1 ? options.rounding : RoundingRule{.mode = RoundMode::kTowardZero};
 }
 
+// Without rounding what an addend loses at the floor makes a difference too large, and dropping the
+// bits behind the result's last place makes a result too small.
+void stateErrors(const FusedAddOptions& options) {
+  if (options.ulps < 1) return stateRounding(options.budgets, options.rounding.isNearest());
+  for (const auto& [side, term] : {std::pair{"above", "alignment"}, {"below", "truncation"}}) {
+    ErrorBudget budget(options.ulps, side);
+    budget.add(term, 1);
+    budget.assertKept(options.budgets);
+  }
+}
+
 Signal flipped(Builder& b, Signal bits, Signal flip) {
   return b.bitXor(bits, b.replicate(flip, bits.width));
 }
@@ -148,6 +159,7 @@ Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const U
   const FloatFormat& format = product.format;
   LOAM_ASSERT(!format.fpLib && addend.significand.width == format.fractionBits + 1,
               "the addend has the factors' format");
+  stateErrors(options);
   const Window window = windowOf(format, options.ulps < 1);
   const Signal subtracts = b.bitXor(product.sign, addend.sign);
   const AlignedAddend aligned = alignAddend(b, product, addend, window);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/floating_point.h"
 
 namespace arithmetic {
@@ -21,6 +22,7 @@ struct FusedAddOptions {
   // exactly representable result is exact.
   double ulps = 0.5;
   bool quietNaN = false;
+  ErrorBudgets* budgets = nullptr;
 };
 
 // product + addend, packed in their common format, or before that rounding. Subtract by flipping

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "backend/arithmetic/shifter.h"
+#include "util/failure.h"
 
 namespace arithmetic {
 
@@ -72,6 +73,48 @@ Signal smaller(Builder& b, Signal a, Signal other) {
 Normalised normalise(Builder& b, Signal x) {
   const LeadingZeros zeros = countLeadingZeros(b, x);
   return {shiftLeft(b, x, zeros.count, x.width - 1), zeros.count, zeros.allZero};
+}
+
+NearlyNormalised normaliseNearly(Builder& b, Signal x, int counted) {
+  LOAM_ASSERT(counted >= 2 && counted <= x.width, "bits to be counted");
+  const int digits = std::bit_width(static_cast<unsigned>(counted - 1));
+  const int left = digits % 2 == 0 ? 2 : 1;  // bits of the count that the last shift takes
+  const int width = x.width;
+  std::vector<Signal> count;
+  for (int low = digits - 2; low >= left; low -= 2) {
+    const int step = 1 << low;
+    // 1 when bits [from, from + step) below the top are all zero; there are zeros below the word.
+    const auto isEmpty = [&](int from) {
+      const int bits = std::min(step, width - from);
+      return bits > 0 ? b.isZero(b.slice(x, width - from - bits, bits)) : b.bit(true);
+    };
+    const Signal first = isEmpty(0), second = isEmpty(step), third = isEmpty(2 * step);
+    const Signal high = b.bitAnd(first, second);
+    const Signal index = b.concat({high, b.select(high, third, first)});
+    std::array<Signal, 4> choices;
+    for (int i = 0; i < 4; ++i) {
+      const int kept = std::max(0, width - i * step);
+      choices[i] = b.shiftedUp(b.slice(x, 0, kept), width - kept);
+    }
+    x = b.pick(index, choices);
+    count.push_back(index);
+  }
+  NearlyNormalised result;
+  result.bits = x;
+  const Signal top = b.topBit(x);
+  if (left == 1) {
+    result.rest = b.bitNot(top);
+  } else {
+    const Signal second = b.bitOf(x, width - 2), third = b.bitOf(x, width - 3);
+    const Signal high = b.bitNot(b.bitOr(top, second));
+    result.rest = b.concat({high, b.select(high, b.bitNot(third), b.bitNot(top))});
+  }
+  count.push_back(result.rest);
+  result.count = b.concat(count);
+  // With a 1 among the counted bits one stands where the last shift reaches.
+  const int reached = std::min(width, 1 << left);
+  result.allZero = b.isZero(b.slice(x, width - reached, reached));
+  return result;
 }
 
 Normalised normaliseUpTo(Builder& b, Signal x, Signal limit) {

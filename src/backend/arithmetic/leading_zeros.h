@@ -28,6 +28,19 @@ struct Normalised {
 Normalised normalise(Builder& b, Signal x);
 Normalised normaliseUpTo(Builder& b, Signal x, Signal limit);
 
+// x shifted left until its highest 1 stands at most 2^k - 1 places below the top, k = 1 or 2 bits
+// of `rest`; a rounding addition does the rest for nothing.
+struct NearlyNormalised {
+  Signal bits;
+  Signal rest;     // places still to be shifted
+  Signal count;    // places altogether, rest included; undefined when allZero
+  Signal allZero;  // of the first `counted` bits of x
+};
+// Two bits of the count a level, each level finding its own from the word as it is shifted so far:
+// three or-gates and a choice of four in place of a counter. The highest 1 stands among the first
+// `counted` bits, or there is none.
+NearlyNormalised normaliseNearly(Builder& b, Signal x, int counted);
+
 // The highest `kept` bits of the same, and whether a 1 stands below them.
 struct NormalisedSticky {
   Signal bits, sticky;

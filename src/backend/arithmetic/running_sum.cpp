@@ -22,23 +22,24 @@ int heldWidth(const FloatFormat& format) {
   return 4 + format.exponentBits + heldSignificand(format);
 }
 
-Signal roundHeld(Builder& b, const Unrounded& x, const FloatFormat& format, RoundMode mode) {
+Signal roundHeld(Builder& b, const Unrounded& sum, const FloatFormat& format, RoundMode mode) {
   LOAM_ASSERT(!format.fpLib, "an accumulator holds IEEE-style numbers");
   const auto scope = b.scope("round");
   const int wE = format.exponentBits, wF = format.fractionBits;
+  const Unrounded x = settled(b, sum);
   const auto [hidden, fraction, raise] = roundingStep(b, x, format, {.mode = mode});
   const int width = std::max(x.exponent.width, wE + 1);
   const Signal exponent = b.signExtend(x.exponent, width);
-  const Signal sum =
+  const Signal rounded =
       b.addCarry(b.concat({b.slice(exponent, 0, wE), fraction}), b.zeros(wE + wF), raise);
   // Exponents are judged before the rounding, and whether it carries out of the fraction.
-  const Signal carries = b.bitXor(b.bitOf(sum, wF), b.bitOf(exponent, 0));
+  const Signal carries = b.bitXor(b.bitOf(rounded, wF), b.bitOf(exponent, 0));
   const auto isAt = [&](long value) { return b.equal(exponent, b.literal(value, width)); };
   const long highest = format.maxExponent();
   const Signal overflow =
       b.bitOr(b.lessSigned(b.literal(highest, width), exponent), b.bitAnd(isAt(highest), carries));
   Signal nonZero = b.bitNot(x.isZero);
-  Signal roundedExponent = b.slice(sum, wF, wE), significand = b.slice(sum, 0, wF);
+  Signal roundedExponent = b.slice(rounded, wF, wE), significand = b.slice(rounded, 0, wF);
   if (format.gradual) {
     // A subnormal has the lowest exponent, whether or not it is raised to the smallest regular
     // number.

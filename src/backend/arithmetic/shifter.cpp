@@ -84,12 +84,14 @@ ShiftedLeft shiftLeftSticky(Builder& b, Signal x, Signal amount, int maxAmount, 
   kept = std::min(kept, x.width);
   const Signal below = b.slice(x, 0, x.width - kept);
   if (below.width > 0) dropped.push_back(b.reduceOr(below));
-  return {b.slice(x, x.width - kept, kept), b.reduceOr(b.concat(dropped))};
+  return {b.slice(x, x.width - kept, kept),
+          dropped.empty() ? b.bit(false) : b.reduceOr(b.concat(dropped))};
 }
 
-ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount) {
+ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount, Signal present) {
   const auto [low, beyond] = splitAmount(b, amount, x.width);
-  std::vector<Signal> dropped{b.bitAnd(beyond, b.reduceOr(x))};
+  // A present number is not 0.
+  std::vector<Signal> dropped{present ? beyond : b.bitAnd(beyond, b.reduceOr(x))};
   for (const Digit& digit : digitsOf(b, low)) {
     std::array<Signal, 4> choices, losses;
     for (int i = 0; i < digit.choices(); ++i) {
@@ -100,7 +102,9 @@ ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount) {
     dropped.push_back(b.pick(digit.index, std::span(losses).first(digit.choices())));
     x = b.pick(digit.index, std::span(choices).first(digit.choices()));
   }
-  return {maskedUnless(b, beyond, x), b.reduceOr(b.concat(dropped))};
+  const Signal any = b.reduceOr(b.concat(dropped));
+  if (!present) return {maskedUnless(b, beyond, x), any};
+  return {maskedUnless(b, b.bitOr(beyond, b.bitNot(present)), x), b.bitAnd(any, present)};
 }
 
 ShiftedRight shiftDownFromTop(Builder& b, Signal x, Signal amount, int width) {
@@ -134,7 +138,7 @@ ShiftedRight shiftDownFromTop(Builder& b, Signal x, Signal amount, int width) {
   return {bits, dropped.empty() ? b.bit(false) : b.reduceOr(b.concat(dropped))};
 }
 
-Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits) {
+Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits, Signal present) {
   nearBits = std::min(nearBits, x.width - 1);
   Signal near;
   if (nearBits > 0) {
@@ -142,7 +146,7 @@ Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits) {
         b.select(b.bitOf(amount, 0), b.slice(x, 1, nearBits), b.slice(x, 0, nearBits));
     const Signal far =
         amount.width > 1 ? b.reduceOr(b.slice(amount, 1, amount.width - 1)) : b.bit(false);
-    near = maskedUnless(b, far, once);
+    near = maskedUnless(b, present ? b.bitOr(far, b.bitNot(present)) : far, once);
     x = b.slice(x, nearBits, x.width - nearBits);
   }
   const auto [low, beyond] = splitAmount(b, amount, x.width);
@@ -151,7 +155,8 @@ Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits) {
     for (int i = 0; i < digit.choices(); ++i) choices[i] = movedDown(b, x, i * digit.weight);
     x = b.pick(digit.index, std::span(choices).first(digit.choices()));
   }
-  return b.concat({maskedUnless(b, beyond, x), near});
+  const Signal isGone = present ? b.bitOr(beyond, b.bitNot(present)) : beyond;
+  return b.concat({maskedUnless(b, isGone, x), near});
 }
 
 }  // namespace arithmetic

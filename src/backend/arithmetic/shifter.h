@@ -29,7 +29,9 @@ struct ShiftedRight {
 
 // Shifts right by any amount, also one beyond the width. The amount's low digit is used first: a
 // subtraction has it first. What each level drops is gathered beside the data, not behind it.
-ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount);
+//   present  when it is a signal: 1 for an x that is not 0, which counts as it is; with 0 x counts
+//            as 0, for no more than the last level's price
+ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount, Signal present = {});
 
 // floor(x * 2^(width - x.width) / 2^amount): shifts x down from the top of a word of `width` bits,
 // by any amount. Low digit first, so that the word grows only as far as its bits have come.
@@ -37,6 +39,6 @@ ShiftedRight shiftDownFromTop(Builder& b, Signal x, Signal amount, int width);
 
 // floor(x / 2^amount), but the lowest `nearBits` bits of the result are 0 when amount > 1. Those
 // columns cost one level and one LUT instead of one a level.
-Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits = 0);
+Signal shiftRight(Builder& b, Signal x, Signal amount, int nearBits = 0, Signal present = {});
 
 }  // namespace arithmetic

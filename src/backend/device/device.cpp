@@ -60,8 +60,8 @@ double sumTables(const Graph& graph, const Node& node) {
 
 }  // namespace
 
-Device::Device(const Family& family, std::string speedGrade, double gradeFactor)
-    : family(family), grade(std::move(speedGrade)), factor(gradeFactor) {}
+Device::Device(const Family& family, std::string speedGrade, double gradeFactor, std::string part)
+    : family(family), grade(std::move(speedGrade)), factor(gradeFactor), part(std::move(part)) {}
 
 bool Device::SupportsHyperRegisters() const { return family.hyperRegisters; }
 bool Device::hasHardFloat() const { return family.hardFloat; }
@@ -138,6 +138,28 @@ bool Device::isDspProduct(const Graph& graph, const Node& node) const {
              1;
 }
 
+// A product of one block plus the part of another one's that stands above the narrow side of a
+// block: the adder behind the product does it.
+bool Device::isDspSum(const Graph& graph, const Node& node) const {
+  if (node.op != Op::kAdd) return false;
+  const auto operands = graph.operands(node);
+  const auto isZero = [&](NodeId id) {
+    return graph.node(id).op == Op::kLiteral && graph.literal(graph.node(id)).isZero();
+  };
+  if (operands.size() != 3 || !isZero(operands[2])) return false;
+  const auto isShifted = [&](NodeId id) {
+    const Node* part = &graph.node(id);
+    if (part->op == Op::kConcat && graph.operands(*part).size() == 2 &&
+        isZero(graph.operands(*part)[0]))
+      part = &graph.node(graph.operands(*part)[1]);
+    return part->op == Op::kSlice && static_cast<int>(part->aux) == family.dsp.narrow - 1 &&
+           isDspProduct(graph, graph.node(graph.operands(*part)[0]));
+  };
+  const NodeId x = operands[0], y = operands[1];
+  return (isDspProduct(graph, graph.node(x)) && isShifted(y)) ||
+         (isDspProduct(graph, graph.node(y)) && isShifted(x));
+}
+
 double Device::productDelay(int a, int b, bool isSigned) const {
   if (a + b < kNarrowestDspProduct)  // the tables before the chains make the rows
     return std::max<int>(1, std::bit_width(static_cast<unsigned>(std::min(a, b) - 1))) *
@@ -171,6 +193,7 @@ Picoseconds Device::delayOf(const Graph& graph, NodeId id) const {
     case Op::kLut:
       return scaled(functionDelay(node.op, widthOf(graph, node, 0)));
     case Op::kAdd:
+      if (isDspSum(graph, node)) return scaled(family.dspSum);
       return scaled(sumDelay(node.width, static_cast<int>(operandCount) - 1));
     case Op::kEqual:
       return scaled(functionDelay(node.op, 2 * widthOf(graph, node, 0)));
@@ -194,6 +217,7 @@ Picoseconds Device::delayToRegister(const Graph& graph, NodeId id) const {
 }
 
 Picoseconds Device::clockToOutput(const Graph& graph, NodeId id, int registers) const {
+  if (isDspSum(graph, graph.node(id))) return scaled(family.dspFromRegister);
   // A block has two registers behind its product; a third one is a register like any other.
   if (registers > 2 || !isDspProduct(graph, graph.node(id))) return clockToOutput();
   return scaled(registers == 1 ? family.dspFromInnerRegister : family.dspFromRegister);
@@ -226,6 +250,7 @@ Cost Device::costOf(const Graph& graph, NodeId id) const {
     case Op::kLut:
       return {.luts = width};
     case Op::kAdd:
+      if (isDspSum(graph, node)) return {};
       return {.luts = sumTables(graph, node)};
     case Op::kEqual:
       return {.luts = functionTables(node.op, 2 * widthOf(graph, node, 0))};

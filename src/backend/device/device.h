@@ -35,7 +35,7 @@ struct Family;
 // One device at one clock: the questions that mapping, scheduling and the report ask.
 class Device {
  public:
-  Device(const Family& family, std::string speedGrade, double gradeFactor);
+  Device(const Family& family, std::string speedGrade, double gradeFactor, std::string part = "");
 
   // The clock; the three further settings are kept for callers that pass them and mean nothing.
   void SetSystemSettings(double megahertz, int, int, int) { clock = megahertz; }
@@ -46,6 +46,7 @@ class Device {
   bool hasHardFloat() const;  // floating-point blocks, single precision
   std::string_view familyName() const;
   const std::string& speedGradeName() const { return grade; }
+  const std::string& partName() const { return part; }  // as it was asked for
   // True for the family whose figures are measured; the others are stated models.
   bool isCalibrated() const;
   const Family& data() const { return family; }
@@ -91,10 +92,12 @@ class Device {
   double productDelay(int a, int b, bool isSigned) const;
   int tiles(int a, int b, bool isSigned) const;
   bool isDspProduct(const graph::Graph& graph, const graph::Node& node) const;
+  bool isDspSum(const graph::Graph& graph, const graph::Node& node) const;
 
   const Family& family;
   std::string grade;
   double factor;
+  std::string part;
   double clock = 50;
 };
 

@@ -56,11 +56,12 @@ const SpeedGrade& gradeCalled(const std::string& name) {
 }  // namespace
 
 Device* DeviceFactory::GetDevice(const std::string& family, const std::string&,
-                                 const std::string& speedGrade, const std::string&,
+                                 const std::string& speedGrade, const std::string& part,
                                  const std::string&) {
   static std::deque<Device> devices;  // a deque: the pointers stay good
   const SpeedGrade& grade = gradeCalled(speedGrade);
-  return &devices.emplace_back(familyCalled(family), std::string(grade.names[0]), grade.factor);
+  return &devices.emplace_back(familyCalled(family), std::string(grade.names[0]), grade.factor,
+                               part);
 }
 
 }  // namespace device

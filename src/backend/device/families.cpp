@@ -15,7 +15,8 @@ namespace {
 //   comparisons     8, 32 and 64 bits 1190, 1555 and 1897
 //   registers       clock to output 303, setup with an enable 109
 //   DSP             input setup 1416 with a product register and 2739 with an output register;
-//                   output 1671 from the product register, 329 from the output register
+//                   output 1671 from the product register, 329 from the output register; product
+//                   registers through the next block's adder to its pins 2900
 constexpr Family kTarnV{
     .name = "TarnV",
     .calibrated = true,
@@ -37,6 +38,7 @@ constexpr Family kTarnV{
     .dspToRegister = 1416 - 109,
     .dspFromInnerRegister = 1671,
     .dspFromRegister = 329,
+    .dspSum = 1230,
     .memoryBits = 36 * 1024,
     .memoryWidth = 72,
     .registersPerLut = 2,
@@ -69,7 +71,7 @@ constexpr Family modelled(const Model& model) {
   for (double Family::*figure :
        {&Family::sumPerBit, &Family::thirdAddend, &Family::lessPerBit, &Family::routePerDoubling,
         &Family::clockToOutput, &Family::setup, &Family::dspProduct, &Family::dspToRegister,
-        &Family::dspFromInnerRegister, &Family::dspFromRegister})
+        &Family::dspFromInnerRegister, &Family::dspFromRegister, &Family::dspSum})
     family.*figure *= model.speed;
   family.dsp = model.dsp;
   family.memoryBits = model.memoryBits;

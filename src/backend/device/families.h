@@ -41,6 +41,7 @@ struct Family {
   double dspToRegister = 0;         // operands to the register inside the block, its setup excluded
   double dspFromInnerRegister = 0;  // from there to the product's pins
   double dspFromRegister = 0;       // the same with a second register at the pins
+  double dspSum = 0;                // from a product's pins through the adder of the next block
 
   int memoryBits = 0;   // of one memory block
   int memoryWidth = 0;  // its widest word

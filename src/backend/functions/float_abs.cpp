@@ -31,28 +31,14 @@ void evaluateAbs(const Signature& signature, std::vector<NumValue>& results,
 
 std::vector<Signal> decomposeAbs(Builder& b, const Request& request,
                                  std::span<const Signal> inputs) {
-  const auto format = outputFormat(request, 0);
-  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
-  const int width = format.exponentBits + 2;
-  // Without a rounding bit below the fraction the rounding folds away.
-  return {arithmetic::roundAndPack(b,
-                                   {.sign = b.bit(false),
-                                    .exponent = b.zeroExtend(x.exponent, width),
-                                    .significand = x.significand,
-                                    .sticky = b.bit(false),
-                                    .isZero = x.isZero,
-                                    .isInf = x.isInf,
-                                    .isNan = x.isNan,
-                                    .canOverflow = false},
-                                   format, {}, request.quietNaN)};
+  auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
+  x.sign = b.bit(false);
+  return {arithmetic::packExact(b, x, outputFormat(request, 0), request.quietNaN)};
 }
 
 std::optional<std::string> refuseAbs(const Request& request) {
   if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
-  if (auto reason = refuseMixedWidths(request)) return reason;
-  if (inputFloat(request.signature, 0).is_fp_lib != outputFloat(request.signature, 0).is_fp_lib)
-    return "its input and output are of different forms";
-  return std::nullopt;
+  return refuseMixedForms(request);
 }
 
 constexpr UnitRow kRows[] = {{"CFloatAbs", evaluateAbs, decomposeAbs, refuseAbs}};

@@ -53,6 +53,30 @@ void evaluateSums(const Signature& signature, std::vector<NumValue>& results,
   fitToCallersRange(results, roundings);
 }
 
+// x - y where that is positive, else +0.
+void evaluateDim(const Signature& signature, std::vector<NumValue>& results,
+                 const std::vector<NumValue>& inputs, const std::vector<unsigned>& precisions,
+                 const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
+  if (spreadsDontCare(results, inputs, precisions)) return;
+  results.resize(1);
+  {
+    const FullExponentRange range;
+    thread_local Real x, y, zero(MPFR_PREC_MIN);
+    readFloat(x, inputs[0], inputFloat(signature, 0), subnormals);
+    readFloat(y, inputs[1], inputFloat(signature, 1), subnormals);
+    mpfr_set_zero(zero.get(), 1);
+    const Delivery delivery{.port = outputFloat(signature, 0),
+                            .precision = precisions[0],
+                            .rounding = roundings[0],
+                            .subnormals = subnormals};
+    if (mpfr_lessequal_p(x.get(), y.get()))
+      deliverOdd(results[0], zero.get(), delivery);
+    else
+      deliverSum(results[0], x.get(), y.get(), /*subtract=*/true, delivery);
+  }
+  fitToCallersRange(results, roundings);
+}
+
 // The root of a balanced tree over `values`: neighbours are joined level by level, an odd last one
 // moves up a level. `isRoot` is true for the last join.
 template <typename T, typename Join>
@@ -138,7 +162,8 @@ arithmetic::FloatAdderOptions optionsOf(const Request& request, double ulps,
           .rounding = roundingOf(request, variant[kTiesAway] != 0, inputs),
           .ulps = ulps,
           .onesComplement = variant[kDegradeAccuracy] != 0,
-          .quietNaN = request.quietNaN};
+          .quietNaN = request.quietNaN,
+          .budgets = request.budgets};
 }
 
 Signal buildSum(Builder& b, const Request& request, const arithmetic::Unpacked& x,
@@ -149,10 +174,17 @@ Signal buildSum(Builder& b, const Request& request, const arithmetic::Unpacked& 
 
 std::vector<Signal> decomposeSum(Builder& b, const Request& request, std::span<const Signal> inputs,
                                  Signal subtract) {
-  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
-  auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
+  const auto options = optionsOf(request, ulpsOf(request, 0), inputs);
+  const bool dualPath = request.signature.variant[kDualPath] != 0;
+  const arithmetic::ZeroFields zeros =
+      !dualPath && arithmetic::mayKeepZeroFields(inputFormat(request, 0), inputFormat(request, 1),
+                                                 options.out)
+          ? arithmetic::ZeroFields::kAsTheyAre
+          : arithmetic::ZeroFields::kCleared;
+  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0), zeros);
+  auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1), zeros);
   y.sign = b.bitXor(y.sign, subtract);
-  return {buildSum(b, request, x, y, optionsOf(request, ulpsOf(request, 0), inputs))};
+  return {dualPath ? addDualPath(b, x, y, options) : addSinglePath(b, x, y, options, zeros)};
 }
 
 std::vector<Signal> decomposeTree(Builder& b, const Request& request,
@@ -161,6 +193,7 @@ std::vector<Signal> decomposeTree(Builder& b, const Request& request,
   auto inner = root;
   inner.rounding = {};
   inner.ulps = 0.5;
+  inner.budgets = nullptr;  // the reference rounds there, too
   std::vector<arithmetic::Unpacked> operands;
   for (std::size_t i = 0; i < inputs.size(); ++i)
     operands.push_back(arithmetic::unpack(b, inputs[i], inputFormat(request, i)));
@@ -193,6 +226,17 @@ std::vector<Signal> decomposeFused(Builder& b, const Request& request,
   return {both.sum, both.difference};
 }
 
+std::vector<Signal> decomposeDim(Builder& b, const Request& request,
+                                 std::span<const Signal> inputs) {
+  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
+  const auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
+  return {positiveDifference(b, x, y,
+                             {.out = outputFormat(request, 0),
+                              .rounding = roundingOf(request, /*tiesAway=*/false, inputs),
+                              .ulps = ulpsOf(request, 0),
+                              .quietNaN = request.quietNaN})};
+}
+
 // Refuses unless there are two floating inputs, `controls` of one bit and `outputs` floating
 // outputs, all floating ports of one exponent and one fraction width.
 std::optional<std::string> refuseSums(const Request& request, std::size_t controls,
@@ -211,6 +255,7 @@ std::optional<std::string> refuseAdd(const Request& request) {
 std::optional<std::string> refuseAddSub(const Request& request) {
   return refuseSums(request, 1, 1);
 }
+std::optional<std::string> refuseDim(const Request& request) { return refuseSums(request, 0, 1); }
 std::optional<std::string> refuseFused(const Request& request) {
   if (auto reason = refuseSums(request, 0, 2)) return reason;
   const auto &first = outputFloat(request.signature, 0),
@@ -223,6 +268,7 @@ constexpr UnitRow kRows[] = {
     {"CFloatAdd", evaluateAdd, decomposeAdd, refuseAdd},
     {"CFloatAddSub", evaluateAddSub, decomposeAddSub, refuseAddSub},
     {"DMFloatFusedAddSub", evaluateFused, decomposeFused, refuseFused},
+    {"DMFloatDim", evaluateDim, decomposeDim, refuseDim},
 };
 
 }  // namespace

@@ -126,6 +126,29 @@ TEST(FloatAdd, TreeRoundsInEveryNode) {
   }
 }
 
+TEST(FloatDim, AllPairsOfSmallFormatsAndDrawnOnes) {
+  const Operation positiveDifference = [](mpfr_ptr r, const std::vector<Real>& in,
+                                          mpfr_rnd_t direction) {
+    return mpfr_dim(r, in[0].get(), in[1].get(), direction);
+  };
+  unsigned seed = 1;
+  for (const auto& [wE, wF] : {std::pair{2, 1}, {3, 2}, {4, 3}, {6, 9}, {8, 23}, {11, 52}})
+    for (const bool subnormals : {false, true})
+      for (const Ports& ports : portForms(wE, wF)) {
+        if (wF > 2 && ports.name != std::string_view("IEEE")) continue;
+        std::vector<Config> configs;
+        for (const Precision& precision : kPrecisions)
+          if (precision.tiesAway == 0)
+            configs.push_back(
+                configOf("DMFloatDim", ports, precision, 0, 0, subnormals, {positiveDifference}));
+        Bench bench(configs);
+        if (wE < 6)
+          checkAll(bench, ports.in);
+        else
+          checkDrawn(bench, ports.in, 4000, seed++);
+      }
+}
+
 // A bound pays: what is promised less is built of fewer bits of logic.
 TEST(FloatAdd, WiderBoundsBuySmallerCircuits) {
   const Ports ports = portForms(8, 23)[0];

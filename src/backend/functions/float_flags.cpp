@@ -5,6 +5,7 @@
 #include "backend/arithmetic/float_adder.h"
 #include "backend/arithmetic/float_multiplier.h"
 #include "backend/functions/float_unit.h"
+#include "backend/functions/integer_values.h"
 
 namespace functions {
 
@@ -14,7 +15,6 @@ using graph::Signal;
 namespace {
 
 constexpr std::size_t kRoundingPort = 3;  // place in the variant
-constexpr unsigned kOverflow = 16, kUnderflow = 8, kNan = 4, kNegative = 2, kZero = 1;
 
 bool hasRoundingPort(const Signature& signature) { return signature.variant[kRoundingPort] != 0; }
 
@@ -90,9 +90,11 @@ std::vector<Signal> decomposeMult(Builder& b, const Request& request,
                                   std::span<const Signal> inputs) {
   const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
   const auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
-  const auto product = arithmetic::multiplyFloatsUnrounded(
-      b, x, y,
-      {.out = outputFormat(request, 0), .rounding = ruleOf(request, inputs), .prices = {}});
+  const auto product = arithmetic::multiplyFloatsUnrounded(b, x, y,
+                                                           {.out = outputFormat(request, 0),
+                                                            .rounding = ruleOf(request, inputs),
+                                                            .prices = {},
+                                                            .budgets = request.budgets});
   return packFlagged(b, request, product.value, product.rounding);
 }
 
@@ -103,13 +105,8 @@ std::vector<Signal> decomposeAlu(Builder& b, const Request& request,
   y.sign = b.bitXor(y.sign, inputs[2]);
   const auto rule = ruleOf(request, inputs);
   const auto sum = arithmetic::addSinglePathUnrounded(
-      b, x, y, {.out = outputFormat(request, 0), .rounding = rule});
+      b, x, y, {.out = outputFormat(request, 0), .rounding = rule, .budgets = request.budgets});
   return packFlagged(b, request, sum, rule);
-}
-
-bool isUnsignedOf(const kiln::Type& type, int width) {
-  const kiln::FixedPoint* format = type.as_fixed_point();
-  return format && format->width() == width && format->fraction() == 0 && !format->sign();
 }
 
 // Refuses unless the ports are two numbers, `selects` inputs of one bit, a rounding where the
@@ -124,9 +121,9 @@ std::optional<std::string> refuseFlagged(const Request& request, std::size_t sel
     if (!type.as_floating_point() || type.as_floating_point()->is_fp_lib)
       return "its operands and its result are IEEE-style";
   for (std::size_t i = 2; i < in.size(); ++i)
-    if (const int width = i < 2 + selects ? 1 : 2; !isUnsignedOf(in[i], width))
+    if (const int width = i < 2 + selects ? 1 : 2; !isControl(in[i], width))
       return fmt::format("input {} is not a port of {} bits", i, width);
-  if (!isUnsignedOf(out[1], 5)) return "its flags are not a port of 5 bits";
+  if (!isControl(out[1], 5)) return "its flags are not a port of 5 bits";
   if (auto reason = refuseFormats(request)) return reason;
   return refuseMixedWidths(request);
 }

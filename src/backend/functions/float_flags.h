@@ -15,7 +15,8 @@ namespace functions {
 // round correctly whatever bound is asked, so that the flags are those of what is delivered.
 std::span<const UnitRow> floatFlagUnits();
 
-// The five bits of a flags port: 4 overflow, 3 underflow, 2 NaN, 1 negative, 0 zero.
+// The five bits of a flags port.
+enum FlagBit : unsigned { kOverflow = 16, kUnderflow = 8, kNan = 4, kNegative = 2, kZero = 1 };
 graph::Signal flagBits(graph::Builder& b, const arithmetic::Flagged& result);
 
 // The direction that a rounding port asks for: 0 nearest even, 1 down, 2 up, 3 toward zero. A

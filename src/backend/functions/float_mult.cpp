@@ -47,7 +47,8 @@ std::vector<Signal> decomposeMult(Builder& b, const Request& request,
        .quietNaN = request.quietNaN,
        .prices = {.lutPerDsp = request.prices.lutPerDsp,
                   .dspWide = request.prices.dsp.width,
-                  .dspNarrow = request.prices.dsp.depth}})};
+                  .dspNarrow = request.prices.dsp.depth},
+       .budgets = request.budgets})};
 }
 
 std::optional<std::string> refuseMult(const Request& request) {

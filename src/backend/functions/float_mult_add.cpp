@@ -42,7 +42,8 @@ std::vector<Signal> decomposeMultAdd(Builder& b, const Request& request,
   return {arithmetic::addToProduct(b, arithmetic::multiplyExactly(b, x, y), addend,
                                    {.rounding = roundingOf(request, /*tiesAway=*/false, inputs),
                                     .ulps = ulpsOf(request, 0),
-                                    .quietNaN = request.quietNaN})};
+                                    .quietNaN = request.quietNaN,
+                                    .budgets = request.budgets})};
 }
 
 std::optional<std::string> refuseMultAdd(const Request& request) {

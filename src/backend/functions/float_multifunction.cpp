@@ -4,11 +4,15 @@
 
 #include <array>
 
+#include "backend/arithmetic/float_order.h"
+#include "backend/functions/float_order.h"
 #include "backend/functions/float_reference.h"
 #include "backend/functions/float_unit.h"
 
 namespace functions {
 
+using arithmetic::Comparison;
+using arithmetic::Unpacked;
 using graph::Builder;
 using graph::Signal;
 using util::MPZ;
@@ -33,56 +37,25 @@ enum Code {
 bool isTruthCode(unsigned code) { return kLessEqual <= code && code <= kNotEqual; }
 bool isZeroCode(unsigned code) { return code > kMultiplex; }
 
-// x before y in the order of numbers with -0 before +0; neither is a NaN.
-bool precedes(mpfr_srcptr x, mpfr_srcptr y) {
-  if (mpfr_zero_p(x) && mpfr_zero_p(y)) return mpfr_signbit(x) && !mpfr_signbit(y);
-  return mpfr_less_p(x, y) != 0;
-}
-bool precedesInMagnitude(mpfr_srcptr x, mpfr_srcptr y) {
-  const int order = mpfr_cmpabs(x, y);
-  return order != 0 ? order < 0 : precedes(x, y);
-}
-
-using Precedes = bool (*)(mpfr_srcptr, mpfr_srcptr);
-// The operand that comes first, or last; one that is not a NaN where there is one.
-mpfr_srcptr least(Precedes before, mpfr_srcptr x, mpfr_srcptr y) {
-  if (mpfr_nan_p(x)) return y;
-  return mpfr_nan_p(y) || before(x, y) ? x : y;
-}
-mpfr_srcptr greatest(Precedes before, mpfr_srcptr x, mpfr_srcptr y) {
-  if (mpfr_nan_p(x)) return y;
-  return mpfr_nan_p(y) || before(y, x) ? x : y;
-}
-
-bool truthOf(unsigned code, mpfr_srcptr x, mpfr_srcptr y) {
-  switch (code) {
-    case kLessEqual:
-      return mpfr_lessequal_p(x, y) != 0;
-    case kLess:
-      return mpfr_less_p(x, y) != 0;
-    case kEqual:
-      return mpfr_equal_p(x, y) != 0;
-    case kGreaterEqual:
-      return mpfr_greaterequal_p(x, y) != 0;
-    case kGreater:
-      return mpfr_greater_p(x, y) != 0;
-    default:
-      return mpfr_equal_p(x, y) == 0;
-  }
+Comparison comparisonOf(unsigned code) {
+  constexpr Comparison kComparisons[] = {Comparison::kLessEqual, Comparison::kLess,
+                                         Comparison::kEqual,     Comparison::kGreaterEqual,
+                                         Comparison::kGreater,   Comparison::kNotEqual};
+  return kComparisons[code - kLessEqual];
 }
 
 mpfr_srcptr selected(unsigned code, unsigned select, mpfr_srcptr x, mpfr_srcptr y, mpfr_srcptr z) {
   switch (code) {
     case kMin:
-      return least(precedes, x, y);
+      return extreme(Extreme::kLeast, x, y);
     case kMax:
-      return greatest(precedes, x, y);
+      return extreme(Extreme::kGreatest, x, y);
     case kMinMagnitude:
-      return least(precedesInMagnitude, x, y);
+      return extreme(Extreme::kLeastMagnitude, x, y);
     case kMaxMagnitude:
-      return greatest(precedesInMagnitude, x, y);
+      return extreme(Extreme::kGreatestMagnitude, x, y);
     case kSaturate:
-      return least(precedes, greatest(precedes, x, y), z);
+      return extreme(Extreme::kLeast, extreme(Extreme::kGreatest, x, y), z);
     default:
       return select == 0 ? x : select == 1 ? y : z;
   }
@@ -105,7 +78,7 @@ void evaluate(const Signature& signature, std::vector<NumValue>& results,
     for (std::size_t i = 0; i < operands.size(); ++i)
       readFloat(operands[i], inputs[i], inputFloat(signature, i), subnormals);
     const auto& [x, y, z] = operands;
-    const bool truth = isTruthCode(code) && truthOf(code, x.get(), y.get());
+    const bool truth = isTruthCode(code) && holds(comparisonOf(code), x.get(), y.get());
     mpfr_ptr r = results[0].real.prepare(precisions[0]);
     if (isTruthCode(code) || isZeroCode(code))
       mpfr_set_ui(r, truth ? 1 : 0, MPFR_RNDN);
@@ -116,76 +89,23 @@ void evaluate(const Signature& signature, std::vector<NumValue>& results,
   fitToCallersRange(results, roundings);
 }
 
-// An operand as it is delivered, and what the comparisons need of it.
-struct Operand {
-  Signal pattern;
-  Signal sign, magnitude, isNan;
-};
-Operand canonical(Builder& b, Signal port, const Request& request, std::size_t index) {
-  const auto format = inputFormat(request, index);
-  const int wF = format.fractionBits, low = format.exponentBits + wF;
-  const auto x = arithmetic::unpack(b, port, format);
-  const Signal keep = b.bitNot(b.bitOr(x.isZero, x.isNan));
-  const MPZ fraction = request.quietNaN ? MPZ::powerOfTwo(wF - 1) : MPZ(1);
-  const Signal nan = b.literal((MPZ::allOnes(format.exponentBits) << wF) + fraction, low);
-  const Signal magnitude = b.bitOr(b.bitAnd(b.slice(port, 0, low), b.replicate(keep, low)),
-                                   b.bitAnd(nan, b.replicate(x.isNan, low)));
-  const Signal sign = b.bitAnd(x.sign, b.bitNot(x.isNan));
-  return {b.concat({sign, magnitude}), sign, magnitude, x.isNan};
-}
-
-Operand choose(Builder& b, Signal condition, const Operand& ifOne, const Operand& ifZero) {
-  return {b.select(condition, ifOne.pattern, ifZero.pattern),
-          b.select(condition, ifOne.sign, ifZero.sign),
-          b.select(condition, ifOne.magnitude, ifZero.magnitude),
-          b.select(condition, ifOne.isNan, ifZero.isNan)};
-}
-
-// x against y, from one comparison of their magnitudes; undefined for a NaN.
-struct Order {
-  Signal magnitudeLess, magnitudeGreater, magnitudeEqual;
-  Signal less, greater;  // -0 before +0
-};
-Order compare(Builder& b, const Operand& x, const Operand& y) {
-  Order order;
-  order.magnitudeLess = b.less(x.magnitude, y.magnitude);
-  order.magnitudeEqual = b.equal(x.magnitude, y.magnitude);
-  order.magnitudeGreater = b.bitNot(b.bitOr(order.magnitudeLess, order.magnitudeEqual));
-  const Signal differ = b.bitXor(x.sign, y.sign);
-  const auto before = [&](Signal less, Signal greater, Signal sign) {
-    return b.select(differ, sign, b.select(x.sign, greater, less));
-  };
-  order.less = before(order.magnitudeLess, order.magnitudeGreater, x.sign);
-  order.greater = before(order.magnitudeGreater, order.magnitudeLess, y.sign);
-  return order;
-}
-
-// 1 where the second operand is taken: `precedes` says that it goes before the first.
-Signal takesSecond(Builder& b, const Operand& first, const Operand& second, Signal precedes) {
-  return b.bitAnd(b.bitNot(second.isNan), b.bitOr(first.isNan, precedes));
-}
-
 // The truth of the comparison with code 4 to 9.
-Signal truthOf(Builder& b, const Operand& x, const Operand& y, const Order& order, Signal code) {
-  const Signal isOrdered = b.bitNot(b.bitOr(x.isNan, y.isNan));
-  const Signal bothZero = b.isZero(b.concat({x.magnitude, y.magnitude}));
-  const Signal sameSign = b.bitNot(b.bitXor(x.sign, y.sign));
-  const Signal equal =
-      b.bitAnd(isOrdered, b.bitAnd(order.magnitudeEqual, b.bitOr(sameSign, bothZero)));
-  const Signal strict = b.bitAnd(isOrdered, b.bitNot(bothZero));
-  const Signal less = b.bitAnd(strict, order.less), greater = b.bitAnd(strict, order.greater);
-  const Signal notEqual = b.bitNot(equal);
+Signal truthOf(Builder& b, const Unpacked& x, const Unpacked& y, Signal code) {
   // By the low three bits; 2 and 3 are no comparisons.
-  return b.pick(b.slice(code, 0, 3),
-                std::array{greater, notEqual, greater, notEqual, b.bitOr(less, equal), less, equal,
-                           b.bitOr(greater, equal)});
+  std::array<Signal, 8> truths;
+  for (unsigned i = kLessEqual; i <= kNotEqual; ++i)
+    truths[i % 8] = holds(b, comparisonOf(i), x, y);
+  truths[2] = truths[0], truths[3] = truths[1];
+  return b.pick(b.slice(code, 0, 3), truths);
 }
 
 std::vector<Signal> decompose(Builder& b, const Request& request, std::span<const Signal> inputs) {
   const auto scope = b.scope("multifunction");
   const Signal select = inputs[3], code = inputs[4];
-  const Operand x = canonical(b, inputs[0], request, 0), y = canonical(b, inputs[1], request, 1),
-                z = canonical(b, inputs[2], request, 2);
+  const auto operand = [&](std::size_t port) {
+    return arithmetic::unpack(b, inputs[port], inputFormat(request, port));
+  };
+  const Unpacked x = operand(0), y = operand(1), z = operand(2);
   const auto codeIn = [&](auto accepts) {
     MPZ contents;
     for (unsigned i = 0; i < 1u << kCodeBits; ++i)
@@ -196,35 +116,28 @@ std::vector<Signal> decompose(Builder& b, const Request& request, std::span<cons
   const Signal saturates = codeIn([](unsigned i) { return i == kSaturate; });
   const Signal multiplexes = codeIn([](unsigned i) { return i == kMultiplex; });
 
-  const Order order = compare(b, x, y);
-  const Signal yLessInMagnitude =
-      b.bitOr(order.magnitudeGreater, b.bitAnd(order.magnitudeEqual, order.greater));
-  const Signal yGreaterInMagnitude =
-      b.bitOr(order.magnitudeLess, b.bitAnd(order.magnitudeEqual, order.less));
+  const Signal xFirst = precedes(b, x, y), xSmaller = precedesInMagnitude(b, x, y);
   const Signal which = b.select(saturates, b.literal(kMax, 2), b.slice(code, 0, 2));
-  const Signal precedes =
-      b.pick(which, std::array{order.greater, order.less, yLessInMagnitude, yGreaterInMagnitude});
-  const Signal takesY = b.select(multiplexes, b.bitOf(select, 0), takesSecond(b, x, y, precedes));
-  const Operand either = choose(b, takesY, y, x);
+  const Signal extremeIsY = b.pick(
+      which, std::array{leastIsSecond(b, x, y, xFirst), greatestIsSecond(b, x, y, xFirst),
+                        leastIsSecond(b, x, y, xSmaller), greatestIsSecond(b, x, y, xSmaller)});
+  const Signal takesY = b.select(multiplexes, b.bitOf(select, 0), extremeIsY);
+  const Unpacked either = choose(b, takesY, y, x);
 
-  const Signal limits = takesSecond(b, either, z, compare(b, either, z).greater);
+  const Signal limits = leastIsSecond(b, either, z, precedes(b, either, z));
   const Signal takesZ =
       b.bitOr(b.bitAnd(saturates, limits), b.bitAnd(multiplexes, b.bitOf(select, 1)));
-  const Operand value = choose(b, takesZ, z, either);
-
   const auto format = outputFormat(request, 0);
+  const Signal value =
+      arithmetic::packExact(b, choose(b, takesZ, z, either), format, request.quietNaN);
+
   const int width = format.width();
-  const Signal truth = b.bitAnd(isTruth, truthOf(b, x, y, order, code));
+  const Signal truth = b.bitAnd(isTruth, truthOf(b, x, y, code));
   const Signal one = b.literal(MPZ(format.bias()) << format.fractionBits, width);
   const Signal isValue = b.bitNot(b.bitOr(isTruth, isZero));
-  return {b.bitOr(b.bitAnd(value.pattern, b.replicate(isValue, width)),
+  return {b.bitOr(b.bitAnd(value, b.replicate(isValue, width)),
                   b.bitAnd(one, b.replicate(truth, width))),
           truth};
-}
-
-bool isUnsignedOf(const kiln::Type& type, int width) {
-  const kiln::FixedPoint* format = type.as_fixed_point();
-  return format && format->width() == width && format->fraction() == 0 && !format->sign();
 }
 
 std::optional<std::string> refuse(const Request& request) {

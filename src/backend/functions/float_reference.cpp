@@ -72,16 +72,6 @@ void roundBelowSmallest(mpfr_ptr result, mpfr_srcptr x, mpfr_exp_t smallest,
 
 }  // namespace
 
-FullExponentRange::FullExponentRange() : emin(mpfr_get_emin()), emax(mpfr_get_emax()) {
-  mpfr_set_emin(mpfr_get_emin_min());
-  mpfr_set_emax(mpfr_get_emax_max());
-}
-
-FullExponentRange::~FullExponentRange() {
-  mpfr_set_emin(emin);
-  mpfr_set_emax(emax);
-}
-
 void readFloat(Real& value, const NumValue& input, const kiln::FloatingPoint& port,
                bool subnormals) {
   mpfr_ptr x = value.prepare(port.frac + 1);

@@ -5,19 +5,9 @@
 #include <vector>
 
 #include "backend/functions/unit.h"
+#include "numbers/exponent_range.h"
 
 namespace functions {
-
-// MPFR's full exponent range for as long as the object lives, then the caller's.
-class FullExponentRange {
- public:
-  FullExponentRange();
-  ~FullExponentRange();
-  FullExponentRange(const FullExponentRange&) = delete;
-
- private:
-  mpfr_exp_t emin, emax;
-};
 
 // Sets `value` to the number that a floating port carries for `input`: rounded to the port's
 // precision, zero below its smallest number, infinite above its largest, a subnormal cut to its

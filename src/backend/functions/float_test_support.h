@@ -266,8 +266,10 @@ class Bench {
       if (const auto* format = first.signature.in[i].as_floating_point()) {
         values[i] = decode(patterns[i], {*format, first.subnormals});
       } else {
+        const kiln::FixedPoint& fixed = *first.signature.in[i].as_fixed_point();
+        const MPZ integer = fixed.sign() ? patterns[i].asSigned(fixed.width()) : patterns[i];
         values[i] = Real(64);
-        mpfr_set_z(values[i].get(), patterns[i].get(), MPFR_RNDN);
+        mpfr_set_z(values[i].get(), integer.get(), MPFR_RNDN);
       }
       stimulus[i].real = values[i];
     }
@@ -393,22 +395,37 @@ inline std::vector<MPZ> allPatterns(const kiln::FloatingPoint& format) {
   return patterns;
 }
 
-// Checks every combination of patterns, up to five wrong ones.
-inline void checkAll(Bench& bench, const std::vector<kiln::Type>& in) {
+// Calls `visit` with every combination of patterns until it returns false. Of a port that is not
+// floating all patterns are taken.
+template <typename Visit>
+void forAllRows(const std::vector<kiln::Type>& in, Visit visit) {
   std::vector<std::vector<MPZ>> choices;
   for (const kiln::Type& type : in) {
-    const auto* format = type.as_floating_point();
-    choices.push_back(format ? allPatterns(*format) : std::vector<MPZ>{0, 1});
+    if (const auto* format = type.as_floating_point()) {
+      choices.push_back(allPatterns(*format));
+      continue;
+    }
+    choices.emplace_back();
+    for (unsigned long i = 0; i < 1ul << type.width(); ++i) choices.back().push_back(MPZ(i));
   }
   std::vector<std::size_t> index(in.size());
-  for (int wrong = 0; wrong < 5;) {
+  for (;;) {
     std::vector<MPZ> patterns;
     for (std::size_t i = 0; i < in.size(); ++i) patterns.push_back(choices[i][index[i]]);
-    if (!bench.check(patterns)) ++wrong;
+    if (!visit(patterns)) return;
     std::size_t place = 0;
     while (place < in.size() && ++index[place] == choices[place].size()) index[place++] = 0;
     if (place == in.size()) return;
   }
+}
+
+// Checks every combination of patterns, up to five wrong ones.
+inline void checkAll(Bench& bench, const std::vector<kiln::Type>& in) {
+  int wrong = 0;
+  forAllRows(in, [&](const std::vector<MPZ>& patterns) {
+    if (!bench.check(patterns)) ++wrong;
+    return wrong < 5;
+  });
 }
 
 // Draws patterns that matter: any, near 1, at both ends of the range, sparse or dense fractions;

@@ -49,6 +49,11 @@ arithmetic::RoundingRule roundingOf(const Request& request, bool tiesAway,
   return rule;
 }
 
+bool isUnsignedOf(const kiln::Type& type, int width) {
+  const kiln::FixedPoint* format = type.as_fixed_point();
+  return format && format->width() == width && format->fraction() == 0 && !format->sign();
+}
+
 std::optional<std::string> refuseFormats(const Request& request) {
   for (const kiln::FloatingPoint& port : floatPorts(request)) {
     if (port.exp < 2 || port.exp > 15)
@@ -83,6 +88,15 @@ std::optional<std::string> refuseMixedWidths(const Request& request) {
     if (port.exp != ports[0].exp || port.frac != ports[0].frac)
       return fmt::format("formats {} {} and {} {} differ; this unit has one for all ports",
                          ports[0].exp, ports[0].frac, port.exp, port.frac);
+  return std::nullopt;
+}
+
+std::optional<std::string> refuseMixedForms(const Request& request) {
+  if (auto reason = refuseMixedWidths(request)) return reason;
+  const auto ports = floatPorts(request);
+  for (const kiln::FloatingPoint& port : ports)
+    if (port.is_fp_lib != ports[0].is_fp_lib)
+      return "its floating-point ports are of different forms";
   return std::nullopt;
 }
 

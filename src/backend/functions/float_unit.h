@@ -21,6 +21,9 @@ double ulpsOf(const Request& request, std::size_t port);
 arithmetic::RoundingRule roundingOf(const Request& request, bool tiesAway,
                                     std::span<const graph::Signal> inputs);
 
+// True for an unsigned integer port of `width` bits.
+bool isUnsignedOf(const kiln::Type& type, int width);
+
 // Limits of every floating port: exponents of 2 to 15 bits, fractions of 1 to 112.
 std::optional<std::string> refuseFormats(const Request& request);
 
@@ -31,5 +34,8 @@ std::optional<std::string> refusePorts(const Request& request, std::size_t input
 
 // Refuses floating ports of different exponent or fraction widths.
 std::optional<std::string> refuseMixedWidths(const Request& request);
+
+// The same, and refuses IEEE-style ports beside FPLib ports.
+std::optional<std::string> refuseMixedForms(const Request& request);
 
 }  // namespace functions

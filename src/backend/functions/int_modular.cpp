@@ -1,7 +1,5 @@
 #include "backend/functions/int_modular.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 
 #include "backend/functions/int_product.h"

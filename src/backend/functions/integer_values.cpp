@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "util/failure.h"
 
 namespace functions {
@@ -25,6 +27,30 @@ void readInteger(MPZ& value, const NumValue& input, const kiln::FixedPoint& form
   mpfr_get_z(value.get(), scaled.get(), MPFR_RNDZ);
 }
 
+void readFixed(MPZ& value, const NumValue& input, const kiln::FixedPoint& format) {
+  if (!input.real || mpfr_nan_p(input.real.get())) {
+    mpz_set_ui(value.get(), 0);
+    return;
+  }
+  mpfr_srcptr x = input.real.get();
+  const bool isFar = mpfr_inf_p(x) || (mpfr_regular_p(x) &&
+                                       mpfr_get_exp(x) + format.fraction() > format.width() + 1);
+  if (isFar) {
+    value = mpfr_signbit(x) ? lowestOf(format) : highestOf(format);
+    return;
+  }
+  readInteger(value, input, format);
+  value = std::clamp(value, lowestOf(format), highestOf(format));
+}
+
+MPZ lowestOf(const kiln::FixedPoint& format) {
+  return format.sign() ? -MPZ::powerOfTwo(static_cast<unsigned long>(format.width() - 1)) : MPZ(0);
+}
+
+MPZ highestOf(const kiln::FixedPoint& format) {
+  return MPZ::allOnes(static_cast<unsigned long>(format.width() - (format.sign() ? 1 : 0)));
+}
+
 void writeInteger(NumValue& result, const MPZ& n, const kiln::FixedPoint& format,
                   unsigned precision, mpfr_rnd_t rounding) {
   mpfr_set_z_2exp(result.real.prepare(static_cast<mpfr_prec_t>(precision)), n.get(),
@@ -41,6 +67,16 @@ void wrapInto(MPZ& value, const kiln::FixedPoint& format) {
   mpz_set_ui(modulus.get(), 1);
   mpz_mul_2exp(modulus.get(), modulus.get(), width);
   value -= modulus;
+}
+
+bool isControl(const kiln::Type& type, int width) {
+  const kiln::FixedPoint* format = type.as_fixed_point();
+  return format && format->width() == width && format->fraction() == 0 && !format->sign();
+}
+
+std::optional<std::string> refuseFixedPoint(const kiln::FixedPoint& format) {
+  if (auto reason = outOfRange("width", format.width(), 1, 4096)) return reason;
+  return outOfRange("fraction", format.fraction(), -65536, 65536);
 }
 
 std::optional<std::string> outOfRange(std::string_view what, long value, long least,

@@ -7,14 +7,15 @@
 #include <string_view>
 #include <vector>
 
+#include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/rounding.h"
 #include "backend/graph/builder.h"
 #include "numbers/ports.h"
 
 namespace functions {
 
-using arithmetic::RoundMode;
 using arithmetic::Rounding;
+using arithmetic::RoundMode;
 
 // What one output owes. kWithin: at most `ulps` from the exact result, so 1 is faithful rounding.
 struct Accuracy {
@@ -32,6 +33,7 @@ struct Prices {
   double lutPerTableBit = 1.0 / 64;
   Shape dsp{24, 17};  // widths of the two unsigned factors of one DSP product
   Shape memory{18, 1024};
+  int lutInputs = 6;  // of a look-up table
   int levelsPerStage = 5;
 };
 
@@ -62,6 +64,8 @@ struct Request {
   Prices prices;
   // 1 in the cycles whose inputs count, for units that keep a state; no signal: in every cycle.
   graph::Signal valid{};
+  // Takes the error budgets that the circuit keeps, if not null; tried candidates state none.
+  arithmetic::ErrorBudgets* budgets = nullptr;
 };
 
 // The mathematical function, in MPFR or exact integers, never with the circuit's code. Writes one
@@ -90,6 +94,8 @@ struct UnitRow {
   RefuseFn refuses;
   Protocol protocol = Protocol::kStream;
   int minimumLatency = 0;  // cycles from inputs to outputs
+  // What the report calls the method, where the unit chooses it; else the operator's row names it.
+  std::string_view (*description)(const Signature& signature) = nullptr;
 };
 
 // The row called `name`, or null. Rows stand in unit_table.cpp.

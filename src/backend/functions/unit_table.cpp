@@ -1,11 +1,19 @@
 #include <span>
 
+#include "backend/functions/fixed_const_mult.h"
+#include "backend/functions/fixed_to_fp.h"
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
+#include "backend/functions/float_const_mult.h"
 #include "backend/functions/float_flags.h"
+#include "backend/functions/float_integer_part.h"
 #include "backend/functions/float_mult.h"
 #include "backend/functions/float_mult_add.h"
 #include "backend/functions/float_multifunction.h"
+#include "backend/functions/float_order.h"
+#include "backend/functions/float_scale.h"
+#include "backend/functions/fp_to_fixed.h"
+#include "backend/functions/fp_to_fp.h"
 #include "backend/functions/int_add.h"
 #include "backend/functions/int_bits.h"
 #include "backend/functions/int_modular.h"
@@ -20,9 +28,26 @@ namespace {
 
 // One span of rows for each family.
 std::span<const UnitRow> (*const kFamilies[])() = {
-    floatAddUnits, floatMultUnits, floatMultAddUnits,       floatMultAccUnits,
-    floatAccUnits, floatAbsUnits,  floatFlagUnits,          longAddUnits,
-    modularUnits,  bitUnits,       floatMultiFunctionUnits, intMultiFunctionUnits,
+    floatAddUnits,
+    floatMultUnits,
+    floatMultAddUnits,
+    floatMultAccUnits,
+    floatAccUnits,
+    floatAbsUnits,
+    floatFlagUnits,
+    longAddUnits,
+    modularUnits,
+    bitUnits,
+    floatMultiFunctionUnits,
+    intMultiFunctionUnits,
+    floatOrderUnits,
+    floatIntegerPartUnits,
+    floatScaleUnits,
+    fixedToFloatUnits,
+    floatToFixedUnits,
+    floatToFloatUnits,
+    floatConstMultUnits,
+    fixedConstMultUnits,
 };
 
 }  // namespace

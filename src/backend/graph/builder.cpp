@@ -21,7 +21,8 @@ void sortPair(Signal& a, Signal& b) {
 std::size_t Builder::KeyHash::operator()(const Key& key) const {
   std::size_t hash = static_cast<std::size_t>(key.op) * 31 + static_cast<std::size_t>(key.width);
   hash = hash * 0x9E3779B97F4A7C15u + key.aux;
-  for (const std::uint32_t word : key.words) hash = (hash ^ (hash >> 29)) * 0xBF58476D1CE4E5B9u + word;
+  for (const std::uint32_t word : key.words)
+    hash = (hash ^ (hash >> 29)) * 0xBF58476D1CE4E5B9u + word;
   return hash;
 }
 
@@ -125,8 +126,7 @@ Signal Builder::concat(std::span<const Signal> topFirst) {
     if (isLiteral(top) && isLiteral(bottom))
       return literal((valueOf(top) << bottom.width) | valueOf(bottom), top.width + bottom.width);
     const Node &a = graph.node(top.node), &b = graph.node(bottom.node);
-    if (a.op == Op::kSlice && b.op == Op::kSlice &&
-        graph.operands(a)[0] == graph.operands(b)[0] &&
+    if (a.op == Op::kSlice && b.op == Op::kSlice && graph.operands(a)[0] == graph.operands(b)[0] &&
         a.aux == b.aux + static_cast<std::uint32_t>(bottom.width))
       return slice(graph.signal(graph.operands(a)[0]), static_cast<int>(b.aux),
                    top.width + bottom.width);
@@ -234,15 +234,12 @@ Signal Builder::select(Signal condition, Signal ifOne, Signal ifZero) {
   if (ifOne == ifZero) return ifOne;
   if (isLiteral(condition)) return valueOf(condition).isZero() ? ifZero : ifOne;
   const Node& node = graph.node(condition.node);
-  if (node.op == Op::kNot)
-    return select(graph.signal(graph.operands(node)[0]), ifZero, ifOne);
+  if (node.op == Op::kNot) return select(graph.signal(graph.operands(node)[0]), ifZero, ifOne);
   if (ifOne.width == 1) {
     if (isLiteral(ifOne))
-      return valueOf(ifOne).isZero() ? bitAnd(bitNot(condition), ifZero)
-                                     : bitOr(condition, ifZero);
+      return valueOf(ifOne).isZero() ? bitAnd(bitNot(condition), ifZero) : bitOr(condition, ifZero);
     if (isLiteral(ifZero))
-      return valueOf(ifZero).isZero() ? bitAnd(condition, ifOne)
-                                      : bitOr(bitNot(condition), ifOne);
+      return valueOf(ifZero).isZero() ? bitAnd(condition, ifOne) : bitOr(bitNot(condition), ifOne);
   }
   return make(Op::kSelect, ifOne.width, {condition, ifOne, ifZero});
 }
@@ -265,15 +262,34 @@ Signal Builder::pick(Signal index, std::span<const Signal> choices) {
 }
 
 Signal Builder::reduceAnd(Signal x) {
+  x = withoutLiterals(x, /*neutral=*/true);
   if (x.width == 1) return x;
   if (isLiteral(x)) return bit(isOnesLiteral(x));
   return make(Op::kReduceAnd, 1, {x});
 }
 
 Signal Builder::reduceOr(Signal x) {
+  x = withoutLiterals(x, /*neutral=*/false);
   if (x.width == 1) return x;
   if (isLiteral(x)) return bit(!isZeroLiteral(x));
   return make(Op::kReduceOr, 1, {x});
+}
+
+// The parts of a concatenation without literals whose bits all are `neutral`; the one bit that is
+// not where a literal has one.
+Signal Builder::withoutLiterals(Signal x, bool neutral) {
+  const Node node = graph.node(x.node);
+  if (node.op != Op::kConcat) return x;
+  std::vector<Signal> parts;
+  for (const NodeId id : graph.operands(node)) {
+    const Signal part = graph.signal(id);
+    if (!isLiteral(part)) {
+      parts.push_back(part);
+    } else if (neutral ? !isOnesLiteral(part) : !isZeroLiteral(part)) {
+      return bit(!neutral);
+    }
+  }
+  return parts.size() == node.operandCount ? x : concat(parts);
 }
 
 Signal Builder::reduceXor(Signal x) {

@@ -125,6 +125,7 @@ class Builder {
   std::uint32_t literalIndex(const util::MPZ& value);
   bool isZeroLiteral(Signal x) const { return isLiteral(x) && valueOf(x).isZero(); }
   bool isOnesLiteral(Signal x) const;
+  Signal withoutLiterals(Signal x, bool neutral);
   bool areComplements(Signal a, Signal b) const;
 
   Graph& graph;

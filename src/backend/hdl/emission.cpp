@@ -44,6 +44,17 @@ exit "$status"
 
 }  // namespace
 
+std::vector<TopPort> topPorts(const Design& design) {
+  const Plan plan(design);
+  std::vector<TopPort> ports = {{plan.clock}, {plan.reset}};
+  if (!plan.enable.empty()) ports.push_back({plan.enable});
+  for (std::size_t k = 0; k < plan.inputNames.size(); ++k)
+    ports.push_back({plan.inputNames[k], plan.graph.inputs()[k].signal.width, true});
+  for (std::size_t k = 0; k < plan.outputNames.size(); ++k)
+    ports.push_back({plan.outputNames[k], plan.graph.outputs()[k].signal.width, false});
+  return ports;
+}
+
 std::string designText(const Design& design, LANGUAGE language) {
   const Plan plan(design);
   return language == LANGUAGE_VERILOG ? verilogText(plan) : vhdlText(plan);

@@ -52,6 +52,7 @@ class Node {
   std::vector<Parameter> rows;
 };
 
+class Block;
 class Model;
 
 // The root of a design's graph; owns its models.
@@ -68,14 +69,19 @@ class Design : public Node {
   std::vector<std::unique_ptr<Model>> owned;
 };
 
+// A graph of blocks, which it owns.
 class Model : public Node {
  public:
   static Model& create(Design& design, const std::string& name);
+  ~Model() override;
   Design& getDesign() { return design; }
+  const std::vector<std::unique_ptr<Block>>& blocks() const { return owned; }
 
  private:
-  Model(Design& design, const std::string& name) : Node(name), design(design) {}
+  friend class Block;
+  Model(Design& design, const std::string& name);
   Design& design;
+  std::vector<std::unique_ptr<Block>> owned;
 };
 
 }  // namespace kiln

@@ -1,6 +1,7 @@
 #include "backend/mapping/product_tiling.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -90,8 +91,11 @@ class ProductBuilder {
       std::swap(sizeX, sizeY);
     const auto [mainX, stripX] = splitOff(x, sizeX, std::min(sizeY, y.width()));
     const auto [mainY, stripY] = splitOff(y, sizeY, std::min(sizeX, x.width()));
-    for (const Piece& column : cut(mainX, sizeX))
-      for (const Piece& row : cut(mainY, sizeY)) addTile(column, row);
+    // The narrow side of the blocks is their step in a cascade.
+    const bool rowsAreNarrow = sizeY < sizeX;
+    const std::vector<Piece> columns = cut(mainX, sizeX), rows = cut(mainY, sizeY);
+    for (const Piece& wide : rowsAreNarrow ? columns : rows)
+      addColumn(wide, rowsAreNarrow ? rows : columns);
     addStrip(stripX, y);
     addStrip(stripY, mainX);
   }
@@ -182,9 +186,32 @@ class ProductBuilder {
     constant -= MPZ::powerOfTwo(static_cast<unsigned long>(shift + top));
   }
 
+  bool isBlock(const Piece& x, const Piece& y) const {
+    return !isTable(x, y) && tablesOf(x, y) > kMostTablesOfTile;
+  }
+
+  // Adds x times each of `rows`, which stand one above the other. Blocks two by two: the second
+  // adds the first one's product, shifted by the step, to its own, without any logic.
+  void addColumn(const Piece& x, std::span<const Piece> rows) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      const bool hasNext = i + 1 < rows.size() && !x.isSigned && !rows[i + 1].isSigned;
+      if (!hasNext || rows[i].width() != shape.narrow - 1 || !isBlock(x, rows[i]) ||
+          !isBlock(x, rows[i + 1])) {
+        addTile(x, rows[i]);
+        continue;
+      }
+      const int step = rows[i].width();
+      const Signal low = b.multiply(x.bits, rows[i].bits);
+      const Signal high = b.multiply(x.bits, rows[i + 1].bits);
+      const Signal carried = b.zeroExtend(b.slice(low, step, low.width - step), high.width);
+      add(b.concat({b.add(high, carried), b.slice(low, 0, step)}), x.shift + rows[i].shift);
+      ++i;
+    }
+  }
+
   void addTile(const Piece& x, const Piece& y) {
     const int shift = x.shift + y.shift;
-    if (!isTable(x, y) && tablesOf(x, y) <= kMostTablesOfTile) return addLogic(x, y);
+    if (!isTable(x, y) && !isBlock(x, y)) return addLogic(x, y);
     const Signal product = single(x, y);
     if (x.isSigned || y.isSigned) {
       addSigned(product, shift);

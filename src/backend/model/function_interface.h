@@ -15,6 +15,8 @@ class CFuncUnitFunctionInterface {
   virtual void evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
                         const std::vector<unsigned>& precisions,
                         const std::vector<mpfr_rnd_t>& roundings, bool subnormals) = 0;
+
+  bool keepsSubnormals = false;  // as if every call said so
 };
 
 // The same function as the accuracy evaluation takes it.

@@ -7,12 +7,15 @@
 #include "backend/hdl/emission.h"
 #include "backend/hdl/structure.h"
 #include "backend/kiln/attributes.h"
+#include "backend/model/compile_project.h"
 #include "backend/model/files.h"
 #include "backend/model/model.h"
 #include "backend/model/record.h"
 #include "backend/model/version.h"
+#include "backend/schedule/drawing.h"
 #include "backend/software/software_model.h"
 #include "numbers/testing_options.h"
+#include "util/features.h"
 
 namespace {
 
@@ -24,8 +27,6 @@ std::uint32_t hashOf(const std::string& text) {
   for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
   return hash;
 }
-
-std::string folderOf(const std::string& name) { return "./" + name; }
 
 const char* endingOf(LANGUAGE language) { return language == LANGUAGE_VERILOG ? ".v" : ".vhd"; }
 
@@ -48,7 +49,7 @@ std::vector<std::string> CSynthSingleEntity::headerLines() const {
 void CSynthSingleEntity::writeFile(const std::string& ending, const std::string& text,
                                    bool executable) {
   const std::string fileName = ending[0] == '/' ? ending.substr(1) : name() + ending;
-  writeWholeFile(folderOf(name()), fileName, text, executable);
+  writeWholeFile(folder, fileName, text, executable);
   if (std::find(filesWritten.begin(), filesWritten.end(), fileName) == filesWritten.end())
     filesWritten.push_back(fileName);
   if (recordStands) writeRecord();
@@ -67,20 +68,22 @@ void CSynthSingleEntity::writeRecord() const {
   record.timing = &*scheduled;
   record.latencies = outputLatencies();
   record.resources = GetResourceUsage();
-  record.registerBits = schedule::registerBits(mapped, scheduled->schedule);
+  record.registerBits = registerBits();
   record.request = &request;
+  record.budgets = &budgets;
   record.files = filesWritten;
-  writeWholeFile(folderOf(name()), name() + ".json", recordText(record), false);
+  writeWholeFile(folder, name() + ".json", recordText(record), false);
 }
 
 hdl::Design CSynthSingleEntity::design() const {
   hdl::Design out;
   out.graph = &mapped;
   out.schedule = &scheduled->schedule;
-  out.folder = folderOf(name());
+  out.folder = folder;
   out.name = name();
   out.entity = entityName();
   out.header = headerLines();
+  for (const std::string& line : budgetLines()) out.header.push_back(line);
   out.hasEnable = shared->getOptionValue(synthOption::genGlobalEnableInput) != 0;
   if (kiln::Context* context = kiln::ContextMgr::get())
     out.dontCareOnReset = topUnit->hasMetadata(
@@ -89,9 +92,9 @@ hdl::Design CSynthSingleEntity::design() const {
 }
 
 // The unit, or a structure of a hard block and the control signals beside it.
-std::string CSynthSingleEntity::designText() const {
+std::string CSynthSingleEntity::designText(LANGUAGE language) const {
   const hdl::Design top = design();
-  if (!hardFloat) return hdl::designText(top, shared->language);
+  if (!hardFloat) return hdl::designText(top, language);
   const auto part = [&](const InnerPart& inner, const std::string& ending) {
     hdl::Part made{top, {}, {}};
     made.design.graph = &inner.graph;
@@ -111,19 +114,51 @@ std::string CSynthSingleEntity::designText() const {
   }
   for (std::size_t k = 0; k < inputs().size(); ++k) parts[0].inputs.push_back(controlIn + k);
   for (std::size_t k = 0; k < outputs().size(); ++k) parts[0].outputs.push_back(controlOut + k);
-  return hdl::structureText(top, parts, shared->language);
+  return hdl::structureText(top, parts, language);
 }
 
 void CSynthSingleEntity::Generate() {
-  writeFile(endingOf(shared->language), designText());
+  writeFile(endingOf(shared->language), designText(shared->language));
+  if (util::GetFeatureBoolean("DumpDotty").value_or(false))
+    writeFile(".dot", schedule::drawingText(
+                          mapped, scheduled->schedule,
+                          fmt::format("{}: {} cycles at {} MHz on {}", name(),
+                                      inputToOutputLatency(true, nullptr),
+                                      settings.device->megahertz(), settings.device->familyName()),
+                          util::GetFeatureBoolean("DottyShortFormat").value_or(false)));
   filesWritten.push_back(name() + ".json");
   recordStands = true;
   writeRecord();
 }
 
+void CSynthSingleEntity::GenerateVirtualPinAssignments() {
+  virtualPins = hdl::topPorts(design());
+  virtualPins.erase(virtualPins.begin());  // the clock
+}
+
+void CSynthSingleEntity::GenerateFathomProject() {
+  CompileProject project;
+  project.header = headerLines();
+  project.name = name();
+  project.entity = entityName();
+  project.language = shared->language;
+  project.device = settings.device;
+  project.period = scheduled->period;
+  project.pins = virtualPins;
+  project.clock = hdl::topPorts(design()).front().name;
+  project.resources = GetResourceUsage();
+  project.registerBits = registerBits();
+  if (hardFloat) project.hardBlock = name() + "_" + hardFloat->name;
+  writeFile(".sdc", constraintsText(project));
+  writeFile(".fathom", settingsText(project));
+  if (shared->language != LANGUAGE_VERILOG)
+    writeFile(endingOf(LANGUAGE_VERILOG), designText(LANGUAGE_VERILOG));
+  writeFile("/synthesize.ys", synthesisScript(project));
+}
+
 void CSynthSingleEntity::WriteSoftwareModel() {
   const software::SoftwareModel model =
-      software::softwareModel(mapped, name(), scheduled->schedule.latency(), headerLines());
+      software::softwareModel(mapped, name(), scheduled->schedule.latency(), design().header);
   writeFile("_model.h", model.header);
   writeFile("_model.cpp", model.source);
 }

@@ -3,9 +3,14 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <cstdio>
 
+#include "backend/device/families.h"
 #include "backend/kiln/attributes.h"
 #include "backend/mapping/mapping.h"
+#include "backend/model/diagnostics.h"
+#include "backend/model/files.h"
+#include "backend/model/version.h"
 #include "util/failure.h"
 #include "util/features.h"
 
@@ -20,6 +25,14 @@ schedule::Strategy strategyOf(int schedulerMethod, bool combinational) {
                                                      : kFewestRegisters;
 }
 
+const char* nameOf(schedule::Strategy strategy) {
+  constexpr const char* kNames[] = {"combinational", "as soon as possible",
+                                    "as soon as possible at the smallest period, then swept",
+                                    "a register behind every outermost scope",
+                                    "fewest register bits"};
+  return kNames[static_cast<int>(strategy)];
+}
+
 functions::Accuracy accuracyOf(float bound, bool faithful) {
   if (!faithful || bound < 1) return {functions::Accuracy::kCorrect, 0.5};
   return {functions::Accuracy::kWithin, bound};
@@ -28,6 +41,7 @@ functions::Accuracy accuracyOf(float bound, bool faithful) {
 arithmetic::RoundMode roundModeOf(int roundType) {
   using enum arithmetic::RoundMode;
   constexpr arithmetic::RoundMode kByType[] = {kNearestEven, kDown, kUp, kTowardZero};
+  LOAM_ASSERT(0 <= roundType && roundType < 4, "Code should be unreachable");
   return kByType[roundType];
 }
 
@@ -42,7 +56,8 @@ CSynthSingleEntity::CSynthSingleEntity(CModelOptions* options, const std::string
     : CSynth(options, name),
       wrapper(wrapper),
       schedulerMethod(util::GetFeatureInteger("SchedulerMethod").value_or(-1)),
-      preserveEntityName(util::GetFeature(Features::PRESERVE_TOP_LEVEL_ENTITY_NAME)) {
+      preserveEntityName(util::GetFeature(Features::PRESERVE_TOP_LEVEL_ENTITY_NAME)),
+      folder("./" + name) {
   if (options->bridgeDesign()) bridgeModel = &kiln::Model::create(*options->bridgeDesign(), name);
   channelIn = new CChannelUnit(this, "xIn", CFuncUnit::kChannelIn);
   inputPorts = inputs;
@@ -72,6 +87,7 @@ functions::Request CSynthSingleEntity::requestFor(CArithmeticUnit& unit) const {
   asked.subnormals = settings.getOptionValue(floatOption::subnormals) != 0;
   asked.quietNaN = shared->quietNaN;
   if (settings.lutMultRatio > 0) asked.prices.lutPerDsp = settings.lutMultRatio;
+  if (settings.device) asked.prices.lutInputs = settings.device->data().lutInputs();
   return asked;
 }
 
@@ -121,14 +137,17 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   }
 
   const device::Device& device = *settings.device;
+  log(graphText("circuit", built));
   if (hardFloat) {
     mapped = mapping::mapGraph(built, device, {device.period(), true});
     scheduleHardFloat();
+    log(scheduleText(mapped, *scheduled, "the registers of a hard block"));
     buildHardFloat(asked);
     return;
   }
   const bool combinational = settings.getOptionValue(synthOption::forceCombinational) != 0;
   mapped = mapping::mapGraph(built, device, {device.period(), combinational});
+  log(graphText("mapped", mapped));
 
   wanted.period = device.period();
   wanted.strategy = strategyOf(schedulerMethod, combinational);
@@ -139,6 +158,7 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
     util::Result<schedule::Scheduled> result = schedule::scheduleGraph(mapped, device, wanted);
     if (!result) util::exitWith(result.failure());
     scheduled = std::move(*result);
+    log(scheduleText(mapped, *scheduled, nameOf(wanted.strategy)));
   };
   schedule();
   if (const int minimum = topUnit->row().minimumLatency; scheduled->schedule.latency() < minimum) {
@@ -194,11 +214,42 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   if (hardFloat)
     for (functions::Accuracy& accuracy : request.accuracy)
       accuracy = {functions::Accuracy::kCorrect, 0.5};
-  buildCircuit(request);
+  log("cmdGauge " + std::string(kVersion) + " " + shared->commandLine + "\n");
+  log(requestText(topUnit->row(), request, *settings.device));
+  functions::Request asked = request;
+  asked.budgets = &budgets;
+  buildCircuit(asked);
   if (scheduled->warning) loam_error_printf(*scheduled->warning);
+  if (shared->getOptionValue(synthOption::verbosity) > 0)
+    std::printf("%s", longestStageText(*scheduled).c_str());
   const std::vector<int> latencies = outputLatencies();
   for (std::size_t side = 0; side < channelOuts.size(); ++side)
     channelOuts[side]->setStep(latencies[side]);
+  for (const std::string& line : budgetLines()) log(line + "\n");
+  log(resourcesText(GetResourceUsage()));
+  writeLog();
+}
+
+// One line for each budget that the circuit stated.
+std::vector<std::string> CSynthSingleEntity::budgetLines() const {
+  std::vector<std::string> lines;
+  for (const arithmetic::ErrorBudget& budget : budgets) {
+    std::string terms;
+    for (const auto& term : budget.terms())
+      terms += fmt::format("{}{} {}", terms.empty() ? "" : " + ", term.name, term.ulps());
+    lines.push_back(fmt::format("Budget in ulp, {}: {} = {} of {}.", budget.name(), terms,
+                                budget.sum(), budget.promise()));
+  }
+  return lines;
+}
+
+void CSynthSingleEntity::log(const std::string& text) {
+  if (util::GetFeature(Features::REPORT_DEBUG_MESSAGES)) debugLog += text;
+}
+
+void CSynthSingleEntity::writeLog() const {
+  const auto file = util::GetFeatureString("DebugMessagesFile");
+  if (!debugLog.empty() && file) writeWholeFile(".", *file, debugLog, false);
 }
 
 tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
@@ -210,6 +261,15 @@ tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
   usage.set(kRamBlock, static_cast<int>(std::ceil(total.ramBlocks)));
   usage.set(kRamBit, static_cast<int>(std::ceil(total.ramBits)));
   return usage;
+}
+
+// Registers outside hard blocks.
+long CSynthSingleEntity::registerBits() const {
+  if (!hardFloat) return schedule::registerBits(mapped, scheduled->schedule);
+  const schedule::Schedule wrappers = hardFloatSchedule(
+      blockPart.graph, 0, wrapper & kWrapperIn ? 1 : 0, wrapper & kWrapperOut ? 1 : 0);
+  return schedule::registerBits(flowPart.graph, flowPart.schedule) +
+         schedule::registerBits(blockPart.graph, wrappers);
 }
 
 bool CSynthSingleEntity::keepsState() const {

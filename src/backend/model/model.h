@@ -26,6 +26,7 @@ class CModel {
   virtual void elaborate(const std::string&) {}
   // Cycles from input to output. The arguments are for callers that pass them.
   virtual int inputToOutputLatency(bool, const char*) const { return 0; }
+  virtual void WriteAutomaticModelIPTestBench() {}
   // Runs the software model: all registers to zero; one cycle on what the channel units hold.
   virtual void Reset() {}
   virtual void Execute() {}
@@ -64,16 +65,20 @@ class CSynthSingleEntity : public CSynth {
   void setIsFloatingPoint(bool value) { isFloatingPoint = value; }
   void setPropertyValue(const PropertyLabel& label, int value) { properties[&label] = value; }
   void setTopUnit(CArithmeticUnit* unit) { topUnit = unit; }
+  void setOutputFolder(const std::string& path) { folder = path; }
   kiln::Node* getBridgeModel() const { return bridgeModel; }
 
   // Ends the run with one line, before any file is touched, when no circuit exists for the request.
   void elaborate(const std::string&) override;
 
   // Each writes its files whole or not at all; a folder or file that cannot be written ends the run
-  // with one line. Paths are "./<name>/...", from the working directory.
-  void Generate();                        // the design and its record
-  void WriteSoftwareModel();              // the C++ model
-  void WriteAutomaticModelIPTestBench();  // the bench and the script that runs it
+  // with one line. They stand in the output folder, "./<name>" from the working directory if no
+  // other was set.
+  void Generate();                                 // the design and its record
+  void WriteSoftwareModel();                       // the C++ model
+  void GenerateVirtualPinAssignments();            // for the compile project: ports without a pin
+  void GenerateFathomProject();                    // constraints, settings, an open synthesis script
+  void WriteAutomaticModelIPTestBench() override;  // the bench and the script that runs it
 
   tessel_api::ResourceUsage GetResourceUsage() const;
   int inputToOutputLatency(bool, const char*) const override;
@@ -93,6 +98,8 @@ class CSynthSingleEntity : public CSynth {
   functions::Request requestFor(CArithmeticUnit& unit) const;
   void buildCircuit(functions::Request request);
   void scheduleHardFloat();
+  void log(const std::string& text);
+  void writeLog() const;
   void buildHardFloat(functions::Request request);
   void writeFile(const std::string& ending, const std::string& text, bool executable = false);
   void writeRecord() const;
@@ -100,10 +107,12 @@ class CSynthSingleEntity : public CSynth {
   bool keepsState() const;
   std::optional<int> constrainedLatency(int shortest) const;
   std::vector<int> outputLatencies() const;
+  long registerBits() const;
   hdl::Design design() const;
-  std::string designText() const;
+  std::string designText(LANGUAGE language) const;
   std::string entityName() const;
   std::vector<std::string> headerLines() const;
+  std::vector<std::string> budgetLines() const;
 
   WrapperTypeEnum wrapper;
   SYNTH_STYLE style = kDefaultStyle;
@@ -111,6 +120,7 @@ class CSynthSingleEntity : public CSynth {
   std::map<const PropertyLabel*, int> properties;
   int schedulerMethod;
   bool preserveEntityName;
+  std::string folder;
   kiln::Model* bridgeModel = nullptr;
   CArithmeticUnit* topUnit = nullptr;
   CChannelUnit* channelIn;
@@ -123,11 +133,14 @@ class CSynthSingleEntity : public CSynth {
   };
 
   functions::Request request;
+  arithmetic::ErrorBudgets budgets;  // that the circuit stated
   graph::Graph mapped;
   std::optional<HardFloat> hardFloat;
   InnerPart blockPart, flowPart;
   std::optional<schedule::Scheduled> scheduled;
   std::unique_ptr<software::Execution> execution;
+  std::string debugLog;
+  std::vector<hdl::TopPort> virtualPins;
   std::vector<std::string> filesWritten;
   bool recordStands = false;
 };

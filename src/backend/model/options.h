@@ -102,6 +102,7 @@ class CModelOptions {
   device::ModelSpecificAdjustment& modelSpecificAdjustment() { return adjustment; }
 
   double clockFrequency = 0;  // MHz
+  int generator = 0;          // of a design: 1 to 3 by name, 0 any other
   bool vsimToFile = false;    // the bench writes what it saw
   bool base2Stimuli = true;
   bool synthesisOnly = false;

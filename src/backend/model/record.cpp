@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "backend/arithmetic/floating_point.h"
 #include "backend/model/version.h"
 
 namespace {
@@ -60,6 +61,29 @@ std::string roundingText(const functions::Accuracy& accuracy, arithmetic::RoundM
   return "";
 }
 
+// The largest distance of a result from the exact one.
+double errorBound(const functions::Accuracy& accuracy, const arithmetic::Rounding& rounding) {
+  switch (accuracy.kind) {
+    case functions::Accuracy::kExact:
+      return 0;
+    case functions::Accuracy::kCorrect:
+      return arithmetic::RoundingRule{.mode = rounding.fixed}.isNearest() && !rounding.port ? 0.5
+                                                                                            : 1;
+    case functions::Accuracy::kWithin:
+      break;
+  }
+  return accuracy.ulps;
+}
+
+std::string budgetText(const arithmetic::ErrorBudget& budget) {
+  const auto termText = [](const arithmetic::ErrorBudget::Term& term) {
+    return fmt::format("{{\"name\": {}, \"ulp\": {}}}", quoted(term.name), term.ulps());
+  };
+  return fmt::format("{{\"name\": {}, \"bound_ulp\": {}, \"sum_ulp\": {}, \"terms\": {}}}",
+                     quoted(budget.name()), budget.promise(), budget.sum(),
+                     listOf(budget.terms(), termText));
+}
+
 }  // namespace
 
 std::string recordText(const UnitRecord& record) {
@@ -99,8 +123,9 @@ std::string recordText(const UnitRecord& record) {
           return quoted(roundingText(accuracy, request.rounding.fixed));
         }));
   field("error_bound_ulp", listOf(request.accuracy, [&](const functions::Accuracy& accuracy) {
-          return number(accuracy.ulps);
+          return number(errorBound(accuracy, request.rounding));
         }));
+  field("error_budget", listOf(*record.budgets, budgetText));
   field("subnormals", number(request.subnormals));
   out += "  \"files\": " + listOf(record.files, quoted) + "\n}\n";
   return out;

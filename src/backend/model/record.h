@@ -24,6 +24,7 @@ struct UnitRecord {
   tessel_api::ResourceUsage resources;
   long registerBits = 0;
   const functions::Request* request = nullptr;
+  const arithmetic::ErrorBudgets* budgets = nullptr;
   std::vector<std::string> files;
 };
 

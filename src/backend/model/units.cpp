@@ -22,6 +22,13 @@ CFuncUnit::OutPort& CFuncUnit::getOutPort(int k) {
   return outPorts[k];
 }
 
+void CFuncUnit::setPorts(const PortSpecList& in, const PortSpecList& out) {
+  for (const auto& [ports, formats] : {std::pair{&inPorts, &in}, std::pair{&outPorts, &out}}) {
+    ports->assign(formats->size(), {});
+    for (std::size_t k = 0; k < formats->size(); ++k) (*ports)[k].setType((*formats)[k].type);
+  }
+}
+
 bool CFuncUnit::hasMetadata(const kiln::PureValueRef& pair) const {
   return std::find(metadata.begin(), metadata.end(), pair) != metadata.end();
 }
@@ -34,10 +41,13 @@ const functions::Signature& CArithmeticUnit::signature() {
   if (!formats) {
     formats.emplace();
     formats->variant = variant;
+    const auto formatOf = [](const Port& port, const PortSpecList& ofModel, std::size_t k) {
+      return port.type() ? *port.type() : ofModel[k].type;
+    };
     for (std::size_t k = 0; k < inPorts.size(); ++k)
-      formats->in.push_back(inPorts[k].type().value_or(model.inputs()[k].type));
+      formats->in.push_back(formatOf(inPorts[k], model.inputs(), k));
     for (std::size_t k = 0; k < outPorts.size(); ++k)
-      formats->out.push_back(outPorts[k].type().value_or(model.outputs()[k].type));
+      formats->out.push_back(formatOf(outPorts[k], model.outputs(), k));
   }
   return *formats;
 }
@@ -45,5 +55,6 @@ const functions::Signature& CArithmeticUnit::signature() {
 void CArithmeticUnit::evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
                                const std::vector<unsigned>& precisions,
                                const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
-  unitRow.evaluate(signature(), results, inputs, precisions, roundings, subnormals);
+  unitRow.evaluate(signature(), results, inputs, precisions, roundings,
+                   subnormals || keepsSubnormals);
 }

@@ -28,6 +28,7 @@ class CFuncUnit {
       format = kiln::FixedPoint(width, fraction, sign);
     }
     void setFxPWidth(int width) { format = kiln::FixedPoint(width, 0, false); }
+    void setType(const kiln::Type& type) { format = type; }
     const std::optional<kiln::Type>& type() const { return format; }
 
    private:
@@ -47,6 +48,8 @@ class CFuncUnit {
   const std::string& name() const { return unitName; }
   InPort& getInPort(int k);
   OutPort& getOutPort(int k);
+  // Ports of these formats in place of those that the model gave.
+  void setPorts(const PortSpecList& in, const PortSpecList& out);
   void setSTMFileBaseName(const std::string& name) { stmFileBaseName = name; }
   void setIsSTMEnabled(bool enabled) { isSTMEnabled = enabled; }
   void associateMetadata(const kiln::PureValueRef& pair) { metadata.push_back(pair); }

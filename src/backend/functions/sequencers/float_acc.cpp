@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "backend/arithmetic/block_accumulator.h"
-#include "backend/arithmetic/leading_zeros.h"
+#include "backend/arithmetic/fixed_to_float.h"
 #include "backend/arithmetic/shifter.h"
 #include "backend/functions/float_reference.h"
 #include "backend/functions/float_unit.h"
@@ -114,45 +114,20 @@ Term placeTerm(Builder& b, const arithmetic::Unpacked& x, const Range& range) {
           b.reduceAnd(b.concat({vanishes, b.bitNot(isSpecial), b.bitNot(x.isZero)}))};
 }
 
-// A two's-complement number in units of 2^lowest as a floating-point one, rounded once.
+// A two's-complement number with the accumulator's sign bit as a floating-point one, rounded once.
 Signal convertSum(Builder& b, const Request& request, Signal sum, const Range& range,
                   std::span<const Signal> inputs) {
   const auto scope = b.scope("convert");
-  const arithmetic::FloatFormat format = outputFormat(request, 0);
   const bool rounds = ulpsOf(request, 0) < 1;
+  const auto rule = rounds ? roundingOf(request, /*tiesAway=*/false, inputs)
+                           : arithmetic::RoundingRule{.mode = RoundMode::kTowardZero};
+  arithmetic::stateRounding(request.budgets, rule.isNearest());
   const Signal sign = b.topBit(sum);
-  Signal magnitude =
+  const Signal magnitude =
       b.addCarry(b.bitXor(sum, b.replicate(sign, sum.width)), b.zeros(sum.width), sign);
-  // With gradual underflow the word reaches up to the lowest binade at least.
-  long top = range.sign;
-  if (format.gradual) {
-    top = std::max<long>(top, format.minExponent() - format.bias());
-    magnitude = b.zeroExtend(magnitude, static_cast<int>(top - range.lowest + 1));
-  }
-  const long topExponent = top + format.bias();
-  const int kept = format.fractionBits + (rounds ? 2 : 1);
-  const auto normal = format.gradual ? arithmetic::normaliseUpToSticky(
-                                           b, magnitude,
-                                           b.literal(topExponent - format.minExponent(),
-                                                     arithmetic::signedWidth(0, topExponent)),
-                                           kept)
-                                     : arithmetic::normaliseSticky(b, magnitude, kept);
-  const int width =
-      std::max(arithmetic::signedWidth(topExponent - magnitude.width, topExponent + 1),
-               normal.count.width + 1);
-  return arithmetic::roundAndPack(
-      b,
-      {.sign = sign,
-       .exponent = b.subtract(b.literal(topExponent, width), b.zeroExtend(normal.count, width)),
-       .significand = normal.bits,
-       .sticky = normal.sticky,
-       .isZero = normal.allZero,
-       .isInf = b.bit(false),
-       .isNan = b.bit(false)},
-      format,
-      rounds ? roundingOf(request, /*tiesAway=*/false, inputs)
-             : arithmetic::RoundingRule{.mode = RoundMode::kTowardZero},
-      request.quietNaN);
+  const auto [number, format] = arithmetic::fixedToFloat(
+      b, sign, magnitude, range.sign, outputFormat(request, 0), /*below=*/rounds ? 1 : 0);
+  return arithmetic::roundAndPack(b, number, format, rule, request.quietNaN);
 }
 
 // 1 when the bits from `low` up are not all alike.

@@ -104,19 +104,20 @@ std::vector<Signal> decomposeMultAcc(Builder& b, const Request& request,
         accumulate(b, request, inputs[kContinues], x.sign, [&](const Unpacked& last, Signal sign) {
           Unpacked term = x;
           term.sign = sign;
-          return arithmetic::addSinglePathUnrounded(b, last, term,
-                                                    {.out = x.format, .rounding = rounding});
+          return arithmetic::addSinglePathUnrounded(
+              b, last, term, {.out = x.format, .rounding = rounding, .budgets = request.budgets});
         })};
   const Unpacked y =
       keptOrZero(b, arithmetic::unpack(b, inputs[kSecond], inputFormat(request, kSecond)), valid,
                  b.bit(false));
   const arithmetic::ExactProduct product = arithmetic::multiplyExactly(b, x, y);
-  return {accumulate(
-      b, request, inputs[kContinues], product.sign, [&](const Unpacked& last, Signal sign) {
-        arithmetic::ExactProduct term = product;
-        term.sign = sign;
-        return arithmetic::addToProductUnrounded(b, term, last, {.rounding = rounding});
-      })};
+  return {accumulate(b, request, inputs[kContinues], product.sign,
+                     [&](const Unpacked& last, Signal sign) {
+                       arithmetic::ExactProduct term = product;
+                       term.sign = sign;
+                       return arithmetic::addToProductUnrounded(
+                           b, term, last, {.rounding = rounding, .budgets = request.budgets});
+                     })};
 }
 
 std::optional<std::string> refuseMultAcc(const Request& request) {

@@ -1,37 +1,18 @@
-#include "operators/integer_rows.h"
-
 #include <bit>
 #include <cstdio>
 
 #include "operators/row_parts.h"
+#include "operators/row_tables.h"
+#include "util/mpz.h"
 #include "util/strings.h"
 
 namespace operators {
 
 namespace {
 
-constexpr Parameter kShift[] = {integerWidth("wIn"), {"maxShift", 0, kMaxWidth}, choice("sign")};
-constexpr Parameter kCount[] = {integerWidth("w"), choice("sign")};
 constexpr Parameter kFactor[] = {factorWidth("w")};
+constexpr Parameter kModulus[] = {factorWidth("w"), {"base", 0, 62}, number("modulus")};
 constexpr Parameter kFactors[] = {factorWidth("wX"), choice("sX"), factorWidth("wY"), choice("sY")};
-
-Ports rightShift(const Parameters& p) {
-  Ports ports;
-  ports.in.push_back("a", integer(p[1], p[3] > 0));
-  ports.in.push_back("s", bits(util::bitsForValue(p[1])));
-  ports.out.push_back("q", integer(p[1], p[3] > 0));
-  return ports;
-}
-
-// CBarrelShift: maxShift.
-std::vector<std::int64_t> shiftLimit(const Parameters& p) { return {p[2]}; }
-
-Ports countOnes(const Parameters& p) {
-  Ports ports;
-  ports.in.push_back("a", bits(p[1]));
-  ports.out.push_back("q", bits(p[1]));
-  return ports;
-}
 
 Ports product(const kiln::FixedPoint& x, const kiln::FixedPoint& y) {
   Ports ports;
@@ -66,10 +47,35 @@ Ports barrettProduct(const Parameters& p) {
   return ports;
 }
 
-// DMFxPModularMult: architecture.
-constexpr auto kSchoolbook = always<2>;
-constexpr auto kBarrett = always<14>;
-constexpr auto kSquare = always<19>;
+Ports productModuloConstant(const Parameters& p) {
+  return makePorts({{"x", bits(p[1])}, {"y", bits(p[1])}}, {{"r", bits(p[1])}});
+}
+
+Ports productModulo(const Parameters& p) {
+  return makePorts({{"x", bits(p[1])}, {"y", bits(p[1])}, {"z", bits(p[1])}}, {{"r", bits(p[1])}});
+}
+
+Ports reduction(const Parameters& p) {
+  return makePorts({{"x", bits(2 * p[1])}, {"y", bits(p[1])}}, {{"r", bits(p[1])}});
+}
+
+// An integer and its reciprocal, which is a fraction.
+Ports inverse(const Parameters& p) {
+  return makePorts({{"x", bits(p[1])}}, {{"r", kiln::FixedPoint(p[1], p[1], false)}});
+}
+
+// DMFxPModularMult: architecture, and with a modulus its base; text: the modulus.
+constexpr std::string_view kProduct = "DMFxPModularMult";
+functions::Variant constantModulus(const Parameters& p) { return {{15, p[2]}, {p.text(3)}}; }
+
+std::optional<std::string> refuseModulus(const Parameters& p) {
+  if (p[2] == 1) return "base 1 is not 0 or 2 to 62";
+  const auto modulus = util::MPZ::fromText(p.text(3), p[2]);
+  if (!modulus) return "modulus " + p.text(3) + " is not an integer in base " + p.text(2);
+  if (modulus->sign() <= 0) return "modulus " + p.text(3) + " is below 1";
+  return std::nullopt;
+}
+
 // Exact integers at any width in range.
 constexpr int kIntegerPrecision = 10000;
 
@@ -109,13 +115,13 @@ Ports longAddPorts(const Parameters& p) {
 
 // CLongAdd: isSigned, chunkLength (chosen by itself for 0 and below), operands.
 template <LongAdder Adder>
-std::vector<std::int64_t> longAddVariant(const Parameters& p) {
+functions::Variant longAddVariant(const Parameters& p) {
   const int chunk = Adder.isExpert ? p[Adder.isMultiOperand ? 3 : 2] : 0;
-  return {Adder.isSigned, chunk, Adder.operands(p)};
+  return {{Adder.isSigned, chunk, Adder.operands(p)}};
 }
 
 template <LongAdder Adder>
-void announceLongAdd() {
+void announceLongAdd(const Parameters&) {
   std::printf("isSigned = %d isMultiOperand=%d isExpert=%d hasBitGrowth=%d\n", Adder.isSigned,
               Adder.isMultiOperand, Adder.isExpert, Adder.hasBitGrowth);
 }
@@ -135,17 +141,29 @@ constexpr OperatorRow longAdd(std::string_view word) {
           .announce = announceLongAdd<Adder>};
 }
 
+constexpr std::string_view kKaratsuba = "flat karatsuba multiplication";
 constexpr std::string_view kClassical = "classical schoolbook multiplication";
 
 // clang-format off
 constexpr OperatorRow kRows[] = {
     // word, parameters, ports, component, method, type, unit, variant, unit's name, twin's name, precision
-    {"RightShiftNoSticky", kShift, rightShift, "RightShiftNoSticky", "na", 1, "CBarrelShift", shiftLimit, "rightShiftTest"},
-    {"IntCtPop", kCount, countOnes, "IntCtPop", "AUTO", 103, "CCtpop", always, "CTPop"},
-    {"ModularMultBarrett", kFactor, barrettProduct, "ModularMult", "polynomial approximation", MODULAR_MULT_BARRETT, "DMFxPModularMult", kBarrett, "modularMult", "", kIntegerPrecision},
-    {"MultSchoolbook", kFactor, evenProduct<false>, "SchoolbookMult", kClassical, 102, "DMFxPModularMult", kSchoolbook, "schoolbookMult", "schoolbookTestBench", kIntegerPrecision},
-    {"MultSchoolbookS", kFactor, evenProduct<true>, "SchoolbookMult", kClassical, 102, "DMFxPModularMult", kSchoolbook, "schoolbookMult", "schoolbookTestBench", kIntegerPrecision},
-    {"MultSchoolbookExpert", kFactors, mixedProduct, "SchoolbookMult", kClassical, 102, "DMFxPModularMult", kSchoolbook, "schoolbookMult", "schoolbookTestBench", kIntegerPrecision},
+    {"ModularMultEnhancedKaraRecFlat", kFactor, productModuloConstant, "ModularMult", kPolynomial, 102, kProduct, always<13>, "modularMult", "", kIntegerPrecision},
+    {"ModularMultBarrettKaraFlatComp", kFactor, productModuloConstant, "ModularMult", kPolynomial, 102, kProduct, always<12>, "modularMult", "", kIntegerPrecision},
+    {"ModularMultGenericBarrettFlat", kFactor, productModulo, "ModularMult", kPolynomial, 102, kProduct, always<9>, "modularMult", "", kIntegerPrecision},
+    {"ModularMultGenericBarrettRec", kFactor, productModulo, "ModularMult", kPolynomial, 102, kProduct, always<10>, "modularMult", "", kIntegerPrecision},
+    {"ModularMultBarrett", kFactor, barrettProduct, "ModularMult", kPolynomial, MODULAR_MULT_BARRETT, kProduct, always<14>, "modularMult", "", kIntegerPrecision},
+    {.word = "ModularMultBarrettConstModulus", .parameters = kModulus, .ports = productModuloConstant, .component = "ModularMult", .method = kPolynomial, .type = 102, .unit = kProduct, .variant = constantModulus, .unitName = "modularMult", .precision = kIntegerPrecision, .refuses = refuseModulus},
+    {"ModularReductionGenericBarrett", kFactor, reduction, "ModularMult", kPolynomial, 102, kProduct, always<17>, "modularMult", "", kIntegerPrecision},
+    {"KaratsubaMultRec", kFactor, evenProduct<false>, "KaratsubaMult", kKaratsuba, 102, kProduct, always<3>, "modularMult", "", kIntegerPrecision},
+    {"KaratsubaMultRecPoly", kFactor, evenProduct<false>, "KaratsubaMult", kKaratsuba, 102, kProduct, always<3>, "modularMult", "", kIntegerPrecision},
+    {"KaratsubaMultRecInt", kFactor, evenProduct<false>, "KaratsubaMult", kKaratsuba, 102, kProduct, always<4>, "modularMult", "", kIntegerPrecision},
+    {"KaratsubaMultRecIntComp", kFactor, evenProduct<false>, "KaratsubaMult", kKaratsuba, 102, kProduct, always<5>, "modularMult", "", kIntegerPrecision},
+    {"KaratsubaMultFlatInt", kFactor, evenProduct<false>, "KaratsubaMult", kKaratsuba, 102, kProduct, always<6>, "modularMult", "", kIntegerPrecision},
+    {"KaratsubaMultFlatIntComp", kFactor, evenProduct<false>, "KaratsubaMult", kKaratsuba, 102, kProduct, always<7>, "modularMult", "", kIntegerPrecision},
+    {"KaratsubaMultFlatPoly", kFactor, evenProduct<false>, "KaratsubaMult", kKaratsuba, 102, kProduct, always<8>, "modularMult", "", kIntegerPrecision},
+    {"MultSchoolbook", kFactor, evenProduct<false>, "SchoolbookMult", kClassical, 102, kProduct, always<2>, "schoolbookMult", "schoolbookTestBench", kIntegerPrecision},
+    {"MultSchoolbookS", kFactor, evenProduct<true>, "SchoolbookMult", kClassical, 102, kProduct, always<2>, "schoolbookMult", "schoolbookTestBench", kIntegerPrecision},
+    {"MultSchoolbookExpert", kFactors, mixedProduct, "SchoolbookMult", kClassical, 102, kProduct, always<2>, "schoolbookMult", "schoolbookTestBench", kIntegerPrecision},
     longAdd<LongAdder{}>("LongAdd"),
     longAdd<LongAdder{.isSigned = true}>("LongAddS"),
     longAdd<LongAdder{.isMultiOperand = true}>("LongAddMulti"),
@@ -162,12 +180,13 @@ constexpr OperatorRow kRows[] = {
     longAdd<LongAdder{.isSigned = true, .isExpert = true, .hasBitGrowth = true}>("LongAddSBitGrowthExpert"),
     longAdd<LongAdder{.isMultiOperand = true, .isExpert = true, .hasBitGrowth = true}>("LongAddMultiBitGrowthExpert"),
     longAdd<LongAdder{.isSigned = true, .isMultiOperand = true, .isExpert = true, .hasBitGrowth = true}>("LongAddSMultiBitGrowthExpert"),
-    {"Squarer", kFactor, square, "ModularMult", "polynomial approximation", 102, "DMFxPModularMult", kSquare, "modularMult", "", kIntegerPrecision},
+    {"Inverse", kFactor, inverse, "ModularMult", kPolynomial, 102, kProduct, always<18>, "modularMult", "", kIntegerPrecision},
+    {"Squarer", kFactor, square, "ModularMult", kPolynomial, 102, kProduct, always<19>, "modularMult", "", kIntegerPrecision},
 };
 // clang-format on
 
 }  // namespace
 
-std::span<const OperatorRow> integerRows() { return kRows; }
+std::span<const OperatorRow> longIntegerRows() { return kRows; }
 
 }  // namespace operators

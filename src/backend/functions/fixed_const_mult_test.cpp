@@ -1,0 +1,284 @@
+#include "backend/functions/fixed_const_mult.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <random>
+
+#include "backend/functions/integer_values.h"
+#include "backend/graph/evaluator.h"
+#include "util/constant_product.h"
+
+namespace functions {
+namespace {
+
+using kiln::FixedPoint;
+using util::MPZ;
+
+const UnitRow& unit() { return *findUnit("CFxPConstMult"); }
+
+FixedPoint outputFormat(const FixedPoint& in, const std::string& word, int width, int bits) {
+  Real constant(53);
+  mpfr_set_d(constant.get(), std::strtod(word.c_str(), nullptr), MPFR_RNDN);
+  int w = 0, f = 0;
+  bool s = false;
+  util::constantMultiplierOutputType(constant.get(), in.width(), in.fraction(), in.sign(), width,
+                                     &w, &f, &s, bits, false);
+  return {w, f, s};
+}
+
+// n / 2^places by the given rounding toward an integer, all of it in integers.
+MPZ floorOf(const MPZ& n, long places) {
+  return places >= 0 ? n >> static_cast<unsigned long>(places)
+                     : n << static_cast<unsigned long>(-places);
+}
+
+// The integers that q may show for a number of the input, made of exact integers.
+struct Owed {
+  std::vector<MPZ> accepted;
+  MPZ low, high;  // around the exact result
+};
+Owed owed(const MPZ& x, const MPZ& mantissa, long places, const FixedPoint& out,
+          const Accuracy& accuracy) {
+  const auto width = static_cast<unsigned long>(out.width());
+  const MPZ high = MPZ::allOnes(out.sign() ? width - 1 : width);
+  const MPZ low = out.sign() ? -high - MPZ(1) : MPZ(0);
+  const auto held = [&](const MPZ& n) { return std::clamp(n, low, high); };
+  const MPZ exact = x * mantissa;  // in units of 2^-places of the last place
+  const MPZ down = floorOf(exact, places), up = -floorOf(-exact, places);
+  Owed result{{}, held(down), held(up)};
+  if (accuracy.kind == Accuracy::kCorrect) {
+    const MPZ size = exact.sign() < 0 ? -exact : exact;
+    const MPZ nearest = floorOf((floorOf(size, places - 1) + MPZ(1)), 1);
+    result.accepted = {held(exact.sign() < 0 ? -nearest : nearest)};
+    return result;
+  }
+  // Pairs toward and away from zero; what lies between 0 and the first step counts from 0.
+  MPZ inner = result.low, outer = result.high;
+  if (exact.sign() < 0) std::swap(inner, outer);
+  const int outward = exact.sign() < 0 ? -1 : 1;
+  for (int step = 0; step < static_cast<int>(accuracy.ulps); ++step) {
+    result.accepted.push_back(held(inner - MPZ(step * (inner.isZero() ? 1 : outward))));
+    result.accepted.push_back(held(outer + MPZ(step * outward)));
+  }
+  return result;
+}
+
+struct Case {
+  FixedPoint in;
+  std::string word;
+  int outputWidth;
+  int constantBits = -1;
+};
+
+const std::vector<Accuracy> kAccuracies = {{Accuracy::kWithin, 1},
+                                           {Accuracy::kCorrect, 0.5},
+                                           {Accuracy::kWithin, 2},
+                                           {Accuracy::kWithin, 5}};
+
+// Circuits of one constant for each accuracy and architecture, and the reference.
+class Bench {
+ public:
+  explicit Bench(const Case& tested)
+      : in(tested.in),
+        out(outputFormat(tested.in, tested.word, tested.outputWidth, tested.constantBits)) {
+    Real constant(53);
+    mpfr_set_d(constant.get(), std::strtod(tested.word.c_str(), nullptr), MPFR_RNDN);
+    if (tested.constantBits > 0) mpfr_prec_round(constant.get(), tested.constantBits, MPFR_RNDN);
+    if (!mpfr_zero_p(constant.get()))
+      places = -mpfr_get_z_2exp(mantissa.get(), constant.get()) + in.fraction() - out.fraction();
+    label = fmt::format("{} {} {} times {} to {} {}", in.width(), in.fraction(), in.sign(),
+                        tested.word, out.width(), out.fraction());
+    graph::Builder b(circuit);
+    const graph::Signal x = b.input("a", in.width());
+    for (const Accuracy& accuracy : kAccuracies)
+      for (const int architecture : {0, 1, 2}) {
+        request.signature = {
+            {in}, {out}, {{0, tested.constantBits, architecture, 0}, {tested.word}}};
+        request.accuracy = {accuracy};
+        EXPECT_FALSE(unit().refuses(request)) << *unit().refuses(request);
+        const auto results = unit().decompose(b, request, std::span(&x, 1));
+        EXPECT_EQ(results[0].width, out.width());
+        b.output(fmt::format("q{}", circuit.outputs().size()), results[0]);
+      }
+    evaluator.emplace(circuit);
+  }
+
+  bool check(const MPZ& pattern) {
+    const MPZ x = in.sign() ? pattern.asSigned(static_cast<unsigned long>(in.width())) : pattern;
+    const std::vector<MPZ> outputs = (*evaluator)(std::vector<MPZ>{pattern});
+    bool right = true;
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+      const Owed expected = owed(x, mantissa, places, out, kAccuracies[i / 3]);
+      const MPZ got =
+          out.sign() ? outputs[i].asSigned(static_cast<unsigned long>(out.width())) : outputs[i];
+      if (std::ranges::find(expected.accepted, got) != expected.accepted.end()) continue;
+      ADD_FAILURE() << label << ": " << x.toText(10) << " gives " << got.toText(10) << " at "
+                    << kAccuracies[i / 3].ulps << " ulp, architecture " << i % 3
+                    << ", exact between " << expected.low.toText(10) << " and "
+                    << expected.high.toText(10);
+      right = false;
+    }
+    return checkReference(x) && right;
+  }
+
+  void checkAll() {
+    for (unsigned long x = 0; x < 1ul << in.width(); ++x) ASSERT_TRUE(check(x));
+  }
+
+ private:
+  // Rounded down and up: around the exact result, and the result itself where that is a number.
+  bool checkReference(const MPZ& x) {
+    arguments.resize(1);
+    mpfr_set_z_2exp(arguments[0].real.prepare(300), x.get(), -in.fraction(), MPFR_RNDN);
+    const Owed expected = owed(x, mantissa, places, out, {Accuracy::kWithin, 1});
+    bool right = true;
+    for (const bool up : {false, true}) {
+      unit().evaluate(request.signature, results, arguments, {200}, {up ? MPFR_RNDU : MPFR_RNDD},
+                      false);
+      mpfr_ptr value = results[0].real.get();
+      EXPECT_FALSE(mpfr_zero_p(value) && mpfr_signbit(value));
+      mpfr_mul_2si(value, value, out.fraction(), MPFR_RNDN);
+      MPZ got;
+      mpfr_get_z(got.get(), value, up ? MPFR_RNDU : MPFR_RNDD);
+      EXPECT_EQ(got, up ? expected.high : expected.low) << label << " " << x.toText(10);
+      right = right && got == (up ? expected.high : expected.low);
+    }
+    return right;
+  }
+
+  FixedPoint in, out;
+  MPZ mantissa;
+  long places = 0;
+  std::string label;
+  Request request;
+  graph::Graph circuit;
+  std::optional<graph::Evaluator> evaluator;
+  std::vector<NumValue> arguments, results;
+};
+
+const char* const kWords[] = {"5",           "-5",     "0.693147180559945",
+                              "-3.14159265", "1",      "-1",
+                              "0.25",        "0",      "1e-3",
+                              "255",         "-4",     "1e12",
+                              "0.1",         "0.9999", "1e-200",
+                              "1e200"};
+
+TEST(FixedConstMult, AllNumbersOfNarrowInputs) {
+  for (const char* word : kWords)
+    for (const bool isSigned : {false, true})
+      for (const int width : {1, 3, 6, 8})
+        for (const int outputWidth : {1, 5, 8, 20})
+          Bench({{width, 0, isSigned}, word, outputWidth}).checkAll();
+}
+
+TEST(FixedConstMult, AllNumbersOfTwelveAndMoreBits) {
+  for (const char* word : {"0.693147180559945", "-3.14159265", "173", "0.1"})
+    for (const bool isSigned : {false, true}) Bench({{12, 5, isSigned}, word, 12}).checkAll();
+  Bench({{15, 15, false}, "0.693147180559945", 15}).checkAll();
+  Bench({{14, -3, true}, "-0.577215664901532", 18}).checkAll();
+}
+
+TEST(FixedConstMult, AllNumbersTimesARoundedConstant) {
+  for (const int bits : {1, 2, 5, 11, 53, 60})
+    for (const char* word : {"0.693147180559945", "-3.14159265", "173"})
+      Bench({{8, 3, true}, word, 9, bits}).checkAll();
+}
+
+TEST(FixedConstMult, DrawnAndHardNumbersOfWideInputs) {
+  std::mt19937_64 random(1);
+  for (const char* word : kWords)
+    for (const auto& [width, outputWidth] :
+         {std::pair{24, 24}, {32, 16}, {64, 64}, {64, 130}, {40, 20}}) {
+      const bool isSigned = random() % 2 != 0;
+      Bench bench({{width, 10, isSigned}, word, outputWidth});
+      const auto places = static_cast<unsigned long>(width);
+      for (const MPZ& x : {MPZ(0), MPZ(1), MPZ::allOnes(places), MPZ::powerOfTwo(places - 1),
+                           MPZ::allOnes(places - 1), MPZ::powerOfTwo(places / 2)})
+        bench.check(x);
+      for (int i = 0; i < 60; ++i)
+        bench.check(MPZ(static_cast<unsigned long>(random())).lowBits(places));
+    }
+}
+
+// Truncated toward zero, then its low bits.
+TEST(FixedConstMult, CroppedProductsOfAllNumbers) {
+  for (const char* word : kWords)
+    for (const bool isSigned : {false, true})
+      for (const int width : {1, 3, 8})
+        for (const int architecture : {0, 1, 2}) {
+          const FixedPoint format(width, 0, isSigned);
+          Request request;
+          request.signature = {{format}, {format}, {{0, -1, architecture, 1}, {word}}};
+          ASSERT_FALSE(unit().refuses(request));
+          graph::Graph circuit;
+          graph::Builder b(circuit);
+          const graph::Signal a = b.input("a", width);
+          b.output("q", unit().decompose(b, request, std::span(&a, 1))[0]);
+          graph::Evaluator evaluator(circuit);
+          Real constant(53), product(2000);
+          mpfr_set_d(constant.get(), std::strtod(word, nullptr), MPFR_RNDN);
+          for (unsigned long pattern = 0; pattern < 1ul << width; ++pattern) {
+            const MPZ bits(pattern);
+            const MPZ x = isSigned ? bits.asSigned(static_cast<unsigned long>(width)) : bits;
+            mpfr_mul_z(product.get(), constant.get(), x.get(), MPFR_RNDN);
+            MPZ whole;
+            mpfr_get_z(whole.get(), product.get(), MPFR_RNDZ);
+            const MPZ expected = whole.lowBits(static_cast<unsigned long>(width));
+            ASSERT_EQ(evaluator(std::vector<MPZ>{bits})[0], expected)
+                << word << " " << x.toText(10) << " " << width << isSigned << architecture;
+            std::vector<NumValue> results, arguments(1);
+            mpfr_set_z(arguments[0].real.prepare(64), x.get(), MPFR_RNDN);
+            unit().evaluate(request.signature, results, arguments, {200}, {MPFR_RNDU}, false);
+            MPZ reference;
+            mpfr_get_z(reference.get(), results[0].real.get(), MPFR_RNDN);
+            ASSERT_EQ(reference,
+                      isSigned ? expected.asSigned(static_cast<unsigned long>(width)) : expected);
+          }
+        }
+}
+
+// Formats that no constant asks for: results saturate on both sides.
+TEST(FixedConstMult, SaturatesInNarrowerFormats) {
+  for (const bool inSigned : {false, true})
+    for (const bool outSigned : {false, true})
+      for (const char* word : {"3", "-3", "0.75", "-0.75"}) {
+        const FixedPoint in(6, 0, inSigned), out(4, 0, outSigned);
+        Request request;
+        request.signature = {{in}, {out}, {{0, -1, 0, 0}, {word}}};
+        request.accuracy = {{Accuracy::kCorrect, 0.5}};
+        graph::Graph circuit;
+        graph::Builder b(circuit);
+        const graph::Signal a = b.input("a", 6);
+        b.output("q", unit().decompose(b, request, std::span(&a, 1))[0]);
+        graph::Evaluator evaluator(circuit);
+        for (unsigned long pattern = 0; pattern < 64; ++pattern) {
+          const long x = inSigned && pattern >= 32 ? static_cast<long>(pattern) - 64
+                                                   : static_cast<long>(pattern);
+          const long nearest = std::lround(static_cast<double>(x) * std::strtod(word, nullptr));
+          const long held = outSigned ? std::clamp(nearest, -8L, 7L) : std::clamp(nearest, 0L, 15L);
+          EXPECT_EQ(evaluator(std::vector<MPZ>{MPZ(pattern)})[0], MPZ(held).lowBits(4))
+              << x << " " << word << outSigned;
+        }
+      }
+}
+
+TEST(FixedConstMult, RefusesWhatItCannotBuild) {
+  const auto refusal = [](const FixedPoint& in, const FixedPoint& out, const Variant& variant) {
+    Request request;
+    request.signature = {{in}, {out}, variant};
+    return unit().refuses(request).value_or("");
+  };
+  const FixedPoint a(8, 0, false);
+  EXPECT_EQ(refusal(a, a, {{0, -1, 0, 0}, {"3"}}), "");
+  EXPECT_EQ(refusal(a, a, {{0, -1, 0, 0}, {}}), "the constant is missing");
+  EXPECT_EQ(refusal(a, a, {{0, -1, 0, 0}, {"inf"}}), "constant inf is not finite");
+  EXPECT_EQ(refusal({8, 2, false}, {8, 2, false}, {{0, -1, 2, 1}, {"3"}}), "f 2 is not 0");
+  EXPECT_EQ(refusal({150, 0, false}, a, {{0, -1, 0, 0}, {"0.1"}}),
+            "width 150 is out of range 1 to 148");
+}
+
+}  // namespace
+}  // namespace functions

@@ -1,0 +1,278 @@
+#include "backend/functions/fp_to_fixed.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "backend/arithmetic/shifter.h"
+#include "backend/functions/float_flags.h"
+#include "backend/functions/float_unit.h"
+#include "backend/functions/integer_values.h"
+
+namespace functions {
+
+using graph::Builder;
+using graph::Signal;
+using util::MPZ;
+
+namespace {
+
+constexpr std::size_t kMode = 6;  // place in the variant of DMFPToFxP
+
+// What a unit does to the digits that the port has no place for.
+enum class Way { kFixed, kSelected, kDirected, kTruth };
+struct Choice {
+  Way way = Way::kFixed;
+  RoundMode mode = RoundMode::kTowardZero;
+};
+
+Choice choiceByMode(const Signature& signature) {
+  if (signature.in.size() > 1) return {Way::kSelected};
+  constexpr Choice kChoices[] = {{Way::kFixed, RoundMode::kTowardZero},
+                                 {Way::kFixed, RoundMode::kNearestAway},
+                                 {Way::kFixed, RoundMode::kNearestEven},
+                                 {Way::kFixed, RoundMode::kTowardZero},  // the select, tied to 0
+                                 {Way::kFixed, RoundMode::kDown},
+                                 {Way::kFixed, RoundMode::kUp},
+                                 {Way::kTruth}};
+  return kChoices[signature.variant[kMode]];
+}
+
+Choice choiceByDirection(const Signature&) { return {Way::kDirected}; }
+
+// The reference.
+
+void roundToInteger(mpfr_ptr r, mpfr_srcptr x, RoundMode mode) {
+  switch (mode) {
+    case RoundMode::kNearestEven:
+      mpfr_roundeven(r, x);
+      return;
+    case RoundMode::kDown:
+      mpfr_floor(r, x);
+      return;
+    case RoundMode::kUp:
+      mpfr_ceil(r, x);
+      return;
+    case RoundMode::kTowardZero:
+      mpfr_trunc(r, x);
+      return;
+    case RoundMode::kNearestAway:
+      mpfr_round(r, x);
+      return;
+  }
+}
+
+RoundMode modeFor(const Choice& choice, const std::vector<NumValue>& inputs) {
+  constexpr RoundMode kDirections[] = {RoundMode::kNearestEven, RoundMode::kDown, RoundMode::kUp,
+                                       RoundMode::kTowardZero};
+  if (choice.way == Way::kSelected)
+    return readBit(inputs[1]) ? RoundMode::kNearestAway : RoundMode::kTowardZero;
+  return choice.way == Way::kDirected ? kDirections[readSelect(inputs[1], 2)] : choice.mode;
+}
+
+// `n` becomes x * 2^fraction as an integer of the port; returns the overflow and underflow flags.
+unsigned holdRounded(MPZ& n, mpfr_srcptr x, const kiln::FixedPoint& out, RoundMode mode) {
+  const MPZ low = lowestOf(out), high = highestOf(out);
+  if (mpfr_nan_p(x)) {
+    n = high;
+    return 0;
+  }
+  const MPZ& limit = mpfr_signbit(x) ? low : high;
+  if (mpfr_inf_p(x)) {
+    n = limit;
+    return kOverflow;
+  }
+  thread_local Real integer;
+  mpfr_ptr r = integer.prepare(mpfr_get_prec(x));
+  mpfr_mul_2si(r, x, out.fraction(), MPFR_RNDN);  // exact
+  roundToInteger(r, r, mode);
+  // A number far outside is never written out in full.
+  const bool isFar = mpfr_regular_p(r) && mpfr_get_exp(r) > out.width() + 1;
+  if (!isFar) mpfr_get_z(n.get(), r, MPFR_RNDN);
+  if (isFar || n < low || n > high) {
+    n = limit;
+    return kOverflow;
+  }
+  const bool vanishes = n.isZero() && !mpfr_zero_p(x);
+  return vanishes ? unsigned{kUnderflow} : 0;
+}
+
+template <Choice (*choiceOf)(const Signature&)>
+void evaluateConversion(const Signature& signature, std::vector<NumValue>& results,
+                        const std::vector<NumValue>& inputs,
+                        const std::vector<unsigned>& precisions,
+                        const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
+  if (spreadsDontCare(results, inputs, precisions)) return;
+  results.resize(signature.out.size());
+  const kiln::FixedPoint& out = fixedPoint(signature.out[0]);
+  const Choice choice = choiceOf(signature);
+  {
+    const FullExponentRange range;
+    thread_local Real x;
+    thread_local MPZ n;
+    readFloat(x, inputs[0], inputFloat(signature, 0), subnormals);
+    unsigned flags = 0;
+    if (choice.way == Way::kTruth) {
+      n = MPZ(mpfr_zero_p(x.get()) ? 0 : 1);
+      wrapInto(n, out);
+      if (mpfr_inf_p(x.get())) flags |= kOverflow;
+    } else {
+      flags = holdRounded(n, x.get(), out, modeFor(choice, inputs));
+    }
+    writeInteger(results[0], n, out, precisions[0], roundings[0]);
+    if (results.size() > 1) {
+      if (mpfr_nan_p(x.get())) flags |= kNan;
+      if (n.sign() < 0) flags |= kNegative;
+      if (n.isZero()) flags |= kZero;
+      writeInteger(results[1], MPZ(flags), fixedPoint(signature.out[1]), precisions[1],
+                   roundings[1]);
+    }
+  }
+  fitToCallersRange(results, roundings);
+}
+
+// The circuit.
+
+// |a| on the grid of the port.
+struct Placed {
+  Signal integer;  // the port's width at most
+  arithmetic::Remainder rest;
+  Signal exceeds;  // it has digits above those of the port
+};
+
+Placed place(Builder& b, const arithmetic::Unpacked& x, const kiln::FixedPoint& out) {
+  const auto scope = b.scope("place");
+  const auto& format = x.format;
+  const long width = out.width();
+  // The significand's top bit stands at exponent + offset in the integer.
+  const long offset = long{out.fraction()} - format.bias();
+  const long greatest = format.maxExponent() + offset, least = format.minExponent() + offset;
+  // Subnormals stand in the lowest binade, which may lie above the port's highest digit.
+  long top = std::min(width - 1, greatest);
+  if (format.gradual) top = std::max(top, std::min(least, width - 1 + format.fractionBits));
+  top = std::max(top, 0L);
+
+  const long nearest = top - offset;  // the distance of exponent 0 from the top
+  const int distanceWidth =
+      arithmetic::signedWidth(nearest - ((1L << format.exponentBits) - 1), std::max(nearest, 0L));
+  const Signal distance =
+      b.subtract(b.literal(nearest, distanceWidth), b.zeroExtend(x.exponent, distanceWidth));
+  const auto moved = arithmetic::shiftDownFromTop(
+      b, x.significand, b.slice(distance, 0, distanceWidth - 1), static_cast<int>(top + 2));
+  const int kept = static_cast<int>(std::min(top + 1, width));
+  Signal exceeds = greatest > top ? b.bitAnd(b.topBit(distance), b.bitNot(x.isZero)) : b.bit(false);
+  const Signal above = b.slice(moved.bits, kept + 1, moved.bits.width - kept - 1);
+  if (above.width > 0) exceeds = b.bitOr(exceeds, b.reduceOr(above));
+  return {b.slice(moved.bits, 1, kept), {b.bitOf(moved.bits, 0), moved.sticky}, exceeds};
+}
+
+// The port's bits, and what became of a number that is neither infinite nor a NaN.
+struct Held {
+  Signal bits;
+  Signal isOutside, becomesZero;
+};
+
+// One carry chain rounds and negates: -(m + r) is ~m + 1 - r.
+Held holdSigned(Builder& b, const arithmetic::Unpacked& x, const Placed& m, Signal raise,
+                int width) {
+  const int sumWidth = std::min(width + 1, m.integer.width + 2);
+  const Signal magnitude = b.zeroExtend(m.integer, sumWidth);
+  const Signal sum = b.addCarry(b.bitXor(magnitude, b.replicate(x.sign, sumWidth)),
+                                b.zeros(sumWidth), b.bitXor(raise, x.sign));
+  Signal isOutside = m.exceeds;
+  if (sumWidth > width)
+    isOutside = b.bitOr(isOutside, b.bitXor(b.topBit(sum), b.bitOf(sum, width - 1)));
+  const Signal isHeld = b.reduceOr(b.concat({isOutside, x.isInf, x.isNan}));
+  const Signal isLow = b.bitAnd(x.sign, b.bitNot(x.isNan));
+  const Signal limit = b.concat({isLow, b.replicate(b.bitNot(isLow), width - 1)});
+  return {b.select(isHeld, limit, b.signExtend(sum, width)), isOutside, b.isZero(sum)};
+}
+
+// A negative number is 0, unless it is a NaN, and outside unless it rounds to 0.
+Held holdUnsigned(Builder& b, const arithmetic::Unpacked& x, const Placed& m, Signal raise,
+                  int width) {
+  const int sumWidth = std::min(width + 1, m.integer.width + 1);
+  const Signal sum = b.addCarry(b.zeroExtend(m.integer, sumWidth), b.zeros(sumWidth), raise);
+  const Signal carry = sumWidth > width ? b.topBit(sum) : b.bit(false);
+  const Signal isAbove = b.bitOr(m.exceeds, carry), becomesZero = b.isZero(sum);
+  const Signal isHigh = b.reduceOr(b.concat({isAbove, x.isInf, x.isNan}));
+  const Signal isLow = b.bitAnd(x.sign, b.bitNot(x.isNan));
+  const Signal held = b.bitOr(b.zeroExtend(sum, width), b.replicate(isHigh, width));
+  return {b.bitAnd(held, b.replicate(b.bitNot(isLow), width)),
+          b.bitOr(m.exceeds, b.select(x.sign, b.bitNot(becomesZero), carry)), becomesZero};
+}
+
+Held hold(Builder& b, const arithmetic::Unpacked& x, const Choice& choice,
+          std::span<const Signal> inputs, const kiln::FixedPoint& out) {
+  const int width = out.width();
+  if (choice.way == Way::kTruth)
+    return {b.zeroExtend(b.bitNot(x.isZero), width), b.bit(false), x.isZero};
+  const Placed m = place(b, x, out);
+  const auto scope = b.scope("round");
+  arithmetic::RoundingRule rule{.mode = choice.mode};
+  if (choice.way == Way::kDirected) rule.port = inputs[1];
+  const Signal raise = choice.way == Way::kSelected
+                           ? b.bitAnd(inputs[1], m.rest.half)
+                           : arithmetic::raises(b, rule, x.sign, b.bitOf(m.integer, 0), m.rest);
+  return out.sign() ? holdSigned(b, x, m, raise, width) : holdUnsigned(b, x, m, raise, width);
+}
+
+template <Choice (*choiceOf)(const Signature&)>
+std::vector<Signal> decomposeConversion(Builder& b, const Request& request,
+                                        std::span<const Signal> inputs) {
+  const Signature& signature = request.signature;
+  const kiln::FixedPoint& out = fixedPoint(signature.out[0]);
+  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
+  const Held held = hold(b, x, choiceOf(signature), inputs, out);
+  if (signature.out.size() == 1) return {held.bits};
+  const Signal number = b.bitNot(x.isNan);
+  const Signal isSmall = b.reduceAnd(b.concat(
+      {held.becomesZero, b.bitNot(held.isOutside), b.bitNot(x.isZero), b.bitNot(x.isInf)}));
+  return {held.bits, flagBits(b, {.packed = held.bits,
+                                  .overflow = b.bitAnd(b.bitOr(held.isOutside, x.isInf), number),
+                                  .underflow = b.bitAnd(isSmall, number),
+                                  .isNan = x.isNan,
+                                  .isNegative = out.sign() ? b.topBit(held.bits) : b.bit(false),
+                                  .isZero = b.isZero(held.bits)})};
+}
+
+// Refuses unless the ports are a number, `controls` bits that choose the rounding, a fixed-point
+// number and flags where `flagged`.
+std::optional<std::string> refusePorts(const Request& request, int controls, bool flagged) {
+  const auto& [in, out, variant] = request.signature;
+  const std::size_t inputs = controls > 0 ? 2 : 1, outputs = flagged ? 2 : 1;
+  if (in.size() != inputs || out.size() != outputs)
+    return fmt::format("{} inputs and {} outputs are not the {} and {} of this unit", in.size(),
+                       out.size(), inputs, outputs);
+  if (!in[0].as_floating_point() || in[0].as_floating_point()->is_fp_lib)
+    return "its operand is not an IEEE-style number";
+  if (inputs == 2 && !isControl(in[1], controls))
+    return fmt::format("its rounding is not a port of {} bits", controls);
+  if (!out[0].as_fixed_point()) return "its result is not a fixed-point number";
+  if (flagged && !isControl(out[1], 5)) return "its flags are not a port of 5 bits";
+  if (auto reason = refuseFixedPoint(*out[0].as_fixed_point())) return reason;
+  return refuseFormats(request);
+}
+
+std::optional<std::string> refuseByMode(const Request& request) {
+  const auto& [in, out, variant] = request.signature;
+  if (auto reason = outOfRange("rounding mode", variant[kMode], 0, 6)) return reason;
+  return refusePorts(request, in.size() > 1 ? 1 : 0, out.size() > 1);
+}
+
+std::optional<std::string> refuseByDirection(const Request& request) {
+  return refusePorts(request, 2, /*flagged=*/true);
+}
+
+constexpr UnitRow kRows[] = {
+    {"DMFPToFxP", evaluateConversion<choiceByMode>, decomposeConversion<choiceByMode>,
+     refuseByMode},
+    {"DMFPToFXPExpert", evaluateConversion<choiceByDirection>,
+     decomposeConversion<choiceByDirection>, refuseByDirection},
+};
+
+}  // namespace
+
+std::span<const UnitRow> floatToFixedUnits() { return kRows; }
+
+}  // namespace functions
