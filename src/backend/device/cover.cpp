@@ -218,7 +218,7 @@ class Coverer {
   void makeSumCuts(NodeId id) {
     const Node& node = graph.node(id);
     const auto operands = graph.operands(node);
-    if (operands.size() != 3) return;
+    if (operands.size() != 3 || device.isDspSum(graph, node)) return;
     const NodeId carry = operands[2];
     const bool hasCarry = graph.node(carry).op != Op::kLiteral;
     std::array<std::optional<Input>, 2> addends{inputOf(graph, operands[0], node.width),
@@ -230,8 +230,12 @@ class Coverer {
       bool fits = true;
       for (int side = 0; side < 2 && fits; ++side) {
         const auto& input = addends[static_cast<std::size_t>(side)];
-        if (!input) continue;
-        if (!(taken >> side & 1)) {
+        const bool isTaken = taken >> side & 1;
+        if (!input) {
+          fits = !isTaken;
+          continue;
+        }
+        if (!isTaken) {
           fits = cut.add({input->node, input->bit});
           latest = std::max(latest, arrival[input->node.index]);
           continue;

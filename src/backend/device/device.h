@@ -62,6 +62,8 @@ class Device {
   // What every stage pays at its start and at its end.
   Picoseconds clockToOutput() const;
   Picoseconds setup() const;
+  // True for an addition that the adder behind a product's block does.
+  bool isDspSum(const graph::Graph& graph, const graph::Node& node) const;
   // Look-up tables, DSP and memory blocks of one node; registers are not counted here.
   Cost costOf(const graph::Graph& graph, graph::NodeId node) const;
   // The widest addition of two addends that fits into one stage of `period`; at least 1.
@@ -92,7 +94,6 @@ class Device {
   double productDelay(int a, int b, bool isSigned) const;
   int tiles(int a, int b, bool isSigned) const;
   bool isDspProduct(const graph::Graph& graph, const graph::Node& node) const;
-  bool isDspSum(const graph::Graph& graph, const graph::Node& node) const;
 
   const Family& family;
   std::string grade;
