@@ -18,6 +18,7 @@ import sys
 import tempfile
 
 COMMON = "-lang Verilog -target TarnV -noChanValid"
+GENERATION_SECONDS = 300
 DRAWING_SECONDS = 120
 SYNTHESIS_SECONDS = 900
 
@@ -25,7 +26,7 @@ LINES = """
 # Addition in floating point
 -frequency 300 FPAdd 8 23
 -frequency 300 -correctRounding FPAdd 8 23
--frequency 300 -correctRounding FPAddDualPath 8 23
+-frequency 300 -correctRounding FPAddDualPathInFPLib 8 23
 -frequency 300 -correctRounding -subnormals 1 FPAdd 5 10
 # Multiplication in floating point
 -frequency 200 FPMul 8 23
@@ -94,10 +95,14 @@ def section(program, words, synthesises):
     """One unit: its line, its cost, its drawing."""
     with tempfile.TemporaryDirectory() as folder:
         line = [*COMMON.split(), *words.split()]
-        run = subprocess.run([program, "-debug", "-generateFathomProject", *line], cwd=folder,
-                             capture_output=True, text=True, check=False)
+        try:
+            run = subprocess.run([program, "-debug", "-generateFathomProject", *line], cwd=folder,
+                                 stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,
+                                 check=False, timeout=GENERATION_SECONDS)
+        except subprocess.TimeoutExpired:
+            sys.exit(f"{words}: more than {GENERATION_SECONDS} s")
         if run.returncode != 0:
-            sys.exit(f"{' '.join(line)}: status {run.returncode}: {run.stderr.strip()}")
+            sys.exit(f"{words}: status {run.returncode}: {run.stderr.strip()}")
         unit = os.path.join(folder, "topModel")
         with open(os.path.join(unit, "topModel.json"), encoding="utf-8") as file:
             record = json.load(file)
@@ -128,8 +133,8 @@ def main():
     page = ["<!DOCTYPE html>", '<html lang="en"><head><meta charset="utf-8">',
             f"<title>Pipelines</title><style>{STYLE}</style></head><body>", "<h1>Pipelines</h1>",
             f"<p>Each unit was generated with <code>{COMMON}</code> and the words above its "
-            "drawing. Registers of the estimate are bits between stages, those inside DSP blocks "
-            "too. A column is a clock cycle, a box a building block; grey edges cross registers."
+            "drawing. Registers of the estimate are bits between stages outside of DSP blocks. "
+            "A column is a clock cycle, a box a building block; grey edges cross registers."
             "</p>"]
     done = 0
     for line in lines:

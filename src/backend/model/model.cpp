@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <cstdio>
 
 #include "backend/device/families.h"
@@ -250,26 +249,6 @@ void CSynthSingleEntity::log(const std::string& text) {
 void CSynthSingleEntity::writeLog() const {
   const auto file = util::GetFeatureString("DebugMessagesFile");
   if (!debugLog.empty() && file) writeWholeFile(".", *file, debugLog, false);
-}
-
-tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
-  const device::Cost total = hardFloat ? device::Cost{.dsps = 1} : scheduled->cost;
-  using enum tessel_api::ResourceUsage::Kind;
-  tessel_api::ResourceUsage usage;
-  usage.set(kLut, static_cast<int>(std::ceil(total.luts)));
-  usage.set(kDsp, static_cast<int>(std::ceil(total.dsps)));
-  usage.set(kRamBlock, static_cast<int>(std::ceil(total.ramBlocks)));
-  usage.set(kRamBit, static_cast<int>(std::ceil(total.ramBits)));
-  return usage;
-}
-
-// Registers outside hard blocks.
-long CSynthSingleEntity::registerBits() const {
-  if (!hardFloat) return schedule::registerBits(mapped, scheduled->schedule);
-  const schedule::Schedule wrappers = hardFloatSchedule(
-      blockPart.graph, 0, wrapper & kWrapperIn ? 1 : 0, wrapper & kWrapperOut ? 1 : 0);
-  return schedule::registerBits(flowPart.graph, flowPart.schedule) +
-         schedule::registerBits(blockPart.graph, wrappers);
 }
 
 bool CSynthSingleEntity::keepsState() const {

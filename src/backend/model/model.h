@@ -107,7 +107,7 @@ class CSynthSingleEntity : public CSynth {
   bool keepsState() const;
   std::optional<int> constrainedLatency(int shortest) const;
   std::vector<int> outputLatencies() const;
-  long registerBits() const;
+  long registerBits() const;  // outside DSP and hard blocks
   hdl::Design design() const;
   std::string designText(LANGUAGE language) const;
   std::string entityName() const;
