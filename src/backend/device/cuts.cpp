@@ -221,8 +221,8 @@ std::vector<NodeId> soleReaders(const Graph& graph) {
   std::vector<NodeId> reader(graph.size());
   const auto readBy = [&](NodeId id, NodeId by) {
     NodeId& own = reader[id.index];
-    if (by == NodeId{}) return;
-    own = own == NodeId{} || own == by ? by : many;
+    // Wiring that no one reads stands for itself.
+    own = by != NodeId{} && (own == NodeId{} || own == by) ? by : many;
   };
   for (const graph::Port& port : graph.outputs()) readBy(port.signal.node, many);
   for (const graph::State& state : graph.states()) readBy(state.next, many);
