@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-
 #include "backend/graph/builder.h"
 #include "backend/graph/random_graph.h"
 #include "backend/schedule/checker.h"
@@ -212,6 +211,5 @@ TEST(ScheduleGraph, PassesTheCheckerOnDrawnGraphs) {
   }
 }
 
-// Far above any unit; generation must not wait for it.
 }  // namespace
 }  // namespace schedule
