@@ -11,6 +11,7 @@
 #include "backend/schedule/round_device_test.h"
 #include "backend/schedule/schedule.h"
 #include "backend/schedule/stage_model.h"
+#include "backend/schedule/wiring_placement.h"
 
 namespace schedule {
 namespace {
@@ -114,6 +115,18 @@ class EverySchedule {
   int tries = 0;
 };
 
+// All that nothing reads becomes an output: what no output reads may end in any cycle.
+void readEverything(Graph& graph) {
+  std::vector<bool> read(graph.size());
+  for (const graph::Node& node : graph.nodes())
+    for (const NodeId operand : graph.operands(node)) read[operand.index] = true;
+  for (const graph::State& state : graph.states()) read[state.next.index] = true;
+  for (const graph::Port& port : graph.outputs()) read[port.signal.node.index] = true;
+  for (std::uint32_t i = 0; i < read.size(); ++i)
+    if (!read[i] && !isLiteral(graph.nodes()[i]))
+      Builder(graph).output(fmt::format("out{}", i), graph.signal({i}));
+}
+
 // Small enough for every schedule to be tried: up to 12 nodes that are no wiring, perhaps in loops
 // that wait for `valid`.
 Graph smallGraph(RandomGraph& draw, bool hasStates) {
@@ -146,14 +159,7 @@ Graph smallGraph(RandomGraph& draw, bool hasStates) {
     const Signal other = any();
     b.setNext(state, b.select(valid, b.add(state, b.zeroExtend(other, state.width)), state));
   }
-  // All that nothing reads is an output: nothing else makes a stage with it too long.
-  std::vector<bool> read(graph.size());
-  for (const graph::Node& node : graph.nodes())
-    for (const NodeId operand : graph.operands(node)) read[operand.index] = true;
-  for (const graph::State& state : graph.states()) read[state.next.index] = true;
-  for (std::uint32_t i = 0; i < read.size(); ++i)
-    if (!read[i] && !isLiteral(graph.nodes()[i]))
-      b.output(fmt::format("out{}", i), graph.signal({i}));
+  readEverything(graph);
   b.output("any", any());
   return graph;
 }
@@ -220,6 +226,81 @@ TEST(FewestRegisters, IsWhatTryingEveryScheduleFinds) {
     EXPECT_GT(shortest, 50) << row.name;
     EXPECT_GT(blocks, 15) << row.name;
   }
+}
+
+// An output by itself has no schedule in which it shows its result earlier, wherever the others
+// stand, and all of them together need the fewest register bits.
+TEST(FewestRegisters, IsWhatTryingEveryScheduleFindsOfSplitOutputs) {
+  int apart = 0;
+  for (std::uint32_t seed = 1; seed <= 150; ++seed) {
+    SCOPED_TRACE(seed);
+    RandomGraph draw(seed);
+    const Graph graph = smallGraph(draw, seed % 4 == 0);
+    if (operationsOf(graph) > 10) continue;
+    ScheduleOptions options{.period = {400 + 50 * draw.upTo(8)}};
+    for (std::size_t port = 0; port < graph.outputs().size(); ++port)
+      options.outputGroups.push_back(static_cast<int>(port));
+    const Scheduled found = scheduledBy(Strategy::kFewestRegisters, graph, options);
+    const int latency = found.schedule.latency();
+    if (latency > 3) continue;
+    options.period = found.period;
+    for (std::size_t port = 0; port < graph.outputs().size(); ++port) {
+      const int own = found.schedule.cycleByOutput[port];
+      apart += own < latency;
+      if (own == 0) continue;
+      Schedule earlier = found.schedule;
+      std::ranges::fill(earlier.cycleByOutput, latency);
+      earlier.cycleByOutput[port] = own - 1;
+      EXPECT_FALSE(EverySchedule(graph, roundDevice(), options, earlier).fewest(kAnyBits)) << port;
+    }
+    EverySchedule every(graph, roundDevice(), options, found.schedule);
+    EXPECT_EQ(every.fewest(registerBits(graph, found.schedule) - 1), std::nullopt);
+  }
+  EXPECT_GT(apart, 100);
+}
+
+// The fewest bits that stand between two cycles, behind the inputs or before the outputs.
+long narrowestCut(const Graph& graph, const Schedule& schedule) {
+  long inputs = 0, outputs = 0;
+  for (const graph::Port& port : graph.inputs()) inputs += port.signal.width;
+  std::vector<NodeId> shown;
+  for (const graph::Port& port : graph.outputs())
+    if (!isLiteral(graph.node(port.signal.node))) shown.push_back(port.signal.node);
+  std::ranges::sort(shown);
+  shown.erase(std::unique(shown.begin(), shown.end()), shown.end());
+  for (const NodeId id : shown) outputs += graph.node(id).width;
+  long narrowest = std::min(inputs, outputs);
+  const std::vector<int> last = lastReads(graph, schedule);
+  for (int cycle = 1; cycle <= schedule.latency(); ++cycle) {
+    long crossing = 0;
+    for (std::uint32_t i = 0; i < graph.size(); ++i)
+      if (!isLiteral(graph.nodes()[i]) && schedule.cycleByNode[i] < cycle && last[i] >= cycle)
+        crossing += graph.nodes()[i].width;
+    narrowest = std::min(narrowest, crossing);
+  }
+  return narrowest;
+}
+
+TEST(FewestRegisters, OfALongerLatencyAreNoMoreThanDelayAtTheNarrowestCut) {
+  long saved = 0;
+  for (std::uint32_t seed = 1; seed <= 60; ++seed) {
+    RandomGraph draw(seed);
+    Graph graph = draw.make({.nodes = 60});
+    readEverything(graph);
+    ScheduleOptions options{.period = {1000 + 100 * draw.upTo(35)}};
+    const Scheduled shortest = scheduledBy(Strategy::kFewestRegisters, graph, options, tarn());
+    const long bits = registerBits(graph, shortest.schedule);
+    const long cut = narrowestCut(graph, shortest.schedule);
+    for (const int more : {1, 2, 5, 20}) {
+      options.latency = shortest.schedule.latency() + more;
+      const Scheduled longer = scheduledBy(Strategy::kFewestRegisters, graph, options, tarn());
+      EXPECT_EQ(longer.schedule.cycleByOutput,
+                std::vector(graph.outputs().size(), *options.latency));
+      EXPECT_LE(registerBits(graph, longer.schedule), bits + more * cut) << seed << " " << more;
+      saved += bits + more * cut - registerBits(graph, longer.schedule);
+    }
+  }
+  EXPECT_GT(saved, 0);
 }
 
 // Also where products may share a stage with their readers, and with states.
