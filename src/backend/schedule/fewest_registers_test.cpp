@@ -306,9 +306,12 @@ TEST(FewestRegisters, OfALongerLatencyAreNoMoreThanDelayAtTheNarrowestCut) {
 // Also where products may share a stage with their readers, and with states.
 TEST(FewestRegisters, IsNeverMoreThanAnyOtherStrategyNeeds) {
   long greedy = 0, fewest = 0;
-  for (std::uint32_t seed = 1; seed <= 200; ++seed) {
+  constexpr std::uint32_t kSeeds = 100, kLoopsInTheWay = 5027;
+  for (std::uint32_t i = 1; i <= kSeeds + 1; ++i) {
+    const std::uint32_t seed = i <= kSeeds ? i : kLoopsInTheWay;
     RandomGraph draw(seed);
-    const Graph graph = draw.make({.nodes = 150, .states = static_cast<int>(seed % 4)});
+    Graph graph = draw.make({.nodes = 150, .states = static_cast<int>(seed % 4)});
+    readEverything(graph);
     ScheduleOptions options{.period = {1000 + 100 * draw.upTo(35)}};
     options.registerInputs = seed % 3 == 0;
     options.registerOutputs = seed % 4 == 0;
