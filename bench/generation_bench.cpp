@@ -39,15 +39,18 @@ void generate(benchmark::State& state, const char* line) {
   }
 }
 
-BENCHMARK_CAPTURE(generate, FPAdd_8_23, "-frequency 300 FPAdd 8 23")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
-BENCHMARK_CAPTURE(generate, FPMul_11_52, "-frequency 300 FPMul 11 52")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+void onTheClock(benchmark::internal::Benchmark* bench) {
+  bench->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+BENCHMARK_CAPTURE(generate, FPAdd_8_23, "-frequency 300 FPAdd 8 23")->Apply(onTheClock);
+BENCHMARK_CAPTURE(generate, FPAdd_11_52, "-frequency 300 FPAdd 11 52")->Apply(onTheClock);
+BENCHMARK_CAPTURE(generate, FPMul_11_52, "-frequency 300 FPMul 11 52")->Apply(onTheClock);
+BENCHMARK_CAPTURE(generate, LongAdd_4096, "-frequency 300 LongAdd 4096")->Apply(onTheClock);
 BENCHMARK_CAPTURE(generate, MultSchoolbook_256, "-frequency 300 MultSchoolbook 256")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+    ->Apply(onTheClock);
+BENCHMARK_CAPTURE(generate, MultSchoolbook_512, "-frequency 300 MultSchoolbook 512")
+    ->Apply(onTheClock);
 
 }  // namespace
 

@@ -323,6 +323,28 @@ TEST(Files, TwoRunsOfOneLineWriteTheSameBytes) {
   EXPECT_EQ(first.files(), second.files());
 }
 
+TEST(Files, OfSubcomponentsDifferInTheDesignAlone) {
+  const std::string rest =
+      "-frequency 300 -lang Verilog -testbench 40 -randomTests -generateCSimulationModel FPAdd 8 "
+      "23";
+  const Folder whole, parted;
+  const std::string report = program::run(whole, rest).out;
+  std::string partedReport = program::run(parted, "-subcomponents " + rest).out;
+  EXPECT_EQ(lastLines(partedReport, "Estimated"), lastLines(report, "Estimated"));
+  // Below the lines that quote the command line.
+  const auto body = [](const std::string& text) {
+    return text.substr(text.find('\n', std::min(text.find("FPAdd 8 23"), text.size() - 1)));
+  };
+  auto files = parted.files();
+  for (const auto& [path, text] : whole.files())
+    EXPECT_EQ(body(files[path]) == body(text), path != "topModel/topModel.v") << path;
+  for (const char* name : {"topModel_unit", "topModel_unpack", "topModel_unpack_2",
+                           "topModel_single_path_adder", "topModel_round"}) {
+    EXPECT_THAT(files["topModel/topModel.v"], HasSubstr(fmt::format("\nmodule {} (", name)));
+    EXPECT_THAT(files["topModel/topModel.v"], HasSubstr(fmt::format("\n  {} part_", name)));
+  }
+}
+
 TEST(Files, AreLeftOutOnRequest) {
   const Folder folder;
   EXPECT_EQ(program::run(folder, "FPAdd 5 10 -noFileGenerate").status, 0);

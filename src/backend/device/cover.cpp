@@ -62,9 +62,11 @@ class Coverer {
   }
 
  private:
-  // Wiring takes no route of its own, and neither does what vanishes in its reader.
+  // Wiring takes no route of its own, and neither does what vanishes in its reader; a state is a
+  // register, which starts its stage with the clock to output like all others.
   int route(NodeId id) const {
-    return isTransparent(graph, id) || graph.node(id).op == Op::kInput
+    const Op op = graph.node(id).op;
+    return isTransparent(graph, id) || op == Op::kInput || op == Op::kState
                ? 0
                : device.routeOf(fans[id.index]).value;
   }

@@ -412,6 +412,16 @@ Signal Builder::heap(std::span<const HeapTerm> terms, int width) {
   return make(Op::kHeap, width, operands, 0, shifts);
 }
 
+Signal Builder::copy(const Graph& other, NodeId id, std::span<const Signal> operands) {
+  const Node& node = other.node(id);
+  LOAM_ASSERT(node.op != Op::kInput, "a node that is no port");
+  if (node.op == Op::kState) return state(node.width, other.states()[node.aux].initial);
+  if (node.op == Op::kHeap) return make(node.op, node.width, operands, 0, other.shifts(node));
+  const bool hasContents = node.op == Op::kLiteral || node.op == Op::kLut;
+  return make(node.op, node.width, operands,
+              hasContents ? literalIndex(other.literal(node)) : node.aux);
+}
+
 Signal Builder::name(Signal x, const std::string& text) {
   if (x.width > 0) graph.names.try_emplace(x.node.index, text);
   return x;

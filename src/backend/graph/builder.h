@@ -81,6 +81,10 @@ class Builder {
   // The sum of `terms` modulo 2^width.
   Signal heap(std::span<const HeapTerm> terms, int width);
 
+  // Node `id` of another graph with operands of this one, as it is: nothing folds. A state is open
+  // like every new one; ports have a function of their own.
+  Signal copy(const Graph& other, NodeId id, std::span<const Signal> operands);
+
   // Gives a signal a name that becomes a variable's name in the HDL; the first name stays.
   Signal name(Signal x, const std::string& text);
 

@@ -68,6 +68,8 @@ class Plan {
     const graph::Op op = graph.node(id).op;
     return op != graph::Op::kInput && op != graph::Op::kState;
   }
+  // True for what some output depends on; nothing else is printed.
+  bool isLive(graph::NodeId id) const { return live[id.index] != 0; }
   // True where a node has no name of its own: its reader holds its expression.
   bool isInlined(graph::NodeId id) const { return inlined[id.index]; }
   // An addition of two addends that is a - b: a + not b + 1, the `not` inlined. Nothing otherwise.

@@ -9,16 +9,28 @@
 
 namespace hdl {
 
-// One entity inside a structure, and the ports of the top that its own ports are wired to, in
-// order.
+// A signal of the top that is no port: one part drives it.
+struct Net {
+  std::string name;  // legal, and unlike those of ports, parts and other nets
+  int width = 0;
+};
+
+// What a port of a part is wired to: a port of the top, or a net; by its place among them.
+struct Wire {
+  std::size_t place = 0;
+  bool isNet = false;
+};
+
+// One entity inside a structure, and the wires of its own ports, in order.
 struct Part {
   Design design;
-  std::vector<std::size_t> inputs;   // places among the top's inputs
-  std::vector<std::size_t> outputs;  // places among the top's outputs, each of one part only
+  std::vector<Wire> inputs;   // from inputs of the top or nets
+  std::vector<Wire> outputs;  // to outputs of the top or nets, each driven by one part only
 };
 
 // The text of a top entity that only wires parts together: the parts, each with its own logic and
 // registers, then the top, whose graph gives its ports and nothing else.
-std::string structureText(const Design& top, std::span<const Part> parts, LANGUAGE language);
+std::string structureText(const Design& top, std::span<const Part> parts, std::span<const Net> nets,
+                          LANGUAGE language);
 
 }  // namespace hdl

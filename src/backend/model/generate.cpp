@@ -6,6 +6,7 @@
 
 #include "backend/hdl/emission.h"
 #include "backend/hdl/structure.h"
+#include "backend/hdl/subcomponents.h"
 #include "backend/kiln/attributes.h"
 #include "backend/model/compile_project.h"
 #include "backend/model/files.h"
@@ -91,10 +92,14 @@ hdl::Design CSynthSingleEntity::design() const {
   return out;
 }
 
-// The unit, or a structure of a hard block and the control signals beside it.
+// The unit in one entity or, on request, in one for each building block; or a structure of a hard
+// block and the control signals beside it.
 std::string CSynthSingleEntity::designText(LANGUAGE language) const {
   const hdl::Design top = design();
-  if (!hardFloat) return hdl::designText(top, language);
+  if (!hardFloat)
+    return settings.getOptionValue(synthOption::subcomponents)
+               ? hdl::subcomponentsText(top, language)
+               : hdl::designText(top, language);
   const auto part = [&](const InnerPart& inner, const std::string& ending) {
     hdl::Part made{top, {}, {}};
     made.design.graph = &inner.graph;
@@ -106,15 +111,15 @@ std::string CSynthSingleEntity::designText(LANGUAGE language) const {
   std::vector<hdl::Part> parts = {part(blockPart, hardFloat->name)};
   const std::size_t controlIn = hasChannelValid ? 2 : 0;
   const std::size_t controlOut = controlIn * channelOuts.size();
-  if (keepsState() && hasChannelValid) parts[0].inputs.push_back(0);  // the valid input
+  if (keepsState() && hasChannelValid) parts[0].inputs.push_back({0});  // the valid input
   if (hasChannelValid) {
     parts.push_back(part(flowPart, "flow"));
-    for (std::size_t k = 0; k < controlIn; ++k) parts[1].inputs.push_back(k);
-    for (std::size_t k = 0; k < controlOut; ++k) parts[1].outputs.push_back(k);
+    for (std::size_t k = 0; k < controlIn; ++k) parts[1].inputs.push_back({k});
+    for (std::size_t k = 0; k < controlOut; ++k) parts[1].outputs.push_back({k});
   }
-  for (std::size_t k = 0; k < inputs().size(); ++k) parts[0].inputs.push_back(controlIn + k);
-  for (std::size_t k = 0; k < outputs().size(); ++k) parts[0].outputs.push_back(controlOut + k);
-  return hdl::structureText(top, parts, language);
+  for (std::size_t k = 0; k < inputs().size(); ++k) parts[0].inputs.push_back({controlIn + k});
+  for (std::size_t k = 0; k < outputs().size(); ++k) parts[0].outputs.push_back({controlOut + k});
+  return hdl::structureText(top, parts, {}, language);
 }
 
 void CSynthSingleEntity::Generate() {

@@ -3,7 +3,9 @@
 #include <algorithm>
 
 #include "backend/schedule/difference_program.h"
+#include "backend/schedule/scopes_scheduler.h"
 #include "backend/schedule/stage_constraints.h"
+#include "backend/schedule/timed_scheduler.h"
 #include "backend/schedule/wiring_placement.h"
 #include "util/failure.h"
 
@@ -24,14 +26,16 @@ struct Place {
 
 class RegisterProgram {
  public:
-  RegisterProgram(const StageModel& model, const Request& request, const Schedule& earliest)
+  // `guide` is any valid schedule with the outputs of `earliest`.
+  RegisterProgram(const StageModel& model, const Request& request, const Schedule& earliest,
+                  const Schedule& guide)
       : model(model),
         graph(model.graph),
         request(request),
         windows(windowsOf(model, request, earliest)),
         readers(graph),
         rules(stageRules(model, request, windows)),
-        known(earliest) {
+        known(guide) {
     placeWiring(graph, known);
     program.addVariable(0);
     placeVertices();
@@ -44,22 +48,27 @@ class RegisterProgram {
   // Slow products leave a choice, which no program of differences knows. The best schedule without
   // regard to them is the best of all where it meets them. Elsewhere those that it does not meet
   // are settled in a way that suits it, and so on; and, since this may lead nowhere, all of them as
-  // they are in the known schedule.
-  Schedule run() {
+  // they are in the known schedule, whose bits are never exceeded. Nothing when the known schedule
+  // leaves the windows, which what no output reads may do.
+  std::optional<Schedule> run() {
     const std::optional<Schedule> free = solve(program);
-    LOAM_ASSERT(free, "a known schedule that keeps the rules");
+    if (!free) return std::nullopt;
+    isBest = graph.states().empty() && unmet(*free).empty();
     if (unmet(*free).empty()) return *free;
-    DifferenceProgram asEarliest = program;
+    DifferenceProgram asKnown = program;
     for (const SlowProduct& slow : rules.slowProducts)
-      require(asEarliest, settled(slow, known, graph, Settle::kEndLater));
-    std::optional<Schedule> best = solve(asEarliest);
+      require(asKnown, settled(slow, known, graph, Settle::kEndLater));
+    std::optional<Schedule> best = solve(asKnown);
     LOAM_ASSERT(best, "a known schedule that keeps the rules");
     for (const Settle way : {Settle::kEndLater, Settle::kReaderLater}) {
       const std::optional<Schedule> other = settledFrom(*free, way);
       if (other && registerBits(graph, *other) < registerBits(graph, *best)) best = other;
     }
-    return *best;
+    return best;
   }
+  // True when no schedule at all can have fewer bits than what run() has found: no choice was open,
+  // and nothing had to stay where the guide has it.
+  bool foundBest() const { return isBest; }
 
  private:
   static constexpr int kRounds = 4;
@@ -187,13 +196,30 @@ class RegisterProgram {
   Schedule known;  // one that keeps all rules
   DifferenceProgram program;
   std::vector<Place> places;  // by vertex
+  bool isBest = false;
 };
 
 }  // namespace
 
+// What the program may not change depends on the schedule that guides it. Where that counts the
+// other strategies guide it too, so that none of them needs fewer bits.
 Schedule fewestRegisters(const StageModel& model, const Request& request,
                          const Schedule& earliest) {
-  return RegisterProgram(model, request, earliest).run();
+  RegisterProgram program(model, request, earliest, earliest);
+  std::optional<Schedule> best = program.run();
+  LOAM_ASSERT(best, "the earliest schedule keeps the rules");
+  if (program.foundBest()) return *best;
+  std::vector<Schedule> guides{timedSchedule(model, request, earliest)};
+  Schedule scopes = scopesSchedule(model, request);
+  if (std::ranges::equal(scopes.cycleByOutput, earliest.cycleByOutput, std::ranges::less_equal{})) {
+    scopes.cycleByOutput = earliest.cycleByOutput;
+    guides.push_back(std::move(scopes));
+  }
+  for (const Schedule& guide : guides) {
+    const std::optional<Schedule> other = RegisterProgram(model, request, earliest, guide).run();
+    if (other && registerBits(model.graph, *other) < registerBits(model.graph, *best)) best = other;
+  }
+  return *best;
 }
 
 }  // namespace schedule
