@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Says how far our own figures agree with synthesis, for every operator, format and clock.
 
-  agreement.py PROGRAM [--quick] [--clocks 100,200,300,400] [--words TEXT] [--jobs N] >TABLE
+  agreement.py PROGRAM [--quick] [--spread] [--clocks 100,200,300,400] [--words TEXT] [--jobs N] >TABLE
 
 Each row is a unit for TarnV, without valid, channel and data resets, synthesised by flow x of
 tools/synth_flow.sh. A row is a miss when
@@ -9,7 +9,8 @@ tools/synth_flow.sh. A row is a miss when
          for or, with a warning, of the one that it names)
   LUT    our estimate is more than 20 % and more than 8 look-up tables away
   DSP    or blocks are counted otherwise than flow x does, by more than 20 %
---quick takes the middle format only, --words lines that contain TEXT. The last line counts misses;
+--quick takes the middle format only, --spread one word of several that share a circuit, --words lines
+that contain TEXT. The last line counts misses;
 the status is 1 when there are any.
 """
 import argparse
@@ -61,9 +62,15 @@ def integer():
     yield "RightShiftNoSticky {} {} 0"
 
 
-def lines(quick):
+SHARED = ("FPSub", "LongAddS", "InFPLibX", "InFPLibY", "Expert", "FPMultSub", "FPAddInFPLib {}",
+          "DualPathInFPLib {}")
+
+
+def lines(quick, spread):
     for words, formats in ((floating(), ["5 10", "8 23", "11 52"]), (integer(), ["16", "32", "64"])):
         for line in words:
+            if spread and any(word in line for word in SHARED):
+                continue
             for parameters in formats[1:2] if quick else formats:
                 if "FPMultAcc" in line and parameters == "11 52":
                     continue
@@ -107,13 +114,14 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("program")
     parser.add_argument("--quick", action="store_true")
+    parser.add_argument("--spread", action="store_true")
     parser.add_argument("--clocks", default="100,200,300,400")
     parser.add_argument("--words", default="")
     parser.add_argument("--jobs", type=int, default=2)
     arguments = parser.parse_args()
     program = os.path.realpath(arguments.program)
     flow = os.path.join(os.path.dirname(os.path.realpath(__file__)), "synth_flow.sh")
-    asked = [(line, int(clock)) for line in lines(arguments.quick) if arguments.words in line
+    asked = [(line, int(clock)) for line in lines(arguments.quick, arguments.spread) if arguments.words in line
              for clock in arguments.clocks.split(",")]
     print("| line | MHz | period | cycles | our ns | ns | our LUT | LUT | our DSP | DSP | RAM18 | "
           "register bits | misses |")

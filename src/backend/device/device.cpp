@@ -1,8 +1,10 @@
 #include "backend/device/device.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
+#include <functional>
 #include <utility>
 
 #include "backend/device/families.h"
@@ -20,6 +22,9 @@ namespace {
 // A product narrower than this is logic; a wider one occupies DSP blocks.
 constexpr int kNarrowestDspProduct = 9;
 
+// Look-up tables of each bit of a pick of more than four ways, for each way but one.
+constexpr double kTablesPerWay = 0.385;
+
 int widthOf(const Graph& graph, const Node& node, std::size_t operand) {
   return graph.node(graph.operands(node)[operand]).width;
 }
@@ -33,15 +38,24 @@ int sumLevels(int addends) {
   return levels;
 }
 
-// Look-up tables of an addition: one a bit, two with a third addend. A constant takes a table only
-// where it has a one, for the inverter; the rest of its bits are the chain alone.
+// How many bits of a node are no constants.
+int variableBits(const Graph& graph, NodeId id) {
+  const Node& node = graph.node(id);
+  if (node.op == Op::kLiteral) return 0;
+  if (node.op != Op::kConcat) return node.width;
+  int bits = 0;
+  for (const NodeId part : graph.operands(node)) bits += variableBits(graph, part);
+  return bits;
+}
+
+// Look-up tables of an addition: one for each bit that two addends reach, two for three. A constant
+// takes none: the chain alone adds it.
 double sumTables(const Graph& graph, const Node& node) {
   const auto operands = graph.operands(node);
-  if (operands.size() > 3) return 2.0 * node.width;
-  for (const NodeId operand : operands.first(2))
-    if (graph.node(operand).op == Op::kLiteral)
-      return std::max<double>(1, mpz_popcount(graph.literal(graph.node(operand)).get()));
-  return node.width;
+  std::array<int, 3> bits{};
+  for (std::size_t i = 0; i + 1 < operands.size(); ++i) bits[i] = variableBits(graph, operands[i]);
+  std::ranges::sort(bits, std::greater<>());
+  return bits[1] + bits[2];
 }
 
 }  // namespace
@@ -64,20 +78,49 @@ double Device::sumDelay(int width, int addends) const {
   return family.sumEntry + family.sumPerBit * width + (addends > 2 ? family.thirdAddend : 0);
 }
 
+double Device::lessDelay(int width) const { return family.lessEntry + family.lessPerBit * width; }
+
 // A tree of look-up tables that computes a function of `inputs` bits which can be cut anywhere.
-double Device::functionDelay(int inputs) const {
-  double delay = 0;
-  for (; inputs > family.lutInputs(); inputs = ceilDivide(inputs, family.lutInputs()))
-    delay += family.lut.back();
-  return delay + family.lut[static_cast<std::size_t>(std::max(inputs, 0))];
+double Device::functionDelay(Op op, int inputs) const {
+  if (inputs <= family.lutInputs())
+    return family.lut[static_cast<std::size_t>(std::max(inputs, 0))];
+  const double doublings = std::log2(static_cast<double>(inputs) / family.lutInputs());
+  const bool isParity = op == Op::kReduceXor && inputs > 8;
+  return std::max(isParity ? family.wideParity : family.wideTable,
+                  family.lut.back() + family.treePerDoubling * doublings);
 }
 
 // Four ways fill a table of six inputs, two ways one of three.
 double Device::pickDelay(std::size_t choices) const {
-  double delay = 0;
-  for (; choices > 2; choices = (choices + 3) / 4) delay += family.lut.back();
-  return choices == 2 ? delay + family.lut[3] : delay;
+  if (choices <= 2) return family.lut[3];
+  const double doublings = std::log2(static_cast<double>(std::max<std::size_t>(choices, 4)) / 4);
+  return family.lut.back() + family.pickPerDoubling * doublings;
 }
+
+Picoseconds Device::tableDelay(int inputs) const {
+  return scaled(family.lut[static_cast<std::size_t>(inputs)]);
+}
+
+Picoseconds Device::sumDelayBehind(int width, int inputs) const {
+  const double table = family.lut[static_cast<std::size_t>(std::max(inputs, 2))];
+  return scaled(sumDelay(width, 2) + table - family.lut[2]);
+}
+
+// Trees of gates fill tables well; of comparisons and parities tools make wide multiplexers.
+double Device::functionTables(Op op, int inputs) const {
+  constexpr double kTablesPerBit = 0.36;
+  constexpr int kNarrow = 16;
+  const double tree = std::ceil((inputs - 1) / (family.lutInputs() - 1.0));
+  const bool isTree = inputs <= kNarrow || op == Op::kReduceAnd || op == Op::kReduceOr;
+  return isTree ? tree : std::ceil(kTablesPerBit * inputs);
+}
+
+Picoseconds Device::routeOf(int readers) const {
+  const int counted = std::clamp(readers, 1, Family::kMostReaders);
+  return scaled(family.routePerDoubling * std::log2(counted));
+}
+
+Picoseconds Device::longestRoute() const { return routeOf(Family::kMostReaders); }
 
 int Device::tiles(int a, int b, bool isSigned) const {
   const int sign = isSigned ? 1 : 0;
@@ -151,15 +194,15 @@ Picoseconds Device::delayOf(const Graph& graph, NodeId id) const {
     case Op::kReduceOr:
     case Op::kReduceXor:
     case Op::kLut:
-      return scaled(functionDelay(widthOf(graph, node, 0)));
+      return scaled(functionDelay(node.op, widthOf(graph, node, 0)));
     case Op::kAdd:
       if (isDspSum(graph, node)) return scaled(family.dspSum);
       return scaled(sumDelay(node.width, static_cast<int>(operandCount) - 1));
     case Op::kEqual:
-      return scaled(functionDelay(2 * widthOf(graph, node, 0)));
+      return scaled(functionDelay(node.op, 2 * widthOf(graph, node, 0)));
     case Op::kLess:
     case Op::kLessSigned:
-      return scaled(sumDelay(widthOf(graph, node, 0), 2));
+      return scaled(lessDelay(widthOf(graph, node, 0)));
     case Op::kMultiply:
     case Op::kMultiplySigned:
       return scaled(productDelay(widthOf(graph, node, 0), widthOf(graph, node, 1),
@@ -184,9 +227,6 @@ Picoseconds Device::clockToOutput(const Graph& graph, NodeId id, int registers) 
 }
 
 Cost Device::costOf(const Graph& graph, NodeId id) const {
-  // Logic of fewer inputs than a table has shares tables with its neighbours; a wider one is a
-  // tree.
-  const double spare = family.lutInputs() - 1;
   const Node& node = graph.node(id);
   const auto operandCount = static_cast<int>(graph.operands(node).size());
   const double width = node.width;
@@ -202,22 +242,21 @@ Cost Device::costOf(const Graph& graph, NodeId id) const {
     case Op::kAnd:
     case Op::kOr:
     case Op::kXor:
-      return {.luts = width * 0.4};
     case Op::kSelect:
-      return {.luts = width * 0.7};
+      return {.luts = width};
     case Op::kPick:
-      return {.luts = width * std::max(0.7, std::ceil((operandCount - 2) / 3.0))};
+      return {.luts = width * (operandCount <= 5 ? 1 : kTablesPerWay * (operandCount - 2))};
     case Op::kReduceAnd:
     case Op::kReduceOr:
     case Op::kReduceXor:
-      return {.luts = std::ceil((widthOf(graph, node, 0) - 1) / spare)};
+      return {.luts = functionTables(node.op, widthOf(graph, node, 0))};
     case Op::kLut:
       return {.luts = width};
     case Op::kAdd:
       if (isDspSum(graph, node)) return {};
       return {.luts = sumTables(graph, node)};
     case Op::kEqual:
-      return {.luts = std::ceil((2 * widthOf(graph, node, 0) - 1) / spare)};
+      return {.luts = functionTables(node.op, 2 * widthOf(graph, node, 0))};
     case Op::kLess:
     case Op::kLessSigned:
       return {.luts = std::ceil(widthOf(graph, node, 0) * 0.7)};
@@ -237,7 +276,7 @@ Cost Device::costOf(const Graph& graph, NodeId id) const {
 }
 
 int Device::widestSum(Picoseconds period, int addends) const {
-  const Picoseconds left = period - clockToOutput() - setup();
+  const Picoseconds left = period - clockToOutput() - setup() - longestRoute();
   int width = static_cast<int>((left.value / factor - sumDelay(0, addends)) / family.sumPerBit);
   while (width > 1 && scaled(sumDelay(width, addends)) > left) --width;  // delays are rounded
   return std::max(1, width);

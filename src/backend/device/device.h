@@ -51,7 +51,8 @@ class Device {
   bool isCalibrated() const;
   const Family& data() const { return family; }
 
-  // From the arrival of a node's last operand to its result, local routing included; 0 for wiring.
+  // From the arrival of a node's last operand to its result, the route to one reader included; 0
+  // for wiring. What a node has by itself; the clusters of Cover have what it takes among others.
   Picoseconds delayOf(const graph::Graph& graph, graph::NodeId node) const;
   // The same when a register takes the result: it may lie inside the block that computes it.
   Picoseconds delayToRegister(const graph::Graph& graph, graph::NodeId node) const;
@@ -61,6 +62,8 @@ class Device {
   // What every stage pays at its start and at its end.
   Picoseconds clockToOutput() const;
   Picoseconds setup() const;
+  // True for an addition that the adder behind a product's block does.
+  bool isDspSum(const graph::Graph& graph, const graph::Node& node) const;
   // Look-up tables, DSP and memory blocks of one node; registers are not counted here.
   Cost costOf(const graph::Graph& graph, graph::NodeId node) const;
   // The widest addition of two addends that fits into one stage of `period`; at least 1.
@@ -68,15 +71,29 @@ class Device {
   // The same for two or three addends.
   int widestSum(Picoseconds period, int addends) const;
 
+  // What Cover asks: one table that uses `inputs` pins; a tree of tables over `inputs` bits; an
+  // addition of two addends whose first table uses `inputs` pins, two when nothing stands before
+  // it.
+  Picoseconds tableDelay(int inputs) const;
+  Picoseconds treeDelay(graph::Op op, int inputs) const {
+    return scaled(functionDelay(op, inputs));
+  }
+  Picoseconds sumDelayBehind(int width, int inputs) const;
+  // Look-up tables of a reduction or comparison of equality over `inputs` bits in all.
+  double functionTables(graph::Op op, int inputs) const;
+  // The allowance for the route to that many readers, and the most that it can be.
+  Picoseconds routeOf(int readers) const;
+  Picoseconds longestRoute() const;
+
  private:
   Picoseconds scaled(double picoseconds) const;
   double sumDelay(int width, int addends) const;
-  double functionDelay(int inputs) const;
+  double lessDelay(int width) const;
+  double functionDelay(graph::Op op, int inputs) const;
   double pickDelay(std::size_t choices) const;
   double productDelay(int a, int b, bool isSigned) const;
   int tiles(int a, int b, bool isSigned) const;
   bool isDspProduct(const graph::Graph& graph, const graph::Node& node) const;
-  bool isDspSum(const graph::Graph& graph, const graph::Node& node) const;
 
   const Family& family;
   std::string grade;

@@ -14,17 +14,27 @@ struct DspShape {
 };
 
 // One family's data. Delays are in ps, at speed grade "fast"; those of logic and carry chains
-// contain the route to the next reader.
+// contain the route to a single reader.
 struct Family {
   std::string_view name;
   bool calibrated = false;  // figures measured, not modelled
 
   std::array<double, 7> lut{};  // through one look-up table, by the number of inputs it uses
-  double sumEntry = 0;          // an addition of w bits takes sumEntry + w * sumPerBit
+  // A tree of tables over n > 6 bits takes lut[6] + treePerDoubling * log2(n / 6), but wideTable at
+  // least, and of more than 8 for a parity wideParity; a pick of n > 4 ways lut[6] +
+  // pickPerDoubling * log2(n / 4).
+  double treePerDoubling = 0;
+  double wideTable = 0;
+  double wideParity = 0;
+  double pickPerDoubling = 0;
+  double sumEntry = 0;  // an addition of w bits takes sumEntry + w * sumPerBit
   double sumPerBit = 0;
-  double thirdAddend = 0;    // and this much more with three addends
-  double clockToOutput = 0;  // what a stage pays at its start
-  double setup = 0;          // and at its end
+  double thirdAddend = 0;  // and this much more with three addends
+  double lessEntry = 0;    // a comparison of w bits takes lessEntry + w * lessPerBit
+  double lessPerBit = 0;
+  double routePerDoubling = 0;  // for each doubling of the readers of a bit, up to kMostReaders
+  double clockToOutput = 0;     // what a stage pays at its start
+  double setup = 0;             // and at its end
 
   DspShape dsp;
   double dspProduct = 0;            // operands to product, no inner register
@@ -40,6 +50,9 @@ struct Family {
   int registersPerLut = 1;
   bool hardFloat = false;       // floating-point blocks
   bool hyperRegisters = false;  // registers in the routing
+
+  // Beyond that many readers a tool copies the driver.
+  static constexpr int kMostReaders = 64;
 
   int lutInputs() const { return static_cast<int>(lut.size()) - 1; }
 };

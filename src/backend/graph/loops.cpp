@@ -19,7 +19,7 @@ constexpr std::size_t kNone = SIZE_MAX;
 
 }  // namespace
 
-Loops::Loops(const Graph& graph) : setByNode(graph.size(), kNone) {
+Loops::Loops(const Graph& graph, std::span<const NodeId> roots) : setByNode(graph.size(), kNone) {
   for (const State& state : graph.states())
     LOAM_ASSERT(state.next != NodeId{}, "a state that takes a next value");
   struct Visit {
@@ -47,7 +47,11 @@ Loops::Loops(const Graph& graph) : setByNode(graph.size(), kNone) {
     } while (member != root);
     std::sort(order.begin() + static_cast<std::ptrdiff_t>(first), order.end());
     const auto needs = needsOf(graph, root);
-    loops.push_back(order.size() - first > 1 || (!needs.empty() && needs[0] == root));
+    const bool hasState =
+        std::any_of(order.begin() + static_cast<std::ptrdiff_t>(first), order.end(),
+                    [&](NodeId id) { return graph.node(id).op == Op::kState; });
+    // Without a state nothing reaches itself: what is joined has a root in common.
+    loops.push_back(hasState && (order.size() - first > 1 || (!needs.empty() && needs[0] == root)));
   };
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     if (number[i] == kNone) enter({i});
@@ -55,8 +59,10 @@ Loops::Loops(const Graph& graph) : setByNode(graph.size(), kNone) {
       Visit& visit = path.back();
       const NodeId id = visit.node;
       const auto needs = needsOf(graph, id);
-      if (visit.needsSeen < needs.size()) {
-        const NodeId need = needs[visit.needsSeen++];
+      const bool isInner = !roots.empty() && roots[id.index] != id;
+      if (visit.needsSeen < needs.size() + (isInner ? 1 : 0)) {
+        const std::size_t next = visit.needsSeen++;
+        const NodeId need = next < needs.size() ? needs[next] : roots[id.index];
         if (number[need.index] == kNone)
           enter(need);
         else if (setByNode[need.index] == kNone)

@@ -25,7 +25,9 @@ class Cutter {
       : b(builder), device(device), period(options.period) {}
 
   bool fits(const Graph& graph, NodeId id) const {
-    return device.clockToOutput() + device.delayOf(graph, id) + device.setup() <= period;
+    return device.clockToOutput() + device.delayOf(graph, id) + device.longestRoute() +
+               device.setup() <=
+           period;
   }
   bool fits(Signal x) const { return fits(b.built(), x.node); }
 

@@ -45,15 +45,7 @@ long bitsInBlocks(const graph::Graph& graph, const device::Device& device,
 }  // namespace
 
 tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
-  device::Cost total;
-  if (hardFloat) total.dsps = 1;
-  for (std::uint32_t index = 0; !hardFloat && index < mapped.size(); ++index) {
-    const device::Cost cost = settings.device->costOf(mapped, graph::NodeId{index});
-    total.luts += cost.luts;
-    total.dsps += cost.dsps;
-    total.ramBits += cost.ramBits;
-    total.ramBlocks += cost.ramBlocks;
-  }
+  const device::Cost total = hardFloat ? device::Cost{.dsps = 1} : scheduled->cost;
   using enum tessel_api::ResourceUsage::Kind;
   tessel_api::ResourceUsage usage;
   usage.set(kLut, static_cast<int>(std::ceil(total.luts)));

@@ -69,6 +69,17 @@ std::optional<std::string> brokenOrder(const Graph& graph, const Schedule& sched
   return std::nullopt;
 }
 
+std::optional<std::string> cutCluster(const StageModel& model, const Schedule& schedule) {
+  for (std::uint32_t i = 0; i < model.graph.size(); ++i) {
+    const NodeId root = model.cover.rootOf({i});
+    if (schedule.cycleOf(root) != schedule.cycleByNode[i])
+      return fmt::format("node {} ({}) stands in cycle {}, its cluster in {}", i,
+                         stepName(model.graph, {i}), schedule.cycleByNode[i],
+                         schedule.cycleOf(root));
+  }
+  return std::nullopt;
+}
+
 // The times of one node in its own cycle, seen through wiring.
 struct Times {
   int result = 0;         // when a reader in the same cycle has it
@@ -79,30 +90,38 @@ struct Times {
 
 class Analysis {
  public:
-  Analysis(const Graph& graph, const device::Device& device, const Schedule& schedule)
-      : graph(graph), model(graph, device), schedule(schedule), times(graph.size()) {}
+  Analysis(const StageModel& model, const Schedule& schedule)
+      : graph(model.graph), model(model), schedule(schedule), times(graph.size()) {}
 
   StageAnalysis run() {
     for (std::uint32_t i = 0; i < graph.size(); ++i) times[i] = timesOf({i});
-    const std::vector<int> last = lastReads(graph, schedule);
-    for (std::uint32_t i = 0; i < graph.size(); ++i) {
-      const NodeId id{i};
-      if (isLiteral(graph.node(id))) continue;
-      if (last[i] > schedule.cycleOf(id)) endStage(times[i].atRegister, id);
-      // Between the two registers of a product's block.
-      if (times[i].productCycle >= 0 && last[i] > times[i].productCycle + 1)
-        endStage(model.fromRegister(times[i].product, 1), id);
-    }
-    for (std::size_t port = 0; port < graph.outputs().size(); ++port) {
-      const NodeId id = graph.outputs()[port].signal.node;
-      if (!isLiteral(graph.node(id))) endStage(resultIn(id, schedule.cycleByOutput[port]), id);
-    }
-    for (const graph::State& state : graph.states())
-      if (!isLiteral(graph.node(state.next))) endStage(times[state.next.index].result, state.next);
+    findStages();
+    if (found.lastNode != NodeId{} && lastCycle == schedule.cycleOf(found.lastNode))
+      tracePath(found.lastNode);
     return found;
   }
 
  private:
+  void findStages() {
+    const std::vector<int> last = lastReads(graph, schedule);
+    for (std::uint32_t i = 0; i < graph.size(); ++i) {
+      const NodeId id{i};
+      if (isLiteral(graph.node(id))) continue;
+      if (last[i] > schedule.cycleOf(id)) endStage(times[i].atRegister, id, schedule.cycleOf(id));
+      // Between the two registers of a product's block.
+      if (times[i].productCycle >= 0 && last[i] > times[i].productCycle + 1)
+        endStage(model.fromRegister(times[i].product, 1), id, times[i].productCycle + 1);
+    }
+    for (std::size_t port = 0; port < graph.outputs().size(); ++port) {
+      const NodeId id = graph.outputs()[port].signal.node;
+      const int cycle = schedule.cycleByOutput[port];
+      if (!isLiteral(graph.node(id))) endStage(resultIn(id, cycle), id, cycle);
+    }
+    for (const graph::State& state : graph.states())
+      if (!isLiteral(graph.node(state.next)))
+        endStage(times[state.next.index].result, state.next, schedule.cycleOf(state.next));
+  }
+
   // When `id` can be read in `cycle`.
   int resultIn(NodeId id, int cycle) const {
     if (isLiteral(graph.node(id))) return 0;
@@ -136,17 +155,35 @@ class Analysis {
     return own;
   }
 
-  void endStage(int time, NodeId id) {
+  // Backwards from the end along the operand that comes last.
+  void tracePath(NodeId id) {
+    const int cycle = schedule.cycleOf(id);
+    for (;;) {
+      if (model.delay[id.index] > 0) found.path.push_back({id, {times[id.index].result}});
+      NodeId latest;
+      for (const NodeId operand : graph.operands(id))
+        if (!isLiteral(graph.node(operand)) &&
+            (latest == NodeId{} || resultIn(operand, cycle) > resultIn(latest, cycle)))
+          latest = operand;
+      if (latest == NodeId{} || schedule.cycleOf(latest) != cycle) break;
+      id = latest;
+    }
+    std::ranges::reverse(found.path);
+  }
+
+  void endStage(int time, NodeId id, int cycle) {
     if (time + model.setup <= found.longestStage.value) return;
     found.longestStage = {time + model.setup};
     found.lastNode = id;
+    lastCycle = cycle;
   }
 
   const Graph& graph;
-  const StageModel model;
+  const StageModel& model;
   const Schedule& schedule;
   std::vector<Times> times;
   StageAnalysis found;
+  int lastCycle = 0;  // of the longest stage
 };
 
 // The node that computes what `id` passes on.
@@ -167,7 +204,10 @@ StageAnalysis analyseStages(const Graph& graph, const device::Device& device,
                             const Schedule& schedule, const ScheduleOptions& options) {
   if (auto fault = brokenOrder(graph, schedule, options))
     return {.longestStage = {}, .lastNode = {}, .fault = std::move(fault)};
-  StageAnalysis found = Analysis(graph, device, schedule).run();
+  const StageModel model(graph, device, coverPeriod(options));
+  if (auto fault = cutCluster(model, schedule))
+    return {.longestStage = {}, .lastNode = {}, .fault = std::move(fault)};
+  StageAnalysis found = Analysis(model, schedule).run();
   if (options.strategy != Strategy::kCombinational && found.longestStage > options.period)
     found.fault = fmt::format("the stage that ends with {} takes {} ps of {}",
                               stepName(graph, found.lastNode), found.longestStage.value,

@@ -147,6 +147,5 @@ TEST(FewestRegisters, IsNeverMoreThanAnyOtherStrategyNeeds) {
   EXPECT_LT(fewest, greedy * 9 / 10);
 }
 
-// Generation must not wait for it: seconds for graphs far above any unit.
 }  // namespace
 }  // namespace schedule

@@ -23,8 +23,8 @@ class Greedy {
     const graph::Loops& loops = model.loops;
     for (std::size_t set = 0; set < loops.setCount(); ++set) {
       const auto members = loops.members(set);
-      if (loops.isLoop(set))
-        placeLoop(members);
+      if (loops.isJoint(set))
+        placeJoint(members);
       else
         places[members[0].index] = placeOf(members[0]);
     }
@@ -129,20 +129,20 @@ class Greedy {
     LOAM_ASSERT(false, "a period in which every node fits alone");
   }
 
-  // The first cycle in which all members of a loop see what they read from outside early enough to
-  // get through in one stage.
-  void placeLoop(std::span<const NodeId> members) {
+  // The first cycle in which all members of a loop or cluster see what they read from outside early
+  // enough to get through in one stage.
+  void placeJoint(std::span<const NodeId> members) {
     int cycle = 0;
     for (const NodeId id : members)
       for (const NodeId operand : graph.operands(id))
         if (model.loops.setOf(operand) != model.loops.setOf(id))
           cycle = std::max(cycle, places[operand.index].cycle);
     for (int tries = 0; tries < 4; ++tries, ++cycle)
-      if (placeLoopIn(members, cycle)) return;
-    LOAM_ASSERT(false, "a period in which every loop fits alone");
+      if (placeJointIn(members, cycle)) return;
+    LOAM_ASSERT(false, "a period in which every loop and every cluster fits alone");
   }
 
-  bool placeLoopIn(std::span<const NodeId> members, int cycle) {
+  bool placeJointIn(std::span<const NodeId> members, int cycle) {
     for (const NodeId id : members) {
       Place place{.cycle = cycle, .arrival = model.clockToOutput};
       if (graph.node(id).op != Op::kState) {

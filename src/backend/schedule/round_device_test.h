@@ -4,6 +4,7 @@
 
 #include "backend/device/device.h"
 #include "backend/device/families.h"
+#include "backend/graph/builder.h"
 #include "backend/schedule/schedule.h"
 
 namespace schedule {
@@ -15,7 +16,7 @@ inline const device::Family& roundFamily() {
     device::Family round;
     round.name = "Round";
     round.lut = {0, 100, 100, 100, 100, 100, 100};
-    round.sumEntry = 300;
+    round.sumEntry = round.lessEntry = 300;
     round.clockToOutput = 50;
     round.setup = 50;
     round.dsp = {25, 18};
@@ -30,6 +31,11 @@ inline const device::Family& roundFamily() {
 inline const device::Device& roundDevice() {
   static const device::Device device(roundFamily(), "fast", 1);
   return device;
+}
+
+// x of 8 bits moved up by the parity of all of them: takes 100 and is a cluster of its own.
+inline graph::Signal shiftedParity(graph::Builder& b, graph::Signal x) {
+  return b.concat({b.slice(x, 0, x.width - 1), b.reduceXor(x)});
 }
 
 inline Scheduled scheduled(const graph::Graph& graph, const ScheduleOptions& options,

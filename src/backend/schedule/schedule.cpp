@@ -176,17 +176,27 @@ int Schedule::latency() const {
   return cycleByOutput.empty() ? 0 : *std::ranges::max_element(cycleByOutput);
 }
 
+device::Picoseconds coverPeriod(const ScheduleOptions& options) {
+  const bool cuts = options.strategy != Strategy::kCombinational;
+  return cuts ? options.period : device::Picoseconds{StageModel::kNever};
+}
+
 util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& device,
                                       const ScheduleOptions& options) {
-  const StageModel model(graph, device);
   const bool cuts = options.strategy != Strategy::kCombinational;
   Scheduled result;
   result.period = options.period;
-  const IndivisibleStep slowest = slowestStep(model);
-  if (cuts && slowest.stage > options.period.value) {
-    result.warning = tooFast(model, slowest, options.period.value);
+  std::optional<StageModel> made(std::in_place, graph, device, coverPeriod(options));
+  IndivisibleStep slowest = slowestStep(*made);
+  // A longer period may make larger clusters, which may make a loop longer.
+  while (cuts && slowest.stage > result.period.value) {
+    result.warning = tooFast(*made, slowest, options.period.value);
     result.period = {slowest.stage};
+    made.emplace(graph, device, result.period);
+    slowest = slowestStep(*made);
   }
+  const StageModel& model = *made;
+  result.cost = model.cover.cost();
   const Request request{result.period.value, options.registerInputs, options.registerOutputs,
                         options.outputGroups, slowest.stage};
   const StrategyRow& strategy = kStrategies[static_cast<int>(options.strategy)];
@@ -212,6 +222,8 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   LOAM_ASSERT(!stages.fault, *stages.fault);
   result.longestStage = stages.longestStage;
   if (stages.lastNode != NodeId{}) result.longestStep = stepName(graph, stages.lastNode);
+  for (const auto& [node, arrival] : stages.path)
+    result.longestPath.push_back({stepName(graph, node), arrival});
   if (!cuts) result.period = std::max(result.period, result.longestStage);
   return result;
 }

@@ -49,10 +49,21 @@ struct Scheduled {
   device::Picoseconds period;        // built for this period: the asked one, or the slowest step's
   device::Picoseconds longestStage;  // by the checker's own arrival analysis
   std::string longestStep;           // the node kind and width that ends it
+  // The way through the longest stage, from the register where it begins: each cluster and when it
+  // has its result.
+  struct PathStep {
+    std::string name;
+    device::Picoseconds arrival;
+  };
+  std::vector<PathStep> longestPath{};
+  device::Cost cost{};  // of all clusters; registers are not counted
   // Set when the asked period is below the slowest indivisible step, a node or a loop: one line
   // that names the step, the clock asked for and the highest clock.
   std::optional<std::string> warning;
 };
+
+// The period for which clusters are made: none is longer, unless combinational.
+device::Picoseconds coverPeriod(const ScheduleOptions& options);
 
 // Gives every node a cycle; what comes back has passed the checker (checker.h). A combinational
 // unit is never cut: its period is raised to what it takes, without a warning. Added latency goes

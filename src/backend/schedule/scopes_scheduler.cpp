@@ -28,10 +28,12 @@ Schedule scopesSchedule(const StageModel& model, const Request& request) {
   const std::vector<int> outermost = outermostScopes(graph);
   const int several = static_cast<int>(graph.scopes().size());
   std::vector<int> blocks;
-  for (const Node& node : graph.nodes()) {
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    const Node& node = graph.nodes()[i];
     int block = Request::kOpen;  // of ports and literals; and a state is a register itself
     if (!isWiring(node)) {
-      block = outermost[node.scope];
+      // A cluster belongs to the scope of its root.
+      block = outermost[graph.node(model.cover.rootOf({i})).scope];
     } else {
       for (const NodeId operand : graph.operands(node)) {
         const int behind = blocks[operand.index];

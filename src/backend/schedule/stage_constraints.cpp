@@ -34,7 +34,7 @@ class PairFinder {
 
   StageRules run(bool registerOutputs) {
     for (Vertex v = 0; v < graph.size(); ++v)
-      if (!isWiring(graph.nodes()[v])) addPairsFrom(v);
+      if (!isWiring(graph.nodes()[v]) && !model.cover.isInner({v})) addPairsFrom(v);
     for (Vertex v = 0; v < graph.size(); ++v)
       if (model.isBlock({v})) addPairsBehindBlock(v);
     if (registerOutputs)
@@ -44,10 +44,7 @@ class PairFinder {
 
  private:
   // From a vertex's last operand to the end of a stage at its register, or at a port.
-  int endDelay(Vertex v) const {
-    if (isPort(graph, v)) return 0;
-    return model.isNext({v}) ? model.delay[v] : model.delayToRegister[v];
-  }
+  int endDelay(Vertex v) const { return isPort(graph, v) ? 0 : model.delayToEnd({v}); }
   bool endsStage(Vertex v) const { return !passesOn(graph, v) || model.isNext({v}); }
 
   bool areApart(Vertex from, Vertex to, int cycles) const {
@@ -208,10 +205,13 @@ class Latest {
         place(id.index, set);
         last = std::min(last, cycles[id.index]);
       }
-      if (!model.loops.isLoop(set)) continue;
+      if (!model.loops.isJoint(set)) continue;
+      // A cluster ends with its root.
+      const int clusterTail = tails[members.back().index];
       for (const NodeId id : members) {
         cycles[id.index] = last;
-        tails[id.index] = model.delayToRegister[id.index] + model.setup;
+        tails[id.index] =
+            model.loops.isLoop(set) ? model.delayToRegister[id.index] + model.setup : clusterTail;
       }
     }
     // A state stands where its next value does.

@@ -11,18 +11,19 @@ using graph::Node;
 using graph::NodeId;
 using graph::Op;
 
-StageModel::StageModel(const Graph& graph, const device::Device& device)
+StageModel::StageModel(const Graph& graph, const device::Device& device, device::Picoseconds period)
     : graph(graph),
       device(device),
       clockToOutput(device.clockToOutput().value),
       setup(device.setup().value),
-      loops(graph),
+      cover(graph, device, period),
+      loops(graph, cover.rootByNode()),
       isNextByNode(graph.size()) {
   delay.reserve(graph.size());
   delayToRegister.reserve(graph.size());
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
-    delay.push_back(device.delayOf(graph, {i}).value);
-    delayToRegister.push_back(device.delayToRegister(graph, {i}).value);
+    delay.push_back(cover.delay({i}));
+    delayToRegister.push_back(cover.delayToRegister({i}));
   }
   for (const graph::State& state : graph.states()) isNextByNode[state.next.index] = true;
 }

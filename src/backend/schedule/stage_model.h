@@ -3,6 +3,7 @@
 #include <limits>
 #include <vector>
 
+#include "backend/device/cover.h"
 #include "backend/device/device.h"
 #include "backend/graph/graph.h"
 #include "backend/graph/loops.h"
@@ -12,13 +13,15 @@ namespace schedule {
 
 // What the strategies ask about one graph on one device, in ps, looked up once.
 //
-// A stage begins at a register with the clock to output of what the register holds, passes nodes
-// with their delays and ends at the next register with its setup. A product may have its first
-// register inside its block: that one comes early and is slow to leave. What a state takes next
-// ends its stage at the state's register, which is never one inside a block.
+// A stage begins at a register with the clock to output of what the register holds, passes clusters
+// (device/cover.h) with their delays and ends at the next register with its setup. A cluster stands
+// in one cycle; its delay is that of its root, the nodes inside have none. A product may have its
+// first register inside its block: that one comes early and is slow to leave. What a state takes
+// next ends its stage at the state's register, which is never one inside a block.
 class StageModel {
  public:
-  StageModel(const graph::Graph& graph, const device::Device& device);
+  // Clusters are made for stages of that period.
+  StageModel(const graph::Graph& graph, const device::Device& device, device::Picoseconds period);
 
   // The latest that a stage can be used before its end.
   static constexpr int kNever = std::numeric_limits<int>::max() / 2;
@@ -27,7 +30,8 @@ class StageModel {
   const device::Device& device;
   const int clockToOutput;
   const int setup;
-  const graph::Loops loops;
+  const device::Cover cover;
+  const graph::Loops loops;          // and clusters, which are placed as one as well
   std::vector<int> delay;            // by node, to a reader in the same stage
   std::vector<int> delayToRegister;  // to a register right behind
 
@@ -37,6 +41,11 @@ class StageModel {
   }
   bool isBlock(graph::NodeId node) const {
     return delay[node.index] != delayToRegister[node.index];
+  }
+  // From the last operand to a register behind the node, or behind its cluster.
+  int delayToEnd(graph::NodeId node) const {
+    const graph::NodeId root = cover.rootOf(node);
+    return isNext(root) ? delay[root.index] : delayToRegister[root.index];
   }
   // True for what some state takes next.
   bool isNext(graph::NodeId node) const { return isNextByNode[node.index]; }

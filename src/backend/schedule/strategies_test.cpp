@@ -1,4 +1,3 @@
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "backend/graph/builder.h"
@@ -16,8 +15,7 @@ TEST(Timed, FillsStagesEvenlyAndKeepsTheLatency) {
   Graph graph;
   Builder b(graph);
   Signal x = b.input("x", 8);
-  const Signal y = b.input("y", 8);
-  for (int i = 0; i < 9; ++i) x = b.bitXor(b.bitAnd(x, y), b.literal(17 * i + 3, 8));
+  for (int i = 0; i < 18; ++i) x = shiftedParity(b, x);
   b.output("r", x);
   ScheduleOptions options{.period = {1500}};  // 18 gates: 14 and 4
   const Scheduled greedy = scheduled(graph, options);
@@ -39,8 +37,9 @@ TEST(Timed, MovesNodesToWhereFewerBitsAreKept) {
   const Signal table = b.lut(b.input("few", 2), util::MPZ(0x12345678), 8);
   const Signal any = b.reduceOr(x);
   Signal late = b.bitXor(x, b.input("y", 8));
-  for (int i = 0; i < 4; ++i) late = b.bitXor(late, b.input(fmt::format("z{}", i), 8));
-  b.output("r", b.bitAnd(late, table));
+  for (int i = 0; i < 4; ++i) late = shiftedParity(b, late);
+  b.output("r", b.bitAnd(late, table));  // two readers: the table is a cluster of its own
+  b.output("s", b.bitOr(late, table));
   b.output("any", any);
   ScheduleOptions options{.period = {300}};
   EXPECT_EQ(scheduled(graph, options).schedule.cycleOf(table.node), 0);
@@ -57,7 +56,8 @@ struct Scoped {
     {
       const auto scope = b.scope("first");
       const auto inner = b.scope("inner");
-      first = b.bitOr(b.bitXor(b.bitAnd(b.bitXor(x, y), x), b.bitOr(x, y)), b.literal(3, 8));
+      first = b.bitXor(x, y);
+      for (int i = 0; i < 3; ++i) first = shiftedParity(b, first);
     }
     {
       const auto scope = b.scope("second");

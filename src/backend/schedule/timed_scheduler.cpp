@@ -67,12 +67,22 @@ class Sweeper {
     int readers = 0;  // in that cycle
   };
 
+  bool isInSetOf(Vertex v, Vertex member) const {
+    return member != kNobody && v < graph.size() &&
+           model.loops.setOf({v}) == model.loops.setOf({member});
+  }
+  // A cluster by its last node, its root.
+  std::span<const NodeId> membersWith(Vertex root) const {
+    return model.loops.members(model.loops.setOf({root}));
+  }
+
   int cycle(Vertex v) const { return cycleOf(schedule, graph, v); }
 
+  // By all but the set of `except`.
   LastRead lastReadOf(Vertex v, Vertex except) const {
     LastRead last;
     for (const Vertex reader : readers.of(v)) {
-      if (reader == except || cycle(reader) < last.cycle) continue;
+      if (isInSetOf(reader, except) || cycle(reader) < last.cycle) continue;
       if (cycle(reader) > last.cycle) last = {cycle(reader), 0};
       ++last.readers;
     }
@@ -91,71 +101,99 @@ class Sweeper {
         for (const NodeId operand : graph.operands(node))
           isInverted[v] = isInverted[v] || isInverted[operand.index];
       movable[v] = node.op != Op::kInput && node.op != Op::kState && !isLiteral(node) &&
-                   !readers.of(v).empty() && model.loops.dependsOnInputs({v}) &&
-                   !model.loops.isInLoop({v}) && !model.isNext({v}) && !isInverted[v];
+                   membersWith(v).back() == NodeId{v} && !readers.of(v).empty() &&
+                   model.loops.dependsOnInputs({v}) && !model.loops.isInLoop({v}) &&
+                   !model.isNext({v}) && !isInverted[v];
     }
   }
 
-  std::vector<Vertex> operandsOf(Vertex v) const {
-    std::vector<Vertex> operands;
-    for (const NodeId operand : graph.operands(NodeId{v}))
-      if (!isLiteral(graph.node(operand))) operands.push_back(operand.index);
-    std::ranges::sort(operands);
-    operands.erase(std::ranges::unique(operands).begin(), operands.end());
+  struct Operand {
+    Vertex node;
+    int readers = 0;  // in the cluster
+  };
+  std::vector<Operand> operandsOf(Vertex root) const {
+    std::vector<Vertex> reads;
+    for (const NodeId member : membersWith(root)) {
+      const std::size_t first = reads.size();
+      for (const NodeId operand : graph.operands(member))
+        if (!isLiteral(graph.node(operand)) && !isInSetOf(operand.index, root))
+          reads.push_back(operand.index);
+      const auto own = reads.begin() + static_cast<std::ptrdiff_t>(first);
+      std::sort(own, reads.end());
+      reads.erase(std::unique(own, reads.end()), reads.end());
+    }
+    std::ranges::sort(reads);
+    std::vector<Operand> operands;
+    for (const Vertex read : reads) {
+      if (operands.empty() || operands.back().node != read) operands.push_back({read});
+      ++operands.back().readers;
+    }
     return operands;
   }
 
-  // Register bits are linear in the cycle between its ends and the last reads of the operands by
-  // others, so only those are tried; where two are equally good the node stays nearer.
-  void move(Vertex v) {
-    if (!movable[v]) return;
-    const std::vector<Vertex> operands = operandsOf(v);
-    int low = windows.first[v], high = windows.last[v];
-    for (const std::uint32_t i : constraintsOf.of(v)) {
-      const Constraint& rule = rules.constraints[i];
-      if (rule.to == v) low = std::max(low, cycle(rule.from) + rule.cycles);
-      if (rule.from == v) high = std::min(high, cycle(rule.to) - rule.cycles);
+  // Moves a cluster. Register bits are linear in its cycle between its ends and the last reads of
+  // the operands by others, so only those are tried; where two are equally good it stays nearer.
+  void move(Vertex root) {
+    if (!movable[root]) return;
+    const std::vector<Operand> operands = operandsOf(root);
+    int low = windows.first[root], high = windows.last[root];
+    for (const NodeId member : membersWith(root)) {
+      const Vertex v = member.index;
+      low = std::max(low, windows.first[v]);
+      high = std::min(high, windows.last[v]);
+      for (const std::uint32_t i : constraintsOf.of(v)) {
+        const Constraint& rule = rules.constraints[i];
+        if (rule.to == v) low = std::max(low, cycle(rule.from) + rule.cycles);
+        if (rule.from == v) high = std::min(high, cycle(rule.to) - rule.cycles);
+      }
     }
-    for (const Vertex reader : readers.of(v)) high = std::min(high, cycle(reader));
+    for (const Vertex reader : readers.of(root)) high = std::min(high, cycle(reader));
     std::vector<int> others;
-    for (const Vertex operand : operands) {
+    for (const auto& [operand, inCluster] : operands) {
       low = std::max(low, cycle(operand));
       const LastRead& last = lastRead[operand];
-      const bool isOnlyLast = last.cycle == cycle(v) && last.readers == 1;
-      others.push_back(isOnlyLast ? lastReadOf(operand, v).cycle : last.cycle);
+      const bool isOnlyLast = last.cycle == cycle(root) && last.readers == inCluster;
+      others.push_back(isOnlyLast ? lastReadOf(operand, root).cycle : last.cycle);
     }
     const auto bitsAt = [&](int place) {
-      long bits = -static_cast<long>(graph.nodes()[v].width) * place;
+      long bits = -static_cast<long>(graph.nodes()[root].width) * place;
       for (std::size_t i = 0; i < operands.size(); ++i)
-        bits += static_cast<long>(graph.nodes()[operands[i]].width) * std::max(others[i], place);
+        bits +=
+            static_cast<long>(graph.nodes()[operands[i].node].width) * std::max(others[i], place);
       return bits;
     };
-    const int before = cycle(v);
+    const int before = cycle(root);
     int best = before;
     const auto attempt = [&](int place) {
       if (place < low || place > high || bitsAt(place) >= bitsAt(best)) return;
-      schedule.cycleByNode[v] = place;
-      if (meetsSlowProducts(v)) best = place;
+      placeIn(root, place);
+      if (meetsSlowProducts(root)) best = place;
     };
     attempt(low);
     attempt(high);
     for (const int other : others) attempt(other);
-    schedule.cycleByNode[v] = best;
+    placeIn(root, best);
     if (best == before) return;
-    for (const Vertex operand : operands) {
+    for (const auto& [operand, inCluster] : operands) {
       LastRead& last = lastRead[operand];
-      if (before == last.cycle) --last.readers;
-      if (best == last.cycle) ++last.readers;
+      if (before == last.cycle) last.readers -= inCluster;
+      if (best == last.cycle) last.readers += inCluster;
       if (best > last.cycle)
-        last = {best, 1};
+        last = {best, inCluster};
       else if (last.readers == 0)
         last = lastReadOf(operand, kNobody);
     }
   }
 
-  bool meetsSlowProducts(Vertex v) const {
-    return std::ranges::all_of(slowProductsOf.of(v), [&](std::uint32_t i) {
-      return rules.slowProducts[i].isMet(schedule, graph);
+  void placeIn(Vertex root, int place) {
+    for (const NodeId member : membersWith(root)) schedule.cycleByNode[member.index] = place;
+  }
+
+  bool meetsSlowProducts(Vertex root) const {
+    return std::ranges::all_of(membersWith(root), [&](NodeId member) {
+      return std::ranges::all_of(slowProductsOf.of(member.index), [&](std::uint32_t i) {
+        return rules.slowProducts[i].isMet(schedule, graph);
+      });
     });
   }
 
