@@ -51,7 +51,17 @@ class Coverer {
   // The clusters' delays and cost, once their roots are chosen.
   int delayOfRoot(NodeId id) const {
     const auto& own = cuts[id.index];
-    return (own.empty() ? device.delayOf(graph, id).value : own[0].delay) + route(id);
+    return (own.empty() ? device.delayOf(graph, id).value : own[0].delay - own[0].takenDelay) +
+           route(id);
+  }
+  // Of the nodes that sums take in, by node.
+  std::vector<int> delaysInside(const std::vector<NodeId>& roots) const {
+    std::vector<int> delays(graph.size());
+    for (std::uint32_t i = 0; i < graph.size(); ++i)
+      if (roots[i] == NodeId{i} && !cuts[i].empty())
+        for (const Taken& taken : cuts[i][0].allTaken())
+          delays[taken.node.index] = cuts[i][0].takenDelay;
+    return delays;
   }
   int delayToRegister(NodeId id) const {
     const Picoseconds alone = device.delayToRegister(graph, id);
@@ -221,12 +231,17 @@ class Coverer {
     if (operands.size() != 3 || device.isDspSum(graph, node)) return;
     const NodeId carry = operands[2];
     const bool hasCarry = graph.node(carry).op != Op::kLiteral;
+    // What is subtracted never stands on the chain's own inputs.
+    const auto isSubtracted = [&](std::size_t side) {
+      return !hasCarry && !graph.literal(graph.node(carry)).isZero() &&
+             graph.node(operands[side]).op == Op::kNot;
+    };
     std::array<std::optional<Input>, 2> addends{inputOf(graph, operands[0], node.width),
                                                 inputOf(graph, operands[1], node.width)};
     std::optional<Cut> best;
     for (int taken = 0; taken < 4; ++taken) {
       Cut cut;
-      int latest = arrival[carry.index];
+      int latest = arrival[carry.index], latestTaken = 0;
       bool fits = true;
       for (int side = 0; side < 2 && fits; ++side) {
         const auto& input = addends[static_cast<std::size_t>(side)];
@@ -244,22 +259,44 @@ class Coverer {
         if (!fits) break;
         const Cut& inner = cuts[input->node.index][0];
         for (const Leaf& leaf : inner.all()) fits = fits && cut.add(leaf.seenBy(graph, *input));
-        latest = std::max(latest, inner.arrival - inner.delay);
+        latestTaken = std::max(latestTaken, inner.arrival - inner.delay);
       }
       if (!fits) continue;
       cut.delay = device.sumDelayBehind(node.width, cut.count).value;
+      if (taken == 1 || taken == 2) {
+        cut.takenDelay = cut.delay - device.sumDelayBehind(node.width, 2).value;
+        const NodeId other = operands[static_cast<std::size_t>(2 - taken)];
+        if (followsSum(other, *addends[static_cast<std::size_t>(taken - 1)]))
+          cut.takenDelay = cut.delay - std::min(cut.delay - cut.takenDelay,
+                                                device.chainedSumDelay().value);
+      }
       if (taken != 0 && cut.delay + route(id) > limit.value) continue;
-      cut.arrival = latest + cut.delay;
+      cut.arrival = std::max(latest - cut.takenDelay, latestTaken) + cut.delay;
       // Bits of both addends need a table, and so do those of logic that was taken in.
       double each = device.costOf(graph, id).luts;
       if (taken != 0) each = std::max(each, takenBits(addends, taken, node.width));
-      const bool needsSecond = taken == 3 || (taken != 0 && !hasCarry);
+      const bool needsSecond = taken == 3 || (taken != 0 && !hasCarry &&
+                                              !isSubtracted(static_cast<std::size_t>(taken - 1)));
       cut.tables = each + (needsSecond ? takenBits(addends, taken, node.width) : 0);
       cut.area = cut.tables;
+      for (const Leaf& leaf : cut.all()) cut.area += flow[leaf.node.index];
       if (!best || std::tie(cut.arrival, cut.area) < std::tie(best->arrival, best->area))
         best = cut;
     }
     if (best) cuts[id.index].push_back(*best);
+  }
+
+  // True when an addend is the result of another sum, beside bits that the logic before the other
+  // addend reads as well. Carries of two sums one behind the other run at the same time, so only the
+  // way through that logic, which no stage lacks, takes the whole sum.
+  bool followsSum(NodeId addend, const Input& logic) const {
+    bool follows = true;
+    forEachPart(graph, addend, [&](const Input& part, int) {
+      const auto leaves = cuts[logic.node.index][0].all();
+      follows = follows && (graph.node(part.node).op == Op::kAdd ||
+                            std::ranges::find(leaves, part.node, &Leaf::node) != leaves.end());
+    });
+    return follows;
   }
 
   double takenBits(const std::array<std::optional<Input>, 2>& addends, int taken, int width) const {
@@ -294,11 +331,12 @@ Cover::Cover(const Graph& graph, const Device& device, Picoseconds period) {
   Coverer coverer(graph, device, period);
   coverer.run();
   roots = coverer.chooseRoots();
+  const std::vector<int> inside = coverer.delaysInside(roots);
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     const NodeId id{i};
     const bool isRoot = !isInner(id);
-    delays.push_back(isRoot ? coverer.delayOfRoot(id) : 0);
-    delaysToRegister.push_back(isRoot ? coverer.delayToRegister(id) : 0);
+    delays.push_back(isRoot ? coverer.delayOfRoot(id) : inside[i]);
+    delaysToRegister.push_back(isRoot ? coverer.delayToRegister(id) : inside[i]);
     if (!isRoot) continue;
     const Cost own = coverer.costOfRoot(id);
     total.luts += own.luts;

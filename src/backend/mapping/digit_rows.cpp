@@ -2,61 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
 
 namespace mapping {
 
 using graph::Builder;
 using graph::Signal;
-using util::MPZ;
 
 namespace {
-
-// One bit that a table reads: a signal, or a constant.
-struct Bit {
-  Signal signal;
-  bool one = false;
-};
-
-// The bits of a row: x times the digit that three neighbouring bits of y make, each bit a table of
-// at most five inputs.
-class Row {
- public:
-  // y2 y1 y0: the digit is y0 + y1 - 2 y2.
-  Row(Builder& b, const Factor& x, std::array<Bit, 3> digit) : b(b), x(x), digit(digit) {}
-
-  // Bit `place` of the row's complement without its sign's one.
-  Signal complementAt(int place) const {
-    const std::array<Bit, 5> read{bitOf(place), bitOf(place - 1), digit[0], digit[1], digit[2]};
-    std::vector<Signal> inputs;
-    for (const Bit& bit : read)
-      if (bit.signal) inputs.push_back(bit.signal);
-    MPZ contents;
-    for (unsigned long pattern = 0; pattern < 1ul << inputs.size(); ++pattern) {
-      std::array<bool, 5> v{};
-      std::size_t left = inputs.size();
-      for (std::size_t i = 0; i < read.size(); ++i)
-        v[i] = read[i].signal ? (pattern >> --left & 1) != 0 : read[i].one;
-      const auto [here, below, y2, y1, y0] = v;
-      const bool single = y1 != y0, twofold = y2 != y1 && y1 == y0;
-      const bool bit = ((single && here) || (twofold && below)) != y2;
-      if (!bit) contents += MPZ::powerOfTwo(pattern);
-    }
-    if (inputs.empty()) return b.bit(contents.bit(0));
-    return b.lut(b.concat(inputs), contents, 1);
-  }
-
- private:
-  Bit bitOf(int place) const {
-    if (place < 0) return {};
-    if (place < x.width()) return {b.bitOf(x.bits, place)};
-    return x.isSigned ? Bit{b.topBit(x.bits)} : Bit{};
-  }
-
-  Builder& b;
-  const Factor& x;
-  std::array<Bit, 3> digit;
-};
 
 // One chain: x times the bits [low, low + width) of y, the top one counting negatively if
 // `isSigned`.
@@ -91,25 +43,34 @@ class Chain {
   }
 
  private:
-  Bit bitAt(int place) const {
-    if (place < 0) return {};
-    if (place < width) return {b.bitOf(y.bits, low + place)};
-    return isSigned ? Bit{b.bitOf(y.bits, low + width - 1)} : Bit{};
+  // Bit `place` of the factor; above its top copies of its sign.
+  Signal bitAt(int place) const {
+    const bool isInside = 0 <= place && place < width;
+    if (!isInside && (place < 0 || !isSigned)) return b.bit(false);
+    return b.bitOf(y.bits, low + std::min(place, width - 1));
+  }
+
+  // x times the digit y0 + y1 - 2 y2, less one where that is negative. Tables of six inputs take in
+  // all of it and one bit more.
+  Signal rowOf(Signal y2, Signal y1, Signal y0, int rowWidth) {
+    const auto extended = [&](Signal bits) {
+      return x.isSigned ? b.signExtend(bits, rowWidth) : b.zeroExtend(bits, rowWidth);
+    };
+    const Signal once = extended(x.bits), twice = extended(b.shiftedUp(x.bits, 1));
+    const Signal index = b.bitXor(b.concat({y1, y0}), b.replicate(y2, 2));
+    const Signal multiple = b.pick(index, std::array{b.zeros(rowWidth), once, once, twice});
+    return b.bitXor(multiple, b.replicate(y2, rowWidth));
   }
 
   // sum + row: a difference, so that synthesis puts the sum and not the row on the chain's own
-  // inputs. The row's complement lacks a one where its digit is negative; a place below, y2 - 1,
-  // borrows where it is not.
+  // inputs. The row lacks a one where its digit is negative: a place below, y2 - 1, borrows where
+  // it is not.
   Signal withRow(Signal sum, int row) {
-    const Bit y2 = bitAt(2 * row + 1), y1 = bitAt(2 * row), y0 = bitAt(2 * row - 1);
-    const Row made(b, x, {y2, y1, y0});
-    std::vector<Signal> complement;
-    for (int place = sum.width - 1; place >= 0; --place)
-      complement.push_back(made.complementAt(place));
-    if (!y2.signal && row == 0) return b.bitNot(b.concat(complement));
-    complement.push_back(b.bit(true));
-    const Signal low = y2.signal ? y2.signal : b.bit(false);
-    return b.slice(b.subtract(b.concat({sum, low}), b.concat(complement)), 1, sum.width);
+    const Signal y2 = bitAt(2 * row + 1), y1 = bitAt(2 * row), y0 = bitAt(2 * row - 1);
+    const Signal bits = rowOf(y2, y1, y0, sum.width);
+    if (row == 0 && y2 == b.bit(false)) return bits;
+    const Signal complement = b.concat({b.bitNot(bits), b.bit(true)});
+    return b.slice(b.subtract(b.concat({sum, y2}), complement), 1, sum.width);
   }
 
   Builder& b;
