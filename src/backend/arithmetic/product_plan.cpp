@@ -12,29 +12,34 @@ constexpr int kTableInputs = 6;
 
 int ceilDivide(int a, int b) { return (a + b - 1) / b; }
 
-// Rows of digits for `width` bits.
-int rowsOf(int width, bool isSigned) { return isSigned ? (width + 1) / 2 : width / 2 + 1; }
+// Stages that a chain of rows may take beside blocks, which take as many, and alone, where no
+// addition follows.
+constexpr int kStages = 2;
+constexpr int kStagesAlone = 3;
+
+// Additions of a chain for `width` bits, whose lone lowest bit makes a row more.
+int additionsOf(int width, bool isSigned) { return std::max(1, (width + (isSigned ? 0 : 1)) / 2); }
+bool hasLoneBit(int width, bool isSigned) { return width > 1 && width % 2 == (isSigned ? 1 : 0); }
 
 // x times digits of y.
 ProductPlan digitPlan(int x, int y, bool ySigned, const ProductPrices& prices) {
+  const auto rowTables = [&](int bits, bool isSigned) {
+    return additionsOf(bits, isSigned) * (x + 2.0) - 1 + (hasLoneBit(bits, isSigned) ? x : 0);
+  };
   ProductPlan best;
-  const double row = prices.rowEntry + prices.rowPerBit * (x + 3);
-  // A row more than the time allows is still faster than the addition that joins two chains.
-  const int most = std::max(2, static_cast<int>(prices.chainTime / row)) + 1;
   const auto consider = [&](int bits) {
     const int whole = bits >= y ? 0 : ceilDivide(y - bits, bits);
     const int left = y - whole * bits;
-    const int rows = whole * rowsOf(bits, false) + rowsOf(left, ySigned);
     ProductPlan plan;
     plan.chainBits = bits;
     plan.termBits = (whole + 1) * x + y;
-    // The first row of a chain has no carries to wait for; the lowest bits are plain functions.
-    plan.luts = rows * (x + 2.0) - (whole + 1);
+    plan.luts = whole * rowTables(bits, false) + rowTables(left, ySigned);
     if (best.chainBits == 0 || plan.luts + plan.termBits < best.luts + best.termBits)
       best = std::move(plan);
   };
-  if (rowsOf(y, ySigned) <= most + 1) consider(y);
-  for (int rows = 2; rows <= most && 2 * rows - 1 < y; ++rows) consider(2 * rows - 1);
+  const int perStage = prices.rowsOfStage(x + 3), most = kStages * perStage;
+  if (additionsOf(y, ySigned) <= kStagesAlone * perStage) consider(y);
+  for (int bits = 2; bits <= 2 * most && bits < y; ++bits) consider(bits);
   if (best.chainBits == 0) consider(y);
   return best;
 }
@@ -93,7 +98,8 @@ class Planner {
     const int mainY = ProductPlan::covered(rows, sizeY, shape.y, shape.ySigned);
     // Blocks one above the other along their narrow side make one term.
     const bool cascadesY = sizeY <= sizeX;
-    plan.termBits = cascadesY ? mainX + columns * mainY : mainY + rows * mainX;
+    const int terms = ceilDivide(cascadesY ? rows : columns, prices.cascade);
+    plan.termBits = cascadesY ? terms * mainX + columns * mainY : terms * mainY + rows * mainX;
     const ProductShape strips[] = {{shape.x - mainX, shape.y, shape.xSigned, shape.ySigned},
                                    {mainX, shape.y - mainY, mainX == shape.x && shape.xSigned,
                                     shape.ySigned}};

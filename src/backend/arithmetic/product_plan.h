@@ -10,8 +10,15 @@ struct ProductPrices {
   double lutPerDsp = 120;         // each of the first two blocks of a product
   double lutPerFurtherDsp = 220;  // each further one
   int dspWide = 24, dspNarrow = 17;  // unsigned factors of one block; signed ones have a bit more
-  double rowEntry = 900, rowPerBit = 28.2;  // an addition of w bits: rowEntry + w rowPerBit
-  double chainTime = 5800;                  // in the same unit
+  // Rows that a chain adds in one stage: as many as take stageTime, where the first one of w bits
+  // takes rowEntry + w rowPerBit, with the tables before it, and each further one rowNext.
+  double stageTime = 2900, rowEntry = 1280, rowPerBit = 28.2, rowNext = 1033;
+  int cascade = 2;  // blocks in a column that add up without logic
+
+  int rowsOfStage(int bits) const {
+    const double left = stageTime - rowEntry - bits * rowPerBit;
+    return 1 + (left > 0 ? static_cast<int>(left / rowNext) : 0);
+  }
 
   double priceOf(int blocks) const {
     return blocks <= 2 ? blocks * lutPerDsp : 2 * lutPerDsp + (blocks - 2) * lutPerFurtherDsp;

@@ -22,6 +22,10 @@ namespace {
 
 // The widest number whose every function of one bit is one table.
 constexpr int kTableInputs = 6;
+// Blocks of a column that add up in a cascade: each takes a stage more.
+constexpr int kCascade = 2;
+// Without stages: as with one of an addition of so many bits.
+constexpr int kWidestCombinational = 70;
 // The bits of a limb whose square is no more logic than a block is worth.
 constexpr int kLogicSquare = 10;
 
@@ -52,11 +56,14 @@ ProductPrices pricesOf(const device::Device& device, const MappingOptions& optio
                        .lutPerFurtherDsp = options.lutPerDsp.value_or(family.lutPerFurtherDsp),
                        .dspWide = family.dsp.wide - 1,
                        .dspNarrow = family.dsp.narrow - 1,
-                       .rowEntry = family.sumEntry,
-                       .rowPerBit = family.sumPerBit};
-  if (!options.combinational)
-    prices.chainTime =
-        2 * (family.sumEntry + family.sumPerBit * device.widestAdder(options.period));
+                       .rowPerBit = family.sumPerBit,
+                       .cascade = kCascade};
+  // At the fastest grade: relations are what counts.
+  const double tables = family.lut[kTableInputs] - family.lut[2];
+  const int widest = options.combinational ? kWidestCombinational : device.widestAdder(options.period);
+  prices.stageTime = family.sumEntry + family.sumPerBit * widest;
+  prices.rowEntry = family.sumEntry + tables;
+  prices.rowNext = family.sumEntry + 5 * family.sumPerBit;
   return prices;
 }
 
@@ -139,9 +146,15 @@ class ProductBuilder {
     }
   }
 
-  // Adds x times each of `rows`, which stand one above the other. Each block adds to its product
-  // what the one below it has above the step, without any logic.
+  // Adds x times each of `rows`, which stand one above the other.
   void addColumn(const Factor& x, std::span<const Factor> rows) {
+    const auto step = static_cast<std::size_t>(prices.cascade);
+    for (std::size_t first = 0; first < rows.size(); first += step)
+      addCascade(x, rows.subspan(first, std::min(step, rows.size() - first)));
+  }
+
+  // Each block adds to its product what the one below it has above the step, without any logic.
+  void addCascade(const Factor& x, std::span<const Factor> rows) {
     std::vector<Signal> topFirst;
     Signal sum = single(x, rows[0]);
     bool isSigned = x.isSigned || rows[0].isSigned;
