@@ -8,7 +8,7 @@ namespace arithmetic {
 // takes beside the time that a chain of them may.
 struct ProductPrices {
   double lutPerDsp = 120;         // each of the first two blocks of a product
-  double lutPerFurtherDsp = 220;  // each further one
+  double lutPerFurtherDsp = 280;  // each further one
   int dspWide = 24, dspNarrow = 17;  // unsigned factors of one block; signed ones have a bit more
   // Rows that a chain adds in one stage: as many as take stageTime, where the first one of w bits
   // takes rowEntry + w rowPerBit, with the tables before it, and each further one rowNext.

@@ -40,7 +40,7 @@ constexpr Family kTarnV{
     .dspFromRegister = 329,
     .dspSum = 1230,
     .lutPerDsp = 120,
-    .lutPerFurtherDsp = 220,
+    .lutPerFurtherDsp = 280,
     .memoryBits = 36 * 1024,
     .memoryWidth = 72,
     .registersPerLut = 2,

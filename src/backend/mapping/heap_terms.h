@@ -26,6 +26,7 @@ class HeapTerms {
     constant -= util::MPZ::powerOfTwo(static_cast<unsigned long>(shift + top));
   }
 
+  int modulus() const { return width; }  // its logarithm
   // What was added, with the constant.
   std::vector<graph::HeapTerm> all() const {
     std::vector<graph::HeapTerm> terms = rows;
