@@ -52,6 +52,14 @@ class Coverer {
     const auto& own = cuts[id.index];
     return (own.empty() ? device.delayOf(graph, id).value : own[0].delay) + route(id);
   }
+  // Of the nodes that sums take in, by node.
+  std::vector<int> delaysInside(const std::vector<NodeId>& roots) const {
+    std::vector<int> delays(graph.size());
+    for (std::uint32_t i = 0; i < graph.size(); ++i)
+      if (roots[i] == NodeId{i} && !cuts[i].empty())
+        for (const Taken& taken : cuts[i][0].allTaken()) delays[taken.node.index] = taken.delay;
+    return delays;
+  }
   int delayToRegister(NodeId id) const {
     const Picoseconds alone = device.delayToRegister(graph, id);
     return alone == device.delayOf(graph, id) ? delayOfRoot(id) : alone.value;
@@ -249,46 +257,94 @@ class Coverer {
   }
 
   // The sum with those nodes taken in; nothing where a bit would need more inputs than a table has,
-  // or the sum more than a stage.
+  // or the sum more than a stage. Its delay is that of a plain one: what passes a larger table
+  // first takes the difference inside the node that was taken in.
   std::optional<Cut> sumCut(NodeId id, std::span<const SumSegment> segments,
                             std::span<const Taken> taken) const {
+    const int width = graph.node(id).width;
+    const auto operands = graph.operands(id);
+    const Node& carry = graph.node(operands[2]);
+    const bool hasCarry = carry.op != Op::kLiteral;
+    // What is subtracted never stands on the chain's own inputs.
+    const auto isSubtracted = [&](std::size_t side) {
+      return !hasCarry && !graph.literal(carry).isZero() &&
+             graph.node(operands[side]).op == Op::kNot;
+    };
     Cut cut;
     for (const Taken& inner : taken) cut.take(inner.node, inner.cut);
-    // What enters the chain at a higher bit passes less of it.
-    const int width = graph.node(id).width;
-    const auto enter = [&](int latest, int low, int inputs) {
-      const int delay = device.sumDelayBehind(width - low, inputs).value;
-      cut.delay = std::max(cut.delay, delay);
-      cut.arrival = std::max(cut.arrival, latest + delay);
-    };
-    enter(arrival[graph.operands(id)[2].index], 0, 0);
+    const std::span<Taken> own(cut.taken.data(), taken.size());
+    cut.delay = device.sumDelayBehind(width, 2).value;
+    cut.arrival = arrival[operands[2].index] + cut.delay;
     int low = 0;
+    std::array<bool, 2> isDeep{}, isPlain{};
     for (const SumSegment& segment : segments) {
       Cut bit;
-      int present = 0, deep = 0;
-      for (const auto& addend : segment.addends) {
+      std::array<Taken*, 2> inner{};
+      for (std::size_t side = 0; side < 2; ++side) {
+        const auto& addend = segment.addends[side];
         if (!addend) continue;
-        ++present;
-        const auto inner = std::ranges::find(taken, addend->node, &Taken::node);
-        if (inner == taken.end()) {
+        const auto found = std::ranges::find(own, addend->node, &Taken::node);
+        (found != own.end() ? isDeep : isPlain)[side] = true;
+        if (found == own.end()) {
           if (!bit.add({addend->node, addend->bit})) return std::nullopt;
           continue;
         }
-        ++deep;
-        for (const Leaf& leaf : cuts[addend->node.index][inner->cut].all())
+        inner[side] = &*found;
+        for (const Leaf& leaf : cuts[addend->node.index][found->cut].all())
           if (!bit.add(leaf.seenBy(graph, *addend))) return std::nullopt;
       }
-      int latest = 0;
-      for (const Leaf& leaf : bit.all()) latest = std::max(latest, arrival[leaf.node.index]);
-      enter(latest, low, bit.count);
+      // What enters the chain at a higher bit passes less of it.
+      const int plain = device.sumDelayBehind(width - low, 2).value;
+      const int behindTable = device.sumDelayBehind(width - low, bit.count).value;
+      for (std::size_t side = 0; side < 2; ++side) {
+        const auto& addend = segment.addends[side];
+        if (!addend) continue;
+        if (!inner[side]) {
+          cut.arrival = std::max(cut.arrival, arrival[addend->node.index] + plain);
+          continue;
+        }
+        inner[side]->delay = std::max(inner[side]->delay, behindTable - plain);
+        for (const Leaf& leaf : cuts[addend->node.index][inner[side]->cut].all())
+          cut.arrival = std::max(cut.arrival, arrival[leaf.node.index] + behindTable);
+      }
+      const int present = (segment.addends[0] ? 1 : 0) + (segment.addends[1] ? 1 : 0);
+      const bool takesOne = !inner[0] != !inner[1], takesBoth = inner[0] && inner[1];
+      const bool needsSecond =
+          takesBoth || (takesOne && present == 2 && !hasCarry && !isSubtracted(inner[0] ? 0 : 1));
+      cut.tables += segment.width * ((present == 2 || takesOne ? 1 : 0) + (needsSecond ? 1 : 0));
       low += segment.width;
-      const bool needsTable = present == 2 || deep > 0;
-      cut.tables += segment.width * ((needsTable ? 1 : 0) + (deep == 2 ? 1 : 0));
     }
-    if (!taken.empty() && cut.delay + route(id) > limit.value) return std::nullopt;
+    int longest = 0;
+    for (const Taken& each : own) longest = std::max(longest, each.delay);
+    if (!own.empty() && cut.delay + longest + route(id) > limit.value) return std::nullopt;
+    for (std::size_t side = 0; side < 2; ++side)
+      if (!hasCarry && isDeep[side] && !isPlain[side] && !isDeep[1 - side] &&
+          followsSum(operands[1 - side], own)) {
+        const int overlap = std::max(0, cut.delay - device.chainedSumDelay().value);
+        cut.delay -= overlap;
+        for (Taken& each : own) each.delay += overlap;
+      }
     cut.area = cut.tables;
     for (const NodeId node : nodesBefore(segments, taken)) cut.area += flow[node.index];
     return cut;
+  }
+
+  // True when an addend is the result of another sum, beside bits that the logic before the other
+  // addend reads as well. Carries of two sums one behind the other run at the same time, so only
+  // the way through that logic, which no stage lacks, takes the whole sum.
+  bool followsSum(NodeId addend, std::span<const Taken> logic) const {
+    const auto reads = [&](const Taken& taken, NodeId node) {
+      const auto leaves = cuts[taken.node.index][taken.cut].all();
+      return std::ranges::find(leaves, node, &Leaf::node) != leaves.end();
+    };
+    bool follows = true;
+    forEachPart(graph, addend, [&](const Input& part, int) {
+      follows =
+          follows &&
+          (graph.node(part.node).op == Op::kAdd ||
+           std::ranges::any_of(logic, [&](const Taken& taken) { return reads(taken, part.node); }));
+    });
+    return follows;
   }
 
   // What a sum with those nodes taken in reads, each once.
@@ -330,11 +386,12 @@ Cover::Cover(const Graph& graph, const Device& device, Picoseconds period) {
   Coverer coverer(graph, device, period);
   coverer.run();
   roots = coverer.chooseRoots();
+  const std::vector<int> inside = coverer.delaysInside(roots);
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     const NodeId id{i};
     const bool isRoot = !isInner(id);
-    delays.push_back(isRoot ? coverer.delayOfRoot(id) : 0);
-    delaysToRegister.push_back(isRoot ? coverer.delayToRegister(id) : 0);
+    delays.push_back(isRoot ? coverer.delayOfRoot(id) : inside[i]);
+    delaysToRegister.push_back(isRoot ? coverer.delayToRegister(id) : inside[i]);
     if (!isRoot) continue;
     const Cost own = coverer.costOfRoot(id);
     total.luts += own.luts;

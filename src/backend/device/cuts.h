@@ -37,6 +37,7 @@ struct Leaf {
 struct Taken {
   graph::NodeId node;
   std::uint32_t cut = 0;
+  int delay = 0;  // inside it, in ps, of what else enters the cluster right at its root
 };
 
 // One way to compute a node: the bits that it needs and the nodes that vanish in it.

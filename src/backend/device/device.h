@@ -78,6 +78,7 @@ class Device {
   Picoseconds treeDelay(graph::Op op, int inputs) const {
     return scaled(functionDelay(op, inputs));
   }
+  Picoseconds chainedSumDelay() const;  // of a sum right behind another one
   Picoseconds sumDelayBehind(int width, int inputs) const;
   // Look-up tables of a reduction or comparison of equality over `inputs` bits in all.
   double functionTables(graph::Op op, int inputs) const;

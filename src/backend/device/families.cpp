@@ -39,6 +39,8 @@ constexpr Family kTarnV{
     .dspFromInnerRegister = 1671,
     .dspFromRegister = 329,
     .dspSum = 1230,
+    .lutPerDsp = 120,
+    .lutPerFurtherDsp = 280,
     .memoryBits = 36 * 1024,
     .memoryWidth = 72,
     .registersPerLut = 2,

@@ -29,7 +29,8 @@ struct Shape {
 
 // All that a unit knows of a device.
 struct Prices {
-  double lutPerDsp = 100;
+  double lutPerDsp = 120;         // each of the first two blocks of a product
+  double lutPerFurtherDsp = 280;  // each further one
   double lutPerTableBit = 1.0 / 64;
   Shape dsp{24, 17};  // widths of the two unsigned factors of one DSP product
   Shape memory{18, 1024};
@@ -61,6 +62,7 @@ struct Request {
   Rounding rounding;
   bool subnormals = false;
   bool quietNaN = false;
+  bool wholeProducts = false;  // no partial products are left out
   Prices prices;
   // 1 in the cycles whose inputs count, for units that keep a state; no signal: in every cycle.
   graph::Signal valid{};

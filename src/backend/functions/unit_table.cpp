@@ -1,6 +1,7 @@
 #include <span>
 
 #include "backend/functions/fixed_const_mult.h"
+#include "backend/functions/fixed_mult.h"
 #include "backend/functions/fixed_to_fp.h"
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
@@ -48,6 +49,7 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatToFloatUnits,
     floatConstMultUnits,
     fixedConstMultUnits,
+    fixedMultUnits,
 };
 
 }  // namespace

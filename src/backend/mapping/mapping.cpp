@@ -18,23 +18,102 @@ using graph::NodeId;
 using graph::Op;
 using graph::Signal;
 
-Graph mapGraph(const Graph& graph, const device::Device& device, const MappingOptions& options) {
-  const Rewrite lowerSums = [&](Builder& b, const Graph& from, NodeId id,
-                                std::span<const Signal> operands) -> Signal {
+namespace {
+
+bool isProduct(const Node& node) {
+  return node.op == Op::kMultiply || node.op == Op::kMultiplySigned;
+}
+
+// The product that a term of a heap is, times 2^shift modulo 2^width; none for other terms. A signed
+// one counts with its sign: as far as the sum goes, or extended to there.
+NodeId productOf(const Graph& graph, NodeId term, int shift, int width) {
+  const Node& node = graph.node(term);
+  if (node.op == Op::kMultiply) return term;
+  if (shift + node.width < width) return {};
+  if (node.op == Op::kMultiplySigned) return term;
+  const auto parts = graph.operands(node);
+  if (node.op != Op::kConcat || parts.size() != 2) return {};
+  const Node& copies = graph.node(parts[0]);
+  if (graph.node(parts[1]).op != Op::kMultiplySigned || copies.op != Op::kReplicate) return {};
+  const Node& sign = graph.node(graph.operands(copies)[0]);
+  const bool isSign = sign.op == Op::kSlice && sign.width == 1 &&
+                      graph.operands(sign)[0] == parts[1] &&
+                      static_cast<int>(sign.aux) == graph.node(parts[1]).width - 1;
+  return isSign ? parts[1] : NodeId{};
+}
+
+// How often the nodes that a heap would take a product from read it.
+int readsOf(const Graph& graph, NodeId term) { return isProduct(graph.node(term)) ? 1 : 2; }
+
+// True for each product that nothing but one heap reads: its parts become terms there.
+std::vector<bool> productsInHeaps(const Graph& graph) {
+  std::vector<int> reads(graph.size());
+  for (std::uint32_t i = 0; i < graph.size(); ++i)
+    for (const NodeId operand : graph.operands(NodeId{i})) ++reads[operand.index];
+  for (const graph::Port& port : graph.outputs()) reads[port.signal.node.index] += 2;
+  for (const graph::State& state : graph.states()) reads[state.next.index] += 2;
+  std::vector<bool> inHeap(graph.size());
+  for (const Node& node : graph.nodes()) {
+    if (node.op != Op::kHeap) continue;
+    const auto terms = graph.operands(node);
+    for (std::size_t i = 0; i < terms.size(); ++i) {
+      const NodeId product =
+          productOf(graph, terms[i], static_cast<int>(graph.shifts(node)[i]), node.width);
+      if (product != NodeId{} && reads[terms[i].index] == 1 &&
+          reads[product.index] == readsOf(graph, terms[i]))
+        inHeap[product.index] = true;
+    }
+  }
+  return inHeap;
+}
+
+class Lowering {
+ public:
+  Lowering(const Graph& graph, const device::Device& device, const MappingOptions& options)
+      : device(device), options(options), inHeap(productsInHeaps(graph)) {}
+
+  Signal operator()(Builder& b, const Graph& from, NodeId id, std::span<const Signal> operands) {
     const Node& node = from.node(id);
-    if (node.op == Op::kMultiply || node.op == Op::kMultiplySigned)
+    if (isProduct(node)) {
+      if (inHeap[id.index]) return {};
       return lowerProduct(b, device, options, operands[0], operands[1],
                           node.op == Op::kMultiplySigned);
+    }
     if (node.op != Op::kHeap) return {};
-    std::vector<HeapTerm> terms;
+    HeapTerms terms(b, node.width);
     for (std::size_t i = 0; i < operands.size(); ++i)
-      terms.push_back({operands[i], static_cast<int>(from.shifts(node)[i])});
-    return lowerHeap(b, device, options, terms, node.width);
-  };
+      addTerm(b, from, from.operands(node)[i], operands[i], static_cast<int>(from.shifts(node)[i]),
+              terms);
+    return lowerHeap(b, device, options, terms.all(), node.width);
+  }
+
+ private:
+  // A product that was kept is one still, unless folding made something simpler of it.
+  void addTerm(Builder& b, const Graph& from, NodeId before, Signal term, int shift,
+               HeapTerms& terms) {
+    const NodeId old = productOf(from, before, shift, terms.modulus());
+    const NodeId kept = old != NodeId{} && inHeap[old.index]
+                            ? productOf(b.built(), term.node, shift, terms.modulus())
+                            : NodeId{};
+    if (kept == NodeId{}) return terms.add(term, shift);
+    const Node product = b.built().node(kept);
+    const Signal x = b.built().signal(b.built().operands(product)[0]);
+    const Signal y = b.built().signal(b.built().operands(product)[1]);
+    addProduct(b, terms, device, options, x, y, product.op == Op::kMultiplySigned, shift);
+  }
+
+  const device::Device& device;
+  const MappingOptions& options;
+  std::vector<bool> inHeap;
+};
+
+}  // namespace
+
+Graph mapGraph(const Graph& graph, const device::Device& device, const MappingOptions& options) {
   const Rewrite keep = [](Builder&, const Graph&, NodeId, std::span<const Signal>) -> Signal {
     return {};
   };
-  Graph mapped = rebuilt(graph, lowerSums);
+  Graph mapped = rebuilt(graph, Lowering(graph, device, options));
   // After lowering, which makes additions of its own.
   if (!options.combinational) {
     // Pieces of what stands in a loop would share its stage, where they take longer than the whole.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "backend/device/device.h"
 #include "backend/graph/graph.h"
 
@@ -8,6 +10,7 @@ namespace mapping {
 struct MappingOptions {
   device::Picoseconds period;  // additions wider than fit one stage are cut into linked pieces
   bool combinational = false;  // one stage: nothing is cut
+  std::optional<double> lutPerDsp = {};  // what a block is worth; else the device's own figures
 };
 
 // The same function in operations that the device has: heaps become additions, wide products tiles

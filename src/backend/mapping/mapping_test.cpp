@@ -56,6 +56,7 @@ TEST(MapGraph, KeepsTheFunctionOfDrawnGraphs) {
     const MappingOptions options{.period = {seed % 2 == 0 ? 1700 : 3333},
                                  .combinational = seed % 5 == 0};
     const Graph mapped = mapGraph(graph, tarn(), options);
+    SCOPED_TRACE(fmt::format("seed {}", seed));
     expectSameFunction(graph, mapped, draw, 20);
     EXPECT_FALSE(contains(mapped, Op::kHeap)) << seed;
   }

@@ -85,9 +85,24 @@ functions::Request CSynthSingleEntity::requestFor(CArithmeticUnit& unit) const {
   asked.rounding.fixed = roundModeOf(settings.unitSettings.roundType);
   asked.subnormals = settings.getOptionValue(floatOption::subnormals) != 0;
   asked.quietNaN = shared->quietNaN;
-  if (settings.lutMultRatio > 0) asked.prices.lutPerDsp = settings.lutMultRatio;
-  if (settings.device) asked.prices.lutInputs = settings.device->data().lutInputs();
+  asked.wholeProducts = settings.getOptionValue(CFxPTruncMult::optionNoTruncMult) != 0;
+  if (settings.device) {
+    const device::Family& family = settings.device->data();
+    asked.prices.lutPerDsp = family.lutPerDsp;
+    asked.prices.lutPerFurtherDsp = family.lutPerFurtherDsp;
+    asked.prices.dsp = {family.dsp.wide - 1, family.dsp.narrow - 1};
+    asked.prices.lutInputs = family.lutInputs();
+  }
+  if (settings.lutMultRatio > 0)
+    asked.prices.lutPerDsp = asked.prices.lutPerFurtherDsp = settings.lutMultRatio;
   return asked;
+}
+
+mapping::MappingOptions CSynthSingleEntity::mappingOptions(bool combinational) const {
+  mapping::MappingOptions options{.period = settings.device->period(),
+                                  .combinational = combinational};
+  if (settings.lutMultRatio > 0) options.lutPerDsp = settings.lutMultRatio;
+  return options;
 }
 
 // The exact latency that was asked for, if any; ends the run when it is below `shortest`.
@@ -138,14 +153,14 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   const device::Device& device = *settings.device;
   log(graphText("circuit", built));
   if (hardFloat) {
-    mapped = mapping::mapGraph(built, device, {device.period(), true});
+    mapped = mapping::mapGraph(built, device, mappingOptions(true));
     scheduleHardFloat();
     log(scheduleText(mapped, *scheduled, "the registers of a hard block"));
     buildHardFloat(asked);
     return;
   }
   const bool combinational = settings.getOptionValue(synthOption::forceCombinational) != 0;
-  mapped = mapping::mapGraph(built, device, {device.period(), combinational});
+  mapped = mapping::mapGraph(built, device, mappingOptions(combinational));
   log(graphText("mapped", mapped));
 
   wanted.period = device.period();
@@ -199,7 +214,7 @@ void CSynthSingleEntity::buildHardFloat(functions::Request asked) {
   const int in = wrapper & kWrapperIn ? 1 : 0, out = wrapper & kWrapperOut ? 1 : 0;
   const device::Device& device = *settings.device;
   for (const auto& [graph, part] : {std::pair{&block, &blockPart}, std::pair{&flow, &flowPart}}) {
-    part->graph = mapping::mapGraph(*graph, device, {device.period(), true});
+    part->graph = mapping::mapGraph(*graph, device, mappingOptions(true));
     part->schedule = hardFloatSchedule(part->graph, hardFloat->latency, in, out);
   }
 }

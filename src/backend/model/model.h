@@ -7,6 +7,7 @@
 #include "backend/graph/graph.h"
 #include "backend/hdl/emission.h"
 #include "backend/kiln/node.h"
+#include "backend/mapping/mapping.h"
 #include "backend/model/hard_float.h"
 #include "backend/model/options.h"
 #include "backend/model/resource_usage.h"
@@ -96,6 +97,7 @@ class CSynthSingleEntity : public CSynth {
 
  private:
   functions::Request requestFor(CArithmeticUnit& unit) const;
+  mapping::MappingOptions mappingOptions(bool combinational) const;
   void buildCircuit(functions::Request request);
   void scheduleHardFloat();
   void log(const std::string& text);

@@ -34,7 +34,8 @@ class PairFinder {
 
   StageRules run(bool registerOutputs) {
     for (Vertex v = 0; v < graph.size(); ++v)
-      if (!isWiring(graph.nodes()[v]) && !model.cover.isInner({v})) addPairsFrom(v);
+      if (!isWiring(graph.nodes()[v]) && (!model.cover.isInner({v}) || model.delay[v] > 0))
+        addPairsFrom(v);
     for (Vertex v = 0; v < graph.size(); ++v)
       if (model.isBlock({v})) addPairsBehindBlock(v);
     if (registerOutputs)
