@@ -267,8 +267,8 @@ class Coverer {
         cut.takenDelay = cut.delay - device.sumDelayBehind(node.width, 2).value;
         const NodeId other = operands[static_cast<std::size_t>(2 - taken)];
         if (followsSum(other, *addends[static_cast<std::size_t>(taken - 1)]))
-          cut.takenDelay = cut.delay - std::min(cut.delay - cut.takenDelay,
-                                                device.chainedSumDelay().value);
+          cut.takenDelay =
+              cut.delay - std::min(cut.delay - cut.takenDelay, device.chainedSumDelay().value);
       }
       if (taken != 0 && cut.delay + route(id) > limit.value) continue;
       cut.arrival = std::max(latest - cut.takenDelay, latestTaken) + cut.delay;
@@ -287,8 +287,8 @@ class Coverer {
   }
 
   // True when an addend is the result of another sum, beside bits that the logic before the other
-  // addend reads as well. Carries of two sums one behind the other run at the same time, so only the
-  // way through that logic, which no stage lacks, takes the whole sum.
+  // addend reads as well. Carries of two sums one behind the other run at the same time, so only
+  // the way through that logic, which no stage lacks, takes the whole sum.
   bool followsSum(NodeId addend, const Input& logic) const {
     bool follows = true;
     forEachPart(graph, addend, [&](const Input& part, int) {

@@ -50,9 +50,9 @@ struct Cut {
   bool isTable = false;  // a single table for each bit, which others may take in
   int delay = 0;
   int takenDelay = 0;  // the part of it that only what is taken in has to pass
-  int arrival = 0;    // of the result, in ps, without registers
-  double tables = 0;  // of the cluster itself
-  double area = 0;    // with its share in those before it
+  int arrival = 0;     // of the result, in ps, without registers
+  double tables = 0;   // of the cluster itself
+  double area = 0;     // with its share in those before it
 
   std::span<const Leaf> all() const {
     return std::span(leaves).first(static_cast<std::size_t>(count));
