@@ -93,6 +93,16 @@ CONSTANT_PRODUCTS = {
     "FXPConstMultExpertCropped": ["8 0 0 5 0", "8 0 1 -5.5 0", "16 0 1 0.3 0", "33 0 0 1e5 0",
                                   "64 0 1 -3.14159 0", "1 0 0 7 0", "12 0 0 -0.7 0", "20 0 1 1e-9 0"]}
 
+# Products of fixed-point numbers: formats; those that are small for tests of all patterns.
+PRODUCTS = {
+    "FXPTruncMult": (["8 8 8", "24 24 24", "32 32 16", "53 53 54", "17 30 20", "1 5 3", "33 4 60",
+                      "64 64 64"], ["4 4 4", "5 3 6", "1 1 1", "4 5 12"]),
+    "FXPTruncMultSigned": (["8 8 8", "24 24 24", "32 32 16", "53 53 54", "17 30 20", "2 5 3",
+                            "33 4 60", "64 64 64"], ["4 4 4", "5 3 6", "1 1 1", "4 5 12"]),
+    "FXPTruncMultExpert": (["8 8 0 8 7 1 8", "24 20 1 24 -3 0 24", "32 31 1 32 31 1 33",
+                            "53 0 0 40 0 0 50", "16 16 1 16 8 1 40", "1 0 1 1 0 1 2"],
+                           ["4 4 1 4 0 0 4", "5 -2 1 3 7 1 6", "1 1 1 1 0 1 1", "4 2 0 4 2 0 9"])}
+
 
 def words():
     rows = {}
@@ -133,6 +143,10 @@ def words():
     rows["FPConstMult"] = floating(FLOAT_CONSTANTS)
     for word, parameters in CONSTANT_PRODUCTS.items():
         rows[word] = dict(integer(widths=parameters), rounding=["", "-correctRounding", "-error 2"])
+    for word, (parameters, _) in PRODUCTS.items():
+        rows[word] = dict(integer(widths=parameters), rounding=[
+            "", "-correctRounding", "-error 2", "-error 6", "-noTruncMult", "-setLUTMULTRatio 20",
+            "-setLUTMULTRatio 5000"])
     rows["IntCtPop"] = integer(["0", "1"])
     rows["RightShiftNoSticky"] = integer(widths=[
         "1 1 0", "2 1 1", "8 4 1", "8 8 0", "33 31 1", "64 64 0", "64 20 1", "200 200 1"])
@@ -155,6 +169,9 @@ def exhaustive(word, settings):
     if word in CONVERSIONS:
         (_, small), _ = CONVERSIONS[word]
         return dict(settings, parameters=small, tests=["-testbench 10 -exhaustiveTests"])
+    if word in PRODUCTS:
+        return dict(settings, parameters=PRODUCTS[word][1],
+                    tests=["-testbench 10 -exhaustiveTests"])
     if not word.startswith("FP") or word == "FPMultAcc":
         return None
     if word == "FPAcc":
@@ -182,6 +199,9 @@ def special(word, settings):
         return dict(settings, tests=["-testbench 10 -specialCaseTests"])
     if word in CONSTANT_PRODUCTS:
         return None
+    if word in PRODUCTS:
+        return dict(settings, parameters=PRODUCTS[word][1],
+                    tests=["-testbench 10 -specialCaseTests"])
     if not word.startswith("FP"):
         key = next(k for k in SMALL_WIDTHS if k in word)
         settings = dict(settings, parameters=SMALL_WIDTHS[key])

@@ -13,27 +13,16 @@ using util::MPZ;
 
 namespace {
 
-// A product in LUTs: tiles of the DSP's size, each a DSP; what is left beside them may be logic. A
-// product that fits one DSP is one.
-double productCost(int width, int height, const MultiplierPrices& prices) {
-  const auto tiled = [&](int wide, int narrow) {
-    if (width <= wide && height <= narrow) return prices.lutPerDsp;
-    double cost = 0;
-    for (int x = 0; x < width; x += wide)
-      for (int y = 0; y < height; y += narrow)
-        cost += std::min<double>(prices.lutPerDsp,
-                                 std::min(wide, width - x) * std::min(narrow, height - y));
-    return cost;
-  };
-  return std::min(tiled(prices.dspWide, prices.dspNarrow), tiled(prices.dspNarrow, prices.dspWide));
-}
-
 double truncatedCost(int aWidth, int bWidth, const TruncationPlan& plan,
-                     const MultiplierPrices& prices) {
-  if (plan.a == 0 || plan.b == 0) return productCost(aWidth, bWidth, prices);
+                     const ProductPrices& prices) {
+  const ProductPlan high =
+      planProduct({.x = aWidth - plan.a, .y = bWidth, .xSigned = false, .ySigned = false}, prices);
+  if (plan.a == 0 || plan.b == 0) return priceOf(high, prices);
+  const ProductPlan low = planProduct(
+      {.x = plan.a, .y = bWidth - plan.b, .xSigned = false, .ySigned = false}, prices, high.blocks);
   // One more addition joins the two products, over all bits but the lowest of either.
-  return productCost(aWidth - plan.a, bWidth, prices) +
-         productCost(plan.a, bWidth - plan.b, prices) + aWidth + bWidth - std::min(plan.a, plan.b);
+  return high.luts + low.luts + prices.priceOf(high.blocks + low.blocks) + aWidth + bWidth -
+         std::min(plan.a, plan.b);
 }
 
 // A number of product bits that may be left out, and the power of two that is put in their place.
@@ -83,7 +72,7 @@ Unpacked normalised(Builder& b, Unpacked x, int exponentWidth) {
 }
 
 Signal truncatedProduct(Builder& b, Signal x, Signal y, const TruncationGoal& goal,
-                        const MultiplierPrices& prices) {
+                        const ProductPrices& prices) {
   const TruncationPlan plan = planTruncation(x.width, y.width, goal, prices);
   if (plan.a == 0 || plan.b == 0) return b.multiply(x, y);
   const auto scope = b.scope("truncated_product");
@@ -98,7 +87,7 @@ Signal truncatedProduct(Builder& b, Signal x, Signal y, const TruncationGoal& go
 }  // namespace
 
 TruncationPlan planTruncation(int aWidth, int bWidth, const TruncationGoal& goal,
-                              const MultiplierPrices& prices) {
+                              const ProductPrices& prices) {
   const Allowance allowance = allowanceOf(aWidth, bWidth, goal);
   TruncationPlan best;
   double lowest = truncatedCost(aWidth, bWidth, best, prices);

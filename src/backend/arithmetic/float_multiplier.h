@@ -2,14 +2,9 @@
 
 #include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/floating_point.h"
+#include "backend/arithmetic/product_plan.h"
 
 namespace arithmetic {
-
-// What decides whether leaving out a part of a product saves anything.
-struct MultiplierPrices {
-  double lutPerDsp = 100;
-  int dspWide = 24, dspNarrow = 17;  // unsigned factors of one DSP product
-};
 
 struct FloatMultiplierOptions {
   FloatFormat out;
@@ -17,7 +12,7 @@ struct FloatMultiplierOptions {
   // Below 1: rounded as `rounding` says. From 1 on: the error stays below so many ulps.
   double ulps = 0.5;
   bool quietNaN = false;
-  MultiplierPrices prices;
+  ProductPrices prices;
   ErrorBudgets* budgets = nullptr;
 };
 
@@ -54,6 +49,6 @@ struct TruncationGoal {
 };
 // The plan that saves most; an empty corner where none pays.
 TruncationPlan planTruncation(int aWidth, int bWidth, const TruncationGoal& goal,
-                              const MultiplierPrices& prices);
+                              const ProductPrices& prices);
 
 }  // namespace arithmetic

@@ -100,9 +100,9 @@ class Planner {
     const bool cascadesY = sizeY <= sizeX;
     const int terms = ceilDivide(cascadesY ? rows : columns, prices.cascade);
     plan.termBits = cascadesY ? terms * mainX + columns * mainY : terms * mainY + rows * mainX;
-    const ProductShape strips[] = {{shape.x - mainX, shape.y, shape.xSigned, shape.ySigned},
-                                   {mainX, shape.y - mainY, mainX == shape.x && shape.xSigned,
-                                    shape.ySigned}};
+    const ProductShape strips[] = {
+        {shape.x - mainX, shape.y, shape.xSigned, shape.ySigned},
+        {mainX, shape.y - mainY, mainX == shape.x && shape.xSigned, shape.ySigned}};
     for (const ProductShape& strip : strips) {
       // A strip's strips are no place for blocks.
       plan.strips.push_back(depth > 0 ? this->plan(strip, taken + plan.blocks, depth - 1)

@@ -7,8 +7,8 @@ namespace arithmetic {
 // What a product costs on a device: its DSP blocks in look-up tables, and how long a row of logic
 // takes beside the time that a chain of them may.
 struct ProductPrices {
-  double lutPerDsp = 120;         // each of the first two blocks of a product
-  double lutPerFurtherDsp = 280;  // each further one
+  double lutPerDsp = 120;            // each of the first two blocks of a product
+  double lutPerFurtherDsp = 280;     // each further one
   int dspWide = 24, dspNarrow = 17;  // unsigned factors of one block; signed ones have a bit more
   // Rows that a chain adds in one stage: as many as take stageTime, where the first one of w bits
   // takes rowEntry + w rowPerBit, with the tables before it, and each further one rowNext.
@@ -41,8 +41,8 @@ struct ProductPlan {
   int columns = 0, rows = 0, sizeX = 0, sizeY = 0;
   std::vector<ProductPlan> strips;
 
-  double luts = 0;     // estimated, the additions that join the parts included
-  double termBits = 0; // bits of all parts' results
+  double luts = 0;      // estimated, the additions that join the parts included
+  double termBits = 0;  // bits of all parts' results
   int blocks = 0;
 
   bool isLogic() const { return blocks == 0 && chainBits > 0; }
@@ -53,9 +53,9 @@ struct ProductPlan {
 // The cheapest plan for a product, where `taken` blocks are counted already.
 //
 // Candidates: all in logic; grids of any number of rows and columns of blocks set either way, each
-// with strips that are planned by themselves. A row of digits costs a table a bit, and so does every
-// bit by which the parts have more than the product. The estimate was held against synthesised
-// products of 4 to 64 bits.
+// with strips that are planned by themselves. A row of digits costs a table a bit, and so does
+// every bit by which the parts have more than the product. The estimate was held against
+// synthesised products of 4 to 64 bits.
 ProductPlan planProduct(const ProductShape& shape, const ProductPrices& prices, int taken = 0);
 
 // The plan's look-up tables and blocks in one number.

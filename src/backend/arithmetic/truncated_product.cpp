@@ -11,6 +11,9 @@ namespace {
 // Widths up to which staircases of two corners are tried as well.
 constexpr int kWidestStairs = 64;
 
+// A constant makes a third row of two, or an addition where there was none.
+constexpr double kTablesPerConstantBit = 0.5;
+
 // (2^x - 1) (2^y - 1)
 MPZ cornerSum(int x, int y) { return MPZ::allOnes(x) * MPZ::allOnes(y); }
 
@@ -39,20 +42,21 @@ std::vector<Kept> keptParts(const LeftOut& leftOut, int width) {
   return kept;
 }
 
-// All parts and the additions that join them.
+// All parts and the additions that join them, and the constant.
 double priceOfKept(const LeftOut& leftOut, const ProductShape& shape, const ProductPrices& prices) {
   double luts = 0;
-  int blocks = 0;
+  int blocks = 0, lowest = shape.x + shape.y;
   for (const Kept& part : keptParts(leftOut, shape.x)) {
     if (part.y >= shape.y) continue;
     const bool isTop = part.x + part.width == shape.x;
-    const ProductPlan plan =
-        planProduct({part.width, shape.y - part.y, isTop && shape.xSigned, shape.ySigned}, prices,
-                    blocks);
+    const ProductPlan plan = planProduct(
+        {part.width, shape.y - part.y, isTop && shape.xSigned, shape.ySigned}, prices, blocks);
     luts += plan.luts + part.width + shape.y - part.y;
     blocks += plan.blocks;
+    lowest = std::min(lowest, part.x + part.y);
   }
-  return luts + prices.priceOf(blocks);
+  const double constant = leftOut.corners.empty() ? 0 : kTablesPerConstantBit * (shape.x + shape.y);
+  return luts - (shape.x + shape.y - lowest) + constant + prices.priceOf(blocks);
 }
 
 }  // namespace
@@ -114,8 +118,7 @@ TruncatedProduct truncatedProduct(Builder& b, const ProductFactor& x, const Prod
       return isSigned ? bits : b.zeroExtend(bits, bits.width + 1);
     };
     const Signal product = b.multiplySigned(asSigned(low, xSigned), asSigned(high, y.isSigned));
-    result.terms.push_back(
-        {b.signExtend(product, std::max(product.width, width - shift)), shift});
+    result.terms.push_back({b.signExtend(product, std::max(product.width, width - shift)), shift});
   }
   return result;
 }

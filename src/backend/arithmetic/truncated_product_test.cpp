@@ -25,9 +25,8 @@ MPZ valueOf(unsigned long pattern, int width, bool isSigned) {
 // All inputs: the terms exceed the product by 0 to `excess`, which lies within the room and is
 // attained, and the sum of two unsigned factors never passes their greatest product.
 void checkAll(int width, int height, bool xSigned, bool ySigned, const MPZ& room, bool* leftOut) {
-  SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height) +
-               (xSigned ? " signed" : "") + (ySigned ? ", signed" : "") + " room " +
-               room.toText(10));
+  SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height) + (xSigned ? " signed" : "") +
+               (ySigned ? ", signed" : "") + " room " + room.toText(10));
   graph::Graph graph;
   Builder b(graph);
   const ProductFactor x{b.input("x", width), xSigned}, y{b.input("y", height), ySigned};

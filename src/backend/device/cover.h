@@ -13,9 +13,9 @@ namespace device {
 //
 // A cluster is its root and the inner nodes that no one else reads, wiring between them included;
 // it has at most as many input bits, for each bit of its root, as a table has. Registers stand at
-// the roots only, so delay and cost belong to roots; wiring and inner nodes have none, but for logic
-// before one addend of a sum: the other addend does not wait for its table. Every node that is not
-// inner is a root, most of them alone.
+// the roots only, so delay and cost belong to roots; wiring and inner nodes have none, but for
+// logic before one addend of a sum: the other addend does not wait for its table. Every node that
+// is not inner is a root, most of them alone.
 //
 // Cuts are found as for look-up tables (Cong and Ding, IEEE Trans. CAD 1994; priority cuts:
 // Mishchenko et al., ICCAD 2007): earliest arrival without registers first, then fewest tables,

@@ -11,7 +11,6 @@
 namespace functions {
 
 using arithmetic::ProductFactor;
-using arithmetic::ProductPrices;
 using arithmetic::TruncatedProduct;
 using graph::Builder;
 using graph::HeapTerm;
@@ -97,8 +96,9 @@ class Multiplier {
 
     const Room room = isNearest ? Room{} : roomFor(accuracy.ulps, highest);
     const int width = sumWidth(lowest - room.lowered, highest + room.size + place);
-    const TruncatedProduct product = arithmetic::truncatedProduct(
-        b, {inputA, a.sign()}, {inputB, factor.sign()}, width, room.size, prices());
+    const TruncatedProduct product =
+        arithmetic::truncatedProduct(b, {inputA, a.sign()}, {inputB, factor.sign()}, width,
+                                     room.size, productPrices(request.prices));
     // What is left out may be less than there is room for.
     const MPZ lowered = std::max(MPZ(0), room.lowered - (room.size - product.excess));
     std::vector<HeapTerm> terms = product.terms;
@@ -129,8 +129,9 @@ class Multiplier {
     MPZ size, lowered;
   };
 
-  // q lies in (p - 1, p + bound) for an unsigned result; near zero one of either sign is accepted on
-  // one side only, by the step that the exact one has, so a signed result stays in (p - 2, p + 1).
+  // q lies in (p - 1, p + bound) for an unsigned result; near zero one of either sign is accepted
+  // on one side only, by the step that the exact one has, so a signed result stays in (p - 2, p +
+  // 1).
   Room roomFor(double ulps, const MPZ& highest) const {
     if (request.wholeProducts || below <= 0) return {};
     const auto whole = static_cast<unsigned long>(std::min(ulps, kMostUlps));
@@ -142,8 +143,7 @@ class Multiplier {
       if (left.sign() > 0) room.size = std::min(room.size, left);
       if (highest >= end) return room;  // saturates anyway
       if (left.sign() <= 0) return {};
-      if (whole >= 2 && range.low - place >= low && out.sign())
-        room = {room.size + place, place};
+      if (whole >= 2 && range.low - place >= low && out.sign()) room = {room.size + place, place};
     }
     return room;
   }
@@ -156,14 +156,6 @@ class Multiplier {
     if (above.sign() <= 0) return;
     over.add("constant for partial products left out", above, drop);
     over.assertKept(request.budgets);
-  }
-
-  ProductPrices prices() const {
-    ProductPrices prices{.lutPerDsp = request.prices.lutPerDsp,
-                         .lutPerFurtherDsp = request.prices.lutPerFurtherDsp,
-                         .dspWide = request.prices.dsp.width,
-                         .dspNarrow = request.prices.dsp.depth};
-    return prices;
   }
 
   // Bits of two's complement that hold all from `least` to `most`; the sum has its bits below the
@@ -186,6 +178,7 @@ class Multiplier {
 
   Signal areLowest() const {
     const auto isLowest = [&](Signal x) {
+      if (x.width == 1) return x;
       return b.bitAnd(b.topBit(x), b.isZero(b.slice(x, 0, x.width - 1)));
     };
     return b.bitAnd(isLowest(inputA), isLowest(inputB));

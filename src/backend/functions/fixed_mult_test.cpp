@@ -87,10 +87,10 @@ class Bench {
       const MPZ got = valueOf(outputs[i], out);
       if (isAccepted(got, x * y, places, out, asked[i].accuracy)) continue;
       ADD_FAILURE() << a.width() << (a.sign() ? "s" : "u") << " x " << factor.width()
-                    << (factor.sign() ? "s" : "u") << " to " << out.width() << ","
-                    << out.fraction() << (out.sign() ? "s" : "u") << " at "
-                    << asked[i].accuracy.ulps << " ulp: " << x.toText(10) << " * "
-                    << y.toText(10) << " gives " << got.toText(10);
+                    << (factor.sign() ? "s" : "u") << " to " << out.width() << "," << out.fraction()
+                    << (out.sign() ? "s" : "u") << " at " << asked[i].accuracy.ulps
+                    << " ulp: " << x.toText(10) << " * " << y.toText(10) << " gives "
+                    << got.toText(10);
       right = false;
     }
     return right;
@@ -104,8 +104,8 @@ class Bench {
   void checkCornersAndDraws(int draws) {
     const auto corners = [](int width) {
       const MPZ top = MPZ::powerOfTwo(static_cast<unsigned long>(width - 1));
-      return std::vector<MPZ>{0, 1, top - MPZ(1), top, top + MPZ(1),
-                              MPZ::allOnes(static_cast<unsigned long>(width))};
+      return std::vector<MPZ>{
+          0, 1, top - MPZ(1), top, top + MPZ(1), MPZ::allOnes(static_cast<unsigned long>(width))};
     };
     for (const MPZ& x : corners(a.width()))
       for (const MPZ& y : corners(factor.width())) ASSERT_TRUE(check(x, y));
@@ -161,9 +161,8 @@ TEST(FixedMult, AllPatternsOfEightBitsToEveryWidth) {
     const FixedPoint factor(8, isSigned ? 7 : 8, isSigned);
     std::vector<Asked> asked;
     for (int width = 1; width <= 16; ++width)
-      asked.push_back(
-          {FixedPoint(width, isSigned ? width - 1 : width, isSigned), kFaithful, false,
-           width % 2 == 0 ? smallBlocks() : Prices{}});
+      asked.push_back({FixedPoint(width, isSigned ? width - 1 : width, isSigned), kFaithful, false,
+                       width % 2 == 0 ? smallBlocks() : Prices{}});
     Bench bench(factor, factor, asked);
     bench.checkAll();
     leftOut = leftOut || bench.leavesOut();
@@ -182,15 +181,25 @@ TEST(FixedMult, AllPatternsOfNarrowFactorsAtEveryBound) {
         for (int width = 1; width <= widthA + widthB + 2; ++width)
           for (const Accuracy& accuracy : {kFaithful, kNearest, kTwo, kFive})
             for (const bool whole : {false, true})
-              asked.push_back({{width, 2 + width - widthA - widthB, isSigned},
-                               accuracy,
-                               whole,
-                               smallBlocks()});
+              asked.push_back(
+                  {{width, 2 + width - widthA - widthB, isSigned}, accuracy, whole, smallBlocks()});
         Bench bench(a, factor, asked);
         bench.checkAll();
         leftOut = leftOut || bench.leavesOut();
       }
   EXPECT_TRUE(leftOut);
+}
+
+// The square of -1 is the one product that a signed word holds back.
+TEST(FixedMult, AllPatternsOfNarrowSignedWords) {
+  for (const int widthA : {1, 2, 4})
+    for (const int widthB : {1, 3, 5}) {
+      std::vector<Asked> asked;
+      for (int width = 1; width <= widthA + widthB + 1; ++width)
+        for (const Accuracy& accuracy : {kFaithful, kNearest, kTwo, kFive})
+          asked.push_back({{width, width - 1, true}, accuracy, false, smallBlocks()});
+      Bench({widthA, widthA - 1, true}, {widthB, widthB - 1, true}, asked).checkAll();
+    }
 }
 
 // Results that are narrower than the product on top, or of the other sign.

@@ -47,9 +47,7 @@ std::vector<Signal> decomposeMult(Builder& b, const Request& request,
        .rounding = roundingOf(request, request.signature.variant[kTiesAway] != 0, inputs),
        .ulps = ulpsOf(request, 0),
        .quietNaN = request.quietNaN,
-       .prices = {.lutPerDsp = request.prices.lutPerDsp,
-                  .dspWide = request.prices.dsp.width,
-                  .dspNarrow = request.prices.dsp.depth},
+       .prices = productPrices(request.prices),
        .budgets = request.budgets})};
 }
 

@@ -71,8 +71,9 @@ TEST(FloatMult, DrawnAndHardPairsOfLargeFormats) {
 
 TEST(FloatMult, TruncationLeavesOutOnlyWhatPays) {
   using arithmetic::planTruncation;
-  // 24 by 24 is two DSPs, or one and an addition that costs as much.
-  EXPECT_EQ(planTruncation(24, 24, {.droppedBits = 23}, {}).a, 0);
+  // 16 by 16 is one block whatever is left out; 24 by 24 is two, or one and a strip of logic.
+  EXPECT_EQ(planTruncation(16, 16, {.droppedBits = 15}, {}).a, 0);
+  EXPECT_EQ(planTruncation(24, 24, {.droppedBits = 23}, {}).a, 7);
   const auto faithful = planTruncation(53, 53, {.droppedBits = 52}, {});
   EXPECT_EQ(faithful.a + faithful.b, 51);
   EXPECT_EQ(faithful.correction, util::MPZ::powerOfTwo(51));

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "backend/arithmetic/error_budget.h"
+#include "backend/arithmetic/product_plan.h"
 #include "backend/arithmetic/rounding.h"
 #include "backend/graph/builder.h"
 #include "numbers/ports.h"
@@ -37,6 +38,9 @@ struct Prices {
   int lutInputs = 6;  // of a look-up table
   int levelsPerStage = 5;
 };
+
+// The same for products; the time of a row of logic is left at the yardstick's.
+arithmetic::ProductPrices productPrices(const Prices& prices);
 
 // What an operator's words say beyond formats: architecture, tie rule, shift limit. Each unit says
 // at its row which number means what; a number that is missing reads as 0. Texts are words that an

@@ -54,6 +54,13 @@ std::span<const UnitRow> (*const kFamilies[])() = {
 
 }  // namespace
 
+arithmetic::ProductPrices productPrices(const Prices& prices) {
+  return {.lutPerDsp = prices.lutPerDsp,
+          .lutPerFurtherDsp = prices.lutPerFurtherDsp,
+          .dspWide = prices.dsp.width,
+          .dspNarrow = prices.dsp.depth};
+}
+
 const UnitRow* findUnit(std::string_view name) {
   for (const auto family : kFamilies)
     for (const UnitRow& row : family())

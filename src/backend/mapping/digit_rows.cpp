@@ -93,8 +93,7 @@ class Chain {
 
 }  // namespace
 
-void addDigitRows(Builder& b, HeapTerms& terms, const Factor& x, const Factor& y,
-                  int bitsOfChain) {
+void addDigitRows(Builder& b, HeapTerms& terms, const Factor& x, const Factor& y, int bitsOfChain) {
   int low = 0;
   for (; y.width() - low > bitsOfChain; low += bitsOfChain)
     Chain(b, x, y, low, bitsOfChain, false).addTo(terms);

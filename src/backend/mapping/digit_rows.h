@@ -10,9 +10,9 @@ namespace mapping {
 // Kumm, Abbas and Zipf, "An efficient softcore multiplier architecture", ARITH 2015). What is
 // below the next row is a result at once.
 //
-// `bitsOfChain` >= 1 bits of y make one chain, the last one takes what is left; each is a term of its
-// own. The lowest of an even number of bits makes a row without a carry; the digit on top is not
-// negative, unless y is and that is its sign.
+// `bitsOfChain` >= 1 bits of y make one chain, the last one takes what is left; each is a term of
+// its own. The lowest of an even number of bits makes a row without a carry; the digit on top is
+// not negative, unless y is and that is its sign.
 void addDigitRows(graph::Builder& builder, HeapTerms& terms, const Factor& x, const Factor& y,
                   int bitsOfChain);
 

@@ -24,8 +24,8 @@ bool isProduct(const Node& node) {
   return node.op == Op::kMultiply || node.op == Op::kMultiplySigned;
 }
 
-// The product that a term of a heap is, times 2^shift modulo 2^width; none for other terms. A signed
-// one counts with its sign: as far as the sum goes, or extended to there.
+// The product that a term of a heap is, times 2^shift modulo 2^width; none for other terms. A
+// signed one counts with its sign: as far as the sum goes, or extended to there.
 NodeId productOf(const Graph& graph, NodeId term, int shift, int width) {
   const Node& node = graph.node(term);
   if (node.op == Op::kMultiply) return term;

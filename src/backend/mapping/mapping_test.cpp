@@ -56,7 +56,6 @@ TEST(MapGraph, KeepsTheFunctionOfDrawnGraphs) {
     const MappingOptions options{.period = {seed % 2 == 0 ? 1700 : 3333},
                                  .combinational = seed % 5 == 0};
     const Graph mapped = mapGraph(graph, tarn(), options);
-    SCOPED_TRACE(fmt::format("seed {}", seed));
     expectSameFunction(graph, mapped, draw, 20);
     EXPECT_FALSE(contains(mapped, Op::kHeap)) << seed;
   }
@@ -199,6 +198,33 @@ TEST(MapGraph, CutsNothingOfACombinationalUnit) {
   const Graph mapped = mapGraph(graph, tarn(), {.period = {2000}, .combinational = true});
   EXPECT_EQ(mapped.node(mapped.outputs()[0].signal.node).op, Op::kAdd);
   EXPECT_EQ(mapped.node(mapped.outputs()[0].signal.node).width, 300);
+}
+
+// Products that only a heap reads join it in parts; others are numbers of their own.
+TEST(MapGraph, AddsProductsUpTogether) {
+  for (const bool isSigned : {false, true})
+    for (const int width : {9, 24, 33, 53})
+      for (const bool isShared : {false, true}) {
+        Graph graph;
+        Builder b(graph);
+        const Signal x = b.input("x", width), y = b.input("y", width), z = b.input("z", 2 * width);
+        const int sumWidth = 2 * width + 7;
+        std::vector<graph::HeapTerm> terms{{z, 3}};
+        for (const Signal factor : {y, b.bitNot(y), b.bitXor(x, y), x}) {
+          const Signal product = isSigned ? b.multiplySigned(x, factor) : b.multiply(x, factor);
+          const int shift = static_cast<int>(terms.size());
+          terms.push_back({isSigned ? b.signExtend(product, sumWidth - shift) : product, shift});
+          if (isShared) b.output(fmt::format("p{}", shift), product);
+        }
+        b.output("s", b.heap(terms, sumWidth));
+        const Graph mapped = mapGraph(graph, tarn(), {.period = {3333}});
+        RandomGraph draw(static_cast<std::uint32_t>(width));
+        expectSameFunction(graph, mapped, draw, 40);
+        for (const graph::Node& node : mapped.nodes()) {
+          if (node.op != Op::kMultiply && node.op != Op::kMultiplySigned) continue;
+          EXPECT_LE(node.width, 43) << width;
+        }
+      }
 }
 
 }  // namespace

@@ -60,7 +60,8 @@ ProductPrices pricesOf(const device::Device& device, const MappingOptions& optio
                        .cascade = kCascade};
   // At the fastest grade: relations are what counts.
   const double tables = family.lut[kTableInputs] - family.lut[2];
-  const int widest = options.combinational ? kWidestCombinational : device.widestAdder(options.period);
+  const int widest =
+      options.combinational ? kWidestCombinational : device.widestAdder(options.period);
   prices.stageTime = family.sumEntry + family.sumPerBit * widest;
   prices.rowEntry = family.sumEntry + tables;
   prices.rowNext = family.sumEntry + 5 * family.sumPerBit;

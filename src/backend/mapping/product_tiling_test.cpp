@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "backend/device/cover.h"
 #include "backend/graph/evaluator.h"
 
 namespace mapping {
@@ -30,7 +32,8 @@ struct Size {
 class LoweredProduct {
  public:
   // `y` of width 0: the square of x.
-  LoweredProduct(const std::string& family, Size x, Size y, bool isSigned)
+  LoweredProduct(const std::string& family, Size x, Size y, bool isSigned,
+                 const MappingOptions& options = {.period = {3333}})
       : x(x), y(y), isSigned(isSigned) {
     Builder builder(graph);
     const auto factor = [&](const char* name, Size size) {
@@ -40,11 +43,13 @@ class LoweredProduct {
     };
     const Signal a = factor("x", x);
     const Signal b = y.width == 0 ? a : factor("y", y);
-    const Signal product = lowerProduct(builder, deviceOf(family), {}, a, b, isSigned);
+    const Signal product = lowerProduct(builder, deviceOf(family), options, a, b, isSigned);
     EXPECT_EQ(product.width, a.width + b.width);
     builder.output("r", product);
     evaluator.emplace(graph);
   }
+
+  const Graph& built() const { return graph; }
 
   int blocks() const {
     return static_cast<int>(std::ranges::count_if(graph.nodes(), [](const graph::Node& node) {
@@ -148,27 +153,87 @@ TEST(LowerProduct, TilesVeryLongFactors) {
   product.checkCornersAndDraws(2);
 }
 
-TEST(LowerProduct, SpendsNoMoreBlocksThanTiles) {
-  struct Case {
-    int x, y;
-    bool isSigned;
-    int blocks;
-  };
+// Factors with constant bits in any place, as constants and shifted numbers have them.
+TEST(LowerProduct, TakesConstantBits) {
+  for (const bool isSigned : {false, true})
+    for (unsigned long pattern = 0; pattern < 64; ++pattern) {
+      Graph graph;
+      Builder b(graph);
+      const Signal x = b.input("x", 9), y = b.input("y", 3);
+      std::vector<Signal> topFirst;
+      for (int place = 5; place >= 0; --place)
+        topFirst.push_back(place % 2 == 0 ? b.bitOf(y, place / 2) : b.bit(pattern >> place & 1));
+      const Signal factor = b.concat(topFirst);
+      b.output("r", lowerProduct(b, deviceOf("TarnV"), {.period = {3333}, .lutPerDsp = 1000}, x,
+                                 factor, isSigned));
+      b.output("f", factor);
+      graph::Evaluator evaluate(graph);
+      for (unsigned long draw = 0; draw < 64; ++draw) {
+        const MPZ patternX = MPZ(draw * 77 + pattern).lowBits(9);
+        const auto results = evaluate(std::vector<MPZ>{patternX, MPZ(draw % 8)});
+        const MPZ owed =
+            isSigned ? patternX.asSigned(9) * results[1].asSigned(6) : patternX * results[1];
+        ASSERT_EQ(results[0], owed.lowBits(15)) << pattern << " " << draw;
+      }
+    }
+}
+
+struct Case {
+  int x, y;
+  bool isSigned;
+  int blocks;
+};
+
+TEST(LowerProduct, TakesBlocksAsLongAsTheyAreWorthTheirPrice) {
   for (const Case& c : {Case{24, 17, false, 1},
                         {17, 24, false, 1},
                         {25, 18, true, 1},
                         {18, 25, true, 1},
-                        {8, 8, false, 1},
+                        {8, 8, false, 0},
+                        {11, 11, false, 0},
                         {3, 3, true, 0},
                         {40, 4, false, 0},
+                        {24, 24, false, 2},
                         {26, 18, false, 1},
-                        {32, 32, false, 4},
+                        {32, 32, false, 2},
                         {53, 53, false, 6},
-                        {64, 64, false, 12},
-                        {64, 64, true, 12},
-                        {68, 0, false, 9}}) {
+                        {64, 64, false, 8}}) {
     const LoweredProduct product("TarnV", {c.x}, {c.y}, c.isSigned);
     EXPECT_EQ(product.blocks(), c.blocks) << c.x << " x " << c.y;
+  }
+}
+
+TEST(LowerProduct, FollowsThePriceThatWasAskedFor) {
+  const auto blocksAt = [](double lutPerDsp, int width, bool isSigned) {
+    LoweredProduct product("TarnV", {width}, {width}, isSigned,
+                           {.period = {3333}, .lutPerDsp = lutPerDsp});
+    product.expectOnlyBlocksOf(25, 18);
+    product.checkCornersAndDraws(20);
+    return product.blocks();
+  };
+  for (const bool isSigned : {false, true})
+    for (const int width : {11, 16, 24, 32, 53, 64}) {
+      int before = 1000;
+      for (const double price : {1, 30, 100, 200, 300, 1000, 100000}) {
+        const int blocks = blocksAt(price, width, isSigned);
+        EXPECT_LE(blocks, before) << width << " at " << price;
+        before = blocks;
+      }
+      EXPECT_EQ(before, 0) << width;
+      EXPECT_GT(blocksAt(1, width, isSigned), 0) << width;
+    }
+}
+
+// Look-up tables that additions with the logic before them take: one for each bit.
+int tablesOf(const Graph& graph) {
+  return static_cast<int>(device::Cover(graph, deviceOf("TarnV"), {3333}).cost().luts);
+}
+
+// A row of two bits of a factor is one carry chain, its partial products made in the same tables.
+TEST(LowerProduct, MakesRowsInTheTablesThatAddThem) {
+  for (const auto& [x, y, most] : {std::tuple{11, 11, 84}, {24, 7, 110}, {8, 8, 53}}) {
+    const LoweredProduct product("TarnV", {x}, {y}, false, {.period = {8000}, .lutPerDsp = 1000});
+    EXPECT_LE(tablesOf(product.built()), most) << x << " x " << y;
   }
 }
 

@@ -75,10 +75,10 @@ class CSynthSingleEntity : public CSynth {
   // Each writes its files whole or not at all; a folder or file that cannot be written ends the run
   // with one line. They stand in the output folder, "./<name>" from the working directory if no
   // other was set.
-  void Generate();                                 // the design and its record
-  void WriteSoftwareModel();                       // the C++ model
-  void GenerateVirtualPinAssignments();            // for the compile project: ports without a pin
-  void GenerateFathomProject();                    // constraints, settings, an open synthesis script
+  void Generate();                       // the design and its record
+  void WriteSoftwareModel();             // the C++ model
+  void GenerateVirtualPinAssignments();  // for the compile project: ports without a pin
+  void GenerateFathomProject();          // constraints, settings, an open synthesis script
   void WriteAutomaticModelIPTestBench() override;  // the bench and the script that runs it
 
   tessel_api::ResourceUsage GetResourceUsage() const;
