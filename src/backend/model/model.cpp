@@ -85,6 +85,7 @@ functions::Request CSynthSingleEntity::requestFor(CArithmeticUnit& unit) const {
   asked.rounding.fixed = roundModeOf(settings.unitSettings.roundType);
   asked.subnormals = settings.getOptionValue(floatOption::subnormals) != 0;
   asked.quietNaN = shared->quietNaN;
+  asked.alignsInDsps = settings.getOptionValue(synthOption::useDSPForAlignment) != 0;
   if (settings.lutMultRatio > 0) asked.prices.lutPerDsp = settings.lutMultRatio;
   if (settings.device) asked.prices.lutInputs = settings.device->data().lutInputs();
   return asked;
