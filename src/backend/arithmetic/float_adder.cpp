@@ -154,7 +154,11 @@ Aligned alignOperands(Builder& b, const Ordered& x, const AlignmentPlan& plan) {
 }
 
 Signal addAligned(Builder& b, const Aligned& x, Signal subtracts) {
-  return b.addCarry(x.greater, b.bitXor(x.lesser, b.replicate(subtracts, x.lesser.width)),
+  // The sticky bit is inverted by itself: the rest then goes into the tables of the addition.
+  const auto inverted = [&](int low, int width) {
+    return b.bitXor(b.slice(x.lesser, low, width), b.replicate(subtracts, width));
+  };
+  return b.addCarry(x.greater, b.concat({inverted(1, x.lesser.width - 1), inverted(0, 1)}),
                     b.bitAnd(subtracts, x.borrow));
 }
 

@@ -88,7 +88,9 @@ Unpacked unpack(Builder& b, Signal port, const FloatFormat& format, ZeroFields z
             : field;
   }
   const bool clears = !format.gradual && zeros == ZeroFields::kCleared;
-  x.significand = b.concat({hidden, clears ? masked(b, fraction, hidden) : fraction});
+  const bool isRegular = !format.gradual && zeros == ZeroFields::kLikeRegular;
+  x.significand =
+      b.concat({isRegular ? b.bit(true) : hidden, clears ? masked(b, fraction, hidden) : fraction});
   return x;
 }
 
@@ -155,10 +157,16 @@ RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& for
   const Signal unshifted = b.shiftedUp(x.significand, missing);
   const int below = unshifted.width - (wF + 1);
   LOAM_ASSERT(!x.leftShift || (!x.oneMore && !format.gradual), "a shift that the rounding does");
-  const Signal significand =
-      x.leftShift ? shiftLeft(b, unshifted, x.leftShift, (1 << x.leftShift.width) - 1) : unshifted;
-  const Signal fraction = b.slice(significand, below, wF);
-  Remainder remainder{.half = below > 0 ? b.bitOf(significand, below - 1) : b.bit(false),
+  // The bits from `low` up, shifted. Those of the fraction and those that decide on the rounding
+  // are chosen apart, so that the rounding addition takes in the choice of the former.
+  const auto shifted = [&](int low, int width) {
+    if (!x.leftShift) return b.slice(unshifted, low, width);
+    const int most = (1 << x.leftShift.width) - 1, from = std::max(0, low - most);
+    const Signal part = b.slice(unshifted, from, low + width - from);
+    return b.slice(shiftLeft(b, part, x.leftShift, most), low - from, width);
+  };
+  const Signal fraction = shifted(below, wF);
+  Remainder remainder{.half = below > 0 ? shifted(below - 1, 1) : b.bit(false),
                       .beyond = b.bitOr(x.sticky, anyBelow(b, unshifted, below - 1, x.leftShift))};
   Signal oneMore = x.oneMore ? x.oneMore : b.bit(false);
   LOAM_ASSERT(!x.oneMore || (missing == 0 && below <= 1), "a unit of the last place or its half");
@@ -168,8 +176,8 @@ RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& for
     remainder.half = b.bitXor(half, oneMore);
     oneMore = b.bitAnd(half, oneMore);
   }
-  const Signal raise = raises(b, rule, x.sign, b.bitOf(fraction, 0), remainder);
-  return {b.topBit(significand), fraction, b.bitOr(oneMore, raise)};
+  const Signal raise = raises(b, rule, x.sign, shifted(below, 1), remainder);
+  return {shifted(below + wF, 1), fraction, b.bitOr(oneMore, raise)};
 }
 
 namespace {

@@ -32,13 +32,13 @@ struct Unpacked {
   FloatFormat format;
   Signal sign;
   Signal exponent;     // unsigned; that of the lowest regular number for a subnormal
-  Signal significand;  // fractionBits + 1 bits, the top one 0 only for a zero and a subnormal
+  Signal significand;  // fractionBits + 1 bits, the top one 0 only for a subnormal, mostly a zero
   Signal isZero, isInf, isNan;
 };
 
-// What stands below the top bit of a zero's significand, and in its exponent: zeros, or, for a
-// reader that looks at the top bit, whatever the pattern has there.
-enum class ZeroFields { kCleared, kAsTheyAre };
+// What a zero's significand and exponent are: zeros; below the top bit, for a reader that looks at
+// that, whatever the pattern has there; or, for one that looks at isZero, with a 1 on top as well.
+enum class ZeroFields { kCleared, kAsTheyAre, kLikeRegular };
 
 // Reads a port. Without gradual underflow every IEEE-style number with exponent field 0 is a zero;
 // an FPLib number with exponent field 0 is a regular one.

@@ -1,10 +1,9 @@
 #include "backend/device/cover.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <functional>
 #include <optional>
+#include <utility>
 
 #include "backend/device/cuts.h"
 #include "backend/graph/loops.h"
@@ -215,61 +214,96 @@ class Coverer {
     cuts[id.index].push_back(cut);
   }
 
-  // A sum of two addends: the table of each bit that adds them takes in the logic before one
-  // addend, or before both, for which the chain then has a further table.
+  // A sum of two addends: the table of each bit that adds them takes in the logic before the
+  // addends, as long as that makes the sum no later. Where it takes in both, the chain has a second
+  // table. Different bits may have different logic before them.
   void makeSumCuts(NodeId id) {
     const Node& node = graph.node(id);
     const auto operands = graph.operands(node);
     if (operands.size() != 3 || device.isDspSum(graph, node)) return;
-    const NodeId carry = operands[2];
-    const bool hasCarry = graph.node(carry).op != Op::kLiteral;
-    std::array<std::optional<Input>, 2> addends{inputOf(graph, operands[0], node.width),
-                                                inputOf(graph, operands[1], node.width)};
-    std::optional<Cut> best;
-    for (int taken = 0; taken < 4; ++taken) {
-      Cut cut;
-      int latest = arrival[carry.index];
-      bool fits = true;
-      for (int side = 0; side < 2 && fits; ++side) {
-        const auto& input = addends[static_cast<std::size_t>(side)];
-        const bool isTaken = taken >> side & 1;
-        if (!input) {
-          fits = !isTaken;
-          continue;
-        }
-        if (!isTaken) {
-          fits = cut.add({input->node, input->bit});
-          latest = std::max(latest, arrival[input->node.index]);
-          continue;
-        }
-        fits = mayTakeIn(input->node, id) && cut.take(input->node, 0);
-        if (!fits) break;
-        const Cut& inner = cuts[input->node.index][0];
-        for (const Leaf& leaf : inner.all()) fits = fits && cut.add(leaf.seenBy(graph, *input));
-        latest = std::max(latest, inner.arrival - inner.delay);
+    const std::vector<SumSegment> segments = segmentsOf(graph, operands[0], operands[1]);
+    const auto carry = inputOf(graph, operands[2], 1);
+    std::vector<NodeId> candidates;
+    for (const SumSegment& segment : segments)
+      for (const auto& addend : segment.addends)
+        if (addend && mayTakeIn(addend->node, id) && !(carry && carry->node == addend->node))
+          candidates.push_back(addend->node);
+    std::ranges::sort(candidates, [&](NodeId x, NodeId y) {
+      return std::pair(arrival[y.index], x) < std::pair(arrival[x.index], y);
+    });
+    candidates.erase(std::ranges::unique(candidates).begin(), candidates.end());
+
+    Cut best = *sumCut(id, segments, {});
+    for (const NodeId candidate : candidates) {
+      for (std::size_t k = 0; k < cuts[candidate.index].size(); ++k) {
+        Cut wider;
+        for (const Taken& taken : best.allTaken()) wider.take(taken.node, taken.cut);
+        if (!wider.take(candidate, k)) continue;
+        const auto cut = sumCut(id, segments, wider.allTaken());
+        if (!cut || std::tie(cut->arrival, cut->area) > std::tie(best.arrival, best.area)) continue;
+        best = *cut;
+        break;
       }
-      if (!fits) continue;
-      cut.delay = device.sumDelayBehind(node.width, cut.count).value;
-      if (taken != 0 && cut.delay + route(id) > limit.value) continue;
-      cut.arrival = latest + cut.delay;
-      // Bits of both addends need a table, and so do those of logic that was taken in.
-      double each = device.costOf(graph, id).luts;
-      if (taken != 0) each = std::max(each, takenBits(addends, taken, node.width));
-      const bool needsSecond = taken == 3 || (taken != 0 && !hasCarry);
-      cut.tables = each + (needsSecond ? takenBits(addends, taken, node.width) : 0);
-      cut.area = cut.tables;
-      if (!best || std::tie(cut.arrival, cut.area) < std::tie(best->arrival, best->area))
-        best = cut;
     }
-    if (best) cuts[id.index].push_back(*best);
+    cuts[id.index].push_back(best);
   }
 
-  double takenBits(const std::array<std::optional<Input>, 2>& addends, int taken, int width) const {
-    int bits = 0;
-    for (int side = 0; side < 2; ++side)
-      if (taken >> side & 1)
-        bits = std::max(bits, graph.node(addends[static_cast<std::size_t>(side)]->node).width);
-    return std::min(bits, width);
+  // The sum with those nodes taken in; nothing where a bit would need more inputs than a table has,
+  // or the sum more than a stage.
+  std::optional<Cut> sumCut(NodeId id, std::span<const SumSegment> segments,
+                            std::span<const Taken> taken) const {
+    Cut cut;
+    for (const Taken& inner : taken) cut.take(inner.node, inner.cut);
+    // What enters the chain at a higher bit passes less of it.
+    const int width = graph.node(id).width;
+    const auto enter = [&](int latest, int low, int inputs) {
+      const int delay = device.sumDelayBehind(width - low, inputs).value;
+      cut.delay = std::max(cut.delay, delay);
+      cut.arrival = std::max(cut.arrival, latest + delay);
+    };
+    enter(arrival[graph.operands(id)[2].index], 0, 0);
+    int low = 0;
+    for (const SumSegment& segment : segments) {
+      Cut bit;
+      int present = 0, deep = 0;
+      for (const auto& addend : segment.addends) {
+        if (!addend) continue;
+        ++present;
+        const auto inner = std::ranges::find(taken, addend->node, &Taken::node);
+        if (inner == taken.end()) {
+          if (!bit.add({addend->node, addend->bit})) return std::nullopt;
+          continue;
+        }
+        ++deep;
+        for (const Leaf& leaf : cuts[addend->node.index][inner->cut].all())
+          if (!bit.add(leaf.seenBy(graph, *addend))) return std::nullopt;
+      }
+      int latest = 0;
+      for (const Leaf& leaf : bit.all()) latest = std::max(latest, arrival[leaf.node.index]);
+      enter(latest, low, bit.count);
+      low += segment.width;
+      const bool needsTable = present == 2 || deep > 0;
+      cut.tables += segment.width * ((needsTable ? 1 : 0) + (deep == 2 ? 1 : 0));
+    }
+    if (!taken.empty() && cut.delay + route(id) > limit.value) return std::nullopt;
+    cut.area = cut.tables;
+    for (const NodeId node : nodesBefore(segments, taken)) cut.area += flow[node.index];
+    return cut;
+  }
+
+  // What a sum with those nodes taken in reads, each once.
+  std::vector<NodeId> nodesBefore(std::span<const SumSegment> segments,
+                                  std::span<const Taken> taken) const {
+    std::vector<NodeId> nodes;
+    for (const SumSegment& segment : segments)
+      for (const auto& addend : segment.addends)
+        if (addend && std::ranges::find(taken, addend->node, &Taken::node) == taken.end())
+          nodes.push_back(addend->node);
+    for (const Taken& inner : taken)
+      for (const Leaf& leaf : cuts[inner.node.index][inner.cut].all()) nodes.push_back(leaf.node);
+    std::ranges::sort(nodes);
+    nodes.erase(std::ranges::unique(nodes).begin(), nodes.end());
+    return nodes;
   }
 
   void takeIn(const Cut& cut, NodeId root, std::vector<NodeId>& roots) const {

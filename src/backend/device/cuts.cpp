@@ -167,13 +167,62 @@ std::optional<std::vector<Input>> inputsOfOneBit(const Graph& graph, NodeId id) 
   return inputs;
 }
 
+namespace {
+
+// A run of bits of an addend from `low` up; its input counts from bit 0 of the sum.
+struct Run {
+  int low = 0;
+  std::optional<Input> input;
+};
+
+// The runs of an addend, lowest first.
+void addRuns(const Graph& graph, NodeId addend, int low, std::vector<Run>& runs) {
+  const Node& node = graph.node(addend);
+  const auto operands = graph.operands(node);
+  if (node.op == Op::kNot && graph.node(operands[0]).op == Op::kConcat)
+    return addRuns(graph, operands[0], low, runs);
+  if (node.op == Op::kConcat) {
+    for (std::size_t i = operands.size(); i-- > 0;) {
+      addRuns(graph, operands[i], low, runs);
+      low += graph.node(operands[i]).width;
+    }
+    return;
+  }
+  std::optional<Input> input = inputOf(graph, addend, node.width);
+  if (input && !input->bit.isFixed) input->bit.offset -= low;
+  runs.push_back({low, input});
+}
+
+}  // namespace
+
+std::vector<SumSegment> segmentsOf(const Graph& graph, NodeId a, NodeId b) {
+  const int width = graph.node(a).width;
+  std::array<std::vector<Run>, 2> runs;
+  addRuns(graph, a, 0, runs[0]);
+  addRuns(graph, b, 0, runs[1]);
+  std::array<std::size_t, 2> at{};
+  std::vector<SumSegment> segments;
+  for (int low = 0; low < width;) {
+    const auto endOf = [&](std::size_t side) {
+      const std::size_t next = at[side] + 1;
+      return next < runs[side].size() ? runs[side][next].low : width;
+    };
+    const int end = std::min(endOf(0), endOf(1));
+    segments.push_back({end - low, {runs[0][at[0]].input, runs[1][at[1]].input}});
+    for (std::size_t side = 0; side < 2; ++side)
+      if (endOf(side) == end) ++at[side];
+    low = end;
+  }
+  return segments;
+}
+
 std::vector<NodeId> soleReaders(const Graph& graph) {
   const NodeId many{static_cast<std::uint32_t>(graph.size())};
   std::vector<NodeId> reader(graph.size());
   const auto readBy = [&](NodeId id, NodeId by) {
     NodeId& own = reader[id.index];
-    if (by == NodeId{}) return;
-    own = own == NodeId{} || own == by ? by : many;
+    // Wiring that no one reads stands for itself.
+    own = by != NodeId{} && (own == NodeId{} || own == by) ? by : many;
   };
   for (const graph::Port& port : graph.outputs()) readBy(port.signal.node, many);
   for (const graph::State& state : graph.states()) readBy(state.next, many);

@@ -89,6 +89,13 @@ void forEachPart(const graph::Graph& graph, graph::NodeId operand, const Visit& 
   }
 }
 
+// Neighbouring bits of a sum whose addends are each a run of bits of one word; nothing for zeros.
+struct SumSegment {
+  int width = 0;
+  std::array<std::optional<Input>, 2> addends{};
+};
+std::vector<SumSegment> segmentsOf(const graph::Graph& graph, graph::NodeId a, graph::NodeId b);
+
 // The one node that reads each node, seen through wiring and inversions; none where several or
 // ports or states do.
 std::vector<graph::NodeId> soleReaders(const graph::Graph& graph);

@@ -37,8 +37,10 @@ void evaluateMult(const Signature& signature, std::vector<NumValue>& results,
 
 std::vector<Signal> decomposeMult(Builder& b, const Request& request,
                                   std::span<const Signal> inputs) {
-  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
-  const auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
+  // The product of a zero is told by its isZero alone.
+  const auto zeros = arithmetic::ZeroFields::kLikeRegular;
+  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0), zeros);
+  const auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1), zeros);
   return {arithmetic::multiplyFloats(
       b, x, y,
       {.out = outputFormat(request, 0),
