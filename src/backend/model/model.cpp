@@ -99,8 +99,9 @@ std::optional<int> CSynthSingleEntity::constrainedLatency(int shortest) const {
   if (!latency) return std::nullopt;
   const int asked = static_cast<int>(latency->value());
   if (asked < shortest)
-    util::exitWith(
-        {fmt::format("{}: latency {} asked, {} is the shortest", topUnit->word, asked, shortest)});
+    util::exitWith({fmt::format(
+        "{}: latency {} asked, but {} is the shortest at {:.1f} MHz; ask for more cycles",
+        topUnit->word, asked, shortest, double{settings.device->megahertz()})});
   return asked;
 }
 
@@ -150,6 +151,7 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   log(graphText("mapped", mapped));
 
   wanted.period = device.period();
+  wanted.megahertz = device.megahertz();
   wanted.strategy = strategyOf(schedulerMethod, combinational);
   wanted.registerInputs = (wrapper & kWrapperIn) != 0;
   wanted.registerOutputs = (wrapper & kWrapperOut) != 0;
