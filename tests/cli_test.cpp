@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <regex>
 
 #include "driver/option_table.h"
 #include "driver/usage_text.h"
@@ -342,6 +343,22 @@ TEST(Files, OfSubcomponentsDifferInTheDesignAlone) {
                            "topModel_single_path_adder", "topModel_round"}) {
     EXPECT_THAT(files["topModel/topModel.v"], HasSubstr(fmt::format("\nmodule {} (", name)));
     EXPECT_THAT(files["topModel/topModel.v"], HasSubstr(fmt::format("\n  {} part_", name)));
+  }
+}
+
+TEST(Alignment, MovesFromTablesToDspBlocksOnRequest) {
+  const std::regex resources("resources LUTs ([0-9]+), DSPs ([0-9]+)");
+  for (const auto& [line, blocks] :
+       {std::pair{"-frequency 300 -target TarnV FPAdd 8 23", 1},
+        {"-frequency 300 -target TarnV -correctRounding FPSub 11 52", 3}}) {
+    std::smatch plain, moved;
+    const std::string before = run(line).out,
+                      after = run(std::string("-useDSPForAlignment ") + line).out;
+    ASSERT_TRUE(std::regex_search(before, plain, resources));
+    ASSERT_TRUE(std::regex_search(after, moved, resources));
+    EXPECT_LT(std::stoi(moved[1]), std::stoi(plain[1])) << line;
+    EXPECT_EQ(std::stoi(plain[2]), 0) << line;
+    EXPECT_EQ(std::stoi(moved[2]), blocks) << line;
   }
 }
 

@@ -237,6 +237,7 @@ INSTANTIATE_TEST_SUITE_P(
         Road{"-frequency 300 MultSchoolbookS 33"}, Road{"-frequency 400 ModularMultBarrett 65"},
         Road{"-frequency 500 Squarer 64"}, Road{"-frequency 500 IntCtPop 256 0"},
         Road{"-frequency 300 RightShiftNoSticky 64 20 1"},
+        Road{"-useDSPForAlignment -frequency 300 -target TarnV -correctRounding FPAdd 8 23"},
         Road{"-subcomponents -frequency 400 -correctRounding FPAdd 8 23"},
         Road{"-subcomponents -frequency 300 -target TarnV -dontcareonreset FPMul 8 23"},
         Road{"-subcomponents -pipelining 0 FPMultAdd 5 10"},

@@ -163,13 +163,27 @@ TEST(SplitOutputs, AreEachAsEarlyAsTheyCanUnlessALatencyIsAsked) {
   EXPECT_GT(apart, 1);
 }
 
+TEST(ConstrainedLatency, BelowTheShortestIsRefusedInALineThatNamesItAndTheClock) {
+  expectRefusal("-frequency 333 -constrainLatency 1 FPAdd 8 23",
+                "Latency 1 asked, but [0-9]+ is the shortest at 333.0 MHz; ask for more cycles or "
+                "a lower frequency");
+  expectRefusal("-frequency 2000 -constrainLatency 3 FPAdd 8 23",
+                "Latency 3 asked, but [0-9]+ is the shortest at [0-9.]+ MHz, the highest clock as "
+                "[a-z-]+ [0-9]+ takes [0-9]+ ps between registers; ask for more cycles or a lower "
+                "frequency");
+  expectRefusal("-pipelining 0 -frequency 70 -wrapper -constrainLatency 1 FPAdd 8 23",
+                "Latency 1 asked, but 2 is the shortest at 70.0 MHz; .*");
+  expectRefusal("-enableHardFP 1 -frequency 300 -constrainLatency 1 FPAdd 8 23",
+                "FPAdd: latency 1 asked, but 3 is the shortest at 300.0 MHz; ask for more cycles");
+}
+
 TEST(AClockThatNoStageMeets, IsLoweredWithALineThatNamesTheStep) {
   for (const auto& [line, pattern] :
        {std::pair{"-frequency 2000 FPAdd 8 23",
                   "Warning: 2000.0 MHz asked, but [a-z-]+ [0-9]+ takes ([0-9]+) ps between "
                   "registers; built for ([0-9.]+) MHz, the highest clock\n"},
-        std::pair{"-frequency 1000 FPAcc 8 23 -20 20 15",
-                  "Warning: 1000.0 MHz asked, but the loop of [a-z0-9 ,-]+ takes ([0-9]+) ps "
+        std::pair{"-frequency 1500 FPAcc 8 23 -20 20 15",
+                  "Warning: 1500.0 MHz asked, but the loop of [a-z0-9 ,-]+ takes ([0-9]+) ps "
                   "between registers; built for ([0-9.]+) MHz, the highest clock\n"}}) {
     const Folder folder;
     const Outcome outcome = program::run(folder, line);

@@ -51,6 +51,34 @@ TEST(Shifter, ShiftsByEveryAmount) {
           });
 }
 
+// As the shifter of choices does it, for pieces and powers of all kinds.
+TEST(Shifter, ShiftsByProductsAsByChoices) {
+  for (const int width : {1, 2, 5, 8})
+    for (const int amountWidth : {1, 2, 4, 5})
+      for (const ProductShape& shape :
+           {ProductShape{24, 17}, ProductShape{8, 2}, ProductShape{3, 4}, ProductShape{2, 9}})
+        for (const int below : {0, 1, 3})
+          forAll(
+              width, amountWidth,
+              [&](Builder& b, Signal x, Signal amount) {
+                EXPECT_TRUE(canShiftByProducts(width, shape));
+                const ShiftedRight plain = shiftRightByProducts(b, x, below, amount, shape);
+                const Signal present = b.reduceOr(x);
+                const ShiftedRight counted =
+                    shiftRightByProducts(b, x, below, amount, shape, present);
+                return std::vector{plain.bits, plain.sticky, counted.bits, counted.sticky};
+              },
+              [&](std::uint64_t x, std::uint64_t amount, const std::vector<MPZ>& got) {
+                const std::uint64_t whole = x << below, right = whole >> amount;
+                EXPECT_EQ(got[0], MPZ(right));
+                EXPECT_EQ(got[1], MPZ((right << amount) != whole ? 1 : 0));
+                EXPECT_EQ(got[2], got[0]);
+                EXPECT_EQ(got[3], got[1]);
+              });
+  EXPECT_FALSE(canShiftByProducts(8, {}));
+  EXPECT_FALSE(canShiftByProducts(9, {2, 9}));
+}
+
 TEST(LeadingZeros, CountsAndNormalisesEveryWord) {
   for (const int width : {1, 2, 3, 4, 5, 8, 11, 13})
     forAll(

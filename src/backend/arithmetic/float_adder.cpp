@@ -93,7 +93,7 @@ Ordered orderByMagnitude(Builder& b, const AddOperands& x) {
 }
 
 AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits, bool hasClosePath) {
-  AlignmentPlan plan{.rounding = options.rounding};
+  AlignmentPlan plan{.rounding = options.rounding, .products = options.alignment};
   if (options.ulps < 1) {
     stateRounding(options.budgets, options.rounding.isNearest());
     return plan;
@@ -124,20 +124,30 @@ AlignmentPlan planAlignment(const FloatAdderOptions& options, int fractionBits, 
   return plan;
 }
 
+namespace {
+
+// The lesser operand where the greater one stands, with guard bits and perhaps a sticky bit below.
+Signal alignedLesser(Builder& b, const Ordered& x, const AlignmentPlan& plan) {
+  const Signal lesser = b.shiftedUp(x.lesser, plan.guardBits);
+  const bool inBlocks = canShiftByProducts(x.lesser.width, plan.products);
+  if (!plan.sticky && !inBlocks)
+    return shiftRight(b, lesser, x.distance, plan.nearBits, x.lesserCounts);
+  const ShiftedRight moved = inBlocks
+                                 ? shiftRightByProducts(b, x.lesser, plan.guardBits, x.distance,
+                                                        plan.products, x.lesserCounts)
+                                 : shiftRightSticky(b, lesser, x.distance, x.lesserCounts);
+  return plan.sticky ? b.concat({moved.bits, moved.sticky}) : moved.bits;
+}
+
+}  // namespace
+
 Aligned alignOperands(Builder& b, const Ordered& x, const AlignmentPlan& plan) {
   const auto scope = b.scope("align");
   const int below = plan.guardBits + (plan.sticky ? 1 : 0);
-  const Signal lesser = b.shiftedUp(x.lesser, plan.guardBits);
   Aligned result;
   result.greater = b.concat({b.zeros(1), x.greater, b.zeros(below)});
   result.borrow = b.bit(true);
-  if (plan.sticky) {
-    const ShiftedRight moved = shiftRightSticky(b, lesser, x.distance, x.lesserCounts);
-    result.lesser = b.concat({b.zeros(1), moved.bits, moved.sticky});
-  } else {
-    result.lesser =
-        b.concat({b.zeros(1), shiftRight(b, lesser, x.distance, plan.nearBits, x.lesserCounts)});
-  }
+  result.lesser = b.concat({b.zeros(1), alignedLesser(b, x, plan)});
   if (!plan.farBorrows && x.distance.width > 1)
     result.borrow = b.isZero(b.slice(x.distance, 1, x.distance.width - 1));
   return result;

@@ -2,6 +2,7 @@
 
 #include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/floating_point.h"
+#include "backend/arithmetic/shifter.h"
 
 namespace arithmetic {
 
@@ -16,6 +17,8 @@ struct FloatAdderOptions {
   bool onesComplement = false;
   bool quietNaN = false;
   ErrorBudgets* budgets = nullptr;
+  // Where DSP blocks are to align the lesser operand: the shape of their products.
+  ProductShape alignment{};
 };
 
 // True when the single-path and the fused adder take operands unpacked with their zeros' fields as

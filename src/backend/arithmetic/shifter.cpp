@@ -29,10 +29,10 @@ struct Digit {
   int choices() const { return 1 << index.width; }
 };
 
-// The digits of `amount`, low first.
-std::vector<Digit> digitsOf(Builder& b, Signal amount) {
+// The digits of `amount` from bit `first` on, low first.
+std::vector<Digit> digitsOf(Builder& b, Signal amount, int first = 0) {
   std::vector<Digit> digits;
-  for (int low = 0; low < amount.width; low += 2)
+  for (int low = first; low < amount.width; low += 2)
     digits.push_back({b.slice(amount, low, std::min(2, amount.width - low)), 1 << low});
   return digits;
 }
@@ -49,6 +49,56 @@ SplitAmount splitAmount(Builder& b, Signal amount, int width) {
 
 Signal maskedUnless(Builder& b, Signal condition, Signal x) {
   return b.bitAnd(x, b.replicate(b.bitNot(condition), x.width));
+}
+
+// Shifts x right by the digits, low first, and to 0 when `beyond` or not `present`; what is lost in
+// front of it counts as dropped.
+ShiftedRight shiftByLevels(Builder& b, Signal x, std::span<const Digit> digits, Signal lost,
+                           Signal beyond, Signal present) {
+  // A present number is not 0.
+  std::vector<Signal> dropped{present ? beyond : b.bitAnd(beyond, b.reduceOr(b.concat({x, lost})))};
+  if (lost.width > 0) dropped.push_back(b.reduceOr(lost));
+  for (const Digit& digit : digits) {
+    std::array<Signal, 4> choices, losses;
+    for (int i = 0; i < digit.choices(); ++i) {
+      const int count = i * digit.weight;
+      choices[i] = movedDown(b, x, count);
+      losses[i] = count == 0 ? b.bit(false) : b.reduceOr(b.slice(x, 0, std::min(count, x.width)));
+    }
+    dropped.push_back(b.pick(digit.index, std::span(losses).first(digit.choices())));
+    x = b.pick(digit.index, std::span(choices).first(digit.choices()));
+  }
+  const Signal any = b.reduceOr(b.concat(dropped));
+  if (!present) return {maskedUnless(b, beyond, x), any};
+  return {maskedUnless(b, b.bitOr(beyond, b.bitNot(present)), x), b.bitAnd(any, present)};
+}
+
+// x * 2^(2^(width of amount) - 1 - amount). Products of the pieces of x with a power of two have no
+// bit in common, so no carry joins them.
+Signal shiftUpByProducts(Builder& b, Signal x, Signal amount, const ProductShape& shape) {
+  if (amount.width == 0) return x;
+  const int powers = 1 << amount.width;
+  util::MPZ table;
+  for (int i = 0; i < powers; ++i)
+    table = table | util::MPZ::powerOfTwo(static_cast<unsigned long>(i * powers + powers - 1 - i));
+  const Signal power = b.lut(amount, table, powers);
+  const int pieces = (x.width + shape.wide - 1) / shape.wide;
+  Signal result;
+  int end = 0;
+  for (int piece = 1; piece <= pieces; ++piece) {
+    const int from = end;
+    end = x.width * piece / pieces;
+    const Signal product = b.multiply(b.slice(x, from, end - from), power);
+    if (piece == 1) {
+      result = product;
+      continue;
+    }
+    const int shared = result.width - from;
+    result = b.concat({b.slice(product, shared, product.width - shared),
+                       b.bitOr(b.slice(result, from, shared), b.slice(product, 0, shared)),
+                       b.slice(result, 0, from)});
+  }
+  return b.slice(result, 0, result.width - 1);  // the top bit is never set
 }
 
 }  // namespace
@@ -90,21 +140,24 @@ ShiftedLeft shiftLeftSticky(Builder& b, Signal x, Signal amount, int maxAmount, 
 
 ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount, Signal present) {
   const auto [low, beyond] = splitAmount(b, amount, x.width);
-  // A present number is not 0.
-  std::vector<Signal> dropped{present ? beyond : b.bitAnd(beyond, b.reduceOr(x))};
-  for (const Digit& digit : digitsOf(b, low)) {
-    std::array<Signal, 4> choices, losses;
-    for (int i = 0; i < digit.choices(); ++i) {
-      const int count = i * digit.weight;
-      choices[i] = movedDown(b, x, count);
-      losses[i] = count == 0 ? b.bit(false) : b.reduceOr(b.slice(x, 0, std::min(count, x.width)));
-    }
-    dropped.push_back(b.pick(digit.index, std::span(losses).first(digit.choices())));
-    x = b.pick(digit.index, std::span(choices).first(digit.choices()));
-  }
-  const Signal any = b.reduceOr(b.concat(dropped));
-  if (!present) return {maskedUnless(b, beyond, x), any};
-  return {maskedUnless(b, b.bitOr(beyond, b.bitNot(present)), x), b.bitAnd(any, present)};
+  return shiftByLevels(b, x, digitsOf(b, low), {}, beyond, present);
+}
+
+bool canShiftByProducts(int width, const ProductShape& shape) {
+  constexpr int kBlocks = 4;
+  return shape.wide > 0 && shape.narrow > 1 && width <= kBlocks * shape.wide;
+}
+
+ShiftedRight shiftRightByProducts(Builder& b, Signal x, int below, Signal amount,
+                                  const ProductShape& shape, Signal present) {
+  const auto [low, beyond] = splitAmount(b, amount, x.width + below);
+  const int digits = std::min(low.width, amountBits(shape.narrow) - 1);
+  Signal up = shiftUpByProducts(b, x, b.slice(low, 0, digits), shape);
+  // It stands 2^digits - 1 places above x, less the amount.
+  int places = up.width - x.width - below;
+  if (places < 0) up = b.shiftedUp(up, -places), places = 0;
+  return shiftByLevels(b, b.slice(up, places, up.width - places), digitsOf(b, low, digits),
+                       b.slice(up, 0, places), beyond, present);
 }
 
 ShiftedRight shiftDownFromTop(Builder& b, Signal x, Signal amount, int width) {

@@ -158,12 +158,15 @@ void evaluateFused(const Signature& signature, std::vector<NumValue>& results,
 arithmetic::FloatAdderOptions optionsOf(const Request& request, double ulps,
                                         std::span<const Signal> inputs) {
   const Variant& variant = request.signature.variant;
+  const Shape& block = request.prices.dsp;
   return {.out = outputFormat(request, 0),
           .rounding = roundingOf(request, variant[kTiesAway] != 0, inputs),
           .ulps = ulps,
           .onesComplement = variant[kDegradeAccuracy] != 0,
           .quietNaN = request.quietNaN,
-          .budgets = request.budgets};
+          .budgets = request.budgets,
+          .alignment = request.alignsInDsps ? arithmetic::ProductShape{block.width, block.depth}
+                                            : arithmetic::ProductShape{}};
 }
 
 Signal buildSum(Builder& b, const Request& request, const arithmetic::Unpacked& x,

@@ -69,6 +69,30 @@ TEST(FloatAdd, DrawnAndHardPairsOfLargeFormats) {
       }
 }
 
+// Every form of adder once more with its alignment in blocks, of one piece and of several.
+TEST(FloatAdd, AlignsInDspBlocks) {
+  const auto inBlocks = [](std::vector<Config> configs, Shape block) {
+    for (Config& config : configs) {
+      config.request.alignsInDsps = true;
+      config.request.prices.dsp = block;
+    }
+    return configs;
+  };
+  for (const auto& [wE, wF] : {std::pair{3, 2}, {4, 3}})
+    for (const bool subnormals : {false, true}) {
+      const Ports ports = portForms(wE, wF)[subnormals ? 4 : 0];
+      Bench bench(inBlocks(adders(ports, subnormals, subnormals),
+                           subnormals ? Shape{2, 5} : Shape{24, 17}));
+      checkAll(bench, ports.in);
+    }
+  for (const auto& [wE, wF] : {std::pair{5, 10}, {8, 23}, {11, 52}, {15, 112}, {15, 1}})
+    for (const bool subnormals : {false, true}) {
+      const Ports ports = portForms(wE, wF)[0];
+      Bench bench(inBlocks(adders(ports, subnormals, subnormals), {24, 17}));
+      checkDrawn(bench, ports.in, 400, static_cast<unsigned>(wF));
+    }
+}
+
 TEST(FloatAdd, AddSubFollowsItsThirdInput) {
   const auto format = ieee(3, 2);
   const Ports ports{"AddSub", {format, format, kiln::FixedPoint(1, 0, false)}, {format}};

@@ -68,6 +68,7 @@ struct Request {
   bool quietNaN = false;
   bool wholeProducts = false;  // no partial products are left out
   Prices prices;
+  bool alignsInDsps = false;  // adders shift the lesser operand in DSP blocks
   // 1 in the cycles whose inputs count, for units that keep a state; no signal: in every cycle.
   graph::Signal valid{};
   // Takes the error budgets that the circuit keeps, if not null; tried candidates state none.

@@ -86,6 +86,7 @@ functions::Request CSynthSingleEntity::requestFor(CArithmeticUnit& unit) const {
   asked.subnormals = settings.getOptionValue(floatOption::subnormals) != 0;
   asked.quietNaN = shared->quietNaN;
   asked.wholeProducts = settings.getOptionValue(CFxPTruncMult::optionNoTruncMult) != 0;
+  asked.alignsInDsps = settings.getOptionValue(synthOption::useDSPForAlignment) != 0;
   if (settings.device) {
     const device::Family& family = settings.device->data();
     asked.prices.lutPerDsp = family.lutPerDsp;
@@ -113,8 +114,9 @@ std::optional<int> CSynthSingleEntity::constrainedLatency(int shortest) const {
   if (!latency) return std::nullopt;
   const int asked = static_cast<int>(latency->value());
   if (asked < shortest)
-    util::exitWith(
-        {fmt::format("{}: latency {} asked, {} is the shortest", topUnit->word, asked, shortest)});
+    util::exitWith({fmt::format(
+        "{}: latency {} asked, but {} is the shortest at {:.1f} MHz; ask for more cycles",
+        topUnit->word, asked, shortest, double{settings.device->megahertz()})});
   return asked;
 }
 
@@ -164,6 +166,7 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   log(graphText("mapped", mapped));
 
   wanted.period = device.period();
+  wanted.megahertz = device.megahertz();
   wanted.strategy = strategyOf(schedulerMethod, combinational);
   wanted.registerInputs = (wrapper & kWrapperIn) != 0;
   wanted.registerOutputs = (wrapper & kWrapperOut) != 0;

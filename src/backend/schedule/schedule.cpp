@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "backend/schedule/checker.h"
 #include "backend/schedule/fewest_registers_scheduler.h"
@@ -100,11 +101,16 @@ std::string nameOf(const Graph& graph, const IndivisibleStep& step) {
   return (step.isLoop ? "the loop of " : "") + names;
 }
 
-std::string tooFast(const StageModel& model, const IndivisibleStep& slowest, int asked) {
+double askedClock(const ScheduleOptions& options) {
+  return options.megahertz > 0 ? options.megahertz : megahertz(options.period.value);
+}
+
+std::string tooFast(const Graph& graph, const IndivisibleStep& limit,
+                    const ScheduleOptions& options) {
   return fmt::format(
       "Warning: {:.1f} MHz asked, but {} takes {} ps between registers; built for {} MHz, the "
       "highest clock",
-      megahertz(asked), nameOf(model.graph, slowest), slowest.stage, highestClock(slowest.stage));
+      askedClock(options), nameOf(graph, limit), limit.stage, highestClock(limit.stage));
 }
 
 // Bits that cross from cycle k - 1 to cycle k, for each k from 1 to the last cycle that is read.
@@ -163,11 +169,17 @@ void lengthen(const StageModel& model, Schedule& schedule, int cycles, const Req
   for (int& cycle : schedule.cycleByOutput) cycle += cycles;
 }
 
-util::Failure tooShort(int asked, int shortest, int period) {
+// `limit` is the step that has lowered the clock, if one has.
+util::Failure tooShort(const Graph& graph, const std::optional<IndivisibleStep>& limit,
+                       const ScheduleOptions& options, int shortest) {
+  const std::string clock =
+      limit ? fmt::format("{} MHz, the highest clock as {} takes {} ps between registers",
+                          highestClock(limit->stage), nameOf(graph, *limit), limit->stage)
+            : fmt::format("{:.1f} MHz", askedClock(options));
   return {
-      fmt::format("Latency {} asked, but {} is the shortest at {} MHz; ask for more cycles or a "
+      fmt::format("Latency {} asked, but {} is the shortest at {}; ask for more cycles or a "
                   "lower frequency",
-                  asked, shortest, highestClock(period))};
+                  *options.latency, shortest, clock)};
 }
 
 }  // namespace
@@ -188,13 +200,15 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   result.period = options.period;
   std::optional<StageModel> made(std::in_place, graph, device, coverPeriod(options));
   IndivisibleStep slowest = slowestStep(*made);
+  std::optional<IndivisibleStep> limit;
   // A longer period may make larger clusters, which may make a loop longer.
   while (cuts && slowest.stage > result.period.value) {
-    result.warning = tooFast(*made, slowest, options.period.value);
+    limit = slowest;
     result.period = {slowest.stage};
     made.emplace(graph, device, result.period);
     slowest = slowestStep(*made);
   }
+  if (limit) result.warning = tooFast(graph, *limit, options);
   const StageModel& model = *made;
   result.cost = model.cover.cost();
   const Request request{result.period.value, options.registerInputs, options.registerOutputs,
@@ -203,7 +217,7 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   result.schedule = strategy.run(model, request);
 
   const int shortest = result.schedule.latency(), wanted = options.latency.value_or(shortest);
-  if (wanted < shortest) return tooShort(wanted, shortest, request.period);
+  if (wanted < shortest) return tooShort(graph, limit, options, shortest);
   if (options.latency)
     std::ranges::fill(result.schedule.cycleByOutput, strategy.refine ? wanted : shortest);
   if (strategy.refine) {

@@ -34,6 +34,7 @@ enum class Strategy {
 
 struct ScheduleOptions {
   device::Picoseconds period;  // target clock period
+  double megahertz = 0;        // that clock as it was asked for, for messages; 0: by the period
   Strategy strategy = Strategy::kGreedy;
   // Exact cycles wanted of every output, wrappers included; the shortest when empty.
   std::optional<int> latency = {};

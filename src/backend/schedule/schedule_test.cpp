@@ -107,6 +107,23 @@ TEST(ScheduleGraph, MeetsAnyLatencyFromTheShortestUp) {
   }
 }
 
+TEST(ScheduleGraph, TellsTheStepTheClockAndTheShortestLatencyInOneLine) {
+  const Chain chain(4);
+  ScheduleOptions options{.period = {666}, .megahertz = 1500, .latency = 1};
+  EXPECT_EQ(scheduleGraph(chain.graph, roundDevice(), options).failure().message,
+            "Latency 1 asked, but 3 is the shortest at 1500.0 MHz; ask for more cycles or a lower "
+            "frequency");
+  options = {.period = {299}, .latency = 2};
+  EXPECT_EQ(
+      scheduleGraph(chain.graph, roundDevice(), options).failure().message,
+      "Latency 2 asked, but 3 is the shortest at 2500.0 MHz, the highest clock as add 8 takes "
+      "400 ps between registers; ask for more cycles or a lower frequency");
+  options = {.period = {333}, .megahertz = 3000};
+  EXPECT_EQ(scheduled(chain.graph, options).warning,
+            "Warning: 3000.0 MHz asked, but add 8 takes 400 ps between registers; built for 2500.0 "
+            "MHz, the highest clock");
+}
+
 // Wide in the middle, narrow at one end: added cycles go where the fewest bits cross.
 TEST(ScheduleGraph, AddsCyclesWhereFewestBitsCross) {
   Graph narrowing;
