@@ -55,8 +55,8 @@ TEST(Shifter, ShiftsByEveryAmount) {
 TEST(Shifter, ShiftsByProductsAsByChoices) {
   for (const int width : {1, 2, 5, 8})
     for (const int amountWidth : {1, 2, 4, 5})
-      for (const ProductShape& shape :
-           {ProductShape{24, 17}, ProductShape{8, 2}, ProductShape{3, 4}, ProductShape{2, 9}})
+      for (const BlockShape& shape :
+           {BlockShape{24, 17}, BlockShape{8, 2}, BlockShape{3, 4}, BlockShape{2, 9}})
         for (const int below : {0, 1, 3})
           forAll(
               width, amountWidth,

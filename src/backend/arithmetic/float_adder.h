@@ -18,7 +18,7 @@ struct FloatAdderOptions {
   bool quietNaN = false;
   ErrorBudgets* budgets = nullptr;
   // Where DSP blocks are to align the lesser operand: the shape of their products.
-  ProductShape alignment{};
+  BlockShape alignment{};
 };
 
 // True when the single-path and the fused adder take operands unpacked with their zeros' fields as

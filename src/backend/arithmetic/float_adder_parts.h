@@ -35,7 +35,7 @@ struct AlignmentPlan {
   int nearBits = 0;        // lowest aligned bits that are served only at a distance of 0 or 1
   bool farBorrows = true;  // false: far subtractions leave out the ones' complement's carry in
   RoundingRule rounding;
-  ProductShape products{};  // that align, where there are any
+  BlockShape products{};  // that align, where there are any
 };
 // The cheapest plan whose budget keeps the promise of `options`. With a close path the alignment
 // serves no difference that cancels more than one place at a distance below 2.

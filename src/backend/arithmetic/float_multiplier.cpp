@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <optional>
 
 #include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/leading_zeros.h"
@@ -100,6 +101,40 @@ TruncationPlan planTruncation(int aWidth, int bWidth, const TruncationGoal& goal
   return best;
 }
 
+// x >= least, unsigned.
+Signal atLeast(Builder& b, Signal x, long least) {
+  if (least <= 0) return b.bit(true);
+  if (least >= 1L << x.width) return b.bit(false);
+  Signal result = b.bit(true);  // for no bits
+  for (int i = 0; i < x.width; ++i)
+    result = least >> i & 1 ? b.bitAnd(b.bitOf(x, i), result) : b.bitOr(b.bitOf(x, i), result);
+  return result;
+}
+
+// Where `sum` + rebias, the exponent of a product below 2, ends in the format.
+ExponentRange rangeOf(Builder& b, Signal sum, long rebias, Signal isTwoOrMore,
+                      const FloatFormat& out) {
+  const long top = out.maxExponent() - rebias, bottom = out.minExponent() - 1 - rebias;
+  const Signal toTop = atLeast(b, sum, top), aboveTop = atLeast(b, sum, top + 1);
+  const Signal toBottom = atLeast(b, sum, bottom), aboveBottom = atLeast(b, sum, bottom + 1);
+  return {.above = aboveTop,
+          .atTop = b.bitAnd(toTop, b.bitNot(aboveTop)),
+          .below = b.bitNot(toBottom),
+          .atBottom = b.bitAnd(toBottom, b.bitNot(aboveBottom)),
+          .raised = isTwoOrMore};
+}
+
+// x y + half of the last place of a result below 2, which the product has room for. Nothing
+// otherwise.
+std::optional<Signal> productAndHalf(Builder& b, Signal x, Signal y, int half) {
+  const int width = x.width + y.width;
+  const MPZ most = MPZ::allOnes(x.width) * MPZ::allOnes(y.width);
+  if (half < 0 || most + MPZ::powerOfTwo(half) >= MPZ::powerOfTwo(width)) return std::nullopt;
+  return b.heap(std::array{graph::HeapTerm{b.multiply(x, y), 0},
+                           graph::HeapTerm{b.literal(MPZ::powerOfTwo(half), width), 0}},
+                width);
+}
+
 UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Unpacked& factor,
                                          const FloatMultiplierOptions& options) {
   const auto scope = b.scope("multiplier");
@@ -109,9 +144,9 @@ UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Un
   const long rebias = static_cast<long>(out.bias()) - a.format.bias() - factor.format.bias();
   const long least = rebias - a.format.fractionBits - factor.format.fractionBits;
   const long most = rebias + highest(a.format) + highest(factor.format);
-  const int width = std::max({signedWidth(least - 1, most + 2), signedWidth(0, highest(a.format)),
-                              signedWidth(0, highest(factor.format)), signedWidth(rebias, 0),
-                              out.exponentBits + 1});
+  const int width =
+      std::max({signedWidth(least - 1, most + 2), signedWidth(rebias, 0), out.exponentBits + 1,
+                signedWidth(0, highest(a.format) + highest(factor.format))});
   const Unpacked x = normalised(b, a, width), y = normalised(b, factor, width);
 
   const bool truncates = options.ulps >= 1;
@@ -120,9 +155,14 @@ UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Un
                       options.ulps, out.gradual, options.budgets};
   // Beside subnormals an FPLib result is a zero or a regular number as the exact product says.
   if (out.fpLib && (a.format.gradual || factor.format.gradual)) goal.ulps = 1;
-  const Signal full = truncates
-                          ? truncatedProduct(b, x.significand, y.significand, goal, options.prices)
-                          : b.multiply(x.significand, y.significand);
+  const bool isGradual = a.format.gradual || factor.format.gradual || out.gradual;
+  const auto withHalf = !truncates && !isGradual && options.rounding.isNearest()
+                            ? productAndHalf(b, x.significand, y.significand, goal.droppedBits - 1)
+                            : std::nullopt;
+  const Signal full =
+      withHalf    ? *withHalf
+      : truncates ? truncatedProduct(b, x.significand, y.significand, goal, options.prices)
+                  : b.multiply(x.significand, y.significand);
   const Signal isTwoOrMore = b.topBit(full);
   const auto bits = static_cast<unsigned long>(width);
   const MPZ offsets = (MPZ(rebias + 1).lowBits(bits) << bits) | MPZ(rebias).lowBits(bits);
@@ -139,6 +179,9 @@ UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Un
                        b.bitOr(b.bitAnd(a.isZero, factor.isInf), b.bitAnd(a.isInf, factor.isZero))),
       .leftShift = b.bitNot(isTwoOrMore),
       .exponentAddend = b.lut(isTwoOrMore, offsets, width)};
+  result.halfAdded = withHalf.has_value();
+  if (!isGradual && (withHalf || truncates))
+    result.range = rangeOf(b, b.slice(result.exponent, 0, width - 1), rebias, isTwoOrMore, out);
   if (out.gradual) result = denormalise(b, settled(b, result), out, /*needsSticky=*/!truncates);
   return {result, rounding};
 }

@@ -150,6 +150,32 @@ Signal anyBelow(Builder& b, Signal x, int count, Signal shift) {
 
 }  // namespace
 
+namespace {
+
+// The rounding of a significand that has half of the last place of a number below 2 already, of
+// which `below` bits and the top one are no fraction. A number of 2 or more needs as much again,
+// which carries where both bits at the half are 1; one below 2 that has become 2 has zeros there.
+// Where it was half way the bits below are zero, and the last bit of the sum becomes the even one.
+RoundingStep halfAddedStep(Builder& b, Signal significand, int below, Signal leftShift,
+                           const RoundingRule& rule) {
+  LOAM_ASSERT(leftShift.width == 1 && below >= 2 && rule.isNearest(), "a half that was added");
+  const int wF = significand.width - below - 1;
+  const auto bit = [&](int place) { return b.bitOf(significand, place); };
+  const Signal isBelowTwo = leftShift, lower = bit(below - 2);
+  const Signal both = b.bitAnd(bit(below - 1), lower);
+  const Signal rest = b.slice(significand, 0, below - 2);
+  const Signal isHalfWay = b.bitAnd(rest.width > 0 ? b.isZero(rest) : b.bit(true),
+                                    b.select(isBelowTwo, b.bitNot(lower), both));
+  return {.hidden = b.bit(true),
+          .fraction = b.slice(shiftLeft(b, b.slice(significand, below - 1, wF + 1), leftShift, 1),
+                              1, wF),
+          .raise = b.bitAnd(b.bitNot(isBelowTwo), both),
+          .clearsLast =
+              rule.mode == RoundMode::kNearestEven ? isHalfWay : b.bit(false)};
+}
+
+}  // namespace
+
 RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& format,
                           const RoundingRule& rule) {
   const int wF = format.fractionBits;
@@ -165,6 +191,7 @@ RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& for
     const Signal part = b.slice(unshifted, from, low + width - from);
     return b.slice(shiftLeft(b, part, x.leftShift, most), low - from, width);
   };
+  if (x.halfAdded) return halfAddedStep(b, unshifted, below, x.leftShift, rule);
   const Signal fraction = shifted(below, wF);
   Remainder remainder{.half = below > 0 ? shifted(below - 1, 1) : b.bit(false),
                       .beyond = b.bitOr(x.sticky, anyBelow(b, unshifted, below - 1, x.leftShift))};
@@ -177,37 +204,59 @@ RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& for
     oneMore = b.bitAnd(half, oneMore);
   }
   const Signal raise = raises(b, rule, x.sign, shifted(below, 1), remainder);
-  return {shifted(below + wF, 1), fraction, b.bitOr(oneMore, raise)};
+  return {shifted(below + wF, 1), fraction, b.bitOr(oneMore, raise), b.bit(false)};
 }
 
 namespace {
+
+struct OutOfRange {
+  Signal overflow, underflow;
+};
+
+// Judged by the exponent and fraction after rounding, `sum`, unless it is known before.
+OutOfRange rangeOf(Builder& b, const Unrounded& x, const FloatFormat& format, Signal sum) {
+  const int wE = format.exponentBits, wF = format.fractionBits;
+  OutOfRange out{b.bit(false), b.bit(false)};
+  if (x.range) {
+    const auto& [above, atTop, below, atBottom, raised] = *x.range;
+    out.underflow = b.bitOr(below, b.bitAnd(atBottom, b.bitNot(raised)));
+    if (x.canOverflow) out.overflow = b.bitOr(above, b.bitAnd(atTop, raised));
+    return out;
+  }
+  const Signal negative = b.topBit(sum);
+  const Signal high = b.slice(sum, wF + wE, sum.width - 1 - wF - wE);
+  Signal tooHigh = high.width > 0 ? b.reduceOr(high) : b.bit(false);
+  if (!format.fpLib) tooHigh = b.bitOr(tooHigh, b.reduceAnd(b.slice(sum, wF, wE)));
+  if (x.canOverflow) out.overflow = b.bitAnd(b.bitNot(negative), tooHigh);
+  if (format.gradual) return out;
+  out.underflow = format.fpLib
+                      ? negative
+                      : b.bitOr(negative, b.isZero(b.slice(sum, wF, sum.width - 1 - wF)));
+  return out;
+}
 
 // Rounds and packs, and fills `flags` where they are wanted.
 Signal pack(Builder& b, const Unrounded& x, const FloatFormat& format, const RoundingRule& rule,
             bool quietNaN, Flagged* flags) {
   const auto scope = b.scope("round");
   const int wE = format.exponentBits, wF = format.fractionBits;
-  const auto [hidden, fraction, raise] = roundingStep(b, x, format, rule);
+  const auto [hidden, fraction, raise, clearsLast] = roundingStep(b, x, format, rule);
 
-  // A carry out of the fraction enters the exponent, and makes 1.0 of the largest subnormal.
-  const int width = std::max(x.exponent.width, wE + 1);
-  LOAM_ASSERT(!x.exponentAddend || (!format.gradual && x.exponentAddend.width == width),
+  // A carry out of the fraction enters the exponent, and makes 1.0 of the largest subnormal. Where
+  // the range is known the field itself is enough.
+  const int width = x.range ? wE : std::max(x.exponent.width, wE + 1);
+  LOAM_ASSERT(!x.exponentAddend || (!format.gradual && x.exponentAddend.width >= width),
               "an addend as wide as the exponent, which holds the sum");
-  const Signal exponent = b.signExtend(x.exponent, width);
+  const Signal exponent =
+      x.range ? b.slice(x.exponent, 0, wE) : b.signExtend(x.exponent, width);
   const Signal field = format.gradual ? masked(b, exponent, hidden) : exponent;
-  const Signal addend = x.exponentAddend ? x.exponentAddend : b.zeros(width);
+  const Signal addend =
+      x.exponentAddend ? b.slice(x.exponentAddend, 0, width) : b.zeros(width);
   const Signal sum = b.addCarry(b.concat({field, fraction}), b.shiftedUp(addend, wF), raise);
-
-  const Signal negative = b.topBit(sum);
-  const Signal high = b.slice(sum, wF + wE, sum.width - 1 - wF - wE);
-  const Signal roundedField = b.slice(sum, wF, wE), roundedFraction = b.slice(sum, 0, wF);
-  Signal tooHigh = high.width > 0 ? b.reduceOr(high) : b.bit(false);
-  if (!format.fpLib) tooHigh = b.bitOr(tooHigh, b.reduceAnd(roundedField));
-  const Signal overflow = x.canOverflow ? b.bitAnd(b.bitNot(negative), tooHigh) : b.bit(false);
-  Signal underflow = b.bit(false);
-  if (!format.gradual)
-    underflow =
-        format.fpLib ? negative : b.bitOr(negative, b.isZero(b.slice(sum, wF, sum.width - 1 - wF)));
+  const Signal roundedField = b.slice(sum, wF, wE);
+  const Signal roundedFraction =
+      b.concat({b.slice(sum, 1, wF - 1), b.bitAnd(b.bitOf(sum, 0), b.bitNot(clearsLast))});
+  const auto [overflow, underflow] = rangeOf(b, x, format, sum);
 
   const Signal stopsShort = b.bitAnd(overflow, saturates(b, rule, x.sign));
   const Signal isZero = b.bitOr(x.isZero, underflow);

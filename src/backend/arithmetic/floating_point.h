@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "backend/arithmetic/rounding.h"
 #include "backend/graph/builder.h"
 #include "numbers/ports.h"
@@ -65,6 +67,16 @@ struct Remainder {
 // 1 when a magnitude whose lowest bit is `last` is to be raised by one unit of its last place.
 Signal raises(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Remainder rest);
 
+// Where the exponent of a result ends, told before its last bit is known: it is one of two
+// neighbours, the higher one where `raised`. Together at most one of the others is 1.
+struct ExponentRange {
+  Signal above;     // both overflow
+  Signal atTop;     // the higher one overflows
+  Signal below;     // both underflow
+  Signal atBottom;  // the lower one underflows
+  Signal raised;
+};
+
 // A result before rounding: (-1)^sign * significand * 2^(exponent - bias), the top bit of the
 // significand with weight 1 and everything below it, as far as it is known, in `sticky`.
 struct Unrounded {
@@ -86,14 +98,21 @@ struct Unrounded {
   // exponent. Neither with `oneMore` nor with gradual underflow.
   Signal leftShift{};
   Signal exponentAddend{};
+  // Half of the last place of a number that `leftShift` of one bit, which there must be, moves is in
+  // the significand already: what a product can add for nothing. For rounding to nearest.
+  bool halfAdded = false;
+  // For a number that the rounding does not carry into a higher binade; not with gradual underflow.
+  std::optional<ExponentRange> range{};
 };
 // The same number with nothing left to be shifted and added.
 Unrounded settled(Builder& b, Unrounded x);
 
-// What a rounding to the fraction of `format` adds up: `raise` units of the last place.
+// What a rounding to the fraction of `format` adds up: `raise` units of the last place; where
+// `clearsLast` the last bit of the sum is then 0.
 struct RoundingStep {
   Signal hidden, fraction;
   Signal raise;  // 1 bit
+  Signal clearsLast;
 };
 RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& format,
                           const RoundingRule& rule);

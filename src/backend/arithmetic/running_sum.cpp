@@ -27,7 +27,7 @@ Signal roundHeld(Builder& b, const Unrounded& sum, const FloatFormat& format, Ro
   const auto scope = b.scope("round");
   const int wE = format.exponentBits, wF = format.fractionBits;
   const Unrounded x = settled(b, sum);
-  const auto [hidden, fraction, raise] = roundingStep(b, x, format, {.mode = mode});
+  const auto [hidden, fraction, raise, clearsLast] = roundingStep(b, x, format, {.mode = mode});
   const int width = std::max(x.exponent.width, wE + 1);
   const Signal exponent = b.signExtend(x.exponent, width);
   const Signal rounded =

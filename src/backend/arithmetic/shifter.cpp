@@ -75,7 +75,7 @@ ShiftedRight shiftByLevels(Builder& b, Signal x, std::span<const Digit> digits, 
 
 // x * 2^(2^(width of amount) - 1 - amount). Products of the pieces of x with a power of two have no
 // bit in common, so no carry joins them.
-Signal shiftUpByProducts(Builder& b, Signal x, Signal amount, const ProductShape& shape) {
+Signal shiftUpByProducts(Builder& b, Signal x, Signal amount, const BlockShape& shape) {
   if (amount.width == 0) return x;
   const int powers = 1 << amount.width;
   util::MPZ table;
@@ -143,13 +143,13 @@ ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount, Signal presen
   return shiftByLevels(b, x, digitsOf(b, low), {}, beyond, present);
 }
 
-bool canShiftByProducts(int width, const ProductShape& shape) {
+bool canShiftByProducts(int width, const BlockShape& shape) {
   constexpr int kBlocks = 4;
   return shape.wide > 0 && shape.narrow > 1 && width <= kBlocks * shape.wide;
 }
 
 ShiftedRight shiftRightByProducts(Builder& b, Signal x, int below, Signal amount,
-                                  const ProductShape& shape, Signal present) {
+                                  const BlockShape& shape, Signal present) {
   const auto [low, beyond] = splitAmount(b, amount, x.width + below);
   const int digits = std::min(low.width, amountBits(shape.narrow) - 1);
   Signal up = shiftUpByProducts(b, x, b.slice(low, 0, digits), shape);

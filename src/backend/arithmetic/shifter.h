@@ -33,17 +33,17 @@ struct ShiftedRight {
 //            as 0, for no more than the last level's price
 ShiftedRight shiftRightSticky(Builder& b, Signal x, Signal amount, Signal present = {});
 
-// The factors of one product in a DSP block, unsigned; none by default.
-struct ProductShape {
+// Widths of the factors of one product in a DSP block, unsigned; none by default.
+struct BlockShape {
   int wide = 0, narrow = 0;
 };
 // True when the blocks for shiftRightByProducts() are few: no more than four.
-bool canShiftByProducts(int width, const ProductShape& shape);
+bool canShiftByProducts(int width, const BlockShape& shape);
 
 // shiftRightSticky() of x * 2^below. The low digits of the amount shift as a product with a power
 // of two, a block for each piece of x; only the high ones are levels of choices.
 ShiftedRight shiftRightByProducts(Builder& b, Signal x, int below, Signal amount,
-                                  const ProductShape& shape, Signal present = {});
+                                  const BlockShape& shape, Signal present = {});
 
 // floor(x * 2^(width - x.width) / 2^amount): shifts x down from the top of a word of `width` bits,
 // by any amount. Low digit first, so that the word grows only as far as its bits have come.

@@ -144,10 +144,27 @@ bool Device::isDspProduct(const Graph& graph, const Node& node) const {
              1;
 }
 
-// A product of one block plus the part of another one's that stands above the narrow side of a
-// block: the adder behind the product does it.
+// A product of one block plus a constant: its way out leads through the adder anyway.
+bool Device::isDspConstantSum(const Graph& graph, const Node& node) const {
+  if (node.op != Op::kAdd) return false;
+  const auto operands = graph.operands(node);
+  const auto isLiteral = [&](NodeId id) { return graph.node(id).op == Op::kLiteral; };
+  const auto isProduct = [&](NodeId id) {
+    const Node& part = graph.node(id);
+    const auto parts = graph.operands(part);
+    if (part.op == Op::kConcat && parts.size() == 2 && isLiteral(parts[0])) id = parts[1];
+    return isDspProduct(graph, graph.node(id));
+  };
+  return operands.size() == 3 && isLiteral(operands[2]) &&
+         ((isProduct(operands[0]) && isLiteral(operands[1])) ||
+          (isProduct(operands[1]) && isLiteral(operands[0])));
+}
+
+// The same, or a product of one block plus the part of another sum or product that stands above the
+// narrow side of a block: the adder behind the product does it.
 bool Device::isDspSum(const Graph& graph, const Node& node) const {
   if (node.op != Op::kAdd) return false;
+  if (isDspConstantSum(graph, node)) return true;
   const auto operands = graph.operands(node);
   const auto isZero = [&](NodeId id) {
     return graph.node(id).op == Op::kLiteral && graph.literal(graph.node(id)).isZero();
@@ -202,6 +219,7 @@ Picoseconds Device::delayOf(const Graph& graph, NodeId id) const {
     case Op::kLut:
       return scaled(functionDelay(node.op, widthOf(graph, node, 0)));
     case Op::kAdd:
+      if (isDspConstantSum(graph, node)) return {0};
       if (isDspSum(graph, node)) return scaled(family.dspSum);
       return scaled(sumDelay(node.width, static_cast<int>(operandCount) - 1));
     case Op::kEqual:

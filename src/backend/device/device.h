@@ -94,6 +94,7 @@ class Device {
   double pickDelay(std::size_t choices) const;
   double productDelay(int a, int b, bool isSigned) const;
   int tiles(int a, int b, bool isSigned) const;
+  bool isDspConstantSum(const graph::Graph& graph, const graph::Node& node) const;
   bool isDspProduct(const graph::Graph& graph, const graph::Node& node) const;
 
   const Family& family;

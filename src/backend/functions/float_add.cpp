@@ -165,8 +165,8 @@ arithmetic::FloatAdderOptions optionsOf(const Request& request, double ulps,
           .onesComplement = variant[kDegradeAccuracy] != 0,
           .quietNaN = request.quietNaN,
           .budgets = request.budgets,
-          .alignment = request.alignsInDsps ? arithmetic::ProductShape{block.width, block.depth}
-                                            : arithmetic::ProductShape{}};
+          .alignment = request.alignsInDsps ? arithmetic::BlockShape{block.width, block.depth}
+                                            : arithmetic::BlockShape{}};
 }
 
 Signal buildSum(Builder& b, const Request& request, const arithmetic::Unpacked& x,

@@ -18,6 +18,16 @@ class HeapTerms {
     add(b.bitNot(bits), shift);
     constant -= util::MPZ::allOnes(bits.width) << static_cast<unsigned long>(shift);
   }
+  void addConstant(const util::MPZ& value) { constant += value; }
+  // The constant in units of 2^shift, where it is a positive whole number of them up to `most`; it
+  // is no part of the sum from then on. Otherwise 0.
+  util::MPZ takeConstant(int shift, const util::MPZ& most) {
+    const auto unit = static_cast<unsigned long>(shift);
+    const util::MPZ units = constant >> unit;
+    if (constant < util::MPZ(0) || units > most || units << unit != constant) return {};
+    constant = {};
+    return units;
+  }
   // A number in two's complement: its sign bit's complement weighs the same beside a constant.
   void addSigned(graph::Signal bits, int shift) {
     const int top = bits.width - 1;

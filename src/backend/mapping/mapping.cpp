@@ -81,7 +81,12 @@ class Lowering {
     }
     if (node.op != Op::kHeap) return {};
     HeapTerms terms(b, node.width);
+    const auto isConstant = [&](std::size_t i) { return b.isLiteral(operands[i]); };
+    // Constants first: a product's block can add one.
     for (std::size_t i = 0; i < operands.size(); ++i)
+      if (isConstant(i)) terms.addConstant(b.valueOf(operands[i]) << from.shifts(node)[i]);
+    for (std::size_t i = 0; i < operands.size(); ++i)
+      if (!isConstant(i))
       addTerm(b, from, from.operands(node)[i], operands[i], static_cast<int>(from.shifts(node)[i]),
               terms);
     return lowerHeap(b, device, options, terms.all(), node.width);

@@ -159,6 +159,7 @@ class ProductBuilder {
     std::vector<Signal> topFirst;
     Signal sum = single(x, rows[0]);
     bool isSigned = x.isSigned || rows[0].isSigned;
+    if (!isSigned) sum = withConstant(sum, x, rows);
     for (std::size_t i = 1; i < rows.size(); ++i) {
       const int step = rows[i - 1].width();
       const Signal product = single(x, rows[i]);
@@ -175,6 +176,24 @@ class ProductBuilder {
     } else {
       terms.add(whole, x.shift + rows[0].shift);
     }
+  }
+
+  // The lowest product of an unsigned cascade and the constant of the whole sum, if the cascade has
+  // room for it: the adder behind the block does that as well.
+  Signal withConstant(Signal product, const Factor& x, std::span<const Factor> rows) {
+    int height = 0;
+    for (const Factor& row : rows) {
+      if (row.isSigned) return product;
+      height += row.width();
+    }
+    const int width = x.width() + height;
+    const MPZ room =
+        MPZ::powerOfTwo(width) - MPZ(1) - MPZ::allOnes(x.width()) * MPZ::allOnes(height);
+    const MPZ constant =
+        terms.takeConstant(x.shift + rows[0].shift, std::min(room, MPZ::allOnes(product.width)));
+    if (constant.isZero()) return product;
+    const int sumWidth = product.width + (rows.size() > 1 ? 1 : 0);
+    return b.add(b.zeroExtend(product, sumWidth), b.literal(constant, sumWidth));
   }
 
   static MPZ valueOf(const Factor& factor, unsigned long bits) {
