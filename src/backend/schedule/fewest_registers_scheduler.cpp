@@ -258,17 +258,22 @@ class RegisterProgram {
 
 // What the program may not change depends on the schedule that guides it. Where that counts it
 // guides the next one, and the other strategies guide it too, so that none of them needs fewer
-// bits.
+// bits; in large graphs the others are only compared.
 Schedule fewestRegisters(const StageModel& model, const Request& request,
                          const Schedule& earliest) {
+  constexpr std::size_t kLarge = 5'000;  // nodes
+  const bool isLarge = model.graph.size() > kLarge;
+  const auto bitsOf = [&](const Schedule& schedule) {
+    return registerBitsOutsideBlocks(model.graph, model.device, schedule);
+  };
   std::optional<Schedule> best;
+  // True when the best of all is found.
   const auto follow = [&](Schedule guide, Slices slices) {
     constexpr int kRounds = 4;
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < (isLarge ? 1 : kRounds); ++round) {
       RegisterProgram program(model, request, earliest, guide, slices);
       const std::optional<Schedule> found = program.run();
-      if (!found) return false;
-      const bool isBetter = !best || program.bitsOf(*found) < program.bitsOf(*best);
+      const bool isBetter = found && (!best || bitsOf(*found) < bitsOf(*best));
       if (isBetter) best = found;
       if (program.foundBest()) return true;
       if (!isBetter) return false;
@@ -279,19 +284,24 @@ Schedule fewestRegisters(const StageModel& model, const Request& request,
   const bool isDone = follow(earliest, Slices::kInBlocks);
   LOAM_ASSERT(best, "the earliest schedule keeps the rules");
   if (isDone) return *best;
-  follow(earliest, Slices::kAsPlaced);
-  follow(timedSchedule(model, request, earliest), Slices::kAsPlaced);
+
+  std::vector<Schedule> guides{earliest, timedSchedule(model, request, earliest)};
+  Schedule scopes = scopesSchedule(model, request);
+  if (std::ranges::equal(scopes.cycleByOutput, earliest.cycleByOutput, std::ranges::less_equal{}))
+    guides.push_back(std::move(scopes));
   const Schedule shortest = greedySchedule(model, request);
   if (const int more = earliest.latency() - shortest.latency(); more > 0) {
-    Schedule longer = fewestRegisters(model, request, shortest);
-    lengthen(model, longer, more, request);
-    longer.cycleByOutput = earliest.cycleByOutput;
-    follow(std::move(longer), Slices::kAsPlaced);
+    guides.push_back(fewestRegisters(model, request, shortest));
+    lengthen(model, guides.back(), more, request);
   }
-  Schedule scopes = scopesSchedule(model, request);
-  if (std::ranges::equal(scopes.cycleByOutput, earliest.cycleByOutput, std::ranges::less_equal{})) {
-    scopes.cycleByOutput = earliest.cycleByOutput;
-    follow(std::move(scopes), Slices::kAsPlaced);
+  for (Schedule& guide : guides) {
+    guide.cycleByOutput = earliest.cycleByOutput;
+    if (isLarge) {
+      placeWiring(model.graph, guide);
+      if (bitsOf(guide) < bitsOf(*best)) best = guide;
+    } else {
+      follow(std::move(guide), Slices::kAsPlaced);
+    }
   }
   return *best;
 }
