@@ -296,12 +296,9 @@ Schedule fewestRegisters(const StageModel& model, const Request& request,
   }
   for (Schedule& guide : guides) {
     guide.cycleByOutput = earliest.cycleByOutput;
-    if (isLarge) {
-      placeWiring(model.graph, guide);
-      if (bitsOf(guide) < bitsOf(*best)) best = guide;
-    } else {
-      follow(std::move(guide), Slices::kAsPlaced);
-    }
+    placeWiring(model.graph, guide);
+    if (bitsOf(guide) < bitsOf(*best)) best = guide;
+    if (!isLarge) follow(guide, Slices::kAsPlaced);
   }
   return *best;
 }
