@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "backend/schedule/block_registers.h"
 #include "backend/schedule/difference_program.h"
+#include "backend/schedule/lengthening.h"
 #include "backend/schedule/scopes_scheduler.h"
 #include "backend/schedule/stage_constraints.h"
 #include "backend/schedule/timed_scheduler.h"
@@ -24,19 +26,25 @@ struct Place {
   int offset = 0;
 };
 
+// Wiring behind a product: where it takes the fewest bits of all registers, or where the registers
+// inside the block end, at the latest.
+enum class Slices { kAsPlaced, kInBlocks };
+
 class RegisterProgram {
  public:
   // `guide` is any valid schedule with the outputs of `earliest`.
   RegisterProgram(const StageModel& model, const Request& request, const Schedule& earliest,
-                  const Schedule& guide)
+                  const Schedule& guide, Slices slices)
       : model(model),
         graph(model.graph),
         request(request),
         windows(windowsOf(model, request, earliest)),
         readers(graph),
         rules(stageRules(model, request, windows)),
+        products(productByNode(model.graph, model.device)),
         known(guide) {
     placeWiring(graph, known);
+    if (slices == Slices::kInBlocks) keepSlicesInBlocks();
     program.addVariable(0);
     placeVertices();
     keepOrder();
@@ -53,7 +61,7 @@ class RegisterProgram {
   std::optional<Schedule> run() {
     const std::optional<Schedule> free = solve(program);
     if (!free) return std::nullopt;
-    isBest = graph.states().empty() && unmet(*free).empty();
+    isBest = graph.states().empty() && unmet(*free).empty() && !hasWiredProducts();
     if (unmet(*free).empty()) return *free;
     DifferenceProgram asKnown = program;
     for (const SlowProduct& slow : rules.slowProducts)
@@ -62,9 +70,12 @@ class RegisterProgram {
     LOAM_ASSERT(best, "a known schedule that keeps the rules");
     for (const Settle way : {Settle::kEndLater, Settle::kReaderLater}) {
       const std::optional<Schedule> other = settledFrom(*free, way);
-      if (other && registerBits(graph, *other) < registerBits(graph, *best)) best = other;
+      if (other && bitsOf(*other) < bitsOf(*best)) best = other;
     }
     return best;
+  }
+  long bitsOf(const Schedule& schedule) const {
+    return registerBitsOutsideBlocks(graph, model.device, schedule);
   }
   // True when no schedule at all can have fewer bits than what run() has found: no choice was open,
   // and nothing had to stay where the guide has it.
@@ -72,6 +83,8 @@ class RegisterProgram {
 
  private:
   static constexpr int kRounds = 4;
+  // What a bit outside blocks costs in bits inside, which are there anyway.
+  static constexpr int kOutside = 1000;
 
   std::optional<Schedule> solve(const DifferenceProgram& asked) const {
     const auto values = asked.solve();
@@ -102,6 +115,12 @@ class RegisterProgram {
     return found;
   }
 
+  bool hasWiredProducts() const {
+    for (Vertex v = 0; v < graph.size(); ++v)
+      if (products[v] != NodeId{} && products[v] != NodeId{v}) return true;
+    return false;
+  }
+
   void require(const Place& from, const Place& to, int cycles) {
     if (from.variable != to.variable)
       program.require(from.variable, to.variable, cycles + from.offset - to.offset);
@@ -110,6 +129,16 @@ class RegisterProgram {
     for (const auto& [from, to, cycles] : constraints)
       if (const Place a = places[from], b = places[to]; a.variable != b.variable)
         asked.require(a.variable, b.variable, cycles + a.offset - b.offset);
+  }
+
+  void keepSlicesInBlocks() {
+    for (Vertex v = 0; v < graph.size(); ++v) {
+      const NodeId product = products[v];
+      if (product == NodeId{} || product == NodeId{v} || model.isNext({v})) continue;
+      if (model.loops.isJoint(model.loops.setOf({v}))) continue;
+      int& cycle = known.cycleByNode[v];
+      cycle = std::min(cycle, known.cycleOf(product) + kBlockRegisters);
+    }
   }
 
   // A loop is one variable. Inputs, outputs and what runs by itself, and so has to start with the
@@ -168,23 +197,48 @@ class RegisterProgram {
     }
   }
 
-  // A value is kept from its own cycle to that of its last reader.
+  // A value is kept from its own cycle to that of its last reader, but for the registers that the
+  // block of its product has. Wiring behind a product may stand before the end of those, and then
+  // costs nothing up to there, or behind it: on the side where the known schedule has it.
   void countRegisters() {
     for (Vertex v = 0; v < graph.size(); ++v) {
       const auto all = readers.of(v);
       if (all.empty()) continue;
       const int width = graph.nodes()[v].width;
-      int last = places[all[0]].variable;
-      if (all.size() > 1) {
-        int lastRead = 0;
-        for (const Vertex reader : all)
-          lastRead = std::max(lastRead, cycleOf(known, graph, reader));
-        last = program.addVariable(lastRead);
-        for (const Vertex reader : all) require(places[reader], {last, 0}, 0);
+      Place end;
+      int endOfBlock = 0;
+      bool isInBlock = false;
+      if (products[v] != NodeId{}) {
+        end = places[products[v].index];
+        end.offset += kBlockRegisters;
+        endOfBlock = known.cycleOf(products[v]) + kBlockRegisters;
+        isInBlock = known.cycleByNode[v] < endOfBlock;
+        isInBlock ? require(places[v], end, 0) : require(end, places[v], 0);
       }
-      program.addCost(last, width);
-      program.addCost(places[v].variable, -width);
+      const int last = lastOf(all);
+      program.addCost(last, (isInBlock ? 1 : kOutside) * width);
+      program.addCost(places[v].variable, -(isInBlock ? 1 : kOutside) * width);
+      if (!isInBlock) continue;
+      const int behind = program.addVariable(std::max(endOfBlock, lastReadOf(all)));
+      require({last, 0}, {behind, 0}, 0);
+      require(end, {behind, 0}, 0);
+      program.addCost(behind, kOutside * width);
+      program.addCost(end.variable, -kOutside * width);
     }
+  }
+
+  int lastReadOf(std::span<const Vertex> all) const {
+    int last = 0;
+    for (const Vertex reader : all) last = std::max(last, cycleOf(known, graph, reader));
+    return last;
+  }
+
+  // A variable that no reader is behind.
+  int lastOf(std::span<const Vertex> all) {
+    if (all.size() == 1) return places[all[0]].variable;
+    const int last = program.addVariable(lastReadOf(all));
+    for (const Vertex reader : all) require(places[reader], {last, 0}, 0);
+    return last;
   }
 
   const StageModel& model;
@@ -193,6 +247,7 @@ class RegisterProgram {
   const Windows windows;
   const Readers readers;
   const StageRules rules;
+  const std::vector<NodeId> products;
   Schedule known;  // one that keeps all rules
   DifferenceProgram program;
   std::vector<Place> places;  // by vertex
@@ -201,23 +256,49 @@ class RegisterProgram {
 
 }  // namespace
 
-// What the program may not change depends on the schedule that guides it. Where that counts the
-// other strategies guide it too, so that none of them needs fewer bits.
+// What the program may not change depends on the schedule that guides it. Where that counts it
+// guides the next one, and the other strategies guide it too, so that none of them needs fewer
+// bits; in large graphs the others are only compared.
 Schedule fewestRegisters(const StageModel& model, const Request& request,
                          const Schedule& earliest) {
-  RegisterProgram program(model, request, earliest, earliest);
-  std::optional<Schedule> best = program.run();
+  constexpr std::size_t kLarge = 5'000;  // nodes
+  const bool isLarge = model.graph.size() > kLarge;
+  const auto bitsOf = [&](const Schedule& schedule) {
+    return registerBitsOutsideBlocks(model.graph, model.device, schedule);
+  };
+  std::optional<Schedule> best;
+  // True when the best of all is found.
+  const auto follow = [&](Schedule guide, Slices slices) {
+    constexpr int kRounds = 4;
+    for (int round = 0; round < (isLarge ? 1 : kRounds); ++round) {
+      RegisterProgram program(model, request, earliest, guide, slices);
+      const std::optional<Schedule> found = program.run();
+      const bool isBetter = found && (!best || bitsOf(*found) < bitsOf(*best));
+      if (isBetter) best = found;
+      if (program.foundBest()) return true;
+      if (!isBetter) return false;
+      guide = *found;
+    }
+    return false;
+  };
+  const bool isDone = follow(earliest, Slices::kInBlocks);
   LOAM_ASSERT(best, "the earliest schedule keeps the rules");
-  if (program.foundBest()) return *best;
-  std::vector<Schedule> guides{timedSchedule(model, request, earliest)};
+  if (isDone) return *best;
+
+  std::vector<Schedule> guides{earliest, timedSchedule(model, request, earliest)};
   Schedule scopes = scopesSchedule(model, request);
-  if (std::ranges::equal(scopes.cycleByOutput, earliest.cycleByOutput, std::ranges::less_equal{})) {
-    scopes.cycleByOutput = earliest.cycleByOutput;
+  if (std::ranges::equal(scopes.cycleByOutput, earliest.cycleByOutput, std::ranges::less_equal{}))
     guides.push_back(std::move(scopes));
+  const Schedule shortest = greedySchedule(model, request);
+  if (const int more = earliest.latency() - shortest.latency(); more > 0) {
+    guides.push_back(fewestRegisters(model, request, shortest));
+    lengthen(model, guides.back(), more, request);
   }
-  for (const Schedule& guide : guides) {
-    const std::optional<Schedule> other = RegisterProgram(model, request, earliest, guide).run();
-    if (other && registerBits(model.graph, *other) < registerBits(model.graph, *best)) best = other;
+  for (Schedule& guide : guides) {
+    guide.cycleByOutput = earliest.cycleByOutput;
+    placeWiring(model.graph, guide);
+    if (bitsOf(guide) < bitsOf(*best)) best = guide;
+    if (!isLarge) follow(guide, Slices::kAsPlaced);
   }
   return *best;
 }

@@ -77,5 +77,9 @@ util::Result<Scheduled> scheduleGraph(const graph::Graph& graph, const device::D
 // Bits of all states and of all registers between stages, each value counted once however many
 // readers it has.
 long registerBits(const graph::Graph& graph, const Schedule& schedule);
+// The same without those that DSP blocks have inside: the first two behind a product, seen through
+// wiring.
+long registerBitsOutsideBlocks(const graph::Graph& graph, const device::Device& device,
+                               const Schedule& schedule);
 
 }  // namespace schedule
