@@ -54,6 +54,10 @@ ProductPlan logicPlan(const ProductShape& shape, const ProductPrices& prices) {
   ProductPlan overY = digitPlan(shape.x, shape.y, shape.ySigned, prices);
   overY.digitsOfY = true;
   ProductPlan overX = digitPlan(shape.y, shape.x, shape.xSigned, prices);
+  // Rows that no stage holds are no choice beside shorter ones.
+  const auto isLong = [&](int row) { return !prices.isRowOfStage(row + 3); };
+  if (isLong(shape.x) != isLong(shape.y)) return isLong(shape.x) ? overX : overY;
+  if (isLong(shape.x)) return shape.x < shape.y ? overY : overX;
   return overX.luts + overX.termBits < overY.luts + overY.termBits ? overX : overY;
 }
 

@@ -15,6 +15,7 @@ struct ProductPrices {
   double stageTime = 2900, rowEntry = 1280, rowPerBit = 28.2, rowNext = 1033;
   int cascade = 2;  // blocks in a column that add up without logic
 
+  bool isRowOfStage(int bits) const { return rowEntry + bits * rowPerBit <= stageTime; }
   int rowsOfStage(int bits) const {
     const double left = stageTime - rowEntry - bits * rowPerBit;
     return 1 + (left > 0 ? static_cast<int>(left / rowNext) : 0);

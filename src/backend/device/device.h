@@ -78,8 +78,10 @@ class Device {
   Picoseconds treeDelay(graph::Op op, int inputs) const {
     return scaled(functionDelay(op, inputs));
   }
-  Picoseconds chainedSumDelay() const;  // of a sum right behind another one
   Picoseconds sumDelayBehind(int width, int inputs) const;
+  // Of a sum right behind another one, with the logic before its further addend: the carries of
+  // both run at the same time.
+  Picoseconds chainedSumDelay() const;
   // Look-up tables of a reduction or comparison of equality over `inputs` bits in all.
   double functionTables(graph::Op op, int inputs) const;
   // The allowance for the route to that many readers, and the most that it can be.

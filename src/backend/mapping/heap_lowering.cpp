@@ -23,7 +23,7 @@ constexpr int kRows = 3;
 
 // A heap of more bits is first brought down by additions of three whole rows. Counters take as many
 // look-up tables for the same bits and are faster, but cost the graph several nodes a bit.
-constexpr long kMostBitsForCounters = 8192;
+constexpr long kMostBitsForCounters = 65536;
 
 int topOf(const HeapTerm& term) { return term.shift + term.bits.width; }
 

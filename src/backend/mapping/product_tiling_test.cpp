@@ -237,5 +237,26 @@ TEST(LowerProduct, MakesRowsInTheTablesThatAddThem) {
   }
 }
 
+// The longest way through a graph without registers, in ps.
+int longestPath(const Graph& graph) {
+  const device::Cover cover(graph, deviceOf("TarnV"), {20000});
+  std::vector<int> arrival(graph.size());
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    for (const graph::NodeId operand : graph.operands(graph::NodeId{i}))
+      arrival[i] = std::max(arrival[i], arrival[operand.index]);
+    arrival[i] += cover.delay({i});
+  }
+  return *std::ranges::max_element(arrival);
+}
+
+// Synthesised chains of 4 and 6 rows.
+TEST(LowerProduct, RowsAreNoFasterThanMeasured) {
+  for (const auto& [x, y, measured] : {std::tuple{8, 7, 4000}, {24, 7, 4500}, {11, 11, 5700}}) {
+    const LoweredProduct product("TarnV", {x}, {y}, false, {.period = {20000}, .lutPerDsp = 1000});
+    EXPECT_GE(longestPath(product.built()), measured) << x << " x " << y;
+    EXPECT_LE(longestPath(product.built()), measured * 1.3) << x << " x " << y;
+  }
+}
+
 }  // namespace
 }  // namespace mapping
