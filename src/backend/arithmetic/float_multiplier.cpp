@@ -159,10 +159,10 @@ UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Un
   const auto withHalf = !truncates && !isGradual && options.rounding.isNearest()
                             ? productAndHalf(b, x.significand, y.significand, goal.droppedBits - 1)
                             : std::nullopt;
-  const Signal full =
-      withHalf    ? *withHalf
-      : truncates ? truncatedProduct(b, x.significand, y.significand, goal, options.prices)
-                  : b.multiply(x.significand, y.significand);
+  const Signal full = withHalf ? *withHalf
+                      : truncates
+                          ? truncatedProduct(b, x.significand, y.significand, goal, options.prices)
+                          : b.multiply(x.significand, y.significand);
   const Signal isTwoOrMore = b.topBit(full);
   const auto bits = static_cast<unsigned long>(width);
   const MPZ offsets = (MPZ(rebias + 1).lowBits(bits) << bits) | MPZ(rebias).lowBits(bits);

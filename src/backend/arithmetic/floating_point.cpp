@@ -167,11 +167,10 @@ RoundingStep halfAddedStep(Builder& b, Signal significand, int below, Signal lef
   const Signal isHalfWay = b.bitAnd(rest.width > 0 ? b.isZero(rest) : b.bit(true),
                                     b.select(isBelowTwo, b.bitNot(lower), both));
   return {.hidden = b.bit(true),
-          .fraction = b.slice(shiftLeft(b, b.slice(significand, below - 1, wF + 1), leftShift, 1),
-                              1, wF),
+          .fraction =
+              b.slice(shiftLeft(b, b.slice(significand, below - 1, wF + 1), leftShift, 1), 1, wF),
           .raise = b.bitAnd(b.bitNot(isBelowTwo), both),
-          .clearsLast =
-              rule.mode == RoundMode::kNearestEven ? isHalfWay : b.bit(false)};
+          .clearsLast = rule.mode == RoundMode::kNearestEven ? isHalfWay : b.bit(false)};
 }
 
 }  // namespace
@@ -229,9 +228,8 @@ OutOfRange rangeOf(Builder& b, const Unrounded& x, const FloatFormat& format, Si
   if (!format.fpLib) tooHigh = b.bitOr(tooHigh, b.reduceAnd(b.slice(sum, wF, wE)));
   if (x.canOverflow) out.overflow = b.bitAnd(b.bitNot(negative), tooHigh);
   if (format.gradual) return out;
-  out.underflow = format.fpLib
-                      ? negative
-                      : b.bitOr(negative, b.isZero(b.slice(sum, wF, sum.width - 1 - wF)));
+  out.underflow =
+      format.fpLib ? negative : b.bitOr(negative, b.isZero(b.slice(sum, wF, sum.width - 1 - wF)));
   return out;
 }
 
@@ -247,11 +245,9 @@ Signal pack(Builder& b, const Unrounded& x, const FloatFormat& format, const Rou
   const int width = x.range ? wE : std::max(x.exponent.width, wE + 1);
   LOAM_ASSERT(!x.exponentAddend || (!format.gradual && x.exponentAddend.width >= width),
               "an addend as wide as the exponent, which holds the sum");
-  const Signal exponent =
-      x.range ? b.slice(x.exponent, 0, wE) : b.signExtend(x.exponent, width);
+  const Signal exponent = x.range ? b.slice(x.exponent, 0, wE) : b.signExtend(x.exponent, width);
   const Signal field = format.gradual ? masked(b, exponent, hidden) : exponent;
-  const Signal addend =
-      x.exponentAddend ? b.slice(x.exponentAddend, 0, width) : b.zeros(width);
+  const Signal addend = x.exponentAddend ? b.slice(x.exponentAddend, 0, width) : b.zeros(width);
   const Signal sum = b.addCarry(b.concat({field, fraction}), b.shiftedUp(addend, wF), raise);
   const Signal roundedField = b.slice(sum, wF, wE);
   const Signal roundedFraction =

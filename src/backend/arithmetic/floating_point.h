@@ -98,8 +98,8 @@ struct Unrounded {
   // exponent. Neither with `oneMore` nor with gradual underflow.
   Signal leftShift{};
   Signal exponentAddend{};
-  // Half of the last place of a number that `leftShift` of one bit, which there must be, moves is in
-  // the significand already: what a product can add for nothing. For rounding to nearest.
+  // Half of the last place of a number that `leftShift` of one bit, which there must be, moves is
+  // in the significand already: what a product can add for nothing. For rounding to nearest.
   bool halfAdded = false;
   // For a number that the rounding does not carry into a higher binade; not with gradual underflow.
   std::optional<ExponentRange> range{};

@@ -168,8 +168,12 @@ void Plan::nameEverything() {
     if (!live[id.index]) continue;
     if (node.op == Op::kLut) {
       const auto [row, isNew] = lutByContents.try_emplace(lutKey(node), lutFunctions.size());
-      if (isNew)
-        lutFunctions.push_back({names.claim(fmt::format("lut_{}", lutFunctions.size() + 1)), id});
+      if (isNew) {
+        LutFunction function{names.claim(fmt::format("lut_{}", lutFunctions.size() + 1)), id};
+        for (int i = 0; i < node.width; ++i)
+          function.bitNames.push_back(names.claim(fmt::format("{}_bit_{}", function.name, i)));
+        lutFunctions.push_back(std::move(function));
+      }
     }
     if (node.op == Op::kLiteral) continue;
     if (node.op == Op::kInput) {

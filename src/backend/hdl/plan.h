@@ -40,6 +40,7 @@ struct Process {
 struct LutFunction {
   std::string name;
   graph::NodeId example;  // one of the nodes
+  std::vector<std::string> bitNames{};  // of constants: each bit's values, the lowest bit first
 };
 
 // What both languages print of a design: its registers, its processes, which nodes are variables

@@ -243,23 +243,27 @@ std::string Printer::process(const Process& process) const {
   return text + "  end\n\n";
 }
 
+// Bits of constants, not cases: of those some tools make a memory and move the registers before it
+// to its output, out of the blocks and away from the stages that they belong to.
 std::string Printer::lutFunction(const LutFunction& function) const {
   const Node& node = graph.node(function.example);
-  const int width = graph.node(graph.operands(node)[0]).width;
-  const auto valueAt = [&](unsigned long x) {
-    return literalText((graph.literal(node) >> (x * static_cast<unsigned long>(node.width)))
-                           .lowBits(static_cast<unsigned long>(node.width)),
-                       node.width);
-  };
-  const unsigned long rows = 1ul << width;
-  std::string text =
-      fmt::format("  function {}{};\n    input {}{};\n    case ({})\n", range(node.width),
-                  function.name, range(width), plan.argument, plan.argument);
-  for (unsigned long x = 0; x + 1 < rows; ++x)
-    if (valueAt(x) != valueAt(rows - 1))
-      text += fmt::format("      {}: {} = {};\n", literalText(x, width), function.name, valueAt(x));
-  return text + fmt::format("      default: {} = {};\n    endcase\n  endfunction\n\n",
-                            function.name, valueAt(rows - 1));
+  const int width = graph.node(graph.operands(node)[0]).width, rows = 1 << width;
+  std::string text;
+  std::vector<std::string> bits;  // the top one first
+  for (int i = node.width; i-- > 0;) {
+    util::MPZ column;
+    for (int x = 0; x < rows; ++x)
+      if (graph.literal(node).bit(x * node.width + i)) column += util::MPZ::powerOfTwo(x);
+    const std::string& name = function.bitNames[static_cast<std::size_t>(i)];
+    text += fmt::format("  localparam {}{} = {};\n", range(rows), name, literalText(column, rows));
+    bits.push_back(fmt::format("{}[{}]", name, plan.argument));
+  }
+  text += fmt::format("  function {}{};\n    input {}{};\n", range(node.width), function.name,
+                      range(width), plan.argument);
+  text += statement(
+      4, bits.size() == 1 ? fmt::format("{} = {};", function.name, bits[0])
+                          : fmt::format("{} = {{{}}}", function.name, fmt::join(bits, ", ")) + ";");
+  return text + "  endfunction\n\n";
 }
 
 std::string Printer::ports() const {

@@ -87,8 +87,8 @@ class Lowering {
       if (isConstant(i)) terms.addConstant(b.valueOf(operands[i]) << from.shifts(node)[i]);
     for (std::size_t i = 0; i < operands.size(); ++i)
       if (!isConstant(i))
-      addTerm(b, from, from.operands(node)[i], operands[i], static_cast<int>(from.shifts(node)[i]),
-              terms);
+        addTerm(b, from, from.operands(node)[i], operands[i],
+                static_cast<int>(from.shifts(node)[i]), terms);
     return lowerHeap(b, device, options, terms.all(), node.width);
   }
 

@@ -29,6 +29,7 @@ StageModel::StageModel(const Graph& graph, const device::Device& device, device:
 }
 
 int StageModel::aloneStage(NodeId node) const {
+  if (cover.isInner(node)) return clockToOutput + delay[node.index] + delayToEnd(node) + setup;
   if (isNext(node)) return clockToOutput + delay[node.index] + setup;
   const int before = clockToOutput + delayToRegister[node.index];
   return std::max(before, isBlock(node) ? fromRegister(node, 1) : 0) + setup;
