@@ -135,19 +135,20 @@ INSTANTIATE_TEST_SUITE_P(All, Budgets, testing::ValuesIn(kBudgetCases),
 
 TEST(Debug, LeavesALogAndADrawing) {
   const Folder folder;
-  const auto outcome =
-      program::run(folder, "-debug -verbose 1 -frequency 300 -target TarnV -part P1 FPMul 8 23");
+  const auto outcome = program::run(
+      folder,
+      "-debug -verbose 1 -frequency 300 -target TarnV -part P1 -correctRounding FPMul 8 23");
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   auto files = folder.files();
   const std::string& log = files["log.txt"];
   for (const char* part :
        {"device TarnV, speed grade fast, part P1, 300 MHz, period 3333 ps\n",
-        "output 0: within 1 ulp\n",
+        "output 0: rounded correctly, mode 0\n",
         "circuit: ", "mapped: ", "schedule: fewest register bits, latency ",
-        "cycle 1: ", "Budget in ulp, below: truncation 1 = 1 of 1.\n", "DSPs 2, "})
+        "cycle 1: ", "Budget in ulp, error: rounding 0.5 = 0.5 of 0.5.\n", "DSPs 2, "})
     EXPECT_THAT(log, HasSubstr(part));
   // The product of 24 by 24 bits is one node before and two behind the mapping.
-  EXPECT_THAT(log, testing::ContainsRegex("circuit:[^\n]*\n[^\n]* multiply 1\n"));
+  EXPECT_THAT(log, testing::ContainsRegex("circuit:[^\n]*\n[^\n]* multiply 1 heap 1\n"));
   EXPECT_THAT(log, testing::ContainsRegex("mapped:[^\n]*\n[^\n]* multiply 2\n"));
 
   // One time for the longest stage in the log, on the screen and in the record.
