@@ -312,9 +312,22 @@ Signal Builder::addCarry(Signal a, Signal b, Signal carryIn) {
   if (isZeroLiteral(carryIn)) {
     if (isZeroLiteral(a)) return b;
     if (isZeroLiteral(b)) return a;
+    // Bits below the lowest one of the other addend are no sum.
+    for (const auto& [x, y] : {std::pair(a, b), std::pair(b, a)})
+      if (const int low = zerosBelow(y))
+        return concat(
+            {addCarry(slice(x, low, x.width - low), slice(y, low, y.width - low), carryIn),
+             slice(x, 0, low)});
   }
   sortPair(a, b);
   return make(Op::kAdd, a.width, {a, b, carryIn});
+}
+
+int Builder::zerosBelow(Signal x) const {
+  const Node& node = graph.node(x.node);
+  if (node.op != Op::kConcat) return 0;
+  const Signal lowest = graph.signal(graph.operands(node).back());
+  return isZeroLiteral(lowest) ? lowest.width : 0;
 }
 
 Signal Builder::addThree(Signal a, Signal b, Signal c, Signal carryIn) {

@@ -129,6 +129,7 @@ class Builder {
   std::uint32_t literalIndex(const util::MPZ& value);
   bool isZeroLiteral(Signal x) const { return isLiteral(x) && valueOf(x).isZero(); }
   bool isOnesLiteral(Signal x) const;
+  int zerosBelow(Signal x) const;  // bits below the lowest part of a join that is no constant
   Signal withoutLiterals(Signal x, bool neutral);
   bool areComplements(Signal a, Signal b) const;
 
