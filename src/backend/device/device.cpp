@@ -165,6 +165,7 @@ bool Device::isDspConstantSum(const Graph& graph, const Node& node) const {
 bool Device::isDspSum(const Graph& graph, const Node& node) const {
   if (node.op != Op::kAdd) return false;
   if (isDspConstantSum(graph, node)) return true;
+  if (!cascadesFit()) return false;
   const auto operands = graph.operands(node);
   const auto isZero = [&](NodeId id) {
     return graph.node(id).op == Op::kLiteral && graph.literal(graph.node(id)).isZero();
@@ -184,6 +185,20 @@ bool Device::isDspSum(const Graph& graph, const Node& node) const {
   const NodeId x = operands[0], y = operands[1];
   return (isDspProduct(graph, graph.node(x)) && isShifted(y)) ||
          (isDspProduct(graph, graph.node(y)) && isShifted(x));
+}
+
+bool Device::cascadesFit() const {
+  return scaled(family.dspFromInnerRegister + family.dspSum + family.setup) <= period();
+}
+
+NodeId Device::productBehind(const Graph& graph, NodeId sum) const {
+  if (!isDspSum(graph, graph.node(sum))) return {};
+  const auto isJoin = [&](NodeId id) { return graph.node(id).op == Op::kConcat; };
+  for (NodeId id : graph.operands(sum)) {
+    if (isDspConstantSum(graph, graph.node(sum)) && isJoin(id)) id = graph.operands(id)[1];
+    if (isDspProduct(graph, graph.node(id))) return id;
+  }
+  LOAM_ASSERT(false, "a product beside what its block adds");
 }
 
 double Device::productDelay(int a, int b, bool isSigned) const {

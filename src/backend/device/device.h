@@ -62,6 +62,12 @@ class Device {
   // What every stage pays at its start and at its end.
   Picoseconds clockToOutput() const;
   Picoseconds setup() const;
+  // True where the clock leaves a block the time to add another one's product to its own: at higher
+  // clocks tools make such a sum in logic.
+  bool cascadesFit() const;
+  // The product of the block whose adder does an addition; none for an addition in logic. No more
+  // than one register may stand between them.
+  graph::NodeId productBehind(const graph::Graph& graph, graph::NodeId sum) const;
   // True for an addition that the adder behind a product's block does.
   bool isDspSum(const graph::Graph& graph, const graph::Node& node) const;
   // Look-up tables, DSP and memory blocks of one node; registers are not counted here.

@@ -50,6 +50,7 @@ class RegisterProgram {
     keepOrder();
     if (!graph.states().empty()) keepInversionsLate();
     require(program, rules.constraints);
+    keepSumsInBlocks();
     countRegisters();
   }
 
@@ -129,6 +130,15 @@ class RegisterProgram {
     for (const auto& [from, to, cycles] : constraints)
       if (const Place a = places[from], b = places[to]; a.variable != b.variable)
         asked.require(a.variable, b.variable, cycles + a.offset - b.offset);
+  }
+
+  // A block adds to its product behind one register at most.
+  void keepSumsInBlocks() {
+    for (Vertex v = 0; v < graph.size(); ++v) {
+      const NodeId product = model.device.productBehind(graph, {v});
+      if (product != NodeId{} && known.cycleByNode[v] - known.cycleOf(product) <= 1)
+        require(places[v], places[product.index], -1);
+    }
   }
 
   void keepSlicesInBlocks() {
