@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/float_adder_parts.h"
@@ -154,11 +155,16 @@ Aligned alignOperands(Builder& b, const Ordered& x, const AlignmentPlan& plan) {
 }
 
 Signal addAligned(Builder& b, const Aligned& x, Signal subtracts) {
-  // The sticky bit is inverted by itself: the rest then goes into the tables of the addition.
-  const auto inverted = [&](int low, int width) {
-    return b.bitXor(b.slice(x.lesser, low, width), b.replicate(subtracts, width));
-  };
-  return b.addCarry(x.greater, b.concat({inverted(1, x.lesser.width - 1), inverted(0, 1)}),
+  // Each part by itself, so that it goes into the tables of the addition with what it is made of.
+  const graph::Node lesser = b.built().node(x.lesser.node);
+  std::vector<Signal> topFirst{x.lesser};
+  if (lesser.op == graph::Op::kConcat) {
+    topFirst.clear();
+    for (const graph::NodeId part : b.built().operands(lesser))
+      topFirst.push_back(b.built().signal(part));
+  }
+  for (Signal& part : topFirst) part = b.bitXor(part, b.replicate(subtracts, part.width));
+  return b.addCarry(x.greater, b.concat(topFirst),
                     b.bitAnd(subtracts, x.borrow));
 }
 
