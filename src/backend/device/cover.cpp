@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -23,10 +24,13 @@ constexpr int kMostBitsOfWidePart = 3;
 
 class Coverer {
  public:
-  Coverer(const Graph& graph, const Device& device, Picoseconds period)
+  // With `cycles` for fewest tables, and no cluster across registers.
+  Coverer(const Graph& graph, const Device& device, Picoseconds period,
+          std::span<const int> cycles = {})
       : graph(graph),
         device(device),
         limit(period - device.clockToOutput() - device.setup()),
+        cycles(cycles),
         loops(graph),
         readers(soleReaders(graph)),
         fans(fanOuts(graph)),
@@ -129,9 +133,17 @@ class Coverer {
     }
   }
 
+  // The smaller the better.
+  std::pair<double, double> meritOf(const Cut& cut) const {
+    return cycles.empty() ? std::pair<double, double>(cut.arrival, cut.area)
+                          : std::pair<double, double>(cut.area, cut.arrival);
+  }
+
   bool mayTakeIn(NodeId inner, NodeId root) const {
     return readers[inner.index] == root && !cuts[inner.index].empty() &&
-           cuts[inner.index][0].isTable && loops.isInLoop(inner) == loops.isInLoop(root) &&
+           cuts[inner.index][0].isTable &&
+           (cycles.empty() || cycles[inner.index] == cycles[root.index]) &&
+           loops.isInLoop(inner) == loops.isInLoop(root) &&
            (!loops.isInLoop(root) || loops.setOf(inner) == loops.setOf(root));
   }
 
@@ -144,8 +156,9 @@ class Coverer {
     Cut start;
     start.isTable = true;
     extend(id, *inputs, 0, start, own);
-    std::ranges::stable_sort(own, [](const Cut& a, const Cut& b) {
-      return std::tie(a.arrival, a.area, a.count) < std::tie(b.arrival, b.area, b.count);
+    std::ranges::stable_sort(own, [&](const Cut& a, const Cut& b) {
+      const auto merit = meritOf(a) <=> meritOf(b);
+      return merit < 0 || (merit == 0 && a.count < b.count);
     });
     if (own.size() > kMostCuts) own.resize(kMostCuts);
   }
@@ -216,7 +229,8 @@ class Coverer {
       wide.tables = device.functionTables(node.op, bits);
       wide.arrival = latest + wide.delay;
       const bool fits = wide.delay + route(id) <= limit.value;
-      if (wide.takenCount == 0 || (fits && wide.arrival <= cut.arrival)) cut = wide;
+      if (wide.takenCount == 0 || (fits && (!cycles.empty() || wide.arrival <= cut.arrival)))
+        cut = wide;
     }
     cut.area = cut.tables;
     cuts[id.index].push_back(cut);
@@ -248,7 +262,7 @@ class Coverer {
         for (const Taken& taken : best.allTaken()) wider.take(taken.node, taken.cut);
         if (!wider.take(candidate, k)) continue;
         const auto cut = sumCut(id, segments, wider.allTaken());
-        if (!cut || std::tie(cut->arrival, cut->area) > std::tie(best.arrival, best.area)) continue;
+        if (!cut || meritOf(*cut) > meritOf(best)) continue;
         best = *cut;
         break;
       }
@@ -372,6 +386,7 @@ class Coverer {
   const Graph& graph;
   const Device& device;
   const Picoseconds limit;
+  const std::span<const int> cycles;
   const graph::Loops loops;
   const std::vector<NodeId> readers;  // the only one, seen through wiring; none where several read
   const std::vector<int> fans;
@@ -392,13 +407,25 @@ Cover::Cover(const Graph& graph, const Device& device, Picoseconds period) {
     const bool isRoot = !isInner(id);
     delays.push_back(isRoot ? coverer.delayOfRoot(id) : inside[i]);
     delaysToRegister.push_back(isRoot ? coverer.delayToRegister(id) : inside[i]);
-    if (!isRoot) continue;
-    const Cost own = coverer.costOfRoot(id);
+  }
+}
+
+Cost Cover::costBetweenRegisters(const Graph& graph, const Device& device,
+                                 std::span<const int> cycles) {
+  constexpr Picoseconds kAnyDelay{std::numeric_limits<int>::max() / 2};
+  Coverer coverer(graph, device, kAnyDelay, cycles);
+  coverer.run();
+  const std::vector<NodeId> roots = coverer.chooseRoots();
+  Cost total;
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    if (roots[i] != NodeId{i}) continue;
+    const Cost own = coverer.costOfRoot({i});
     total.luts += own.luts;
     total.dsps += own.dsps;
     total.ramBits += own.ramBits;
     total.ramBlocks += own.ramBlocks;
   }
+  return total;
 }
 
 }  // namespace device

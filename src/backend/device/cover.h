@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,10 @@ class Cover {
   // No cluster is made that alone takes longer than `period`. Loops are not crossed: a cluster is
   // inside one or outside all.
   Cover(const graph::Graph& graph, const Device& device, Picoseconds period);
+  // What logic comes to when tools map it again between the registers that a schedule leaves: with
+  // the fewest tables, whatever the delay. `cycles`: that of each node.
+  static Cost costBetweenRegisters(const graph::Graph& graph, const Device& device,
+                                   std::span<const int> cycles);
 
   graph::NodeId rootOf(graph::NodeId node) const { return roots[node.index]; }
   bool isInner(graph::NodeId node) const { return roots[node.index] != node; }
@@ -34,13 +39,10 @@ class Cover {
   // the route to the readers.
   int delay(graph::NodeId node) const { return delays[node.index]; }
   int delayToRegister(graph::NodeId node) const { return delaysToRegister[node.index]; }
-  // Of all clusters.
-  const Cost& cost() const { return total; }
 
  private:
   std::vector<graph::NodeId> roots;  // indexed by NodeId::index, as are all
   std::vector<int> delays, delaysToRegister;
-  Cost total;
 };
 
 }  // namespace device

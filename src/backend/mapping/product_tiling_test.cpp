@@ -226,7 +226,9 @@ TEST(LowerProduct, FollowsThePriceThatWasAskedFor) {
 
 // Look-up tables that additions with the logic before them take: one for each bit.
 int tablesOf(const Graph& graph) {
-  return static_cast<int>(device::Cover(graph, deviceOf("TarnV"), {3333}).cost().luts);
+  const std::vector<int> oneCycle(graph.size());
+  return static_cast<int>(
+      device::Cover::costBetweenRegisters(graph, deviceOf("TarnV"), oneCycle).luts);
 }
 
 // A row of two bits of a factor is one carry chain, its partial products made in the same tables.

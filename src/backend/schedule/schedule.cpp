@@ -155,7 +155,6 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   }
   if (limit) result.warning = tooFast(graph, *limit, options);
   const StageModel& model = *made;
-  result.cost = model.cover.cost();
   const Request request{result.period.value, options.registerInputs, options.registerOutputs,
                         options.outputGroups, slowest.stage};
   const StrategyRow& strategy = kStrategies[static_cast<int>(options.strategy)];
@@ -180,6 +179,7 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   const StageAnalysis stages = analyseStages(graph, device, result.schedule, met);
   LOAM_ASSERT(!stages.fault, *stages.fault);
   result.longestStage = stages.longestStage;
+  result.cost = device::Cover::costBetweenRegisters(graph, device, result.schedule.cycleByNode);
   if (stages.lastNode != NodeId{}) result.longestStep = stepName(graph, stages.lastNode);
   for (const auto& [node, arrival] : stages.path)
     result.longestPath.push_back({stepName(graph, node), arrival});

@@ -57,7 +57,7 @@ struct Scheduled {
     device::Picoseconds arrival;
   };
   std::vector<PathStep> longestPath{};
-  device::Cost cost{};  // of all clusters; registers are not counted
+  device::Cost cost{};  // of the logic between the registers, and of blocks
   // Set when the asked period is below the slowest indivisible step, a node or a loop: one line
   // that names the step, the clock asked for and the highest clock.
   std::optional<std::string> warning;
