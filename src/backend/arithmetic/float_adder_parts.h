@@ -30,10 +30,11 @@ Ordered orderByMagnitude(Builder& b, const AddOperands& x);
 
 // Where the error of the adders comes from.
 struct AlignmentPlan {
-  int guardBits = 2;       // below the greater operand's last place
-  bool sticky = true;      // and a sticky bit below them
-  int nearBits = 0;        // lowest aligned bits that are served only at a distance of 0 or 1
-  bool farBorrows = true;  // false: far subtractions leave out the ones' complement's carry in
+  int guardBits = 2;        // below the greater operand's last place
+  bool sticky = true;       // and a sticky bit below them
+  int nearBits = 0;         // lowest aligned bits that are served only at a distance of 0 or 1
+  bool looseGuard = false;  // the one bit of nearBits may be wrong at other distances
+  bool farBorrows = true;   // false: far subtractions leave out the ones' complement's carry in
   RoundingRule rounding;
   BlockShape products{};  // that align, where there are any
 };
