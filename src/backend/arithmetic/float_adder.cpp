@@ -226,9 +226,9 @@ Unrounded addSinglePathUnrounded(Builder& b, const Unpacked& a, const Unpacked& 
                             ? b.bitOr(normal.isZero, b.bitNot(b.topBit(ordered.greater)))
                             : normal.isZero;
   // An exact zero from operands of both signs has a sign of its own.
-  const Signal zeroSign = b.select(subtracts, roundsDown(b, plan.rounding), ordered.sign);
-  const Signal sign =
-      b.select(operands.isInf, operands.infSign, b.select(isZero, zeroSign, ordered.sign));
+  const Signal known = b.select(operands.isInf, operands.infSign, ordered.sign);
+  const Signal isDifference = b.bitAnd(subtracts, b.bitNot(operands.isInf));
+  const Signal sign = b.select(b.bitAnd(isZero, isDifference), roundsDown(b, plan.rounding), known);
   return {.sign = sign,
           .exponent = normal.exponent,
           .significand = normal.significand,
