@@ -156,8 +156,20 @@ TEST(Debug, LeavesALogAndADrawing) {
   const std::regex longest("Longest stage ([0-9]+) ps of 3333 ps, ends with ([^\n]*)\n");
   ASSERT_TRUE(std::regex_search(log, match, longest));
   EXPECT_THAT(outcome.out, HasSubstr(match[0].str()));
-  EXPECT_EQ(fieldOf(files["topModel/topModel.json"], "longest_stage"),
-            fmt::format("{{\"delay_ps\": {}, \"step\": \"{}\"}}", match[1].str(), match[2].str()));
+  const std::string record = fieldOf(files["topModel/topModel.json"], "longest_stage");
+  EXPECT_THAT(record, HasSubstr(fmt::format("{{\"delay_ps\": {}, \"step\": \"{}\", \"path\": [",
+                                            match[1].str(), match[2].str())));
+  // What the stage passes, in the order of the times.
+  int last = 0, steps = 0;
+  const std::regex step(" {2}([0-9]+) ps behind ([^\n]*)\n");
+  for (std::sregex_iterator found(log.begin(), log.end(), step), end; found != end; ++found) {
+    const int arrival = std::stoi((*found)[1].str());
+    EXPECT_GE(arrival, last);
+    last = arrival, ++steps;
+    EXPECT_THAT(record, HasSubstr(fmt::format("{{\"step\": \"{}\", \"arrival_ps\": {}}}",
+                                              (*found)[2].str(), arrival)));
+  }
+  EXPECT_GT(steps, 1);
   EXPECT_EQ(answerOf(fmt::format("dot -Tsvg -o /dev/null '{}/topModel/topModel.dot'",
                                  folder.path().string()))
                 .text,

@@ -48,6 +48,8 @@ constexpr Family kTarnV{
 
 // A model of a family that was not measured: the yardstick's figures times `speed`, and the time
 // `route` for the wires behind every look-up table and sum, which the yardstick does not count.
+// Assumptions, stated as such in README and record: block shapes as usual in parts of the class and
+// age, factors that spread the families from older and smaller to newer and larger ones.
 struct Model {
   std::string_view name;
   double speed;

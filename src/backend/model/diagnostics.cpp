@@ -11,8 +11,12 @@
 std::string longestStageText(const schedule::Scheduled& scheduled) {
   if (scheduled.longestStage.value == 0)
     return fmt::format("Longest stage inside {}\n", scheduled.longestStep);
-  return fmt::format("Longest stage {} ps of {} ps, ends with {}\n", scheduled.longestStage.value,
-                     scheduled.period.value, scheduled.longestStep);
+  std::string text =
+      fmt::format("Longest stage {} ps of {} ps, ends with {}\n", scheduled.longestStage.value,
+                  scheduled.period.value, scheduled.longestStep);
+  for (const auto& [name, arrival] : scheduled.longestPath)
+    text += fmt::format("  {} ps behind {}\n", arrival.value, name);
+  return text;
 }
 
 std::string requestText(const functions::UnitRow& row, const functions::Request& request,

@@ -111,8 +111,13 @@ std::string recordText(const UnitRecord& record) {
                     record.device->isCalibrated() ? "calibrated" : "stated model"));
   field("clock_mhz", number(record.device->megahertz()));
   field("period_ps", number(timing.period.value));
-  field("longest_stage", fmt::format("{{\"delay_ps\": {}, \"step\": {}}}",
-                                     timing.longestStage.value, quoted(timing.longestStep)));
+  const auto stepText = [&](const schedule::Scheduled::PathStep& step) {
+    return fmt::format("{{\"step\": {}, \"arrival_ps\": {}}}", quoted(step.name),
+                       step.arrival.value);
+  };
+  field("longest_stage",
+        fmt::format("{{\"delay_ps\": {}, \"step\": {}, \"path\": {}}}", timing.longestStage.value,
+                    quoted(timing.longestStep), listOf(timing.longestPath, stepText)));
   field("resources",
         fmt::format("{{\"lut\": {}, \"dsp\": {}, \"ram_bits\": {}, \"ram_blocks\": {}, "
                     "\"register_bits\": {}}}",
