@@ -13,6 +13,9 @@ struct ProductPrices {
   // Rows that a chain adds in one stage: as many as take stageTime, where the first one of w bits
   // takes rowEntry + w rowPerBit, with the tables before it, and each further one rowNext.
   double stageTime = 2900, rowEntry = 1280, rowPerBit = 28.2, rowNext = 1033;
+  // Stages that a chain of rows may take beside blocks, which take as many; alone, where no
+  // addition follows, one more.
+  int chainStages = 2;
   int cascade = 2;  // blocks in a column that add up without logic
 
   bool isRowOfStage(int bits) const { return rowEntry + bits * rowPerBit <= stageTime; }

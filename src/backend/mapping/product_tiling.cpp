@@ -57,7 +57,8 @@ ProductPrices pricesOf(const device::Device& device, const MappingOptions& optio
                        .dspWide = family.dsp.wide - 1,
                        .dspNarrow = family.dsp.narrow - 1,
                        .rowPerBit = family.sumPerBit,
-                       .cascade = kCascade};
+                       .chainStages = options.sums.chainStages,
+                       .cascade = options.sums.cascades ? kCascade : 1};
   // At the fastest grade: relations are what counts.
   const double tables = family.lut[kTableInputs] - family.lut[2];
   const int widest =
