@@ -267,7 +267,7 @@ class StagedSum {
     for (int column = 0; column < low; ++column)
       for (const Bit& bit : rest.bits[column])
         if (timeOf(bit) > end) return {};
-    if (width == 0) return b.zeroExtend(addendsOf(b, rest, 0, low)[0], columns.width());
+    if (width == 0) return lastOf(rest, 1);
     for (int height = rest.highest(0); height > kRows; height = rest.highest(0)) {
       int target = kRows;
       while (2 * target < height) target *= 2;
@@ -290,6 +290,7 @@ class StagedSum {
   Signal lastOf(const Columns& rest, int blocks) {
     const int low = rest.carryColumn, width = rest.width() - low;
     const Signal below = addendsOf(b, rest, 0, low)[0];
+    if (width == 0) return b.zeroExtend(below, rest.width());
     const auto rows = addendsOf(b, rest, low, rest.width());
     if (blocks == 1) return b.concat({b.addThree(rows[0], rows[1], rows[2], rest.carryIn), below});
     std::vector<Signal> topFirst{below};
@@ -307,6 +308,13 @@ class StagedSum {
       carry = b.topBit(sum);
     }
     return b.concat(topFirst);
+  }
+
+  // x + y + 1 with the one at a place below: from two sums that differ in the carry in alone
+  // synthesis makes one, whose carry comes late.
+  Signal sumAndOne(Signal x, Signal y) {
+    const Signal one = b.bit(true);
+    return b.slice(b.add(b.concat({x, one}), b.concat({y, one})), 1, x.width);
   }
 
   // Longer than a stage: pieces linked by their carries come later.

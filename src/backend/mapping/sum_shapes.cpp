@@ -90,6 +90,7 @@ struct Trial {
   Graph graph;
   std::vector<Signal> inputs;  // of the graph that wants the sum
   double price = std::numeric_limits<double>::infinity();
+  double blocks = 0;
 };
 
 Trial tried(const Builder& builder, const device::Device& device, const MappingOptions& options,
@@ -112,10 +113,8 @@ Trial tried(const Builder& builder, const device::Device& device, const MappingO
   if (end.time >= Arrivals::kNever) end = {end.cycle + 1, 0};
   const double stages =
       end.cycle + kPartOfLastStage * std::min(1.0, 1.0 * end.time / options.period.value);
-  trial.price =
-      arrivals.clusters().cost().luts +
-      arrivals.clusters().cost().dsps * options.lutPerDsp.value_or(device.data().lutPerFurtherDsp) +
-      kTablesPerBitAndStage * sum.width * stages;
+  trial.price = arrivals.clusters().cost().luts + kTablesPerBitAndStage * sum.width * stages;
+  trial.blocks = arrivals.clusters().cost().dsps;
   return trial;
 }
 
@@ -140,13 +139,17 @@ Signal inlined(Builder& b, const Graph& graph, std::span<const Signal> inputs) {
 
 Signal cheapestSum(Builder& builder, const device::Device& device, const MappingOptions& options,
                    std::span<const Signal> operands, const MakeSum& make) {
-  Trial best;
-  for (const SumShape& shape : kShapes) {
+  const auto trialOf = [&](const SumShape& shape) {
     MappingOptions shaped = options;
     shaped.sums = shape;
-    Trial trial = tried(builder, device, shaped, operands, make);
-    if (trial.price < best.price) best = std::move(trial);
-  }
+    return tried(builder, device, shaped, operands, make);
+  };
+  // What a block is worth is decided already.
+  Trial best = trialOf(kShapes[0]);
+  const double blocks = best.blocks;
+  for (const SumShape& shape : std::span(kShapes).subspan(1))
+    if (Trial trial = trialOf(shape); trial.blocks <= blocks && trial.price < best.price)
+      best = std::move(trial);
   const Graph live =
       rebuilt(best.graph,
               [](Builder&, const Graph&, NodeId, std::span<const Signal>) -> Signal { return {}; });
