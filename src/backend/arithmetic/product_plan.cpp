@@ -130,6 +130,10 @@ ProductPlan planProduct(const ProductShape& shape, const ProductPrices& prices, 
   return plan;
 }
 
+ProductPlan planRows(const ProductShape& shape, const ProductPrices& prices) {
+  return logicPlan(shape, prices);
+}
+
 double priceOf(const ProductPlan& plan, const ProductPrices& prices) {
   return plan.luts + prices.priceOf(plan.blocks);
 }

@@ -62,6 +62,9 @@ struct ProductPlan {
 // synthesised products of 4 to 64 bits.
 ProductPlan planProduct(const ProductShape& shape, const ProductPrices& prices, int taken = 0);
 
+// The cheapest plan in logic alone.
+ProductPlan planRows(const ProductShape& shape, const ProductPrices& prices);
+
 // The plan's look-up tables and blocks in one number.
 double priceOf(const ProductPlan& plan, const ProductPrices& prices);
 

@@ -13,7 +13,8 @@ Arrivals::Arrivals(const Graph& graph, const device::Device& device, device::Pic
       device(device),
       cover(graph, device, period),
       latest((period - device.setup()).value),
-      places(graph.size()) {
+      places(graph.size()),
+      inside(graph.size()) {
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     blocks.push_back({i});
     place({i});
@@ -31,7 +32,7 @@ int Arrivals::timeIn(NodeId node, int cycle) const {
         std::max(behindRegister,
                  device.clockToOutput(graph, block, cycle - places[block.index].cycle).value);
   // Registers stand before a cluster, not inside.
-  return behindRegister + (cover.isInner(node) ? cover.delay(node) : 0);
+  return behindRegister + inside[node.index];
 }
 
 int Arrivals::timeOfOperands(NodeId node, int cycle) const {
@@ -50,7 +51,9 @@ void Arrivals::place(NodeId id) {
   }
   for (const NodeId operand : graph.operands(id))
     own.cycle = std::max(own.cycle, places[operand.index].cycle);
-  if (traitsOf(node.op).wiring || cover.isInner(id)) {
+  if (traitsOf(node.op).wiring || node.op == Op::kNot || cover.isInner(id)) {
+    for (const NodeId operand : graph.operands(id))
+      inside[id.index] = std::max(inside[id.index], inside[operand.index] + cover.delay(id));
     own.time = std::min(kNever, timeOfOperands(id, own.cycle) + cover.delay(id));
     const auto cycleOf = [&](NodeId block) {
       return isBlock(block) ? places[block.index].cycle : -1;

@@ -40,6 +40,7 @@ class Arrivals {
   const device::Cover cover;
   const int latest;  // end of a stage before the register's setup
   std::vector<Arrival> places;
+  std::vector<int> inside;  // of a cluster, from the register before it to here
   // The last product that is seen here through wiring alone; the node itself where there is none.
   std::vector<graph::NodeId> blocks;
 };

@@ -122,7 +122,7 @@ Signal lowerHeap(Builder& builder, const device::Device& device, const MappingOp
   Terms heap = partsOf(builder, terms, width);
   if (heap.width == 0) return builder.zeros(width);
   if (options.sums.inStages && bitsIn(heap.rows) <= kMostBitsForCounters)
-    return builder.zeroExtend(stagedSum(builder, device, options.period, heap), width);
+    return builder.zeroExtend(stagedSum(builder, device, options, heap), width);
   addRowsByThrees(builder, heap);
   Columns columns = columnsOf(heap);
   takeCarryIn(builder, columns);

@@ -10,6 +10,7 @@ namespace mapping {
 // How one sum is made, the rows of its products among them.
 struct SumShape {
   bool inStages = false;  // added stage by stage, as bits arrive; else by counters at once
+  bool counters = false;  // then before the additions of each stage as well
   int chainStages = 2;    // for which a chain of rows of a product in logic may last
   bool cascades = true;   // blocks of a product, one above the other, add up by themselves
 };

@@ -30,13 +30,14 @@ constexpr int kMostSelected = 3;
 
 class StagedSum {
  public:
-  StagedSum(Builder& builder, const device::Device& device, device::Picoseconds period,
+  StagedSum(Builder& builder, const device::Device& device, const MappingOptions& options,
             const Terms& terms)
       : b(builder),
         device(device),
-        arrivals(b.built(), device, period),
+        arrivals(b.built(), device, options.period),
         known(b.built().size()),
-        end((period - device.setup()).value),
+        end((options.period - device.setup()).value),
+        counts(options.sums.counters),
         columns(columnsOf(terms)) {}
 
   Signal operator()() {
@@ -133,6 +134,7 @@ class StagedSum {
 
   // Adds in this cycle what is there and leaves time, where that saves bits; true if there was any.
   bool reduce() {
+    if (counts) countOnce();
     const int latest = end - sumDelay(kShortestBlock, kRows);
     std::vector<std::vector<Bit>> here(columns.bits.size()), later(columns.bits.size());
     for (int column = 0; column < columns.width(); ++column)
@@ -162,6 +164,26 @@ class StagedSum {
     }
     columns.bits = std::move(here);
     return any;
+  }
+
+  // Counters in the columns of more than three and at most six bits that come from registers or
+  // products and leave time for an addition behind.
+  void countOnce() {
+    const int latest = end - sumDelay(kShortestBlock, kRows) - device.tableDelay(6).value;
+    Columns here;
+    here.bits.resize(columns.bits.size());
+    std::vector<std::vector<Bit>> later(columns.bits.size());
+    for (int column = 0; column < columns.width(); ++column)
+      for (const Bit& bit : columns.bits[column]) {
+        const bool isHere =
+            arrivalOf(bit).cycle <= cycle && timeOf(bit) <= latest && !isOfSumNow(bit);
+        (isHere ? here.bits : later)[column].push_back(bit);
+      }
+    if (const int highest = here.highest(0); highest <= kRows || highest > 2 * kRows) return;
+    LOAM_ASSERT(compressLevel(here, kRows), "counters on bits of no sum");
+    for (int i = 0; i < columns.width(); ++i)
+      here.bits[i].insert(here.bits[i].end(), later[i].begin(), later[i].end());
+    columns.bits = std::move(here.bits);
   }
 
   static int nextToAdd(const std::vector<std::vector<Bit>>& here, int from) {
@@ -233,7 +255,7 @@ class StagedSum {
 
   // ---- The last addition ----------------------------------------------------------------------
 
-  // True when nothing but this stage's time is in the way of one level of counters less.
+  // One level of counters; false if one of them would count a carry chain's result of this stage.
   bool compressLevel(Columns& rest, int target) {
     const auto bitsBefore = b.built().size();
     compressTo(b, rest, target);
@@ -279,7 +301,7 @@ class StagedSum {
     if (rest.highest(0) == kRows && !compressLevel(rest, 2)) return {};
     const int start = startOf(rest);
     for (int blocks = 1; blocks <= kMostSelected; ++blocks) {
-      const int piece = (width + blocks - 1) / blocks + (blocks > 1 ? 1 : 0);
+      const int piece = (width + blocks - 1) / blocks + (blocks > 1 ? 2 : 0);
       const int select = device.tableDelay(3).value + device.routeOf(piece).value;
       if (piece >= kShortestBlock / 2 && widestFrom(start + (blocks - 1) * select, 2) >= piece)
         return lastOf(rest, blocks);
@@ -330,6 +352,7 @@ class StagedSum {
   const Arrivals arrivals;
   const std::size_t known;  // nodes that `arrivals` knows
   const int end;            // of a stage, before the register's setup
+  const bool counts;
   Columns columns;
   int cycle = 0, newest = 0;
   std::unordered_map<std::uint32_t, Arrival> made;
@@ -337,9 +360,9 @@ class StagedSum {
 
 }  // namespace
 
-Signal stagedSum(Builder& builder, const device::Device& device, device::Picoseconds period,
+Signal stagedSum(Builder& builder, const device::Device& device, const MappingOptions& options,
                  const Terms& terms) {
-  return StagedSum(builder, device, period, terms)();
+  return StagedSum(builder, device, options, terms)();
 }
 
 }  // namespace mapping

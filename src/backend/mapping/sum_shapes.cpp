@@ -26,17 +26,18 @@ namespace {
 
 // A stage more holds each bit of the result and of what goes along with it once more: two registers
 // to a table beside it, and as much for what waits for the result.
-constexpr double kTablesPerBitAndStage = 2;
+constexpr double kTablesPerBitAndStage = 6;
 // What is left of the last stage is of use to what follows, if there is any.
 constexpr double kPartOfLastStage = 0.5;
 
 constexpr std::array kShapes{
-    SumShape{.inStages = false, .chainStages = 2, .cascades = true},
-    SumShape{.inStages = true, .chainStages = 2, .cascades = true},
-    SumShape{.inStages = true, .chainStages = 1, .cascades = true},
-    SumShape{.inStages = false, .chainStages = 1, .cascades = true},
+    SumShape{},
+    SumShape{.inStages = true},
+    SumShape{.inStages = true, .counters = true},
+    SumShape{.chainStages = 1},
+    SumShape{.inStages = true, .chainStages = 1},
+    SumShape{.inStages = true, .counters = true, .chainStages = 1},
     SumShape{.inStages = true, .chainStages = 1, .cascades = false},
-    SumShape{.inStages = true, .chainStages = 2, .cascades = false},
 };
 
 // The operands in a graph of their own, of which they are inputs, but for wiring and products.
@@ -115,6 +116,7 @@ Trial tried(const Builder& builder, const device::Device& device, const MappingO
       end.cycle + kPartOfLastStage * std::min(1.0, 1.0 * end.time / options.period.value);
   trial.price = arrivals.clusters().cost().luts + kTablesPerBitAndStage * sum.width * stages;
   trial.blocks = arrivals.clusters().cost().dsps;
+  if (getenv("DBG")) fmt::print(stderr, "{}{}{}{}: cyc {} t {} luts {} dsp {} price {}\n", options.sums.inStages, options.sums.counters, options.sums.chainStages, options.sums.cascades, end.cycle, end.time, arrivals.clusters().cost().luts, trial.blocks, trial.price);
   return trial;
 }
 
