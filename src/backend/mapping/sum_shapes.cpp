@@ -116,7 +116,6 @@ Trial tried(const Builder& builder, const device::Device& device, const MappingO
       end.cycle + kPartOfLastStage * std::min(1.0, 1.0 * end.time / options.period.value);
   trial.price = arrivals.clusters().cost().luts + kTablesPerBitAndStage * sum.width * stages;
   trial.blocks = arrivals.clusters().cost().dsps;
-  if (getenv("DBG")) fmt::print(stderr, "{}{}{}{}: cyc {} t {} luts {} dsp {} price {}\n", options.sums.inStages, options.sums.counters, options.sums.chainStages, options.sums.cascades, end.cycle, end.time, arrivals.clusters().cost().luts, trial.blocks, trial.price);
   return trial;
 }
 
