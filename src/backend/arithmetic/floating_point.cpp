@@ -233,9 +233,41 @@ OutOfRange rangeOf(Builder& b, const Unrounded& x, const FloatFormat& format, Si
   return out;
 }
 
+// `x` with its kind and range in three bits, so that little waits for what decides last, `raised`,
+// and little is left to do behind it. A zero by underflow counts as one from the start.
+Unrounded withKindInThreeBits(Builder& b, const Unrounded& x) {
+  const ExponentRange& range = *x.range;
+  const Signal above = x.canOverflow ? range.above : b.bit(false);
+  const Signal atTop = x.canOverflow ? range.atTop : b.bit(false);
+  // Regular 0, infinite where raised 1, zero 2, zero unless raised 3, infinite 4, too large 5, NaN
+  // 6 or 7.
+  const Signal isRegular = b.bitNot(anyOf(b, {x.isNan, x.isInf, x.isZero}));
+  const Signal kind2 = anyOf(b, {x.isNan, x.isInf, b.bitAnd(above, b.bitNot(x.isZero))});
+  const Signal kind1 = b.bitOr(
+      x.isNan, b.bitAnd(b.bitNot(x.isInf), anyOf(b, {x.isZero, range.below, range.atBottom})));
+  const Signal kind0 = b.bitAnd(isRegular, anyOf(b, {above, atTop, range.atBottom}));
+
+  Unrounded result = x;
+  const auto bit = [&](bool isOne, Signal kind) { return isOne ? kind : b.bitNot(kind); };
+  const auto isKind = [&](bool two, bool one, bool zero) {
+    return allOf(b, {bit(two, kind2), bit(one, kind1), bit(zero, kind0)});
+  };
+  const Signal none = b.bit(false);
+  result.isNan = b.bitAnd(kind2, kind1);
+  result.isInf = isKind(true, false, false);
+  result.isZero = allOf(b, {b.bitNot(kind2), kind1, b.bitNot(b.bitAnd(kind0, range.raised))});
+  result.range = ExponentRange{.above = isKind(true, false, true),
+                               .atTop = isKind(false, false, true),
+                               .below = none,
+                               .atBottom = none,
+                               .raised = range.raised};
+  return result;
+}
+
 // Rounds and packs, and fills `flags` where they are wanted.
-Signal pack(Builder& b, const Unrounded& x, const FloatFormat& format, const RoundingRule& rule,
-            bool quietNaN, Flagged* flags) {
+Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
+            const RoundingRule& rule, bool quietNaN, Flagged* flags) {
+  const Unrounded x = unrounded.range && !flags ? withKindInThreeBits(b, unrounded) : unrounded;
   const auto scope = b.scope("round");
   const int wE = format.exponentBits, wF = format.fractionBits;
   const auto [hidden, fraction, raise, clearsLast] = roundingStep(b, x, format, rule);

@@ -12,11 +12,6 @@ constexpr int kTableInputs = 6;
 
 int ceilDivide(int a, int b) { return (a + b - 1) / b; }
 
-// Stages that a chain of rows may take beside blocks, which take as many, and alone, where no
-// addition follows.
-constexpr int kStages = 2;
-constexpr int kStagesAlone = 3;
-
 // Additions of a chain for `width` bits, whose lone lowest bit makes a row more.
 int additionsOf(int width, bool isSigned) { return std::max(1, (width + (isSigned ? 0 : 1)) / 2); }
 bool hasLoneBit(int width, bool isSigned) { return width > 1 && width % 2 == (isSigned ? 1 : 0); }
@@ -37,8 +32,8 @@ ProductPlan digitPlan(int x, int y, bool ySigned, const ProductPrices& prices) {
     if (best.chainBits == 0 || plan.luts + plan.termBits < best.luts + best.termBits)
       best = std::move(plan);
   };
-  const int perStage = prices.rowsOfStage(x + 3), most = kStages * perStage;
-  if (additionsOf(y, ySigned) <= kStagesAlone * perStage) consider(y);
+  const int perStage = prices.rowsOfStage(x + 3), most = prices.chainStages * perStage;
+  if (additionsOf(y, ySigned) <= (prices.chainStages + 1) * perStage) consider(y);
   for (int bits = 2; bits <= 2 * most && bits < y; ++bits) consider(bits);
   if (best.chainBits == 0) consider(y);
   return best;
@@ -133,6 +128,10 @@ ProductPlan planProduct(const ProductShape& shape, const ProductPrices& prices, 
   // What was counted so far beside the additions that are left when the product's own bits remain.
   plan.luts += std::max(0.0, plan.termBits - shape.x - shape.y);
   return plan;
+}
+
+ProductPlan planRows(const ProductShape& shape, const ProductPrices& prices) {
+  return logicPlan(shape, prices);
 }
 
 double priceOf(const ProductPlan& plan, const ProductPrices& prices) {

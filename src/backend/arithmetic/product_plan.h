@@ -13,6 +13,9 @@ struct ProductPrices {
   // Rows that a chain adds in one stage: as many as take stageTime, where the first one of w bits
   // takes rowEntry + w rowPerBit, with the tables before it, and each further one rowNext.
   double stageTime = 2900, rowEntry = 1280, rowPerBit = 28.2, rowNext = 1033;
+  // Stages that a chain of rows may take beside blocks, which take as many; alone, where no
+  // addition follows, one more.
+  int chainStages = 2;
   int cascade = 2;  // blocks in a column that add up without logic
 
   bool isRowOfStage(int bits) const { return rowEntry + bits * rowPerBit <= stageTime; }
@@ -58,6 +61,9 @@ struct ProductPlan {
 // every bit by which the parts have more than the product. The estimate was held against
 // synthesised products of 4 to 64 bits.
 ProductPlan planProduct(const ProductShape& shape, const ProductPrices& prices, int taken = 0);
+
+// The cheapest plan in logic alone.
+ProductPlan planRows(const ProductShape& shape, const ProductPrices& prices);
 
 // The plan's look-up tables and blocks in one number.
 double priceOf(const ProductPlan& plan, const ProductPrices& prices);

@@ -74,7 +74,7 @@ Picoseconds Device::scaled(double picoseconds) const {
 Picoseconds Device::clockToOutput() const { return scaled(family.clockToOutput); }
 Picoseconds Device::setup() const { return scaled(family.setup); }
 
-double Device::sumDelay(int width, int addends) const {
+double Device::plainSum(int width, int addends) const {
   return family.sumEntry + family.sumPerBit * width + (addends > 2 ? family.thirdAddend : 0);
 }
 
@@ -103,13 +103,13 @@ Picoseconds Device::tableDelay(int inputs) const {
 
 Picoseconds Device::sumDelayBehind(int width, int inputs) const {
   const double table = family.lut[static_cast<std::size_t>(std::max(inputs, 2))];
-  return scaled(sumDelay(width, 2) + table - family.lut[2]);
+  return scaled(plainSum(width, 2) + table - family.lut[2]);
 }
 
 // Measured: 800 to 900 for each further sum of 10 to 32 bits.
 Picoseconds Device::chainedSumDelay() const {
   constexpr int kBits = 4;
-  return scaled(sumDelay(kBits, 2));
+  return scaled(plainSum(kBits, 2));
 }
 
 // Trees of gates fill tables well; of comparisons and parities tools make wide multiplexers.
@@ -204,8 +204,8 @@ NodeId Device::productBehind(const Graph& graph, NodeId sum) const {
 double Device::productDelay(int a, int b, bool isSigned) const {
   if (a + b < kNarrowestDspProduct)  // the tables before the chains make the rows
     return std::max<int>(1, std::bit_width(static_cast<unsigned>(std::min(a, b) - 1))) *
-           sumDelay(a + b, 2);
-  return family.dspProduct + sumLevels(tiles(a, b, isSigned)) * sumDelay(a + b, 3);
+           plainSum(a + b, 2);
+  return family.dspProduct + sumLevels(tiles(a, b, isSigned)) * plainSum(a + b, 3);
 }
 
 Picoseconds Device::delayOf(const Graph& graph, NodeId id) const {
@@ -236,7 +236,7 @@ Picoseconds Device::delayOf(const Graph& graph, NodeId id) const {
     case Op::kAdd:
       if (isDspConstantSum(graph, node)) return {0};
       if (isDspSum(graph, node)) return scaled(family.dspSum);
-      return scaled(sumDelay(node.width, static_cast<int>(operandCount) - 1));
+      return scaled(plainSum(node.width, static_cast<int>(operandCount) - 1));
     case Op::kEqual:
       return scaled(functionDelay(node.op, 2 * widthOf(graph, node, 0)));
     case Op::kLess:
@@ -247,7 +247,7 @@ Picoseconds Device::delayOf(const Graph& graph, NodeId id) const {
       return scaled(productDelay(widthOf(graph, node, 0), widthOf(graph, node, 1),
                                  node.op == Op::kMultiplySigned));
     case Op::kHeap:
-      return scaled(sumLevels(static_cast<int>(operandCount)) * sumDelay(node.width, 3));
+      return scaled(sumLevels(static_cast<int>(operandCount)) * plainSum(node.width, 3));
     case Op::kCount:
       break;
   }
@@ -316,8 +316,8 @@ Cost Device::costOf(const Graph& graph, NodeId id) const {
 
 int Device::widestSum(Picoseconds period, int addends) const {
   const Picoseconds left = period - clockToOutput() - setup() - longestRoute();
-  int width = static_cast<int>((left.value / factor - sumDelay(0, addends)) / family.sumPerBit);
-  while (width > 1 && scaled(sumDelay(width, addends)) > left) --width;  // delays are rounded
+  int width = static_cast<int>((left.value / factor - plainSum(0, addends)) / family.sumPerBit);
+  while (width > 1 && scaled(plainSum(width, addends)) > left) --width;  // delays are rounded
   return std::max(1, width);
 }
 

@@ -85,6 +85,8 @@ class Device {
     return scaled(functionDelay(op, inputs));
   }
   Picoseconds sumDelayBehind(int width, int inputs) const;
+  // Of an addition of two or three addends by itself.
+  Picoseconds sumDelay(int width, int addends) const { return scaled(plainSum(width, addends)); }
   // Of a sum right behind another one, with the logic before its further addend: the carries of
   // both run at the same time.
   Picoseconds chainedSumDelay() const;
@@ -96,7 +98,7 @@ class Device {
 
  private:
   Picoseconds scaled(double picoseconds) const;
-  double sumDelay(int width, int addends) const;
+  double plainSum(int width, int addends) const;
   double lessDelay(int width) const;
   double functionDelay(graph::Op op, int inputs) const;
   double pickDelay(std::size_t choices) const;

@@ -7,6 +7,7 @@ namespace mapping {
 
 using graph::Builder;
 using graph::Signal;
+using util::MPZ;
 
 namespace {
 
@@ -23,12 +24,14 @@ class Chain {
     const int first = hasLoneBit ? 1 : 0;
     const int digits = isSigned ? (width - first + 1) / 2 : (width - first) / 2 + 1;
     const int rowWidth = x.width() + 2;
+    const bool hasSign = isSigned || x.isSigned;
     Signal sum = b.zeros(rowWidth);
     std::vector<Signal> topFirst;
     const auto shiftedDown = [&](int count) {
       topFirst.insert(topFirst.begin(), b.slice(sum, 0, count));
       return b.signExtend(b.slice(sum, count, rowWidth - count), rowWidth);
     };
+    if (!hasLoneBit && !hasSign) sum = constantOf(terms, rowWidth);
     if (hasLoneBit) {
       sum = b.bitAnd(extended(x.bits, rowWidth), b.replicate(bitAt(0), rowWidth));
       sum = shiftedDown(1);
@@ -42,17 +45,25 @@ class Chain {
     topFirst.insert(topFirst.begin(), sum);
     const Signal whole = b.concat(topFirst);
     // The product's own width; an unsigned one has no sign.
-    const bool hasSign = isSigned || x.isSigned;
     const Signal product = b.slice(whole, 0, std::min(whole.width, x.width() + width));
-    const int shift = x.shift + y.shift + low;
     if (hasSign) {
-      terms.addSigned(product, shift);
+      terms.addSigned(product, shift());
     } else {
-      terms.add(product, shift);
+      terms.add(product, shift());
     }
   }
 
  private:
+  int shift() const { return x.shift + y.shift + low; }
+
+  // The constant of the whole sum, if the chain's product leaves room for it: the first row is
+  // added to it. Below 2^width(x) no row's sum outgrows its two bits more.
+  Signal constantOf(HeapTerms& terms, int rowWidth) {
+    const MPZ most = MPZ::allOnes(x.width());
+    const MPZ room = MPZ::powerOfTwo(x.width() + width) - MPZ(1) - most * MPZ::allOnes(width);
+    return b.literal(terms.takeConstant(shift(), std::min(room, most)), rowWidth);
+  }
+
   // Bit `place` of the factor; above its top copies of its sign.
   Signal bitAt(int place) const {
     const bool isInside = 0 <= place && place < width;

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <random>
 #include <vector>
 
 #include "backend/graph/evaluator.h"
+#include "backend/mapping/arrivals.h"
 
 namespace mapping {
 namespace {
@@ -79,14 +81,15 @@ Signal bitsOf(Builder& b, const Term& term, Signal x) {
 
 class LoweredHeap {
  public:
-  LoweredHeap(const std::vector<Term>& terms, int width) : terms(terms), width(width) {
+  LoweredHeap(const std::vector<Term>& terms, int width, const MappingOptions& options = {})
+      : terms(terms), width(width) {
     Builder builder(graph);
     std::vector<HeapTerm> heap;
     for (const Term& term : terms) {
       const Signal x = builder.input(fmt::format("x{}", heap.size()), term.inputWidth);
       heap.push_back({bitsOf(builder, term, x), term.shift});
     }
-    const Signal sum = lowerHeap(builder, device(), {}, heap, width);
+    const Signal sum = lowerHeap(builder, device(), options, heap, width);
     EXPECT_EQ(sum.width, width);
     builder.output("r", sum);
     EXPECT_EQ(count(graph, Op::kHeap), 0);
@@ -113,8 +116,9 @@ class LoweredHeap {
 };
 
 // Zeros, all ones, and drawn values.
-void check(const std::vector<Term>& terms, int width, std::mt19937& random, int draws) {
-  LoweredHeap heap(terms, width);
+void check(const std::vector<Term>& terms, int width, std::mt19937& random, int draws,
+           const MappingOptions& options = {}) {
+  LoweredHeap heap(terms, width, options);
   for (int draw = 0; draw < draws; ++draw) {
     std::vector<MPZ> inputs;
     for (const Term& term : terms) {
@@ -140,6 +144,50 @@ TEST(LowerHeap, AddsAnyTermsModuloTheWidth) {
     }
     check(terms, width, random, 8);
   }
+}
+
+// Stages of a few tables, of one addition, and of many.
+TEST(LowerHeap, AddsAnyTermsInStages) {
+  std::mt19937 random(5);
+  const auto below = [&](int limit) { return static_cast<int>(random() % limit); };
+  for (int round = 0; round < 2000; ++round) {
+    const bool isLarge = round % 10 == 0;
+    const int width = 1 + below(isLarge ? 300 : 30);
+    std::vector<Term> terms(1 + below(isLarge ? 40 : 14));
+    for (Term& term : terms)
+      term = {static_cast<Form>(below(kFormCount)), 1 + below(below(3) == 0 ? 1 : width),
+              below(width + 2)};
+    const int period = std::array{1100, 1700, 2500, 3333, 10000}[round % 5];
+    check(terms, width, random, 6,
+          {.period = {period}, .sums = {.inStages = true, .counters = round % 2 == 0}});
+  }
+  check(std::vector<Term>(100, {kPlain, 64, 0}), 71, random, 4,
+        {.period = {3333}, .sums = {.inStages = true}});
+  check({3, {kPlain, 2000, 0}}, 2002, random, 4, {.period = {3333}, .sums = {.inStages = true}});
+}
+
+// Table mappers would take the bits of a chain for early ones.
+TEST(LowerHeap, CountsNoBitOfAChainInItsStage) {
+  for (const int rows : {4, 5, 6, 7, 12, 20})
+    for (const int width : {8, 24, 40, 64, 100})
+      for (const int period : {2500, 3333, 5000}) {
+        const MappingOptions options{.period = {period},
+                                     .sums = {.inStages = true, .counters = true}};
+        const LoweredHeap heap(std::vector<Term>(rows, {kPlain, width, 0}), width + 5, options);
+        const Arrivals arrivals(heap.graph, device(), {period});
+        std::vector<bool> isOfChain(heap.graph.size());
+        for (std::uint32_t i = 0; i < heap.graph.size(); ++i) {
+          const graph::Node& node = heap.graph.node({i});
+          const int cycle = arrivals.of({i}).cycle;
+          isOfChain[i] = node.op == Op::kAdd;
+          if (node.op != Op::kSlice && node.op != Op::kConcat && node.op != Op::kLut) continue;
+          for (const graph::NodeId operand : heap.graph.operands(node)) {
+            const bool follows = isOfChain[operand.index] && arrivals.of(operand).cycle == cycle;
+            EXPECT_FALSE(node.op == Op::kLut && follows) << rows << " rows of " << width;
+            if (follows) isOfChain[i] = true;
+          }
+        }
+      }
 }
 
 // Copies of one signal: a column may hold two neighbouring bits of it, one of each copy.

@@ -7,6 +7,7 @@
 #include "backend/mapping/heap_lowering.h"
 #include "backend/mapping/product_tiling.h"
 #include "backend/mapping/rebuild.h"
+#include "backend/mapping/sum_shapes.h"
 
 namespace mapping {
 
@@ -70,16 +71,24 @@ std::vector<bool> productsInHeaps(const Graph& graph) {
 class Lowering {
  public:
   Lowering(const Graph& graph, const device::Device& device, const MappingOptions& options)
-      : device(device), options(options), inHeap(productsInHeaps(graph)) {}
+      : device(device), options(options), inHeap(productsInHeaps(graph)), loops(graph) {}
 
   Signal operator()(Builder& b, const Graph& from, NodeId id, std::span<const Signal> operands) {
     const Node& node = from.node(id);
-    if (isProduct(node)) {
-      if (inHeap[id.index]) return {};
-      return lowerProduct(b, device, options, operands[0], operands[1],
-                          node.op == Op::kMultiplySigned);
-    }
-    if (node.op != Op::kHeap) return {};
+    if ((isProduct(node) && inHeap[id.index]) || (!isProduct(node) && node.op != Op::kHeap))
+      return {};
+    const MakeSum make = [&](Builder& to, std::span<const Signal> x, const MappingOptions& shaped) {
+      return isProduct(node)
+                 ? lowerProduct(to, device, shaped, x[0], x[1], node.op == Op::kMultiplySigned)
+                 : heapOf(to, from, node, x, shaped);
+    };
+    if (options.combinational || loops.isInLoop(id)) return make(b, operands, options);
+    return cheapestSum(b, device, options, operands, make);
+  }
+
+ private:
+  Signal heapOf(Builder& b, const Graph& from, const Node& node, std::span<const Signal> operands,
+                const MappingOptions& shaped) {
     HeapTerms terms(b, node.width);
     const auto isConstant = [&](std::size_t i) { return b.isLiteral(operands[i]); };
     // Constants first: a product's block can add one.
@@ -88,14 +97,13 @@ class Lowering {
     for (std::size_t i = 0; i < operands.size(); ++i)
       if (!isConstant(i))
         addTerm(b, from, from.operands(node)[i], operands[i],
-                static_cast<int>(from.shifts(node)[i]), terms);
-    return lowerHeap(b, device, options, terms.all(), node.width);
+                static_cast<int>(from.shifts(node)[i]), terms, shaped);
+    return lowerHeap(b, device, shaped, terms.all(), node.width);
   }
 
- private:
   // A product that was kept is one still, unless folding made something simpler of it.
   void addTerm(Builder& b, const Graph& from, NodeId before, Signal term, int shift,
-               HeapTerms& terms) {
+               HeapTerms& terms, const MappingOptions& shaped) {
     const NodeId old = productOf(from, before, shift, terms.modulus());
     const NodeId kept = old != NodeId{} && inHeap[old.index]
                             ? productOf(b.built(), term.node, shift, terms.modulus())
@@ -104,12 +112,13 @@ class Lowering {
     const Node product = b.built().node(kept);
     const Signal x = b.built().signal(b.built().operands(product)[0]);
     const Signal y = b.built().signal(b.built().operands(product)[1]);
-    addProduct(b, terms, device, options, x, y, product.op == Op::kMultiplySigned, shift);
+    addProduct(b, terms, device, shaped, x, y, product.op == Op::kMultiplySigned, shift);
   }
 
   const device::Device& device;
   const MappingOptions& options;
   std::vector<bool> inHeap;
+  const graph::Loops loops;
 };
 
 }  // namespace

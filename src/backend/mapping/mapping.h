@@ -7,10 +7,19 @@
 
 namespace mapping {
 
+// How one sum is made, the rows of its products among them.
+struct SumShape {
+  bool inStages = false;  // added stage by stage, as bits arrive; else by counters at once
+  bool counters = false;  // then before the additions of each stage as well
+  int chainStages = 2;    // for which a chain of rows of a product in logic may last
+  bool cascades = true;   // blocks of a product, one above the other, add up by themselves
+};
+
 struct MappingOptions {
   device::Picoseconds period;  // additions wider than fit one stage are cut into linked pieces
   bool combinational = false;  // one stage: nothing is cut
   std::optional<double> lutPerDsp = {};  // what a block is worth; else the device's own figures
+  SumShape sums = {};
 };
 
 // The same function in operations that the device has: heaps become additions, wide products tiles

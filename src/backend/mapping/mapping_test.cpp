@@ -9,6 +9,7 @@
 #include "backend/graph/evaluator.h"
 #include "backend/graph/random_graph.h"
 #include "backend/graph/sample_loops.h"
+#include "backend/mapping/arrivals.h"
 
 namespace mapping {
 namespace {
@@ -73,6 +74,37 @@ TEST(MapGraph, KeepsTheSequencesOfDrawnGraphsWithStates) {
     states += mapped.states().size();
   }
   EXPECT_GT(states, 150u);
+}
+
+// At 300 MHz: stages until a product is there, and what it may take.
+TEST(MapGraph, ProductsTakeFewStages) {
+  struct Case {
+    int width, stages;
+    double most;  // tables
+  };
+  for (const Case& c : {Case{11, 1, 140}, {24, 2, 30}, {32, 2, 280}, {53, 3, 850}, {64, 4, 1000}}) {
+    Graph graph;
+    Builder b(graph);
+    b.output("r", b.multiply(b.input("x", c.width), b.input("y", c.width)));
+    const Graph mapped = mapGraph(graph, tarn(), {.period = {3333}});
+    const Arrivals arrivals(mapped, tarn(), {3333});
+    EXPECT_LE(arrivals.of(mapped.outputs()[0].signal.node).cycle, c.stages) << c.width;
+    EXPECT_LE(arrivals.clusters().cost().luts, c.most) << c.width;
+    RandomGraph draw(static_cast<std::uint32_t>(c.width));
+    expectSameFunction(graph, mapped, draw, 20);
+  }
+}
+
+// A product and half of a place, in digit rows: the chain on top begins with it.
+TEST(MapGraph, RowsTakeTheConstantOfTheirSum) {
+  Graph graph;
+  Builder b(graph);
+  const Signal product = b.multiply(b.input("x", 11), b.input("y", 11));
+  b.output("r", b.heap(std::vector<graph::HeapTerm>{{product, 0}, {b.literal(512, 22), 0}}, 22));
+  const Graph mapped = mapGraph(graph, tarn(), {.period = {3333}});
+  EXPECT_FALSE(contains(mapped, Op::kLut));
+  RandomGraph draw(7);
+  expectSameFunction(graph, mapped, draw, 2000);
 }
 
 // The addition between state and state stays whole; the one that only reads the state is cut.

@@ -57,7 +57,8 @@ ProductPrices pricesOf(const device::Device& device, const MappingOptions& optio
                        .dspWide = family.dsp.wide - 1,
                        .dspNarrow = family.dsp.narrow - 1,
                        .rowPerBit = family.sumPerBit,
-                       .cascade = device.cascadesFit() ? kCascade : 1};
+                       .chainStages = options.sums.chainStages,
+                       .cascade = options.sums.cascades && device.cascadesFit() ? kCascade : 1};
   // At the fastest grade: relations are what counts.
   const double tables = family.lut[kTableInputs] - family.lut[2];
   const int widest =
@@ -73,8 +74,11 @@ class ProductBuilder {
   ProductBuilder(Builder& builder, HeapTerms& terms, const ProductPrices& prices)
       : b(builder), terms(terms), prices(prices) {}
 
+  // Blocks are chosen by what they are worth in the cheapest shape of all.
   ProductPlan planOf(const Factor& x, const Factor& y) const {
-    return arithmetic::planProduct({x.width(), y.width(), x.isSigned, y.isSigned}, prices);
+    ProductPrices cheapest = prices;
+    cheapest.chainStages = ProductPrices{}.chainStages;
+    return arithmetic::planProduct(shapeOf(x, y), cheapest);
   }
 
   // The product of two factors in one table or one block, as wide as both together.
@@ -103,6 +107,10 @@ class ProductBuilder {
   }
 
  private:
+  static arithmetic::ProductShape shapeOf(const Factor& x, const Factor& y) {
+    return {x.width(), y.width(), x.isSigned, y.isSigned};
+  }
+
   Factor part(const Factor& x, int low, int width) {
     const bool isTop = low + width == x.width();
     return {b.slice(x.bits, low, width), x.shift + low, isTop && x.isSigned};
@@ -119,7 +127,7 @@ class ProductBuilder {
   void addPlanned(const Factor& x, const Factor& y, const ProductPlan& plan) {
     if (x.width() == 0 || y.width() == 0) return;
     if (isTable(x, y)) return addTerm(table(x, y), x, y);
-    if (plan.columns == 0) return addLogic(x, y, plan);
+    if (plan.columns == 0) return addLogic(x, y);
     const int mainX = ProductPlan::covered(plan.columns, plan.sizeX, x.width(), x.isSigned);
     const int mainY = ProductPlan::covered(plan.rows, plan.sizeY, y.width(), y.isSigned);
     const Factor lowX = part(x, 0, mainX), lowY = part(y, 0, mainY);
@@ -133,7 +141,8 @@ class ProductBuilder {
     addPlanned(lowX, part(y, mainY, y.width() - mainY), plan.strips[1]);
   }
 
-  void addLogic(const Factor& x, const Factor& y, const ProductPlan& plan) {
+  void addLogic(const Factor& x, const Factor& y) {
+    const ProductPlan plan = arithmetic::planRows(shapeOf(x, y), prices);
     const Factor& multiplier = plan.digitsOfY ? y : x;
     const Factor& multiplicand = plan.digitsOfY ? x : y;
     addDigitRows(b, terms, multiplicand, multiplier, plan.chainBits);

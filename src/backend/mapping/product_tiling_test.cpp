@@ -141,6 +141,23 @@ TEST(LowerProduct, TilesWhatNoBlockHolds) {
         }
 }
 
+TEST(LowerProduct, IsExactInEveryShapeOfItsSum) {
+  for (const bool inStages : {false, true})
+    for (const bool cascades : {false, true})
+      for (const bool isSigned : {false, true})
+        for (const int x : {8, 11, 17, 25, 32, 53, 64})
+          for (const int y : {7, 11, 24, 33, 53, 64}) {
+            const MappingOptions options{.period = {x % 2 == 0 ? 2500 : 3333},
+                                         .sums = {.inStages = inStages,
+                                                  .counters = y % 2 == 0,
+                                                  .chainStages = 1,
+                                                  .cascades = cascades}};
+            LoweredProduct product("TarnV", {x}, {y}, isSigned, options);
+            product.expectOnlyBlocksOf(25, 18);
+            product.checkCornersAndDraws(6);
+          }
+}
+
 TEST(LowerProduct, TilesVeryLongFactors) {
   for (const bool isSigned : {false, true})
     for (const Size y : {Size{521}, Size{3}, Size{0}}) {
