@@ -121,6 +121,8 @@ class Coverer {
       case Op::kConcat:
       case Op::kReplicate:
       case Op::kNot:
+      case Op::kTable:
+      case Op::kMemory:
       case Op::kMultiply:
       case Op::kMultiplySigned:
       case Op::kHeap:

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "backend/device/families.h"
+#include "backend/graph/table_blocks.h"
 #include "util/failure.h"
 
 namespace device {
@@ -56,6 +57,10 @@ double sumTables(const Graph& graph, const Node& node) {
   for (std::size_t i = 0; i + 1 < operands.size(); ++i) bits[i] = variableBits(graph, operands[i]);
   std::ranges::sort(bits, std::greater<>());
   return bits[1] + bits[2];
+}
+
+double logicTables(std::span<const util::MPZ> rows, int width) {
+  return static_cast<double>(rows.size()) / 64 * width;
 }
 
 }  // namespace
@@ -110,6 +115,10 @@ Picoseconds Device::sumDelayBehind(int width, int inputs) const {
 Picoseconds Device::chainedSumDelay() const {
   constexpr int kBits = 4;
   return scaled(sumDelay(kBits, 2));
+}
+
+double Device::wideTableDelay(int indexWidth) const {
+  return functionDelay(Op::kTable, indexWidth);
 }
 
 // Trees of gates fill tables well; of comparisons and parities tools make wide multiplexers.
@@ -186,6 +195,11 @@ bool Device::isDspSum(const Graph& graph, const Node& node) const {
          (isDspProduct(graph, graph.node(y)) && isShifted(x));
 }
 
+int Device::memoryBlocks(int width, int indexWidth) const {
+  const graph::MemoryShape shape{family.memoryWidth, family.memoryBits / family.memoryWidth};
+  return graph::memoryBlocks(shape, indexWidth, width);
+}
+
 double Device::productDelay(int a, int b, bool isSigned) const {
   if (a + b < kNarrowestDspProduct)  // the tables before the chains make the rows
     return std::max<int>(1, std::bit_width(static_cast<unsigned>(std::min(a, b) - 1))) *
@@ -218,6 +232,10 @@ Picoseconds Device::delayOf(const Graph& graph, NodeId id) const {
     case Op::kReduceXor:
     case Op::kLut:
       return scaled(functionDelay(node.op, widthOf(graph, node, 0)));
+    case Op::kTable:
+      return scaled(wideTableDelay(widthOf(graph, node, 0)));
+    case Op::kMemory:  // were there a way past its register
+      return scaled(family.memoryToRegister + family.memoryFromRegister);
     case Op::kAdd:
       if (isDspConstantSum(graph, node)) return {0};
       if (isDspSum(graph, node)) return scaled(family.dspSum);
@@ -240,11 +258,14 @@ Picoseconds Device::delayOf(const Graph& graph, NodeId id) const {
 }
 
 Picoseconds Device::delayToRegister(const Graph& graph, NodeId id) const {
+  if (graph.node(id).op == Op::kMemory) return scaled(family.memoryToRegister);
   return isDspProduct(graph, graph.node(id)) ? scaled(family.dspToRegister) : delayOf(graph, id);
 }
 
 Picoseconds Device::clockToOutput(const Graph& graph, NodeId id, int registers) const {
   if (isDspSum(graph, graph.node(id))) return scaled(family.dspFromRegister);
+  if (graph.node(id).op == Op::kMemory && registers <= 2)
+    return scaled(registers == 1 ? family.memoryFromRegister : family.memoryFromOutput);
   // A block has two registers behind its product; a third one is a register like any other.
   if (registers > 2 || !isDspProduct(graph, graph.node(id))) return clockToOutput();
   return scaled(registers == 1 ? family.dspFromInnerRegister : family.dspFromRegister);
@@ -276,6 +297,13 @@ Cost Device::costOf(const Graph& graph, NodeId id) const {
       return {.luts = functionTables(node.op, widthOf(graph, node, 0))};
     case Op::kLut:
       return {.luts = width};
+    case Op::kTable:
+      return {.luts = logicTables(graph.rows(node), node.width)};
+    case Op::kMemory: {
+      const auto rows = static_cast<double>(graph.rows(node).size());
+      return {.ramBits = rows * width,
+              .ramBlocks = 1.0 * memoryBlocks(node.width, widthOf(graph, node, 0))};
+    }
     case Op::kAdd:
       if (isDspSum(graph, node)) return {};
       return {.luts = sumTables(graph, node)};

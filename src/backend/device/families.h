@@ -45,8 +45,12 @@ struct Family {
   double lutPerDsp = 0;             // look-up tables that each of a product's first two is worth
   double lutPerFurtherDsp = 0;      // and each further one
 
-  int memoryBits = 0;   // of one memory block
-  int memoryWidth = 0;  // its widest word
+  int memoryBits = 0;             // of one memory block
+  int memoryWidth = 0;            // its widest word
+  double memoryToRegister = 0;    // index to the register inside, its setup excluded
+  double memoryFromRegister = 0;  // from there to the word
+  double memoryFromOutput = 0;    // the same with a second register at the pins
+  double lutPerMemory = 0;        // look-up tables that a block is worth
   int registersPerLut = 1;
   bool hardFloat = false;       // floating-point blocks
   bool hyperRegisters = false;  // registers in the routing
