@@ -26,6 +26,9 @@ constexpr Family kTarnV{
     .wideTable = 963,
     .wideParity = 1611,
     .pickPerDoubling = 433,
+    .tableOfEight = 1049,
+    .tableOfNine = 1730,
+    .tablePerInput = 400,
     .sumEntry = 872,
     .sumPerBit = 28.5,
     .thirdAddend = 404,
@@ -70,10 +73,11 @@ constexpr Family modelled(const Model& model) {
   family.calibrated = false;
   for (std::size_t inputs = 1; inputs < family.lut.size(); ++inputs)
     family.lut[inputs] = family.lut[inputs] * model.speed + model.route;
-  for (double Family::*figure :
-       {&Family::sumEntry, &Family::lessEntry, &Family::wideTable, &Family::wideParity})
+  for (double Family::*figure : {&Family::sumEntry, &Family::lessEntry, &Family::wideTable,
+                                 &Family::wideParity, &Family::tableOfEight, &Family::tableOfNine})
     family.*figure = family.*figure * model.speed + model.route;
-  for (double Family::*figure : {&Family::treePerDoubling, &Family::pickPerDoubling})
+  for (double Family::*figure :
+       {&Family::treePerDoubling, &Family::pickPerDoubling, &Family::tablePerInput})
     family.*figure = family.*figure * model.speed + model.route / 2;
   for (double Family::*figure :
        {&Family::sumPerBit, &Family::thirdAddend, &Family::lessPerBit, &Family::routePerDoubling,

@@ -27,6 +27,11 @@ struct Family {
   double wideTable = 0;
   double wideParity = 0;
   double pickPerDoubling = 0;
+  // A table of constants over 7 or 8 bits takes tableOfEight, over n > 8 bits tableOfNine +
+  // tablePerInput * (n - 9).
+  double tableOfEight = 0;
+  double tableOfNine = 0;
+  double tablePerInput = 0;
   double sumEntry = 0;  // an addition of w bits takes sumEntry + w * sumPerBit
   double sumPerBit = 0;
   double thirdAddend = 0;  // and this much more with three addends

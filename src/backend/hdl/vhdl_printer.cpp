@@ -199,7 +199,7 @@ std::string Printer::expression(NodeId id) const {
       return fmt::format("{}({})", plan.lutFunctionOf(id),
                          operand(operands[0], cycle, /*bracket=*/false));
     case Op::kMemory:
-      return fmt::format("{}(to_integer({}))", plan.romOf(id),
+      return fmt::format("unsigned({}(to_integer({})))", plan.romOf(id),
                          operand(operands[0], cycle, /*bracket=*/false));
     case Op::kAdd: {
       if (const auto difference = plan.differenceOf(node, cycle))
@@ -372,7 +372,8 @@ std::string Printer::roms() const {
     std::vector<std::string> words;
     for (const util::MPZ& row : rows) words.push_back(literalText(row, node.width));
     text += fmt::format("  type {} is array (0 to {}) of {};\n  constant {} : {} := (\n", rom.type,
-                        rows.size() - 1, vectorType("unsigned", node.width), rom.name, rom.type) +
+                        rows.size() - 1, vectorType("std_logic_vector", node.width), rom.name,
+                        rom.type) +
             statement(4, fmt::format("{}", fmt::join(words, ", ")) + ");") +
             fmt::format("  attribute rom_style of {} : constant is \"block\";\n\n", rom.name);
   }
