@@ -27,11 +27,11 @@ struct TabledUnit : ReplayedUnit {
         rows.push_back(util::MPZ(static_cast<unsigned long>(random())).lowBits(width));
       return shape.isInMemory ? b.memory(index, rows, width) : b.table(index, rows, width);
     };
-    const Signal first = b.name(read(x, 24), "first"), second = read(b.add(x, y), 8);
+    const Signal first = b.name(read(x, 24), "first"), second = read(b.add(x, y), 20);
     b.output("whole", first);
     b.output("sum", b.add(b.slice(first, 0, 9), y));
     b.output("join", b.concat({b.slice(second, 4, 4), y, b.bitNot(second)}));
-    b.output("chain", read(b.concat({second, b.slice(first, 3, 1)}), 30));
+    b.output("chain", read(b.concat({b.slice(second, 6, 8), b.slice(first, 3, 1)}), 30));
     hasEnable = shape.hasEnable;
     scheduleFor(shape.period);
   }

@@ -55,10 +55,11 @@ bool isExpression(Op op) {
 }
 
 // True when a reader needs operand `position` as a plain name, not an expression. The factors of a
-// product would be computed at the width of the product in Verilog, and keep carries.
+// product would be computed at the width of the product in Verilog, and keep carries; so does the
+// index of a memory in Icarus.
 bool wantsName(Op reader, std::size_t position) {
   return reader == Op::kSlice || reader == Op::kMultiply || reader == Op::kMultiplySigned ||
-         (reader == Op::kPick && position == 0);
+         reader == Op::kMemory || (reader == Op::kPick && position == 0);
 }
 
 std::vector<NodeId> idsOf(const graph::Graph& graph) {
