@@ -68,6 +68,18 @@ class Coverer {
     const Picoseconds alone = device.delayToRegister(graph, id);
     return alone == device.delayOf(graph, id) ? delayOfRoot(id) : alone.value;
   }
+  Cost costOf(const std::vector<NodeId>& roots) const {
+    Cost total;
+    for (std::uint32_t i = 0; i < graph.size(); ++i) {
+      if (roots[i] != NodeId{i}) continue;
+      const Cost own = costOfRoot({i});
+      total.luts += own.luts;
+      total.dsps += own.dsps;
+      total.ramBits += own.ramBits;
+      total.ramBlocks += own.ramBlocks;
+    }
+    return total;
+  }
   Cost costOfRoot(NodeId id) const {
     const auto& own = cuts[id.index];
     return own.empty() ? device.costOf(graph, id) : Cost{.luts = own[0].tables};
@@ -125,6 +137,8 @@ class Coverer {
       case Op::kConcat:
       case Op::kReplicate:
       case Op::kNot:
+      case Op::kTable:
+      case Op::kMemory:
       case Op::kMultiply:
       case Op::kMultiplySigned:
       case Op::kHeap:
@@ -401,6 +415,7 @@ Cover::Cover(const Graph& graph, const Device& device, Picoseconds period) {
   Coverer coverer(graph, device, period);
   coverer.run();
   roots = coverer.chooseRoots();
+  total = coverer.costOf(roots);
   const std::vector<int> inside = coverer.delaysInside(roots);
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     const NodeId id{i};
@@ -416,16 +431,7 @@ Cost Cover::costBetweenRegisters(const Graph& graph, const Device& device,
   Coverer coverer(graph, device, kAnyDelay, cycles);
   coverer.run();
   const std::vector<NodeId> roots = coverer.chooseRoots();
-  Cost total;
-  for (std::uint32_t i = 0; i < graph.size(); ++i) {
-    if (roots[i] != NodeId{i}) continue;
-    const Cost own = coverer.costOfRoot({i});
-    total.luts += own.luts;
-    total.dsps += own.dsps;
-    total.ramBits += own.ramBits;
-    total.ramBlocks += own.ramBlocks;
-  }
-  return total;
+  return coverer.costOf(roots);
 }
 
 }  // namespace device

@@ -40,9 +40,13 @@ class Cover {
   int delay(graph::NodeId node) const { return delays[node.index]; }
   int delayToRegister(graph::NodeId node) const { return delaysToRegister[node.index]; }
 
+  // Of all clusters.
+  const Cost& cost() const { return total; }
+
  private:
   std::vector<graph::NodeId> roots;  // indexed by NodeId::index, as are all
   std::vector<int> delays, delaysToRegister;
+  Cost total;
 };
 
 }  // namespace device

@@ -72,6 +72,8 @@ class Device {
   bool isDspSum(const graph::Graph& graph, const graph::Node& node) const;
   // Look-up tables, DSP and memory blocks of one node; registers are not counted here.
   Cost costOf(const graph::Graph& graph, graph::NodeId node) const;
+  // Memory blocks that hold a table of 2^indexWidth words of `width` bits.
+  int memoryBlocks(int width, int indexWidth) const;
   // The widest addition of two addends that fits into one stage of `period`; at least 1.
   int widestAdder(Picoseconds period) const { return widestSum(period, 2); }
   // The same for two or three addends.
@@ -102,6 +104,7 @@ class Device {
   double lessDelay(int width) const;
   double functionDelay(graph::Op op, int inputs) const;
   double pickDelay(std::size_t choices) const;
+  double wideTableDelay(int indexWidth) const;
   double productDelay(int a, int b, bool isSigned) const;
   int tiles(int a, int b, bool isSigned) const;
   bool isDspConstantSum(const graph::Graph& graph, const graph::Node& node) const;

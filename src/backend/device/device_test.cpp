@@ -5,9 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cmath>
 #include <fstream>
 #include <functional>
 #include <map>
+#include <random>
 
 #include "backend/device/cover.h"
 #include "backend/device/families.h"
@@ -151,6 +153,64 @@ TEST(Yardstick, CountsTablesAndBlocksAsSynthesisDoes) {
   EXPECT_EQ(dsps(b.multiply(x, z)), 2);
   EXPECT_EQ(dsps(b.multiplySigned(x, z)), 1);
   EXPECT_EQ(dsps(b.multiply(b.slice(x, 0, 4), b.slice(y, 0, 4))), 0);
+}
+
+// Drawn and smooth tables in logic, as measured; memory blocks as flow x counts them.
+TEST(Yardstick, KnowsTablesAndMemoryBlocks) {
+  std::ifstream file(MEASUREMENTS "/operations.csv");
+  int rows = 0;
+  for (std::string line; std::getline(file, line);) {
+    const bool isSine = line.starts_with("table sine ");
+    if (!isSine && !line.starts_with("table drawn ")) continue;
+    const auto comma = line.find(',');
+    const int inputs = std::stoi(line.substr(isSine ? 11 : 12)),
+              width = std::stoi(line.substr(comma + 1));
+    const int luts = std::stoi(line.substr(line.find(',', comma + 1) + 1));
+    const int measured = std::stoi(line.substr(line.rfind(',') + 1));
+    std::mt19937 random(7);
+    std::vector<util::MPZ> words;
+    for (int x = 0; x < 1 << inputs; ++x) {
+      const double angle = (x + 0.5) / (1 << inputs) * M_PI / 2;
+      const auto sine = static_cast<unsigned long>(std::sin(angle) * ((1 << width) - 1));
+      words.push_back(util::MPZ(isSine ? sine : random() % (1ul << width)));
+    }
+    Graph graph;
+    Builder b(graph);
+    const Signal whole = b.table(b.input("x", inputs), words, width);
+    b.output("y", whole);
+    const Cover cover(graph, *device("TarnV"), {100000});
+    int modelled = 0;
+    for (std::uint32_t i = 0; i < graph.size(); ++i)
+      modelled = std::max(modelled, cover.delay({i}));
+    EXPECT_GE(modelled, measured * 96 / 100) << line;
+    EXPECT_LE(modelled, measured * 13 / 10) << line;
+    EXPECT_GE(cover.cost().luts, luts * 0.8) << line;
+    EXPECT_LE(cover.cost().luts, luts * 1.25) << line;
+    ++rows;
+  }
+  EXPECT_EQ(rows, 30);
+  struct Blocks {
+    int inputs, width, count;
+  };
+  for (const Blocks& row : {Blocks{7, 8, 1},
+                            {9, 24, 1},
+                            {9, 36, 1},
+                            {9, 40, 2},
+                            {9, 72, 2},
+                            {8, 40, 2},
+                            {10, 18, 1},
+                            {10, 24, 2},
+                            {10, 36, 2},
+                            {11, 9, 1},
+                            {11, 18, 2},
+                            {11, 24, 3},
+                            {12, 8, 2},
+                            {12, 9, 2},
+                            {12, 24, 6},
+                            {13, 8, 4},
+                            {14, 8, 8}})
+    EXPECT_EQ(device("TarnV")->memoryBlocks(row.width, row.inputs), row.count)
+        << row.inputs << " " << row.width;
 }
 
 TEST(Device, WidestAdderIsTheWidestThatFits) {

@@ -17,6 +17,7 @@ namespace {
 //   DSP             input setup 1416 with a product register and 2739 with an output register;
 //                   output 1671 from the product register, 329 from the output register; product
 //                   registers through the next block's adder to its pins 2900
+//   memory          index setup 566; output 2454 from the read, 882 from an output register
 constexpr Family kTarnV{
     .name = "TarnV",
     .calibrated = true,
@@ -25,6 +26,9 @@ constexpr Family kTarnV{
     .wideTable = 963,
     .wideParity = 1611,
     .pickPerDoubling = 433,
+    .tableOfEight = 1049,
+    .tableOfNine = 1730,
+    .tablePerInput = 400,
     .sumEntry = 872,
     .sumPerBit = 28.5,
     .thirdAddend = 404,
@@ -41,8 +45,12 @@ constexpr Family kTarnV{
     .dspSum = 1230,
     .lutPerDsp = 120,
     .lutPerFurtherDsp = 280,
-    .memoryBits = 36 * 1024,
-    .memoryWidth = 72,
+    .memoryBits = 18 * 1024,
+    .memoryWidth = 36,
+    .memoryToRegister = 566 - 109,
+    .memoryFromRegister = 2454,
+    .memoryFromOutput = 882,
+    .lutPerMemory = 100,
     .registersPerLut = 2,
 };
 
@@ -67,15 +75,17 @@ constexpr Family modelled(const Model& model) {
   family.calibrated = false;
   for (std::size_t inputs = 1; inputs < family.lut.size(); ++inputs)
     family.lut[inputs] = family.lut[inputs] * model.speed + model.route;
-  for (double Family::*figure :
-       {&Family::sumEntry, &Family::lessEntry, &Family::wideTable, &Family::wideParity})
+  for (double Family::*figure : {&Family::sumEntry, &Family::lessEntry, &Family::wideTable,
+                                 &Family::wideParity, &Family::tableOfEight, &Family::tableOfNine})
     family.*figure = family.*figure * model.speed + model.route;
-  for (double Family::*figure : {&Family::treePerDoubling, &Family::pickPerDoubling})
+  for (double Family::*figure :
+       {&Family::treePerDoubling, &Family::pickPerDoubling, &Family::tablePerInput})
     family.*figure = family.*figure * model.speed + model.route / 2;
   for (double Family::*figure :
        {&Family::sumPerBit, &Family::thirdAddend, &Family::lessPerBit, &Family::routePerDoubling,
         &Family::clockToOutput, &Family::setup, &Family::dspProduct, &Family::dspToRegister,
-        &Family::dspFromInnerRegister, &Family::dspFromRegister, &Family::dspSum})
+        &Family::dspFromInnerRegister, &Family::dspFromRegister, &Family::dspSum,
+        &Family::memoryToRegister, &Family::memoryFromRegister, &Family::memoryFromOutput})
     family.*figure *= model.speed;
   family.dsp = model.dsp;
   family.memoryBits = model.memoryBits;

@@ -27,6 +27,11 @@ struct Family {
   double wideTable = 0;
   double wideParity = 0;
   double pickPerDoubling = 0;
+  // A table of constants over 7 or 8 bits takes tableOfEight, over n > 8 bits tableOfNine +
+  // tablePerInput * (n - 9).
+  double tableOfEight = 0;
+  double tableOfNine = 0;
+  double tablePerInput = 0;
   double sumEntry = 0;  // an addition of w bits takes sumEntry + w * sumPerBit
   double sumPerBit = 0;
   double thirdAddend = 0;  // and this much more with three addends
@@ -45,8 +50,12 @@ struct Family {
   double lutPerDsp = 0;             // look-up tables that each of a product's first two is worth
   double lutPerFurtherDsp = 0;      // and each further one
 
-  int memoryBits = 0;   // of one memory block
-  int memoryWidth = 0;  // its widest word
+  int memoryBits = 0;             // of one memory block
+  int memoryWidth = 0;            // its widest word
+  double memoryToRegister = 0;    // index to the register inside, its setup excluded
+  double memoryFromRegister = 0;  // from there to the word
+  double memoryFromOutput = 0;    // the same with a second register at the pins
+  double lutPerMemory = 0;        // look-up tables that a block is worth
   int registersPerLut = 1;
   bool hardFloat = false;       // floating-point blocks
   bool hyperRegisters = false;  // registers in the routing

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cmath>
 #include <span>
 
 #include "backend/functions/fixed_const_mult.h"
@@ -59,6 +61,16 @@ arithmetic::ProductPrices productPrices(const Prices& prices) {
           .lutPerFurtherDsp = prices.lutPerFurtherDsp,
           .dspWide = prices.dsp.width,
           .dspNarrow = prices.dsp.depth};
+}
+
+double priceOfTable(const Prices& prices, int indexWidth, int width) {
+  constexpr int kFreeInputs = 8;  // behind so many, multiplexers take look-up tables too
+  constexpr double kDeepShare = 1.35;
+  const double bits = std::ldexp(width, indexWidth);
+  const double logic = std::max<double>(
+      width, bits * prices.lutPerTableBit * (indexWidth > kFreeInputs ? kDeepShare : 1));
+  return std::min(logic,
+                  graph::memoryBlocks(prices.memory, indexWidth, width) * prices.lutPerMemory);
 }
 
 const UnitRow* findUnit(std::string_view name) {

@@ -430,6 +430,8 @@ Signal Builder::copy(const Graph& other, NodeId id, std::span<const Signal> oper
   LOAM_ASSERT(node.op != Op::kInput, "a node that is no port");
   if (node.op == Op::kState) return state(node.width, other.states()[node.aux].initial);
   if (node.op == Op::kHeap) return make(node.op, node.width, operands, 0, other.shifts(node));
+  if (node.op == Op::kTable || node.op == Op::kMemory)
+    return make(node.op, node.width, operands, tableIndex(other.rows(node)));
   const bool hasContents = node.op == Op::kLiteral || node.op == Op::kLut;
   return make(node.op, node.width, operands,
               hasContents ? literalIndex(other.literal(node)) : node.aux);

@@ -64,6 +64,13 @@ class Builder {
   Signal reduceXor(Signal x);
   // The function of at most 6 bits whose value for x stands in bits [x * width, (x + 1) * width).
   Signal lut(Signal x, const util::MPZ& contents, int width);
+  // Row `index` of a table, 2^index.width rows of `width` bits, index.width at most kWidestIndex.
+  // Bits of the result that are constants, bits of the index, each other or functions of at most
+  // six of its bits become that; the rest is a table of the bits that it depends on.
+  Signal table(Signal index, std::span<const util::MPZ> rows, int width);
+  // For passes: the same out of a memory block. Only an index that is a literal folds.
+  Signal memory(Signal index, std::span<const util::MPZ> rows, int width);
+  static constexpr int kWidestIndex = 20;
 
   // Arithmetic. Addends have the width of the sum; a carry out is had by extending them first.
   Signal add(Signal a, Signal b) { return addCarry(a, b, bit(false)); }
@@ -127,6 +134,8 @@ class Builder {
     return make(op, width, std::span(operands.begin(), operands.size()), aux);
   }
   std::uint32_t literalIndex(const util::MPZ& value);
+  std::uint32_t tableIndex(std::span<const util::MPZ> rows);
+  Signal bitsAt(Signal x, std::uint32_t positions);
   bool isZeroLiteral(Signal x) const { return isLiteral(x) && valueOf(x).isZero(); }
   bool isOnesLiteral(Signal x) const;
   int zerosBelow(Signal x) const;  // bits below the lowest part of a join that is no constant
@@ -137,6 +146,7 @@ class Builder {
   std::uint32_t currentScope = 0;
   std::unordered_map<Key, NodeId, KeyHash> made;
   std::unordered_map<std::string, std::uint32_t> literalByText;
+  std::unordered_map<std::size_t, std::vector<std::uint32_t>> tablesByHash;
 };
 
 }  // namespace graph

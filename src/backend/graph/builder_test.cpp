@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 
 #include "backend/graph/evaluator.h"
+#include "backend/graph/random_graph.h"
 
 namespace graph {
 namespace {
@@ -46,6 +48,77 @@ TEST_F(BuilderTest, SeesThroughWiring) {
   EXPECT_EQ(b.slice(b.replicate(c, 9), 3, 2), b.replicate(c, 2));
   EXPECT_EQ(b.bitNot(b.bitNot(x)), x);
   EXPECT_EQ(b.select(b.bitNot(c), x, y), b.select(c, y, x));
+}
+
+// A table of ten bits is built of what its columns need; its rows are the reference.
+TEST_F(BuilderTest, FoldsTables) {
+  const Signal wide = b.input("wide", 10);
+  RandomGraph draw(3);
+  std::vector<MPZ> drawn;
+  for (int i = 0; i < 1024; ++i) drawn.push_back(draw.pattern(5));
+  const auto rowsBy = [](int count, const std::function<MPZ(unsigned long)>& row) {
+    std::vector<MPZ> rows;
+    for (int x = 0; x < count; ++x) rows.push_back(row(static_cast<unsigned long>(x)));
+    return rows;
+  };
+  const auto at = [&](unsigned long x) { return drawn[x]; };
+  const auto opOf = [&](Signal s) { return graph.node(s.node).op; };
+  const auto tables = [&] {
+    return std::ranges::count_if(graph.nodes(), [](const Node& n) { return n.op == Op::kTable; });
+  };
+
+  const Signal whole = b.table(wide, drawn, 5);
+  EXPECT_EQ(opOf(whole), Op::kTable);
+  EXPECT_EQ(b.table(wide, drawn, 5), whole);
+  EXPECT_EQ(tables(), 1);
+  EXPECT_EQ(b.table(b.literal(77, 10), drawn, 5), b.literal(drawn[77], 5));
+  EXPECT_EQ(b.memory(b.literal(77, 10), drawn, 5), b.literal(drawn[77], 5));
+  // Parts of the index, constants, and each other.
+  EXPECT_EQ(b.table(wide, rowsBy(1024, [](unsigned long x) { return MPZ(x >> 3 & 31); }), 5),
+            b.slice(wide, 3, 5));
+  EXPECT_EQ(b.table(wide, rowsBy(1024, [](unsigned long x) { return MPZ(~x & 7); }), 3),
+            b.concat({b.bitNot(b.bitOf(wide, 2)), b.bitNot(b.bitOf(wide, 1)),
+                      b.bitNot(b.bitOf(wide, 0))}));
+  EXPECT_EQ(b.table(wide, rowsBy(1024, [](unsigned long) { return MPZ(9); }), 4), b.literal(9, 4));
+  EXPECT_EQ(
+      b.table(wide, rowsBy(1024, [&](unsigned long x) { return (at(x) << 6) | MPZ(32) | at(x); }),
+              11),
+      b.concat({whole, b.literal(1, 1), whole}));
+  EXPECT_EQ(tables(), 1);
+  // Bits of the index that nothing depends on, that are literals or that stand there twice.
+  const auto few = rowsBy(1024, [&](unsigned long x) { return at((x >> 2 & 3) | (x >> 3 & 60)); });
+  const Signal lut = b.table(wide, few, 5);
+  EXPECT_EQ(opOf(lut), Op::kLut);
+  EXPECT_EQ(graph.node(graph.operands(lut.node)[0]).width, 6);
+  EXPECT_EQ(opOf(b.table(b.concat({x, b.literal(5, 4), b.slice(y, 0, 2)}), drawn, 5)), Op::kLut);
+  EXPECT_EQ(opOf(b.table(b.concat({x, b.replicate(c, 6)}), drawn, 5)), Op::kLut);
+  EXPECT_EQ(tables(), 1);
+  const Signal narrow = b.table(b.concat({b.slice(wide, 0, 4), x, b.literal(2, 2)}), drawn, 5);
+  EXPECT_EQ(graph.node(graph.operands(narrow.node)[0]).width, 8);
+  // A column of few inputs leaves the table.
+  const Signal mixed = b.table(
+      wide, rowsBy(1024, [&](unsigned long x) { return (at(x) << 1) | MPZ((x & 9) == 9 ? 1 : 0); }),
+      6);
+  EXPECT_EQ(b.slice(mixed, 1, 5), whole);
+  EXPECT_EQ(graph.node(b.bitOf(mixed, 0).node).op, Op::kLut);
+
+  for (const auto& [name, s] : std::initializer_list<std::pair<const char*, Signal>>{
+           {"whole", whole},
+           {"lut", lut},
+           {"narrow", narrow},
+           {"mixed", mixed},
+           {"literals", b.table(b.concat({x, b.literal(5, 4), b.slice(y, 0, 2)}), drawn, 5)},
+           {"twice", b.table(b.concat({x, b.replicate(c, 6)}), drawn, 5)},
+           {"memory", b.memory(wide, drawn, 5)}})
+    b.output(name, s);
+  Evaluator evaluator(graph);
+  for (unsigned long v = 0; v < 1024; ++v) {
+    const unsigned long p = v * 7 % 16, q = v % 16, one = v % 2;
+    const std::vector<MPZ> found = evaluator(std::vector<MPZ>{p, q, one, v});
+    EXPECT_EQ(found, (std::vector<MPZ>{at(v), few[v], at((v % 16) << 6 | p << 2 | 2),
+                                       (at(v) << 1) | MPZ((v & 9) == 9 ? 1 : 0),
+                                       at(p << 6 | 5 << 2 | q % 4), at(p << 6 | 63 * one), at(v)}));
+  }
 }
 
 // Folding must give the value that the operation has: whatever is built from literals, or from

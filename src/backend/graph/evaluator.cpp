@@ -152,6 +152,10 @@ void evaluateNode(const Graph& graph, const Node& node, std::span<const mp_limb_
       toLimbs(graph.literal(node) >> (operands[0][0] * static_cast<unsigned long>(node.width)),
               node.width, result);
       return;
+    case Op::kTable:
+    case Op::kMemory:
+      toLimbs(graph.rows(node)[operands[0][0]], node.width, result);
+      return;
     case Op::kAdd:
       std::copy_n(operands[0], count, result);
       for (std::size_t i = 1; i + 1 < operands.size(); ++i) addInto(result, operands[i], count);

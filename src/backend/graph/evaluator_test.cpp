@@ -205,7 +205,8 @@ TEST(NarrowSteps, AgreeWithTheGeneralEvaluation) {
   long covered = 0;
   for (std::uint32_t seed = 1; seed <= 60; ++seed) {
     RandomGraph draw(seed);
-    const Graph graph = draw.make({.nodes = 80, .maxWidth = seed % 2 == 0 ? 16 : 64});
+    const Graph graph = draw.make(
+        {.nodes = 80, .maxWidth = seed % 2 == 0 ? 16 : 64, .tables = true, .memories = true});
     const NarrowSteps narrow(graph);
     Evaluator evaluate(graph);
     for (int i = 0; i < 20; ++i) {

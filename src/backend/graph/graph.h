@@ -29,6 +29,8 @@ enum class Op : std::uint8_t {
   kReduceOr,        // x -> 1 bit
   kReduceXor,       // x -> 1 bit
   kLut,             // x of at most 6 bits -> bits [x * W, (x + 1) * W) of literal aux
+  kTable,           // x of more bits -> row x of Graph::rows(), aux: its index; computed by logic
+  kMemory,          // the same out of a memory block, which a register follows right behind
   kAdd,             // two or three addends of W bits, then a carry in of 1 bit; modulo 2^W
   kEqual,           // a, b -> 1 bit
   kLess,            // a < b, unsigned -> 1 bit
@@ -61,6 +63,8 @@ inline constexpr OpTraits kOpTraits[] = {
     {Op::kReduceOr, "reduce-or", false},
     {Op::kReduceXor, "reduce-xor", false},
     {Op::kLut, "lut", false},
+    {Op::kTable, "table", false},
+    {Op::kMemory, "memory", false},
     {Op::kAdd, "add", false},
     {Op::kEqual, "equal", false},
     {Op::kLess, "less", false},
@@ -112,8 +116,9 @@ struct Port {
   bool isControl = false;  // input ports: travels beside the data (valid, channel)
 };
 
-// A register that closes a loop: `node` shows `initial` at first and after a reset, and from then on
-// what `next` was in the cycle before. The only way to make a loop: the node itself has no operands.
+// A register that closes a loop: `node` shows `initial` at first and after a reset, and from then
+// on what `next` was in the cycle before. The only way to make a loop: the node itself has no
+// operands.
 struct State {
   NodeId node;
   NodeId next;
@@ -138,6 +143,8 @@ class Graph {
     return {shiftRows.data() + heap.aux, heap.operandCount};
   }
   const util::MPZ& literal(const Node& node) const { return literalRows[node.aux]; }
+  // The contents of a kTable or kMemory node, a row for each value of its operand.
+  std::span<const util::MPZ> rows(const Node& table) const { return tables[table.aux]; }
   Signal signal(NodeId id) const { return {id, node(id).width}; }
 
   const std::vector<Port>& inputs() const { return inputPorts; }
@@ -156,6 +163,7 @@ class Graph {
   std::vector<NodeId> operandRows;
   std::vector<std::uint32_t> shiftRows;
   std::vector<util::MPZ> literalRows;
+  std::vector<std::vector<util::MPZ>> tables;
   std::vector<Port> inputPorts;
   std::vector<Port> outputPorts;
   std::vector<State> stateRows;

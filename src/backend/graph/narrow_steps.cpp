@@ -62,6 +62,10 @@ NarrowSteps::Step NarrowSteps::stepOf(const Node& node) {
                             .lowBits(static_cast<unsigned long>(node.width))
                             .toUint64());
       break;
+    case Op::kTable:
+    case Op::kMemory:
+      for (const util::MPZ& row : graph.rows(node)) words.push_back(row.toUint64());
+      break;
     case Op::kLessSigned:
       step.constant = signBit(widthOf(0));
       break;
@@ -126,6 +130,8 @@ std::uint64_t NarrowSteps::evaluate(std::size_t node, const mp_limb_t* const* op
     case Op::kReduceXor:
       return std::popcount(value(0)) & 1;
     case Op::kLut:
+    case Op::kTable:
+    case Op::kMemory:
       return words[step.first + value(0)];
     case Op::kAdd: {
       std::uint64_t sum = 0;

@@ -26,6 +26,8 @@ class RandomGraph {
     // inputs in a pipeline; each is read from where it is drawn on and takes what stands a few
     // nodes later, or any node at all.
     int states = 0;
+    // Tables of more than six bits, and memory blocks, which only graphs without states may hold.
+    bool tables = false, memories = false;
   };
 
   Graph make(const Shape& shape) {
@@ -43,7 +45,7 @@ class RandomGraph {
         if (state * shape.nodes / shape.states == i) open.push_back(openState(b, i, shape));
       closeStates(b, open, i, valid);
       const auto scope = b.scope(fmt::format("step{}", i % 7));
-      const Signal made = b.name(operation(b, shape.maxWidth), fmt::format("n{}", i));
+      const Signal made = b.name(operation(b, shape), fmt::format("n{}", i));
       if (made.width > 0) pool.push_back(b.slice(made, 0, std::min(made.width, shape.maxWidth)));
     }
     closeStates(b, open, shape.nodes + kLongestWay, valid);
@@ -109,13 +111,19 @@ class RandomGraph {
     return b.bitOf(x, upTo(x.width) - 1);
   }
 
-  Signal operation(Builder& b, int maxWidth) {
-    const int width = upTo(maxWidth);
+  std::vector<util::MPZ> rowsOf(int indexWidth, int width) {
+    std::vector<util::MPZ> rows;
+    for (int x = 0; x < 1 << indexWidth; ++x) rows.push_back(pattern(width));
+    return rows;
+  }
+
+  Signal operation(Builder& b, const Shape& shape) {
+    const int maxWidth = shape.maxWidth, width = upTo(maxWidth);
     // Drawn one by one: the order in which a call's arguments are drawn would be the compiler's.
     const Signal x = ofWidth(b, width), y = ofWidth(b, width), z = ofWidth(b, width);
     const Signal old = any(), fresh = recent(), bit = bitFrom(b);
     const int small = upTo(6);
-    switch (upTo(20)) {
+    switch (upTo(shape.memories ? 23 : shape.tables ? 21 : 20)) {
       case 1:
         return b.bitNot(x);
       case 2:
@@ -156,6 +164,11 @@ class RandomGraph {
         return b.multiplySigned(old, fresh);
       case 19:
         return b.concat({old, b.literal(width, small), fresh});
+      case 21:
+        return b.table(b.zeroExtend(fresh, 6 + small / 2), rowsOf(6 + small / 2, width), width);
+      case 22:
+      case 23:
+        return b.memory(b.zeroExtend(fresh, small), rowsOf(small, width), width);
       default: {
         std::vector<HeapTerm> terms;
         for (int i = upTo(7); i >= 0; --i) terms.push_back({recent(), upTo(maxWidth) - 1});

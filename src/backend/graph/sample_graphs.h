@@ -13,6 +13,36 @@ namespace graph {
 
 // Graphs and patterns for the tests of everything that reads graphs.
 
+// A pattern of `width` bits: drawn, or one of those that find carries and signs.
+inline util::MPZ drawPattern(std::mt19937_64& random, int width) {
+  util::MPZ value;
+  for (int bits = 0; bits < width; bits += 64)
+    value = (value << 64u) | util::MPZ(static_cast<unsigned long>(random()));
+  switch (random() % 8) {
+    case 0:
+      return util::MPZ(0);
+    case 1:
+      return util::MPZ::allOnes(width);
+    case 2:
+      return util::MPZ::powerOfTwo(random() % static_cast<unsigned long>(width));
+    case 3:
+      return util::MPZ::allOnes(1 + random() % static_cast<unsigned long>(width));
+    default:
+      return value.lowBits(width);
+  }
+}
+
+// Rows of a table in which some bits depend on few bits of the index, or on none.
+inline std::vector<util::MPZ> drawRows(std::mt19937_64& random, int indexWidth, int width) {
+  std::vector<util::MPZ> rows;
+  const util::MPZ always = drawPattern(random, width), below = drawPattern(random, width);
+  for (unsigned long x = 0; x < 1ul << indexWidth; ++x) {
+    const util::MPZ drawn = drawPattern(random, width);
+    rows.push_back(x < 1ul << (indexWidth - 1) ? (drawn & below) | always : drawn | always);
+  }
+  return rows;
+}
+
 // Every operation on two inputs `a<width>` and `b<width>`, each result an output of its own called
 // after operation and width. `s` is an input of one bit.
 inline void buildEveryOperation(Builder& b, const std::vector<int>& widths) {
@@ -48,6 +78,10 @@ inline void buildEveryOperation(Builder& b, const std::vector<int>& widths) {
         b.lut(b.concat({s, b.slice(y, 0, few)}), odd * util::MPZ(0x5bd1e995) + odd, few + 1));
     out("lutAgain",
         b.lut(b.concat({s, b.slice(x, 0, few)}), odd * util::MPZ(0x5bd1e995) + odd, few + 1));
+    const int some = std::min(2 * width + 1, 8);
+    std::mt19937_64 random(static_cast<std::uint64_t>(width));
+    out("table", b.table(b.slice(b.concat({s, x, y}), 0, some), drawRows(random, some, width + 2),
+                         width + 2));
     out("add", b.addCarry(x, y, s));
     out("addThree", b.addThree(x, y, b.bitNot(x), b.topBit(y)));
     out("subtract", b.subtract(x, y));
@@ -71,25 +105,6 @@ inline void buildEveryOperation(Builder& b, const std::vector<int>& widths) {
   }
 }
 
-// A pattern of `width` bits: drawn, or one of those that find carries and signs.
-inline util::MPZ drawPattern(std::mt19937_64& random, int width) {
-  util::MPZ value;
-  for (int bits = 0; bits < width; bits += 64)
-    value = (value << 64u) | util::MPZ(static_cast<unsigned long>(random()));
-  switch (random() % 8) {
-    case 0:
-      return util::MPZ(0);
-    case 1:
-      return util::MPZ::allOnes(width);
-    case 2:
-      return util::MPZ::powerOfTwo(random() % static_cast<unsigned long>(width));
-    case 3:
-      return util::MPZ::allOnes(1 + random() % static_cast<unsigned long>(width));
-    default:
-      return value.lowBits(width);
-  }
-}
-
 // A drawn graph of about `size` operations over drawn widths up to `widest`, in which results are
 // read often and from far back.
 inline void buildDrawn(Builder& b, std::mt19937_64& random, int size, int widest) {
@@ -108,7 +123,7 @@ inline void buildDrawn(Builder& b, std::mt19937_64& random, int size, int widest
     const int w = 1 + upTo(widest);
     const auto one = [&] { return fitted(1); };
     Signal x;
-    switch (upTo(16)) {
+    switch (upTo(17)) {
       case 0:
         x = b.bitAnd(fitted(w), fitted(w));
         break;
@@ -160,6 +175,9 @@ inline void buildDrawn(Builder& b, std::mt19937_64& random, int size, int widest
         break;
       case 15:
         x = b.select(b.isZero(fitted(w)), b.bitNot(fitted(w)), fitted(w));
+        break;
+      case 16:
+        x = b.table(fitted(7 + w % 3), drawRows(random, 7 + w % 3, w), w);
         break;
     }
     made.push_back(b.slice(x, 0, std::min(x.width, 2 * widest)));

@@ -33,6 +33,7 @@ bool isExpression(Op op) {
     case Op::kReduceOr:
     case Op::kReduceXor:
     case Op::kLut:
+    case Op::kTable:
     case Op::kAdd:
     case Op::kEqual:
     case Op::kLess:
@@ -43,6 +44,7 @@ bool isExpression(Op op) {
     case Op::kState:
     case Op::kSelect:
     case Op::kPick:
+    case Op::kMemory:
     case Op::kMultiply:
     case Op::kMultiplySigned:
     case Op::kHeap:
@@ -53,10 +55,11 @@ bool isExpression(Op op) {
 }
 
 // True when a reader needs operand `position` as a plain name, not an expression. The factors of a
-// product would be computed at the width of the product in Verilog, and keep carries.
+// product would be computed at the width of the product in Verilog, and keep carries; so does the
+// index of a memory in Icarus.
 bool wantsName(Op reader, std::size_t position) {
   return reader == Op::kSlice || reader == Op::kMultiply || reader == Op::kMultiplySigned ||
-         (reader == Op::kPick && position == 0);
+         reader == Op::kMemory || (reader == Op::kPick && position == 0);
 }
 
 std::vector<NodeId> idsOf(const graph::Graph& graph) {
@@ -134,8 +137,8 @@ void Plan::chooseInlined() {
   std::vector<int> size(graph.size(), 1);
   for (const NodeId id : idsOf(graph)) {
     const Op op = graph.node(id).op;
-    if (op == Op::kSlice) {
-      inlined[id.index] = 1;  // of a name: a name as well
+    if (op == Op::kSlice || op == Op::kMemory) {
+      inlined[id.index] = 1;  // of a name: a name as well; and what only a register reads
       continue;
     }
     int names = 0;
@@ -156,6 +159,7 @@ void Plan::nameEverything() {
   for (const graph::Port& port : graph.inputs()) inputNames.push_back(names.claim(port.name));
   for (const graph::Port& port : graph.outputs()) outputNames.push_back(names.claim(port.name));
   names.claim("rtl");
+  names.claim("rom_style");
   argument = names.claim("x");
   count = names.claim("copies");
   result = names.claim("joined");
@@ -166,10 +170,16 @@ void Plan::nameEverything() {
   for (const NodeId id : idsOf(graph)) {
     const Node& node = graph.node(id);
     if (!live[id.index]) continue;
-    if (node.op == Op::kLut) {
+    if (node.op == Op::kMemory) {
+      romByNode.emplace(id, roms.size());
+      const std::string name = names.claim(fmt::format("rom_{}", roms.size() + 1));
+      roms.push_back({name, names.claim(name + "_words"), id});
+    }
+    if (node.op == Op::kLut || node.op == Op::kTable) {
       const auto [row, isNew] = lutByContents.try_emplace(lutKey(node), lutFunctions.size());
       if (isNew) {
-        LutFunction function{names.claim(fmt::format("lut_{}", lutFunctions.size() + 1)), id};
+        const std::string_view kind = graph::traitsOf(node.op).name;
+        LutFunction function{names.claim(fmt::format("{}_{}", kind, lutFunctions.size() + 1)), id};
         for (int i = 0; i < node.width; ++i)
           function.bitNames.push_back(names.claim(fmt::format("{}_bit_{}", function.name, i)));
         lutFunctions.push_back(std::move(function));
@@ -221,6 +231,11 @@ void Plan::nameRegisters(Names& names) {
 }
 
 void Plan::chooseResets() {
+  // Memory blocks have two registers, which few devices can reset.
+  constexpr int kInMemory = 2;
+  for (Register& row : registers)
+    if (graph.node(row.node).op == Op::kMemory && row.cycle <= cycleOf(row.node) + kInMemory)
+      row.hasReset = false;
   if (!design.dontCareOnReset) return;
   // Control registers hold nothing but copies of control inputs.
   std::vector<char> isControl(graph.size(), 0);
@@ -392,11 +407,26 @@ const std::string& Plan::nameOf(NodeId id, int cycle) const {
 }
 
 Plan::LutKey Plan::lutKey(const Node& node) const {
-  return {node.aux, {node.width, graph.node(graph.operands(node)[0]).width}};
+  return {node.op, node.aux, node.width, graph.node(graph.operands(node)[0]).width};
 }
 
 const std::string& Plan::lutFunctionOf(NodeId lut) const {
   return lutFunctions[lutByContents.at(lutKey(graph.node(lut)))].name;
+}
+
+const std::string& Plan::romOf(NodeId memory) const { return roms[romByNode.at(memory)].name; }
+
+util::MPZ Plan::columnOf(const Node& table, int bit) const {
+  const unsigned long rows = 1ul << graph.node(graph.operands(table)[0]).width;
+  util::MPZ column;
+  for (unsigned long x = 0; x < rows; ++x) {
+    const bool isSet = table.op == Op::kLut
+                           ? graph.literal(table).bit(x * static_cast<unsigned long>(table.width) +
+                                                      static_cast<unsigned long>(bit))
+                           : graph.rows(table)[x].bit(static_cast<unsigned long>(bit));
+    if (isSet) mpz_setbit(column.get(), x);
+  }
+  return column;
 }
 
 }  // namespace hdl

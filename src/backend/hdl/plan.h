@@ -3,7 +3,7 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 #include "backend/graph/graph.h"
@@ -36,11 +36,17 @@ struct Process {
   std::vector<std::size_t> outputs;      // ports driven
 };
 
-// A function of a few bits, shared by all lut nodes with the same contents and widths.
+// A function of some bits, shared by all lut or table nodes with the same contents and widths.
 struct LutFunction {
   std::string name;
-  graph::NodeId example;  // one of the nodes
+  graph::NodeId example;                // one of the nodes
   std::vector<std::string> bitNames{};  // of constants: each bit's values, the lowest bit first
+};
+
+// The contents of one memory block or of several side by side, read by one memory node.
+struct Rom {
+  std::string name, type;
+  graph::NodeId node;
 };
 
 // What both languages print of a design: its registers, its processes, which nodes are variables
@@ -59,6 +65,7 @@ class Plan {
   std::vector<Process> processes;
   std::vector<std::size_t> directOutputs;  // ports that need no variable: driven by themselves
   std::vector<LutFunction> lutFunctions;
+  std::vector<Rom> roms;
   std::string flagFunction, replicateFunction;  // names of the VHDL print's helpers
   std::string argument, count, result, index;   // inside functions
 
@@ -86,6 +93,9 @@ class Plan {
   // The name under which `cycle` reads a node that is neither literal nor inlined there.
   const std::string& nameOf(graph::NodeId id, int cycle) const;
   const std::string& lutFunctionOf(graph::NodeId lut) const;
+  const std::string& romOf(graph::NodeId memory) const;
+  // Bit `bit` of all values of a lut or table, that for the index x at place x.
+  util::MPZ columnOf(const graph::Node& table, int bit) const;
   // The register that holds the node's value in `cycle`, later than its own. A state's own register
   // stands elsewhere.
   const Register& registerOf(graph::NodeId id, int cycle) const {
@@ -95,7 +105,8 @@ class Plan {
   bool isPartlyRead(graph::NodeId id, int cycle) const;
 
  private:
-  using LutKey = std::pair<std::uint32_t, std::pair<int, int>>;  // literal, widths out and in
+  // Operation, literal or table, widths out and in.
+  using LutKey = std::tuple<graph::Op, std::uint32_t, int, int>;
   bool isLiveState(const graph::State& state) const { return live[state.node.index] != 0; }
   void findLiveNodes();
   void findLastReads();
@@ -118,6 +129,7 @@ class Plan {
   std::vector<std::size_t> firstRegister;
   std::vector<std::string> variableNames;
   std::map<LutKey, std::size_t> lutByContents;
+  std::map<graph::NodeId, std::size_t> romByNode;
   std::map<std::uint64_t, std::vector<char>> readBits;  // by node and cycle
 };
 

@@ -45,6 +45,7 @@ class Printer {
   std::string pick(NodeId id) const;
   std::string ports() const;
   std::string lutFunction(const LutFunction& function) const;
+  std::string rom(const Rom& rom) const;
   std::string process(const Process& process) const;
   std::string output(std::size_t port) const;
   bool isDirect(std::size_t port) const {
@@ -71,7 +72,8 @@ std::string Printer::operand(NodeId id, int cycle, bool bracket) const {
   if (node.op == Op::kLiteral) return literalText(graph.literal(node), node.width);
   if (!isInlinedIn(id, cycle)) return plan.nameOf(id, cycle);
   if (node.op == Op::kSlice) return slice(id, cycle);
-  const bool isClosed = node.op == Op::kConcat || node.op == Op::kReplicate || node.op == Op::kLut;
+  const bool isClosed = node.op == Op::kConcat || node.op == Op::kReplicate ||
+                        node.op == Op::kLut || node.op == Op::kTable || node.op == Op::kMemory;
   return bracket && !isClosed ? fmt::format("({})", expression(id)) : expression(id);
 }
 
@@ -149,8 +151,11 @@ std::string Printer::expression(NodeId id) const {
     case Op::kReduceXor:
       return fmt::format("^{}", operand(operands[0], cycle));
     case Op::kLut:
+    case Op::kTable:
       return fmt::format("{}({})", plan.lutFunctionOf(id),
                          operand(operands[0], cycle, /*bracket=*/false));
+    case Op::kMemory:
+      return fmt::format("{}[{}]", plan.romOf(id), operand(operands[0], cycle, /*bracket=*/false));
     case Op::kAdd:
       return sum(node, cycle);
     case Op::kEqual:
@@ -251,11 +256,9 @@ std::string Printer::lutFunction(const LutFunction& function) const {
   std::string text;
   std::vector<std::string> bits;  // the top one first
   for (int i = node.width; i-- > 0;) {
-    util::MPZ column;
-    for (int x = 0; x < rows; ++x)
-      if (graph.literal(node).bit(x * node.width + i)) column += util::MPZ::powerOfTwo(x);
     const std::string& name = function.bitNames[static_cast<std::size_t>(i)];
-    text += fmt::format("  localparam {}{} = {};\n", range(rows), name, literalText(column, rows));
+    text += fmt::format("  localparam {}{} = {};\n", range(rows), name,
+                        literalText(plan.columnOf(node, i), rows));
     bits.push_back(fmt::format("{}[{}]", name, plan.argument));
   }
   text += fmt::format("  function {}{};\n    input {}{};\n", range(node.width), function.name,
@@ -264,6 +267,19 @@ std::string Printer::lutFunction(const LutFunction& function) const {
       4, bits.size() == 1 ? fmt::format("{} = {};", function.name, bits[0])
                           : fmt::format("{} = {{{}}}", function.name, fmt::join(bits, ", ")) + ";");
   return text + "  endfunction\n\n";
+}
+
+// A memory block: the attribute is what tools ask for, and the registers that read it have no
+// reset.
+std::string Printer::rom(const Rom& rom) const {
+  const Node& node = graph.node(rom.node);
+  const auto rows = graph.rows(node);
+  std::string text =
+      fmt::format("  (* rom_style = \"block\" *)\n  reg {}{} [0:{}];\n  initial begin\n",
+                  range(node.width), rom.name, rows.size() - 1);
+  for (std::size_t x = 0; x < rows.size(); ++x)
+    text += fmt::format("    {}[{}] = {};\n", rom.name, x, literalText(rows[x], node.width));
+  return text + "  end\n\n";
 }
 
 std::string Printer::ports() const {
@@ -307,6 +323,7 @@ std::string Printer::design() const {
   if (!partlyRead.empty()) text += fmt::format("{}{}{}", kUnusedOff, partlyRead, kUnusedOn);
   if (!plan.registers.empty()) text += "\n";
   for (const LutFunction& function : plan.lutFunctions) text += lutFunction(function);
+  for (const Rom& row : plan.roms) text += rom(row);
   for (const std::size_t port : plan.directOutputs)
     text += statement(2, fmt::format("assign {}", output(port)));
   if (!plan.directOutputs.empty()) text += "\n";

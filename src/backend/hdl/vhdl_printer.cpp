@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "backend/hdl/printers.h"
 #include "backend/hdl/text.h"
@@ -60,6 +61,8 @@ class Printer {
   std::string entity() const;
   std::string functions() const;
   std::string lutFunction(const LutFunction& function) const;
+  std::string tableFunction(const LutFunction& function) const;
+  std::string roms() const;
   std::string process(const Process& process) const;
   std::string output(std::size_t port) const;
 
@@ -85,10 +88,10 @@ std::string Printer::operand(NodeId id, int cycle, bool bracket) const {
   const Node& node = graph.node(id);
   if (node.op == Op::kLiteral) return literalText(graph.literal(node), node.width);
   if (isInlinedIn(id, cycle) && node.op != Op::kSlice) {
-    const bool isCall = node.op == Op::kReplicate || node.op == Op::kLut ||
-                        node.op == Op::kReduceAnd || node.op == Op::kReduceOr ||
-                        node.op == Op::kReduceXor || node.op == Op::kEqual ||
-                        node.op == Op::kLess || node.op == Op::kLessSigned;
+    const bool isCall = node.op == Op::kReplicate || node.op == Op::kLut || node.op == Op::kTable ||
+                        node.op == Op::kMemory || node.op == Op::kReduceAnd ||
+                        node.op == Op::kReduceOr || node.op == Op::kReduceXor ||
+                        node.op == Op::kEqual || node.op == Op::kLess || node.op == Op::kLessSigned;
     return bracket && !isCall ? fmt::format("({})", expression(id)) : expression(id);
   }
   const Bits bits = bitsOf(id, cycle);
@@ -192,7 +195,11 @@ std::string Printer::expression(NodeId id) const {
     case Op::kReduceXor:
       return flag(fmt::format("xor {}", operand(operands[0], cycle)));
     case Op::kLut:
+    case Op::kTable:
       return fmt::format("{}({})", plan.lutFunctionOf(id),
+                         operand(operands[0], cycle, /*bracket=*/false));
+    case Op::kMemory:
+      return fmt::format("unsigned({}(to_integer({})))", plan.romOf(id),
                          operand(operands[0], cycle, /*bracket=*/false));
     case Op::kAdd: {
       if (const auto difference = plan.differenceOf(node, cycle))
@@ -333,6 +340,46 @@ std::string Printer::lutFunction(const LutFunction& function) const {
                             valueAt(rows - 1));
 }
 
+// Bits of constants: of rows tools would make a memory.
+std::string Printer::tableFunction(const LutFunction& function) const {
+  const Node& node = graph.node(function.example);
+  const int width = graph.node(graph.operands(node)[0]).width, rows = 1 << width;
+  std::string text = fmt::format("  function {}({} : unsigned({} downto 0)) return unsigned is\n",
+                                 function.name, plan.argument, width - 1);
+  std::vector<std::string> bits;  // the top one first
+  for (int i = node.width; i-- > 0;) {
+    const std::string& name = function.bitNames[static_cast<std::size_t>(i)];
+    text += fmt::format("    constant {} : {} := {};\n", name, vectorType("unsigned", rows),
+                        literalText(plan.columnOf(node, i), rows));
+    bits.push_back(fmt::format("{}({})", name, plan.index));
+  }
+  text +=
+      fmt::format("    variable {} : natural range 0 to {};\n  begin\n    {} := to_integer({});\n",
+                  plan.index, rows - 1, plan.index, plan.argument);
+  text += bits.size() == 1 ? fmt::format("    return (0 downto 0 => {});\n", bits[0])
+                           : statement(4, fmt::format("return {}", fmt::join(bits, " & ")) + ";");
+  return text + "  end function;\n\n";
+}
+
+// A memory block: the attribute is what tools ask for, and the registers that read it have no
+// reset.
+std::string Printer::roms() const {
+  if (plan.roms.empty()) return {};
+  std::string text = "  attribute rom_style : string;\n";
+  for (const Rom& rom : plan.roms) {
+    const Node& node = graph.node(rom.node);
+    const auto rows = graph.rows(node);
+    std::vector<std::string> words;
+    for (const util::MPZ& row : rows) words.push_back(literalText(row, node.width));
+    text += fmt::format("  type {} is array (0 to {}) of {};\n  constant {} : {} := (\n", rom.type,
+                        rows.size() - 1, vectorType("std_logic_vector", node.width), rom.name,
+                        rom.type) +
+            statement(4, fmt::format("{}", fmt::join(words, ", ")) + ");") +
+            fmt::format("  attribute rom_style of {} : constant is \"block\";\n\n", rom.name);
+  }
+  return text;
+}
+
 std::string Printer::functions() const {
   std::string text;
   if (usesFlag)
@@ -362,7 +409,9 @@ std::string Printer::functions() const {
         "    return {3};\n"
         "  end function;\n\n",
         plan.replicateFunction, plan.argument, plan.count, plan.result, plan.index);
-  for (const LutFunction& function : plan.lutFunctions) text += lutFunction(function);
+  for (const LutFunction& function : plan.lutFunctions)
+    text += graph.node(function.example).op == Op::kTable ? tableFunction(function)
+                                                          : lutFunction(function);
   return text;
 }
 
@@ -389,7 +438,7 @@ std::string Printer::design() {
   for (const Process& row : plan.processes) body += process(row);
   while (body.ends_with("\n\n")) body.pop_back();
   std::string text = headerLines(plan.design.header, "--") + entity();
-  text += fmt::format("architecture rtl of {} is\n\n", plan.entity) + functions();
+  text += fmt::format("architecture rtl of {} is\n\n", plan.entity) + functions() + roms();
   for (const Register& row : plan.registers)
     text += fmt::format("  signal {} : {};\n", row.name,
                         vectorType("unsigned", graph.node(row.node).width));

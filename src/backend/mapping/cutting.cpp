@@ -109,6 +109,18 @@ class Cutter {
     return pick(high, std::span(groups).first(reachOf(high, groups.size())));
   }
 
+  // By the top bits of the index.
+  Signal table(Signal index, std::span<const util::MPZ> rows, int width) {
+    const Signal whole = b.table(index, rows, width);
+    if (index.width <= kTableInputs || fits(whole)) return whole;
+    const int low = std::max(kTableInputs, index.width - 2);
+    const std::size_t size = std::size_t{1} << low;
+    std::vector<Signal> parts;
+    for (std::size_t first = 0; first < rows.size(); first += size)
+      parts.push_back(table(b.slice(index, 0, low), rows.subspan(first, size), width));
+    return b.pick(b.slice(index, low, index.width - low), parts);
+  }
+
  private:
   static constexpr int kTableInputs = 6;
 
@@ -165,6 +177,8 @@ Signal cutToFit(Builder& builder, const Graph& graph, NodeId id, std::span<const
       return cutter.reduced(x[0], &Builder::reduceXor);
     case Op::kPick:
       return cutter.pick(x[0], x.subspan(1));
+    case Op::kTable:
+      return cutter.table(x[0], graph.rows(graph.node(id)), graph.node(id).width);
     case Op::kInput:
     case Op::kLiteral:
     case Op::kState:
@@ -177,6 +191,7 @@ Signal cutToFit(Builder& builder, const Graph& graph, NodeId id, std::span<const
     case Op::kXor:
     case Op::kSelect:
     case Op::kLut:
+    case Op::kMemory:
     case Op::kMultiply:
     case Op::kMultiplySigned:
     case Op::kHeap:

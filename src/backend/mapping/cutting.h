@@ -13,6 +13,7 @@ namespace mapping {
 //   comparisons  pieces, joined as a tree
 //   reductions   trees
 //   picks        trees of picks of four
+//   tables       picks of tables of fewer bits
 // No signal for a node that fits as it is or cannot be cut.
 graph::Signal cutToFit(graph::Builder& builder, const graph::Graph& graph, graph::NodeId id,
                        std::span<const graph::Signal> operands, const device::Device& device,

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "backend/device/families.h"
 #include "backend/graph/loops.h"
 #include "backend/mapping/cutting.h"
 #include "backend/mapping/heap_lowering.h"
@@ -121,6 +122,30 @@ class Lowering {
   const graph::Loops loops;
 };
 
+// True where a table that some logic reads may wait a cycle: outside of loops, and before no state.
+std::vector<bool> nodesThatMayWait(const Graph& graph, const graph::Loops& loops) {
+  std::vector<bool> may(graph.size());
+  for (std::uint32_t i = 0; i < graph.size(); ++i) may[i] = !loops.isInLoop({i});
+  for (const graph::State& state : graph.states()) may[state.next.index] = false;
+  return may;
+}
+
+// The table in memory blocks where that is cheaper and fast enough; no signal elsewhere.
+Signal storedTable(Builder& b, const Graph& from, NodeId id, Signal index,
+                   const device::Device& device, const MappingOptions& options) {
+  const Node& node = from.node(id);
+  const double price = options.lutPerMemory.value_or(device.data().lutPerMemory);
+  if (device.memoryBlocks(node.width, index.width) * price >= device.costOf(from, id).luts)
+    return {};
+  const Signal stored = b.memory(index, from.rows(node), node.width);
+  if (b.isLiteral(stored)) return stored;
+  const device::Picoseconds stage =
+      std::max(device.clockToOutput(b.built(), stored.node, 1),
+               device.clockToOutput() + device.delayToRegister(b.built(), stored.node)) +
+      device.setup();
+  return stage <= options.period ? stored : Signal{};
+}
+
 }  // namespace
 
 Graph mapGraph(const Graph& graph, const device::Device& device, const MappingOptions& options) {
@@ -132,10 +157,14 @@ Graph mapGraph(const Graph& graph, const device::Device& device, const MappingOp
   if (!options.combinational) {
     // Pieces of what stands in a loop would share its stage, where they take longer than the whole.
     const graph::Loops loops(mapped);
+    const std::vector<bool> mayWait = nodesThatMayWait(mapped, loops);
     mapped = rebuilt(
         mapped,
         [&](Builder& b, const Graph& from, NodeId id, std::span<const Signal> operands) -> Signal {
           if (loops.isInLoop(id)) return {};
+          if (from.node(id).op == Op::kTable && mayWait[id.index])
+            if (const Signal stored = storedTable(b, from, id, operands[0], device, options))
+              return stored;
           return cutToFit(b, from, id, operands, device, options);
         });
   }

@@ -20,12 +20,16 @@ struct MappingOptions {
   bool combinational = false;  // one stage: nothing is cut
   std::optional<double> lutPerDsp = {};  // what a block is worth; else the device's own figures
   SumShape sums = {};
+  // The same for a memory block of the device's smaller kind; none are used where it is infinite.
+  std::optional<double> lutPerMemory = {};
 };
 
 // The same function in operations that the device has: heaps become additions, wide products tiles
 // of DSP products, additions that no stage can hold chains of pieces. A loop, which is one stage
-// whatever it takes, keeps its additions whole. Removes dead nodes. Ports, scopes and names stay,
-// and so do states that an output depends on, each with its first value.
+// whatever it takes, keeps its additions whole. A table goes to memory blocks where those are worth
+// less than its logic, if a register can follow it and the period leaves it time. Removes dead
+// nodes. Ports, scopes and names stay, and so do states that an output depends on, each with its
+// first value.
 graph::Graph mapGraph(const graph::Graph& graph, const device::Device& device,
                       const MappingOptions& options);
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 
 #include "backend/graph/builder.h"
 #include "backend/graph/evaluator.h"
@@ -53,7 +54,8 @@ bool contains(const Graph& graph, Op op) {
 TEST(MapGraph, KeepsTheFunctionOfDrawnGraphs) {
   for (std::uint32_t seed = 1; seed <= 150; ++seed) {
     RandomGraph draw(seed);
-    const Graph graph = draw.make({.nodes = 60, .maxWidth = seed % 3 == 0 ? 150 : 20});
+    const Graph graph =
+        draw.make({.nodes = 60, .maxWidth = seed % 3 == 0 ? 150 : 20, .tables = seed % 2 == 0});
     const MappingOptions options{.period = {seed % 2 == 0 ? 1700 : 3333},
                                  .combinational = seed % 5 == 0};
     const Graph mapped = mapGraph(graph, tarn(), options);
@@ -105,6 +107,47 @@ TEST(MapGraph, RowsTakeTheConstantOfTheirSum) {
   EXPECT_FALSE(contains(mapped, Op::kLut));
   RandomGraph draw(7);
   expectSameFunction(graph, mapped, draw, 2000);
+}
+
+// Where tables go: in blocks where those are worth less and a register may follow.
+TEST(MapGraph, PutsTablesIntoMemoryWhereThatPays) {
+  RandomGraph draw(11);
+  const auto rowsOf = [&](int indexWidth, int width) {
+    std::vector<MPZ> rows;
+    for (int i = 0; i < 1 << indexWidth; ++i) rows.push_back(draw.pattern(width));
+    return rows;
+  };
+  struct Row {
+    int indexWidth, width;
+    MappingOptions options;
+    bool isInMemory;
+  };
+  constexpr double kNone = std::numeric_limits<double>::infinity();
+  for (const Row& row : {Row{9, 24, {.period = {5000}}, true},
+                         Row{9, 24, {.period = {5000}, .combinational = true}, false},
+                         Row{9, 24, {.period = {5000}, .lutPerMemory = kNone}, false},
+                         Row{9, 24, {.period = {2500}}, false},  // a block takes 2563
+                         Row{7, 24, {.period = {5000}}, false},
+                         Row{7, 24, {.period = {5000}, .lutPerMemory = 10}, true},
+                         Row{12, 40, {.period = {5000}}, true}}) {
+    Graph graph;
+    Builder b(graph);
+    const Signal x = b.input("x", row.indexWidth);
+    const Signal word = b.table(x, rowsOf(row.indexWidth, row.width), row.width);
+    // One in a loop and one that a state takes stay in logic.
+    const Signal state = b.state(row.width), delay = b.state(row.width);
+    const Signal looped = b.table(b.bitXor(x, b.slice(state, 0, row.indexWidth)),
+                                  rowsOf(row.indexWidth, row.width), row.width);
+    b.setNext(state, looped);
+    b.setNext(delay, b.table(x, rowsOf(row.indexWidth, row.width), row.width));
+    b.output("word", b.bitXor(word, delay));
+    b.output("state", state);
+    const Graph mapped = mapGraph(graph, tarn(), row.options);
+    expectSameFunction(graph, mapped, draw, 50);
+    EXPECT_EQ(std::ranges::count(mapped.nodes(), Op::kMemory, &graph::Node::op), row.isInMemory)
+        << row.indexWidth;
+    EXPECT_TRUE(contains(mapped, Op::kTable));
+  }
 }
 
 // The addition between state and state stays whole; the one that only reads the state is cut.

@@ -69,6 +69,10 @@ Signal copyOf(Builder& b, const Graph& graph, NodeId id, std::span<const Signal>
       return b.reduceXor(x[0]);
     case Op::kLut:
       return b.lut(x[0], graph.literal(node), node.width);
+    case Op::kTable:
+      return b.table(x[0], graph.rows(node), node.width);
+    case Op::kMemory:
+      return b.memory(x[0], graph.rows(node), node.width);
     case Op::kAdd:
       return x.size() == 3 ? b.addCarry(x[0], x[1], x[2]) : b.addThree(x[0], x[1], x[2], x[3]);
     case Op::kEqual:

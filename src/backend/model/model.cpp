@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <limits>
 
 #include "backend/device/families.h"
 #include "backend/kiln/attributes.h"
@@ -22,6 +24,11 @@ schedule::Strategy strategyOf(int schedulerMethod, bool combinational) {
   if (combinational) return kCombinational;
   return schedulerMethod >= 0 && schedulerMethod < 4 ? kByMethod[schedulerMethod]
                                                      : kFewestRegisters;
+}
+
+bool readsMemory(const graph::Graph& graph) {
+  return std::ranges::any_of(graph.nodes(),
+                             [](const graph::Node& node) { return node.op == graph::Op::kMemory; });
 }
 
 const char* nameOf(schedule::Strategy strategy) {
@@ -93,7 +100,11 @@ functions::Request CSynthSingleEntity::requestFor(CArithmeticUnit& unit) const {
     asked.prices.lutPerFurtherDsp = family.lutPerFurtherDsp;
     asked.prices.dsp = {family.dsp.wide - 1, family.dsp.narrow - 1};
     asked.prices.lutInputs = family.lutInputs();
+    asked.prices.lutPerMemory = family.lutPerMemory;
+    asked.prices.memory = {family.memoryWidth, family.memoryBits / family.memoryWidth};
   }
+  if (settings.getOptionValue(synthOption::forceCombinational) != 0)
+    asked.prices.lutPerMemory = std::numeric_limits<double>::infinity();
   if (settings.lutMultRatio > 0)
     asked.prices.lutPerDsp = asked.prices.lutPerFurtherDsp = settings.lutMultRatio;
   return asked;
@@ -173,6 +184,14 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   wanted.latency = constrainedLatency(topUnit->row().minimumLatency);
   const auto schedule = [&] {
     util::Result<schedule::Scheduled> result = schedule::scheduleGraph(mapped, device, wanted);
+    if (!result && readsMemory(mapped)) {
+      // The registers of memory blocks may be cycles too many.
+      mapping::MappingOptions inLogic = mappingOptions(combinational);
+      inLogic.lutPerMemory = std::numeric_limits<double>::infinity();
+      mapped = mapping::mapGraph(built, device, inLogic);
+      log(graphText("mapped without memory", mapped));
+      result = schedule::scheduleGraph(mapped, device, wanted);
+    }
     if (!result) util::exitWith(result.failure());
     scheduled = std::move(*result);
     log(scheduleText(mapped, *scheduled, nameOf(wanted.strategy)));

@@ -40,8 +40,13 @@ std::optional<std::string> brokenOrder(const Graph& graph, const Schedule& sched
       if (!isLiteral(graph.node(operand)) && schedule.cycleOf(operand) > cycle)
         return fmt::format("node {} ({}) reads node {} before its cycle", i, stepName(graph, id),
                            operand.index);
+      else if (schedule.cycleOf(operand) + readLag(graph.node(operand)) > cycle)
+        return fmt::format("node {} ({}) reads a memory block without a register", i,
+                           stepName(graph, id));
     if (node.op == Op::kState) {
       const NodeId next = graph.states()[node.aux].next;
+      if (readLag(graph.node(next)) > 0)
+        return fmt::format("node {} ({}) takes what a memory block reads", i, stepName(graph, id));
       if (!isLiteral(graph.node(next)) && schedule.cycleOf(next) != cycle)
         return fmt::format("node {} ({}) stands in cycle {}, but takes node {} of cycle {}", i,
                            stepName(graph, id), cycle, next.index, schedule.cycleOf(next));
@@ -58,7 +63,7 @@ std::optional<std::string> brokenOrder(const Graph& graph, const Schedule& sched
     const NodeId id = output.signal.node;
     const int cycle = schedule.cycleByOutput[port];
     if (cycle < firstLogic + behindLogic || cycle < lastLogic[id.index] + behindLogic ||
-        (!isLiteral(graph.node(id)) && cycle < schedule.cycleOf(id)))
+        (!isLiteral(graph.node(id)) && cycle < schedule.cycleOf(id) + readLag(graph.node(id))))
       return fmt::format("output {} shows its result too early", output.name);
     for (std::size_t other = 0; other < port; ++other)
       if (schedule.cycleByOutput[other] != cycle &&

@@ -23,10 +23,10 @@ struct StageAnalysis {
 };
 
 // Computes every arrival again. Rules: one cycle for each node and port; inputs in cycle 0; no node
-// and no output reads a later cycle; a state in the cycle of what it takes next, which with the
-// rule before keeps each loop in one cycle; one cycle for each cluster; one for each group of
-// outputs; with registerInputs no logic before the first register, with registerOutputs none behind
-// the last; no stage longer than `period`, unless combinational.
+// and no output reads a later cycle, nor a memory block in its own; a state in the cycle of what it
+// takes next, which with the rule before keeps each loop in one cycle; one cycle for each cluster;
+// one for each group of outputs; with registerInputs no logic before the first register, with
+// registerOutputs none behind the last; no stage longer than `period`, unless combinational.
 StageAnalysis analyseStages(const graph::Graph& graph, const device::Device& device,
                             const Schedule& schedule, const ScheduleOptions& options);
 

@@ -184,7 +184,7 @@ class RegisterProgram {
 
   void keepOrder() {
     for (Vertex v = 0; v < graph.size(); ++v)
-      for (const Vertex reader : readers.of(v)) require(places[v], places[reader], 0);
+      for (const Vertex reader : readers.of(v)) require(places[v], places[reader], model.lag({v}));
   }
 
   // A register behind an inversion is zero after reset, as if the bits before it were ones, and a

@@ -322,7 +322,8 @@ TEST(FewestRegisters, IsNeverMoreThanAnyOtherStrategyNeeds) {
   for (std::uint32_t i = 1; i <= kSeeds + 1; ++i) {
     const std::uint32_t seed = i <= kSeeds ? i : kLoopsInTheWay;
     RandomGraph draw(seed);
-    Graph graph = draw.make({.nodes = 150, .states = static_cast<int>(seed % 4)});
+    Graph graph =
+        draw.make({.nodes = 150, .states = static_cast<int>(seed % 4), .memories = seed % 4 == 0});
     readEverything(graph);
     ScheduleOptions options{.period = {1000 + 100 * draw.upTo(35)}};
     options.registerInputs = seed % 3 == 0;

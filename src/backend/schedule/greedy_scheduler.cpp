@@ -72,7 +72,7 @@ class Greedy {
   int earliestCycle(NodeId id) const {
     int cycle = 0;
     for (const NodeId operand : graph.operands(id))
-      cycle = std::max(cycle, places[operand.index].cycle);
+      cycle = std::max(cycle, places[operand.index].cycle + model.lag(operand));
     return cycle;
   }
 
@@ -136,7 +136,7 @@ class Greedy {
     for (const NodeId id : members)
       for (const NodeId operand : graph.operands(id))
         if (model.loops.setOf(operand) != model.loops.setOf(id))
-          cycle = std::max(cycle, places[operand.index].cycle);
+          cycle = std::max(cycle, places[operand.index].cycle + model.lag(operand));
     for (int tries = 0; tries < 4; ++tries, ++cycle)
       if (placeJointIn(members, cycle)) return;
     LOAM_ASSERT(false, "a period in which every loop and every cluster fits alone");
@@ -160,7 +160,8 @@ class Greedy {
     std::vector<int> cycles;
     for (const graph::Port& port : graph.outputs()) {
       const Place& place = places[port.signal.node.index];
-      const bool waits = (place.arrival == StageModel::kNever || leavesBlock(port.signal.node)) &&
+      const bool waits = (place.arrival == StageModel::kNever || leavesBlock(port.signal.node) ||
+                          model.lag(port.signal.node) > 0) &&
                          !request.registerOutputs;
       const int shown = std::max(request.registerInputs ? 1 : 0, place.cycle + (waits ? 1 : 0));
       cycles.push_back(shown + (request.registerOutputs ? 1 : 0));

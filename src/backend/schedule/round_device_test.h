@@ -10,7 +10,8 @@
 namespace schedule {
 
 // A device of round numbers: gates take 100, sums 300, registers 50 before and 50 after a stage;
-// a product 500, or 300 to the register inside its block and 200 from there.
+// a product 500, or 300 to the register inside its block and 200 from there; a memory block 100 to
+// its register and 250 from there.
 inline const device::Family& roundFamily() {
   static const device::Family family = [] {
     device::Family round;
@@ -24,6 +25,12 @@ inline const device::Family& roundFamily() {
     round.dspToRegister = 300;
     round.dspFromInnerRegister = 200;
     round.dspFromRegister = 60;
+    round.tableOfEight = 200;
+    round.memoryBits = 18 * 1024;
+    round.memoryWidth = 36;
+    round.memoryToRegister = 100;
+    round.memoryFromRegister = 250;
+    round.memoryFromOutput = 60;
     return round;
   }();
   return family;

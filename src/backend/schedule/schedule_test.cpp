@@ -209,12 +209,60 @@ TEST(Checker, FindsEveryKindOfViolation) {
   EXPECT_THAT(faultOf(other, options), HasSubstr("another graph"));
 }
 
+TEST(Checker, FindsAMemoryBlockThatIsReadWithoutARegister) {
+  Graph graph;
+  Builder b(graph);
+  const std::vector<util::MPZ> rows(128, util::MPZ(5));
+  const Signal word = b.memory(b.input("x", 7), rows, 4);
+  const Signal part = b.slice(word, 1, 2);
+  b.output("r", word);
+  const Signal inverted = b.bitNot(part);
+  b.output("s", inverted);
+  const ScheduleOptions options{.period = {1000}};
+  const Schedule good = scheduled(graph, options).schedule;
+  EXPECT_EQ(good.latency(), 1);
+  EXPECT_EQ(good.cycleOf(part.node), 1);
+  const auto faultOf = [&](const Schedule& changed) {
+    return analyseStages(graph, roundDevice(), changed, options).fault.value_or("");
+  };
+  EXPECT_EQ(faultOf(good), "");
+  Schedule early = good;
+  early.cycleByNode[part.node.index] = 0;
+  EXPECT_THAT(faultOf(early), HasSubstr("reads a memory block without a register"));
+  Schedule late = good;
+  late.cycleByNode[word.node.index] = 1;
+  late.cycleByNode[part.node.index] = late.cycleByNode[inverted.node.index] = 2;
+  EXPECT_THAT(faultOf(late), HasSubstr("output r shows its result too early"));
+}
+
+// 250 from the block's own register, 60 from the one behind it; a gate 100.
+TEST(ScheduleGraph, PutsOneRegisterOrTwoBehindAMemoryBlock) {
+  Graph graph;
+  Builder b(graph);
+  const std::vector<util::MPZ> rows(128, util::MPZ(5));
+  const Signal word = b.memory(b.input("x", 7), rows, 4);
+  const Signal any = b.reduceOr(word);
+  b.output("r", any);
+  for (const Strategy strategy :
+       {Strategy::kGreedy, Strategy::kTimed, Strategy::kScopes, Strategy::kFewestRegisters}) {
+    for (const auto& [period, registers] : {std::pair{400, 1}, {399, 2}, {300, 2}, {200, 2}}) {
+      const Scheduled result = scheduled(graph, {.period = {period}, .strategy = strategy});
+      EXPECT_EQ(result.schedule.cycleOf(any.node) - result.schedule.cycleOf(word.node), registers)
+          << period;
+      EXPECT_EQ(result.warning.has_value(), period == 200);
+    }
+  }
+}
+
 // scheduleGraph ends the run when its own checker finds a fault, so to come back is to pass it.
 TEST(ScheduleGraph, PassesTheCheckerOnDrawnGraphs) {
   const Device& tarn = *device::deviceFactory.GetDevice("TarnV", "", "fast", "", "");
   for (std::uint32_t seed = 1; seed <= 200; ++seed) {
     RandomGraph draw(seed);
-    const Graph graph = draw.make({.nodes = 80, .states = seed % 3 == 1 ? draw.upTo(9) : 0});
+    const Graph graph = draw.make({.nodes = 80,
+                                   .states = seed % 3 == 1 ? draw.upTo(9) : 0,
+                                   .tables = seed % 3 == 2,
+                                   .memories = seed % 3 == 2 && seed % 5 != 0});
     ScheduleOptions options{.period = {seed % 2 == 0 ? 2000 : 4000}};
     options.strategy = static_cast<Strategy>(seed % 5);
     options.registerInputs = seed % 3 == 0;

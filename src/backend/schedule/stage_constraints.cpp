@@ -34,7 +34,8 @@ class PairFinder {
 
   StageRules run(bool registerOutputs) {
     for (Vertex v = 0; v < graph.size(); ++v)
-      if (!isWiring(graph.nodes()[v]) && (!model.cover.isInner({v}) || model.delay[v] > 0))
+      if (!isWiring(graph.nodes()[v]) && model.lag({v}) == 0 &&
+          (!model.cover.isInner({v}) || model.delay[v] > 0))
         addPairsFrom(v);
     for (Vertex v = 0; v < graph.size(); ++v)
       if (model.isBlock({v})) addPairsBehindBlock(v);
@@ -123,7 +124,8 @@ class PairFinder {
     for (const Vertex reader : readersThroughWiring(block)) {
       if (shareSet(block, reader)) continue;
       // A reader that cannot share the product's stage stands behind a register at least.
-      const bool canShare = model.clockToOutput + model.delay[block] + endDelay(reader) <= limit;
+      const bool canShare = model.lag({block}) == 0 &&
+                            model.clockToOutput + model.delay[block] + endDelay(reader) <= limit;
       if (one > model.clockToOutput)
         for (const Vertex end : lateBehind(reader, one)) {
           if (canShare)
@@ -234,7 +236,7 @@ class Latest {
     };
     for (const Vertex reader : readers.of(v)) {
       if (reader < graph.size() && model.loops.setOf({reader}) == set) continue;
-      const bool shares = passesOn(graph, v) || canShare(reader);
+      const bool shares = passesOn(graph, v) || (model.lag({v}) == 0 && canShare(reader));
       cycles[v] = std::min(cycles[v], cycles[reader] - (shares ? 0 : 1));
     }
     int behind = 0;

@@ -45,6 +45,8 @@ std::string stepName(const Graph& graph, NodeId id) {
   const auto width = [&](std::size_t i) { return graph.node(operands[i]).width; };
   if (node.op == Op::kMultiply || node.op == Op::kMultiplySigned)
     return fmt::format("{} {}x{}", name, width(0), width(1));
+  if (node.op == Op::kTable || node.op == Op::kMemory)
+    return fmt::format("{} {}x{}", name, graph.rows(node).size(), node.width);
   if (node.op == Op::kPick)
     return fmt::format("{} of {} {}", name, operands.size() - 1, node.width);
   // A node of one bit is as slow as what it reads is wide.

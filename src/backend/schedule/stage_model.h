@@ -11,13 +11,20 @@
 
 namespace schedule {
 
+bool isWiring(const graph::Node& node);
+// Cycles from a node to all that reads it, at the least: 1 behind a memory block, which has no way
+// past its register.
+inline int readLag(const graph::Node& node) { return node.op == graph::Op::kMemory ? 1 : 0; }
+bool isLiteral(const graph::Node& node);
+
 // What the strategies ask about one graph on one device, in ps, looked up once.
 //
 // A stage begins at a register with the clock to output of what the register holds, passes clusters
 // (device/cover.h) with their delays and ends at the next register with its setup. A cluster stands
 // in one cycle; its delay is that of its root, the nodes inside have none. A product may have its
-// first register inside its block: that one comes early and is slow to leave. What a state takes
-// next ends its stage at the state's register, which is never one inside a block.
+// first register inside its block: that one comes early and is slow to leave. A memory block always
+// has it, so that its readers, wiring too, stand behind its cycle. What a state takes next ends its
+// stage at the state's register, which is never one inside a block.
 class StageModel {
  public:
   // Clusters are made for stages of that period.
@@ -42,6 +49,8 @@ class StageModel {
   bool isBlock(graph::NodeId node) const {
     return delay[node.index] != delayToRegister[node.index];
   }
+  // Cycles from a node to its readers at the least.
+  int lag(graph::NodeId node) const { return readLag(graph.node(node)); }
   // From the last operand to a register behind the node, or behind its cluster.
   int delayToEnd(graph::NodeId node) const {
     const graph::NodeId root = cover.rootOf(node);
@@ -55,9 +64,6 @@ class StageModel {
  private:
   std::vector<bool> isNextByNode;
 };
-
-bool isWiring(const graph::Node& node);
-bool isLiteral(const graph::Node& node);
 
 // "add 32": how messages and reports call a node.
 std::string stepName(const graph::Graph& graph, graph::NodeId node);

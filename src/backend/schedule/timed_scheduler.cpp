@@ -147,10 +147,11 @@ class Sweeper {
         if (rule.from == v) high = std::min(high, cycle(rule.to) - rule.cycles);
       }
     }
-    for (const Vertex reader : readers.of(root)) high = std::min(high, cycle(reader));
+    for (const Vertex reader : readers.of(root))
+      high = std::min(high, cycle(reader) - model.lag({root}));
     std::vector<int> others;
     for (const auto& [operand, inCluster] : operands) {
-      low = std::max(low, cycle(operand));
+      low = std::max(low, cycle(operand) + model.lag({operand}));
       const LastRead& last = lastRead[operand];
       const bool isOnlyLast = last.cycle == cycle(root) && last.readers == inCluster;
       others.push_back(isOnlyLast ? lastReadOf(operand, root).cycle : last.cycle);

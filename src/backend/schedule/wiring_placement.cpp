@@ -16,13 +16,13 @@ namespace {
 
 bool isJoin(Op op) { return op == Op::kConcat || op == Op::kReplicate; }
 
-// True for what is read through wiring or inversions from a product, whose own registers are slow
-// to leave.
+// True for what is read through wiring or inversions from a product or memory, whose own registers
+// are slow to leave.
 std::vector<bool> behindProducts(const Graph& graph) {
   std::vector<bool> behind(graph.size());
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     const Node& node = graph.nodes()[i];
-    behind[i] = node.op == Op::kMultiply || node.op == Op::kMultiplySigned;
+    behind[i] = node.op == Op::kMultiply || node.op == Op::kMultiplySigned || readLag(node) > 0;
     if (isWiring(node) || node.op == Op::kNot)
       for (const NodeId operand : graph.operands(node))
         behind[i] = behind[i] || behind[operand.index];
@@ -115,7 +115,8 @@ void placeWiring(const Graph& graph, Schedule& schedule) {
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     if (graph.nodes()[i].op != Op::kSlice || isNext[i] || firstRead[i] == INT_MAX) continue;
     const std::uint32_t source = graph.operands(NodeId{i})[0].index;
-    cycles[i] = std::max(cycles[source], std::min(kept[source], firstRead[i]));
+    cycles[i] = std::max(cycles[source] + readLag(graph.nodes()[source]),
+                         std::min(kept[source], firstRead[i]));
   }
 }
 

@@ -56,7 +56,8 @@ TEST(Execution, IsTheEvaluationOfDrawnGraphsDelayedByTheLatency) {
   int deepest = 0;
   for (std::uint32_t seed = 1; seed <= 100; ++seed) {
     RandomGraph draw(seed);
-    const Graph graph = draw.make({.nodes = 70, .maxWidth = seed % 3 == 0 ? 90 : 20});
+    const Graph graph =
+        draw.make({.nodes = 70, .maxWidth = seed % 3 == 0 ? 90 : 20, .memories = seed % 4 == 1});
     ScheduleOptions options{.period = {seed % 2 == 0 ? 1200 : 4000}};
     options.registerInputs = seed % 3 == 0;
     options.registerOutputs = seed % 4 == 0;

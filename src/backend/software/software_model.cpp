@@ -90,6 +90,7 @@ class ModelText {
     return std::ranges::all_of(
         choices, [&](NodeId choice) { return graph.node(choice).op == Op::kLiteral; });
   }
+  static bool isRead(const Node& node) { return node.op == Op::kTable || node.op == Op::kMemory; }
   std::string table(const std::vector<MPZ>& rows, int width);
   void makeTables();
 
@@ -153,6 +154,8 @@ void ModelText::makeTables() {
       for (unsigned long x = 0; x < 1ul << widthOf(graph.operands(node)[0]); ++x)
         rows.push_back((graph.literal(node) >> (x * static_cast<unsigned long>(node.width)))
                            .lowBits(static_cast<unsigned long>(node.width)));
+    } else if (isRead(node)) {
+      rows.assign(graph.rows(node).begin(), graph.rows(node).end());
     } else if (node.op == Op::kPick && isTable(node)) {
       for (const NodeId choice : graph.operands(node).subspan(1))
         rows.push_back(graph.literal(graph.node(choice)));
@@ -311,6 +314,8 @@ std::string ModelText::narrow(const Node& node) const {
     case Op::kSelect:
     case Op::kPick:
     case Op::kLut:
+    case Op::kTable:
+    case Op::kMemory:
     case Op::kCount:
       break;
   }
@@ -379,6 +384,8 @@ std::string ModelText::wideExpression(const Node& node) const {
     case Op::kSelect:
     case Op::kPick:
     case Op::kLut:
+    case Op::kTable:
+    case Op::kMemory:
     case Op::kCount:
       break;
   }
@@ -394,7 +401,7 @@ std::string ModelText::statement(NodeId id) const {
     return concat(id);
   if (node.op == Op::kSelect) {
     text = fmt::format("{} ? {} : {}", value(operands[0]), value(operands[1]), value(operands[2]));
-  } else if (node.op == Op::kLut) {
+  } else if (node.op == Op::kLut || isRead(node)) {
     text = fmt::format("{}[{}]", tableOfNode.at(id.index), value(operands[0]));
   } else if (isWide(node.width)) {
     text = wideExpression(node);

@@ -1,0 +1,94 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "backend/hdl/replay_test.h"
+
+namespace hdl {
+namespace {
+
+using graph::Signal;
+using testing::IsEmpty;
+
+// Memory blocks read with an index that is an input or computed, behind them wiring, logic, another
+// memory block and ports; or the same tables in logic.
+struct TabledUnit : ReplayedUnit {
+  struct Shape {
+    int period = 20000;
+    bool isInMemory = true, hasEnable = false, hasChannelValid = true;
+  };
+  explicit TabledUnit(const Shape& shape) : ReplayedUnit("tabled") {
+    graph::Builder& b = builder;
+    if (shape.hasChannelValid) addChannelAndValid();
+    const Signal x = b.input("x", 9), y = b.input("y", 9);
+    std::mt19937_64 random(5);
+    const auto read = [&](Signal index, int width) {
+      std::vector<util::MPZ> rows;
+      for (unsigned long row = 0; row < 1ul << index.width; ++row)
+        rows.push_back(util::MPZ(static_cast<unsigned long>(random())).lowBits(width));
+      return shape.isInMemory ? b.memory(index, rows, width) : b.table(index, rows, width);
+    };
+    const Signal first = b.name(read(x, 24), "first"), second = read(b.add(x, y), 20);
+    b.output("whole", first);
+    b.output("sum", b.add(b.slice(first, 0, 9), y));
+    b.output("join", b.concat({b.slice(second, 4, 4), y, b.bitNot(second)}));
+    b.output("chain", read(b.concat({b.slice(second, 6, 8), b.slice(first, 3, 1)}), 30));
+    hasEnable = shape.hasEnable;
+    scheduleFor(shape.period);
+  }
+};
+
+class MemoryIn : public testing::TestWithParam<LANGUAGE> {};
+INSTANTIATE_TEST_SUITE_P(Languages, MemoryIn, testing::Values(LANGUAGE_VHDL, LANGUAGE_VERILOG),
+                         [](const auto& info) {
+                           return info.param == LANGUAGE_VHDL ? "Vhdl" : "Verilog";
+                         });
+
+// At 2600 ps no logic stands behind the first register of a block, at 20000 behind no second one.
+TEST_P(MemoryIn, ReplaysBehindOneRegisterAndTwo) {
+  for (const int period : {20000, 2600}) {
+    for (const bool hasEnable : {false, true}) {
+      for (const bool hasChannelValid : {false, true}) {
+        TabledUnit unit(
+            {.period = period, .hasEnable = hasEnable, .hasChannelValid = hasChannelValid});
+        EXPECT_EQ(unit.settings.latency, period == 20000 ? 2 : 3);
+        unit.dontCareOnReset = hasEnable == hasChannelValid;
+        unit.drawDelayedVectors(600, 3);
+        EXPECT_EQ(unit.replay(GetParam()).output,
+                  fmt::format("{} rows compared, 0 mismatches\n", unit.comparedRows()))
+            << period << hasEnable << hasChannelValid;
+      }
+    }
+  }
+}
+
+TEST_P(MemoryIn, SynthesisesToBlocksAndTablesToLogic) {
+  for (const bool isInMemory : {true, false}) {
+    for (const bool hasEnable : {false, true}) {
+      TabledUnit unit({.period = 2600, .isInMemory = isInMemory, .hasEnable = hasEnable});
+      unit.writeTexts(GetParam());
+      const char* verilog =
+          GetParam() == LANGUAGE_VHDL
+              ? "ghdl --synth --std=08 --out=verilog tabled.vhd -e tabled >tabled.v"
+              : "true";
+      const Outcome outcome = runCommand(fmt::format(
+          "cd '{}' && {} && yosys -q -p 'read_verilog tabled.v; synth_xilinx -top tabled -noiopad "
+          "-noclkbuf; select -assert-count {} t:RAMB18E1; select -assert-none t:RAMB36E1'",
+          unit.folder.string(), verilog, isInMemory ? 3 : 0));
+      EXPECT_EQ(outcome.status, 0) << isInMemory << hasEnable << outcome.output;
+    }
+  }
+}
+
+TEST(Memory, HasNoLintWarning) {
+  for (const bool hasEnable : {false, true}) {
+    TabledUnit unit({.hasEnable = hasEnable});
+    unit.writeTexts(LANGUAGE_VERILOG);
+    EXPECT_THAT(runCommand(fmt::format("cd '{}' && verilator --lint-only -Wall tabled.v",
+                                       unit.folder.string()))
+                    .output,
+                IsEmpty());
+  }
+}
+
+}  // namespace
+}  // namespace hdl
