@@ -101,13 +101,16 @@ class StagedSum {
     if (found == made.end()) return 0;  // a literal
     return found->second.cycle == cycle ? found->second.time : device.clockToOutput().value;
   }
-  // A carry chain's result in the stage that computes it: table mappers do not know how late it is
-  // and put it behind more than one table where they can.
-  bool isOfSumNow(const Bit& bit) const {
+  // A carry chain's result in the stage that computes it, where a counter stands now or, unless it
+  // is the only one, could be placed: table mappers do not know how late the chain is and put it
+  // behind more tables than one where they can.
+  bool isBesideChain(const Bit& bit, int inputs, bool isOnly = false) const {
     const NodeId driver = driverOf(bit);
     const Node& node = b.built().node(driver);
-    return node.op == Op::kAdd && !device.isDspSum(b.built(), node) &&
-           arrivalOf(bit).cycle == cycle;
+    if (node.op != Op::kAdd || device.isDspSum(b.built(), node)) return false;
+    const Arrival arrival = arrivalOf(bit);
+    return arrival.cycle == cycle ||
+           (!isOnly && arrival.time + device.tableDelay(inputs).value <= end);
   }
 
   void setArrival(NodeId node, int time) {
@@ -176,7 +179,7 @@ class StagedSum {
     for (int column = 0; column < columns.width(); ++column)
       for (const Bit& bit : columns.bits[column]) {
         const bool isHere =
-            arrivalOf(bit).cycle <= cycle && timeOf(bit) <= latest && !isOfSumNow(bit);
+            arrivalOf(bit).cycle <= cycle && timeOf(bit) <= latest && !isBesideChain(bit, kRows);
         (isHere ? here.bits : later)[column].push_back(bit);
       }
     if (const int highest = here.highest(0); highest <= kRows || highest > 2 * kRows) return;
@@ -256,7 +259,7 @@ class StagedSum {
   // ---- The last addition ----------------------------------------------------------------------
 
   // One level of counters; false if one of them would count a carry chain's result of this stage.
-  bool compressLevel(Columns& rest, int target) {
+  bool compressLevel(Columns& rest, int target, bool isOnly = false) {
     const auto bitsBefore = b.built().size();
     compressTo(b, rest, target);
     for (auto i = static_cast<std::uint32_t>(bitsBefore); i < b.built().size(); ++i) {
@@ -266,7 +269,7 @@ class StagedSum {
       int start = 0;
       for (int k = 0; k < inputs.width; ++k) {
         const Bit input{inputs, k};
-        if (isOfSumNow(input)) return false;
+        if (isBesideChain(input, inputs.width, isOnly)) return false;
         start = std::max(start, timeOf(input));
       }
       made[i] = {cycle, start + device.tableDelay(inputs.width).value + device.routeOf(3).value};
@@ -298,7 +301,8 @@ class StagedSum {
     if (rest.highest(0) == kRows && widestFrom(startOf(rest), kRows) >= width &&
         !isCheaperInTwoRows(rest))
       return lastOf(rest, 1);
-    if (rest.highest(0) == kRows && !compressLevel(rest, 2)) return {};
+    if (rest.highest(0) == kRows && !compressLevel(rest, 2, /*isOnly=*/columns.highest(0) <= kRows))
+      return {};
     const int start = startOf(rest);
     for (int blocks = 1; blocks <= kMostSelected; ++blocks) {
       const int piece = (width + blocks - 1) / blocks + (blocks > 1 ? 2 : 0);
