@@ -159,7 +159,8 @@ TEST(LowerHeap, AddsAnyTermsInStages) {
               below(width + 2)};
     const int period = std::array{1100, 1700, 2500, 3333, 10000}[round % 5];
     check(terms, width, random, 6,
-          {.period = {period}, .sums = {.inStages = true, .counters = round % 2 == 0}});
+          {.period = {period},
+           .sums = {.inStages = true, .counters = round % 2 == 0, .apart = round % 4 == 0}});
   }
   check(std::vector<Term>(100, {kPlain, 64, 0}), 71, random, 4,
         {.period = {3333}, .sums = {.inStages = true}});
