@@ -11,6 +11,7 @@ namespace mapping {
 struct SumShape {
   bool inStages = false;  // added stage by stage, as bits arrive; else by counters at once
   bool counters = false;  // then before the additions of each stage as well
+  bool apart = false;     // none that an earlier stage could take in behind its carry chains
   int chainStages = 2;    // for which a chain of rows of a product in logic may last
   bool cascades = true;   // blocks of a product, one above the other, add up by themselves
 };

@@ -38,6 +38,7 @@ class StagedSum {
         known(b.built().size()),
         end((options.period - device.setup()).value),
         counts(options.sums.counters),
+        apart(options.sums.apart),
         columns(columnsOf(terms)) {}
 
   Signal operator()() {
@@ -101,13 +102,17 @@ class StagedSum {
     if (found == made.end()) return 0;  // a literal
     return found->second.cycle == cycle ? found->second.time : device.clockToOutput().value;
   }
-  // A carry chain's result in the stage that computes it: table mappers do not know how late it is
-  // and put it behind more than one table where they can.
-  bool isOfSumNow(const Bit& bit) const {
+  // A carry chain's result in the stage that computes it, where a counter of so many inputs stands
+  // now or could be placed: table mappers do not know how late the chain is and put it behind more
+  // tables than one where they can. One table of three they leave, but not by
+  // options.sums.apart where others follow.
+  bool isBesideChain(const Bit& bit, int inputs, bool isOnly = false) const {
     const NodeId driver = driverOf(bit);
     const Node& node = b.built().node(driver);
-    return node.op == Op::kAdd && !device.isDspSum(b.built(), node) &&
-           arrivalOf(bit).cycle == cycle;
+    if (node.op != Op::kAdd || device.isDspSum(b.built(), node)) return false;
+    const Arrival arrival = arrivalOf(bit);
+    return arrival.cycle == cycle || ((inputs > kRows || (apart && !isOnly)) &&
+                                      arrival.time + device.tableDelay(inputs).value <= end);
   }
 
   void setArrival(NodeId node, int time) {
@@ -176,11 +181,11 @@ class StagedSum {
     for (int column = 0; column < columns.width(); ++column)
       for (const Bit& bit : columns.bits[column]) {
         const bool isHere =
-            arrivalOf(bit).cycle <= cycle && timeOf(bit) <= latest && !isOfSumNow(bit);
+            arrivalOf(bit).cycle <= cycle && timeOf(bit) <= latest && !isBesideChain(bit, kRows);
         (isHere ? here.bits : later)[column].push_back(bit);
       }
     if (const int highest = here.highest(0); highest <= kRows || highest > 2 * kRows) return;
-    LOAM_ASSERT(compressLevel(here, kRows), "counters on bits of no sum");
+    compressLevel(here, kRows);
     for (int i = 0; i < columns.width(); ++i)
       here.bits[i].insert(here.bits[i].end(), later[i].begin(), later[i].end());
     columns.bits = std::move(here.bits);
@@ -255,23 +260,24 @@ class StagedSum {
 
   // ---- The last addition ----------------------------------------------------------------------
 
-  // One level of counters; false if one of them would count a carry chain's result of this stage.
-  bool compressLevel(Columns& rest, int target) {
-    const auto bitsBefore = b.built().size();
+  // One level of counters; false if one of them stands beside a carry chain whose results it
+  // counts.
+  bool compressLevel(Columns& rest, int target, bool isOnly = false) {
+    const auto before = static_cast<std::uint32_t>(b.built().size());
     compressTo(b, rest, target);
-    for (auto i = static_cast<std::uint32_t>(bitsBefore); i < b.built().size(); ++i) {
+    bool isApart = true;
+    for (std::uint32_t i = before; i < b.built().size(); ++i) {
       const Node& node = b.built().node(NodeId{i});
       if (node.op != Op::kLut) continue;
       const Signal inputs = b.built().signal(b.built().operands(node)[0]);
       int start = 0;
       for (int k = 0; k < inputs.width; ++k) {
-        const Bit input{inputs, k};
-        if (isOfSumNow(input)) return false;
-        start = std::max(start, timeOf(input));
+        isApart = isApart && !isBesideChain({inputs, k}, inputs.width, isOnly);
+        start = std::max(start, timeOf({inputs, k}));
       }
       made[i] = {cycle, start + device.tableDelay(inputs.width).value + device.routeOf(3).value};
     }
-    return true;
+    return isApart;
   }
 
   int startOf(const Columns& rest) const {
@@ -298,7 +304,8 @@ class StagedSum {
     if (rest.highest(0) == kRows && widestFrom(startOf(rest), kRows) >= width &&
         !isCheaperInTwoRows(rest))
       return lastOf(rest, 1);
-    if (rest.highest(0) == kRows && !compressLevel(rest, 2)) return {};
+    const bool isOnly = columns.highest(0) <= kRows;
+    if (rest.highest(0) == kRows && !compressLevel(rest, 2, isOnly)) return {};
     const int start = startOf(rest);
     for (int blocks = 1; blocks <= kMostSelected; ++blocks) {
       const int piece = (width + blocks - 1) / blocks + (blocks > 1 ? 2 : 0);
@@ -352,7 +359,7 @@ class StagedSum {
   const Arrivals arrivals;
   const std::size_t known;  // nodes that `arrivals` knows
   const int end;            // of a stage, before the register's setup
-  const bool counts;
+  const bool counts, apart;
   Columns columns;
   int cycle = 0, newest = 0;
   std::unordered_map<std::uint32_t, Arrival> made;

@@ -37,6 +37,7 @@ constexpr std::array kShapes{
     SumShape{.chainStages = 1},
     SumShape{.inStages = true, .chainStages = 1},
     SumShape{.inStages = true, .counters = true, .chainStages = 1},
+    SumShape{.inStages = true, .counters = true, .apart = true, .chainStages = 1},
     SumShape{.inStages = true, .chainStages = 1, .cascades = false},
 };
 
