@@ -28,7 +28,7 @@ constexpr Family kTarnV{
     .pickPerDoubling = 433,
     .tableOfEight = 1049,
     .tableOfNine = 1730,
-    .tablePerInput = 400,
+    .tablePerInput = 515,
     .sumEntry = 872,
     .sumPerBit = 28.5,
     .thirdAddend = 404,

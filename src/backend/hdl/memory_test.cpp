@@ -10,11 +10,11 @@ using graph::Signal;
 using testing::IsEmpty;
 
 // Memory blocks read with an index that is an input or computed, behind them wiring, logic, another
-// memory block and ports; or the same tables in logic.
+// memory block and ports.
 struct TabledUnit : ReplayedUnit {
   struct Shape {
     int period = 20000;
-    bool isInMemory = true, hasEnable = false, hasChannelValid = true;
+    bool hasEnable = false, hasChannelValid = true;
   };
   explicit TabledUnit(const Shape& shape) : ReplayedUnit("tabled") {
     graph::Builder& b = builder;
@@ -25,7 +25,7 @@ struct TabledUnit : ReplayedUnit {
       std::vector<util::MPZ> rows;
       for (unsigned long row = 0; row < 1ul << index.width; ++row)
         rows.push_back(util::MPZ(static_cast<unsigned long>(random())).lowBits(width));
-      return shape.isInMemory ? b.memory(index, rows, width) : b.table(index, rows, width);
+      return b.memory(index, rows, width);
     };
     const Signal first = b.name(read(x, 24), "first"), second = read(b.add(x, y), 20);
     b.output("whole", first);
@@ -61,22 +61,36 @@ TEST_P(MemoryIn, ReplaysBehindOneRegisterAndTwo) {
   }
 }
 
+// How many memory blocks of which kind tools make of a unit's text.
+Outcome blocksOf(ReplayedUnit& unit, LANGUAGE language, int small) {
+  unit.writeTexts(language);
+  const std::string toVerilog =
+      language == LANGUAGE_VHDL
+          ? fmt::format("ghdl --synth --std=08 --out=verilog {0}.vhd -e {0} >{0}.v && ", unit.name)
+          : "";
+  return runCommand(fmt::format(
+      "cd '{0}' && {1} yosys -q -p 'read_verilog {2}.v; synth_xilinx -top {2} -run begin:map_luts; "
+      "select -assert-count {3} t:RAMB18E1; select -assert-none t:RAMB36E1'",
+      unit.folder.string(), toVerilog, unit.name, small));
+}
+
 TEST_P(MemoryIn, SynthesisesToBlocksAndTablesToLogic) {
-  for (const bool isInMemory : {true, false}) {
-    for (const bool hasEnable : {false, true}) {
-      TabledUnit unit({.period = 2600, .isInMemory = isInMemory, .hasEnable = hasEnable});
-      unit.writeTexts(GetParam());
-      const char* verilog =
-          GetParam() == LANGUAGE_VHDL
-              ? "ghdl --synth --std=08 --out=verilog tabled.vhd -e tabled >tabled.v"
-              : "true";
-      const Outcome outcome = runCommand(fmt::format(
-          "cd '{}' && {} && yosys -q -p 'read_verilog tabled.v; synth_xilinx -top tabled -noiopad "
-          "-noclkbuf; select -assert-count {} t:RAMB18E1; select -assert-none t:RAMB36E1'",
-          unit.folder.string(), verilog, isInMemory ? 3 : 0));
-      EXPECT_EQ(outcome.status, 0) << isInMemory << hasEnable << outcome.output;
-    }
+  for (const bool hasEnable : {false, true}) {
+    TabledUnit unit({.period = 2600, .hasEnable = hasEnable});
+    const Outcome outcome = blocksOf(unit, GetParam(), 3);
+    EXPECT_EQ(outcome.status, 0) << hasEnable << outcome.output;
   }
+  // Between registers that a memory could take in.
+  ReplayedUnit logic("gates");
+  std::mt19937_64 random(5);
+  const Signal x = logic.builder.input("x", 9), y = logic.builder.input("y", 9);
+  const Signal word =
+      logic.builder.table(logic.builder.bitXor(x, y), graph::drawRows(random, 9, 6), 6);
+  logic.builder.output("r", logic.builder.reduceXor(word));
+  logic.scheduleBy(3);
+  logic.dontCareOnReset = true;
+  const Outcome outcome = blocksOf(logic, GetParam(), 0);
+  EXPECT_EQ(outcome.status, 0) << outcome.output;
 }
 
 TEST(Memory, HasNoLintWarning) {
