@@ -32,8 +32,8 @@ struct HornerPlan {
 // Numbers of bits that hold low to high: two's complement where low is negative.
 int bitsOf(const approximation::Bounds& range);
 
-// The cheapest steps, about, whose errors stay within shape.left units of 2^resultLsb, beside half a
-// unit of the final cut. Nothing where there are none.
+// The cheapest steps, about, whose errors stay within shape.left units of 2^resultLsb, beside half
+// a unit of the final cut. Nothing where there are none.
 //
 // At first every source of error gets the same share. Then, as long as it saves, that step drops
 // more which saves most for the room it takes.
