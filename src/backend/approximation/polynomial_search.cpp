@@ -24,6 +24,8 @@ constexpr double kMostApproximation = 0.8;
 constexpr int kMoreRowBits = 2;
 constexpr int kMostBlockBits = 5;
 constexpr int kMostFits = 6;
+// Coefficients err less than estimates have it, which leaves more room for cheaper steps.
+constexpr double kEstimateExceeds = 1.05;
 // A fit of so many rows more ends the search, if there is one.
 constexpr std::size_t kMostFittedRows = 6000;
 
@@ -190,7 +192,7 @@ class Search {
     int fits = 0;
     std::size_t fittedRows = 0;
     for (const Candidate& candidate : candidates) {
-      if (candidate.price >= lowest) break;
+      if (candidate.price >= lowest * kEstimateExceeds) break;
       if (best && (fits >= kMostFits || fittedRows > kMostFittedRows)) break;
       auto fitted = fitPiecewise(f, target.argument, candidate.segmentation, candidate.lsb,
                                  target.lsb, target.room);
