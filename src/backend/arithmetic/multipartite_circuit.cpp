@@ -48,8 +48,8 @@ util::Result<PlannedTable> planTable(const TableRequest& r) {
   return found->second;
 }
 
-EvaluatedPolynomial evaluateTable(Builder& b, Signal x, const MultipartiteTable& table,
-                                  double promise) {
+EvaluatedFunction evaluateTable(Builder& b, Signal x, const MultipartiteTable& table,
+                                double promise) {
   LOAM_ASSERT(x.width == table.argument.bits, "an argument of a table");
   const auto scope = b.scope("table");
   const int width = table.sumBits();
@@ -70,7 +70,7 @@ EvaluatedPolynomial evaluateTable(Builder& b, Signal x, const MultipartiteTable&
     terms.push_back({b.signExtend(difference, width), 0});
   }
   const Signal sum = terms.size() == 1 ? terms[0].bits : b.heap(terms, width);
-  EvaluatedPolynomial result{
+  EvaluatedFunction result{
       {b.slice(sum, table.guardBits, width - table.guardBits), table.lsb,
        MPZ(static_cast<long>(table.least)), MPZ(static_cast<long>(table.greatest))},
       ErrorBudget(promise)};

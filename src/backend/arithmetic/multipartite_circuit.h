@@ -23,7 +23,7 @@ util::Result<PlannedTable> planTable(const TableRequest& request);
 
 // Its circuit: the lookups and one sum. The budget holds the error of all inputs, computed exactly,
 // and keeps `promise`, or the run ends.
-EvaluatedPolynomial evaluateTable(Builder& b, Signal x,
-                                  const approximation::MultipartiteTable& table, double promise);
+EvaluatedFunction evaluateTable(Builder& b, Signal x, const approximation::MultipartiteTable& table,
+                                double promise);
 
 }  // namespace arithmetic

@@ -75,7 +75,7 @@ class Evaluator {
     unit = resultLsb - kUnitBits;
   }
 
-  EvaluatedPolynomial build(Signal x) {
+  EvaluatedFunction build(Signal x) {
     const auto scope = b.scope("polynomial");
     place = placeOf(b, x, p.segmentation);
     const int denominator = p.errorFraction + resultLsb;
@@ -199,9 +199,9 @@ class Evaluator {
 
 }  // namespace
 
-EvaluatedPolynomial evaluatePolynomial(Builder& b, Signal x, const PiecewisePolynomial& p,
-                                       const HornerPlan& plan, double promise,
-                                       const EvaluationPrices& prices) {
+EvaluatedFunction evaluatePolynomial(Builder& b, Signal x, const PiecewisePolynomial& p,
+                                     const HornerPlan& plan, double promise,
+                                     const EvaluationPrices& prices) {
   LOAM_ASSERT(x.width == p.argument.bits && p.degree() >= 1, "an argument of a polynomial");
   return Evaluator(b, p, plan, promise, prices).build(x);
 }

@@ -16,7 +16,7 @@ struct FixedSignal {
   bool isSigned() const { return low.sign() < 0; }
 };
 
-struct EvaluatedPolynomial {
+struct EvaluatedFunction {
   FixedSignal result;
   ErrorBudget budget;  // of the result beside the function, in units of its last place
 };
@@ -28,9 +28,9 @@ struct EvaluatedPolynomial {
 // Constants in the coefficients' tables centre every cut, the final one included, which so is a
 // rounding to nearest (ties upwards). The budget holds every cut's exact bound beside the
 // polynomial's own, and keeps `promise`, in units of the result's last place, or the run ends.
-EvaluatedPolynomial evaluatePolynomial(Builder& b, Signal x,
-                                       const approximation::PiecewisePolynomial& p,
-                                       const HornerPlan& plan, double promise,
-                                       const EvaluationPrices& prices);
+EvaluatedFunction evaluatePolynomial(Builder& b, Signal x,
+                                     const approximation::PiecewisePolynomial& p,
+                                     const HornerPlan& plan, double promise,
+                                     const EvaluationPrices& prices);
 
 }  // namespace arithmetic

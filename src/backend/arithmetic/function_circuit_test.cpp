@@ -1,4 +1,4 @@
-#include "backend/arithmetic/polynomial_circuit.h"
+#include "backend/arithmetic/function_circuit.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,6 @@
 #include <cmath>
 
 #include "backend/approximation/sample_functions.h"
-#include "backend/arithmetic/multipartite_circuit.h"
 #include "backend/graph/evaluator.h"
 #include "backend/graph/random_graph.h"
 
@@ -19,7 +18,7 @@ using util::MPZ;
 
 // All arguments up to 16 bits, else the first, the last and drawn ones: the circuit's result lies
 // in the interval that it states, and its error against MPFR within its budget.
-void checkCircuit(const graph::Graph& graph, const EvaluatedPolynomial& made,
+void checkCircuit(const graph::Graph& graph, const EvaluatedFunction& made,
                   const SampleFunction& sample, const approximation::ArgumentFormat& argument) {
   graph::Evaluator evaluate(graph);
   const auto width = static_cast<unsigned long>(argument.bits);
@@ -61,7 +60,7 @@ void checkPolynomial(const SampleFunction& sample, PolynomialRequest request) {
   graph::Graph graph;
   Builder b(graph);
   const Signal x = b.input("x", request.argument.bits);
-  const EvaluatedPolynomial made =
+  const EvaluatedFunction made =
       evaluatePolynomial(b, x, planned->polynomial, planned->plan, request.promise, request.prices);
   EXPECT_LE(made.budget.sum(), request.promise);
   EXPECT_EQ(made.result.lsb, request.resultLsb);
@@ -154,8 +153,7 @@ TEST(MultipartiteCircuit, KeepsItsPromise) {
       ASSERT_TRUE(planned) << planned.failure().message;
       graph::Graph graph;
       Builder b(graph);
-      const EvaluatedPolynomial made =
-          evaluateTable(b, b.input("x", width), planned->table, promise);
+      const EvaluatedFunction made = evaluateTable(b, b.input("x", width), planned->table, promise);
       b.output("r", made.result.bits);
       checkCircuit(graph, made, sample, {width, -width});
       // From some width on parts are cheaper than the whole.
@@ -166,6 +164,30 @@ TEST(MultipartiteCircuit, KeepsItsPromise) {
         EXPECT_TRUE(planned->table.groups.empty());
       }
     }
+}
+
+TEST(FunctionCircuit, TakesTheCheapestMethod) {
+  const SampleFunction& root = kSampleFunctions[3];
+  const auto describe = [&](int width, double promise) {
+    const PolynomialRequest request{.function = root.text,
+                                    .argument = {width, -width},
+                                    .resultLsb = -width,
+                                    .promise = promise,
+                                    .prices = withoutBlocks()};
+    const auto planned = planFunction(request);
+    if (!planned) return planned.failure().message;
+    graph::Graph graph;
+    Builder b(graph);
+    const EvaluatedFunction made = evaluateFunction(b, b.input("x", width), *planned, request);
+    b.output("r", made.result.bits);
+    checkCircuit(graph, made, root, request.argument);
+    return planned->description();
+  };
+  EXPECT_EQ(describe(1, 1), "one table");
+  EXPECT_EQ(describe(6, 0.5), "one table");
+  EXPECT_EQ(describe(8, 1), "bipartite table");
+  EXPECT_NE(describe(16, 1).find("polynomials"), std::string::npos);
+  EXPECT_NE(describe(16, 0.5).find("no table of 16 bits"), std::string::npos);
 }
 
 }  // namespace
