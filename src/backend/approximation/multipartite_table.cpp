@@ -232,7 +232,7 @@ int MultipartiteTable::Group::width() const {
   const auto [low, high] = std::ranges::minmax(rows);
   return bitsOf(low, high);
 }
-int MultipartiteTable::sumBits() const { return bitsOf(least, greatest) + guardBits; }
+int MultipartiteTable::sumBits() const { return std::max(1, bitsOf(least, greatest)) + guardBits; }
 
 double MultipartiteTable::errorIn(int unit) const {
   const MPZ magnitude = error.magnitude();

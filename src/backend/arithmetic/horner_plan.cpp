@@ -195,7 +195,7 @@ class Planner {
 
 int bitsOf(const Bounds& range) {
   const int high = static_cast<int>(range.high.bitLength());
-  if (range.low.sign() >= 0) return high;
+  if (range.low.sign() >= 0) return std::max(1, high);
   const int low = static_cast<int>((-range.low - util::MPZ(1)).bitLength());
   return std::max(low, range.high.sign() < 0 ? 0 : high) + 1;
 }

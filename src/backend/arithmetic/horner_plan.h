@@ -29,7 +29,7 @@ struct HornerPlan {
   double price() const { return tableLuts + productLuts + adderLuts; }
 };
 
-// Numbers of bits that hold low to high: two's complement where low is negative.
+// The number of bits that hold low to high, at least 1: two's complement where low is negative.
 int bitsOf(const approximation::Bounds& range);
 
 // The cheapest steps, about, whose errors stay within shape.left units of 2^resultLsb, beside half

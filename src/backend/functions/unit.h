@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "backend/arithmetic/error_budget.h"
+#include "backend/arithmetic/horner_plan.h"
 #include "backend/arithmetic/product_plan.h"
 #include "backend/arithmetic/rounding.h"
 #include "backend/graph/builder.h"
@@ -35,12 +36,15 @@ struct Prices {
   double lutPerTableBit = 1.0 / 64;
   Shape dsp{24, 17};  // widths of the two unsigned factors of one DSP product
   Shape memory{18, 1024};
-  int lutInputs = 6;  // of a look-up table
+  double lutPerMemory = 100;  // each such block; 0: tables stay in logic
+  int lutInputs = 6;          // of a look-up table
   int levelsPerStage = 5;
 };
 
 // The same for products; the time of a row of logic is left at the yardstick's.
 arithmetic::ProductPrices productPrices(const Prices& prices);
+// And for tables and polynomials.
+arithmetic::EvaluationPrices evaluationPrices(const Prices& prices);
 
 // What an operator's words say beyond formats: architecture, tie rule, shift limit. Each unit says
 // at its row which number means what; a number that is missing reads as 0. Texts are words that an

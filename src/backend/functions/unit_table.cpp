@@ -61,6 +61,15 @@ arithmetic::ProductPrices productPrices(const Prices& prices) {
           .dspNarrow = prices.dsp.depth};
 }
 
+arithmetic::EvaluationPrices evaluationPrices(const Prices& prices) {
+  return {productPrices(prices),
+          {.lutInputs = prices.lutInputs,
+           .lutPerBit = prices.lutPerTableBit,
+           .lutPerMemory = prices.lutPerMemory,
+           .memoryWidth = prices.memory.width,
+           .memoryDepth = prices.memory.depth}};
+}
+
 const UnitRow* findUnit(std::string_view name) {
   for (const auto family : kFamilies)
     for (const UnitRow& row : family())
