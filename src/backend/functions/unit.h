@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "backend/arithmetic/error_budget.h"
+#include "backend/arithmetic/horner_plan.h"
 #include "backend/arithmetic/product_plan.h"
 #include "backend/arithmetic/rounding.h"
 #include "backend/graph/builder.h"
@@ -31,9 +32,8 @@ struct Shape {
 
 // All that a unit knows of a device.
 struct Prices {
-  double lutPerDsp = 120;         // each of the first two blocks of a product
-  double lutPerFurtherDsp = 280;  // each further one
-  double lutPerTableBit = 1.0 / 64;
+  double lutPerDsp = 120;              // each of the first two blocks of a product
+  double lutPerFurtherDsp = 280;       // each further one
   double lutPerMemory = 100;           // each memory block
   Shape dsp{24, 17};                   // widths of the two unsigned factors of one DSP product
   graph::MemoryShape memory{36, 512};  // of one block
@@ -43,10 +43,8 @@ struct Prices {
 
 // The same for products; the time of a row of logic is left at the yardstick's.
 arithmetic::ProductPrices productPrices(const Prices& prices);
-
-// What a table of 2^indexWidth words of `width` bits is worth in look-up tables: logic, or memory
-// blocks where those are worth less. Contents that repeat or depend on fewer bits cost less.
-double priceOfTable(const Prices& prices, int indexWidth, int width);
+// And for tables and polynomials.
+arithmetic::EvaluationPrices evaluationPrices(const Prices& prices);
 
 // What an operator's words say beyond formats: architecture, tie rule, shift limit. Each unit says
 // at its row which number means what; a number that is missing reads as 0. Texts are words that an

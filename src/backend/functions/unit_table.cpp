@@ -63,14 +63,11 @@ arithmetic::ProductPrices productPrices(const Prices& prices) {
           .dspNarrow = prices.dsp.depth};
 }
 
-double priceOfTable(const Prices& prices, int indexWidth, int width) {
-  constexpr int kFreeInputs = 8;  // behind so many, multiplexers take look-up tables too
-  constexpr double kDeepShare = 1.35;
-  const double bits = std::ldexp(width, indexWidth);
-  const double logic = std::max<double>(
-      width, bits * prices.lutPerTableBit * (indexWidth > kFreeInputs ? kDeepShare : 1));
-  return std::min(logic,
-                  graph::memoryBlocks(prices.memory, indexWidth, width) * prices.lutPerMemory);
+arithmetic::EvaluationPrices evaluationPrices(const Prices& prices) {
+  return {productPrices(prices),
+          {.lutPerBit = std::ldexp(1.0, -prices.lutInputs),
+           .lutPerMemory = prices.lutPerMemory,
+           .memory = prices.memory}};
 }
 
 const UnitRow* findUnit(std::string_view name) {
