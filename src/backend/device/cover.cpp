@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "backend/device/cuts.h"
+#include "backend/device/families.h"
+#include "backend/device/gate_network.h"
 #include "backend/graph/loops.h"
 
 namespace device {
@@ -427,6 +429,13 @@ Cover::Cover(const Graph& graph, const Device& device, Picoseconds period) {
 
 Cost Cover::costBetweenRegisters(const Graph& graph, const Device& device,
                                  std::span<const int> cycles) {
+  // Larger graphs are counted by words.
+  constexpr long kMostBits = 100000;
+  if (const auto logic = logicBetweenRegisters(graph, device, cycles, kMostBits)) {
+    Cost total = logic->others;
+    total.luts += countTables(logic->network, device.data().lutInputs());
+    return total;
+  }
   constexpr Picoseconds kAnyDelay{std::numeric_limits<int>::max() / 2};
   Coverer coverer(graph, device, kAnyDelay, cycles);
   coverer.run();

@@ -189,34 +189,6 @@ Signal Builder::bitNot(Signal x) {
   return make(Op::kNot, x.width, {x});
 }
 
-bool Builder::areComplements(Signal a, Signal b) const {
-  const auto isNotOf = [&](Signal x, Signal y) {
-    const Node& node = graph.node(x.node);
-    return node.op == Op::kNot && graph.operands(node)[0] == y.node;
-  };
-  return isNotOf(a, b) || isNotOf(b, a);
-}
-
-Signal Builder::bitAnd(Signal a, Signal b) {
-  LOAM_ASSERT(a.width == b.width, "and of unequal widths");
-  if (a == b || isOnesLiteral(b) || isZeroLiteral(a)) return a;
-  if (isOnesLiteral(a) || isZeroLiteral(b)) return b;
-  if (isLiteral(a) && isLiteral(b)) return literal(valueOf(a) & valueOf(b), a.width);
-  if (areComplements(a, b)) return zeros(a.width);
-  sortPair(a, b);
-  return make(Op::kAnd, a.width, {a, b});
-}
-
-Signal Builder::bitOr(Signal a, Signal b) {
-  LOAM_ASSERT(a.width == b.width, "or of unequal widths");
-  if (a == b || isZeroLiteral(b) || isOnesLiteral(a)) return a;
-  if (isZeroLiteral(a) || isOnesLiteral(b)) return b;
-  if (isLiteral(a) && isLiteral(b)) return literal(valueOf(a) | valueOf(b), a.width);
-  if (areComplements(a, b)) return ones(a.width);
-  sortPair(a, b);
-  return make(Op::kOr, a.width, {a, b});
-}
-
 Signal Builder::bitXor(Signal a, Signal b) {
   LOAM_ASSERT(a.width == b.width, "xor of unequal widths");
   if (a == b) return zeros(a.width);

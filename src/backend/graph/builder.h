@@ -141,6 +141,14 @@ class Builder {
   int zerosBelow(Signal x) const;  // bits below the lowest part of a join that is no constant
   Signal withoutLiterals(Signal x, bool neutral);
   bool areComplements(Signal a, Signal b) const;
+  Op opOf(Signal x) const;
+  Signal operandOf(Signal x, std::size_t index) const;
+  Signal maskBit(Signal x) const;
+  bool isPartOf(Signal x, Signal whole) const;
+  bool bitsImply(Signal x, Signal bit, int depth) const;
+  bool absenceImplies(Signal x, Signal bit, int depth) const;
+  bool bitImpliesAll(Signal bit, Signal x, int depth) const;
+  bool isImpliedMask(Signal mask, Signal x) const;
 
   Graph& graph;
   std::uint32_t currentScope = 0;

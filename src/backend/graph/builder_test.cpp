@@ -37,6 +37,26 @@ TEST_F(BuilderTest, SharesEqualNodesWhateverTheOrderOfCommutingOperands) {
   EXPECT_NE(b.heap(terms, 7), b.heap(shifted, 7));
 }
 
+TEST_F(BuilderTest, LeavesOutMasksThatFollow) {
+  const Signal any = b.reduceOr(x), all = b.reduceAnd(x);
+  const auto mask = [&](Signal bit) { return b.replicate(bit, 4); };
+  EXPECT_EQ(b.bitAnd(x, mask(any)), x);
+  EXPECT_EQ(b.bitAnd(b.slice(x, 1, 2), b.replicate(any, 2)), b.slice(x, 1, 2));
+  EXPECT_EQ(b.bitAnd(x, mask(b.bitOr(c, any))), x);
+  EXPECT_EQ(b.bitOr(x, mask(all)), x);
+  EXPECT_EQ(b.bitAnd(all, any), all);
+  EXPECT_EQ(b.bitOr(b.bitAnd(all, b.bitNot(c)), b.bitAnd(all, c)), all);
+  EXPECT_EQ(b.bitAnd(b.bitAnd(y, mask(c)), mask(c)), b.bitAnd(y, mask(c)));
+  // The outer mask says the inner one.
+  EXPECT_EQ(b.bitAnd(b.bitAnd(y, mask(any)), mask(b.bitNot(b.bitOr(b.bitNot(any), c)))),
+            b.bitAnd(y, mask(b.bitNot(b.bitOr(b.bitNot(any), c)))));
+  EXPECT_EQ(b.bitAnd(b.bitNot(any), b.bitNot(all)), b.bitNot(any));
+  EXPECT_NE(b.bitAnd(y, mask(any)), y);
+  EXPECT_NE(b.bitAnd(x, mask(all)), x);
+  EXPECT_NE(b.bitOr(x, mask(any)), x);
+  EXPECT_NE(b.bitAnd(b.bitNot(x), mask(any)), b.bitNot(x));
+}
+
 TEST_F(BuilderTest, SeesThroughWiring) {
   const Signal joined = b.concat({x, y});
   EXPECT_EQ(b.slice(joined, 0, 4), y);

@@ -1,0 +1,348 @@
+#include "backend/device/gate_network.h"
+
+#include <algorithm>
+#include <map>
+
+#include "util/failure.h"
+
+namespace device {
+
+using graph::Graph;
+using graph::Node;
+using graph::NodeId;
+using graph::Op;
+
+Literal GateNetwork::input() {
+  gateRows.push_back({});
+  return static_cast<Literal>(2 * (gateRows.size() - 1));
+}
+
+Literal GateNetwork::both(Literal a, Literal b) {
+  if (a > b) std::swap(a, b);
+  if (a == kFalse || a == inverse(b)) return kFalse;
+  if (a == kTrue || a == b) return b;
+  // One level deep: what an operand of the other says of this one.
+  for (const auto& [x, y] : {std::pair{a, b}, {b, a}}) {
+    const Gate& gate = gateRows[gateOf(y)];
+    if (gate.isInput) continue;
+    for (const auto& [mine, rest] : {std::pair{gate.a, gate.b}, {gate.b, gate.a}}) {
+      if (y % 2 == 0) {
+        if (mine == x) return y;
+        if (mine == inverse(x)) return kFalse;
+      } else {
+        if (mine == x) return both(x, inverse(rest));
+        if (mine == inverse(x)) return x;
+      }
+    }
+  }
+  const auto [found, isNew] = made.try_emplace(std::uint64_t{a} << 32 | b, kFalse);
+  if (isNew) {
+    gateRows.push_back({a, b, false});
+    found->second = static_cast<Literal>(2 * (gateRows.size() - 1));
+  }
+  return found->second;
+}
+
+Literal GateNetwork::differ(Literal a, Literal b) {
+  const Literal isInverse = (a ^ b) & 1;
+  a &= ~Literal{1}, b &= ~Literal{1};
+  return inverse(both(inverse(both(a, inverse(b))), inverse(both(inverse(a), b)))) ^ isInverse;
+}
+
+Literal GateNetwork::choice(Literal condition, Literal ifOne, Literal ifZero) {
+  if (ifOne == ifZero) return ifOne;
+  return either(both(condition, ifOne), both(inverse(condition), ifZero));
+}
+
+namespace {
+
+using Word = std::vector<Literal>;  // bit 0 first
+
+class Builder {
+ public:
+  Builder(const Graph& graph, const Device& device, std::span<const int> cycles)
+      : graph(graph), device(device), cycles(cycles), words(graph.size()) {}
+
+  LogicBetweenRegisters build() && {
+    for (std::uint32_t i = 0; i < graph.size(); ++i) {
+      LOAM_ASSERT(static_cast<int>((words[i] = wordOf({i})).size()) == graph.node({i}).width,
+                  "a bit for each of the word's");
+    }
+    for (const graph::Port& port : graph.outputs()) addRoots(words[port.signal.node.index]);
+    for (const graph::State& state : graph.states()) addRoots(words[state.next.index]);
+    return std::move(result);
+  }
+
+ private:
+  void addRoots(const Word& word) {
+    for (const Literal x : word) net().addRoot(x);
+  }
+  GateNetwork& net() { return result.network; }
+  Word inputs(int width) {
+    Word word(static_cast<std::size_t>(width));
+    for (Literal& x : word) x = net().input();
+    return word;
+  }
+
+  // Operand number `index` as `reader` sees it, through registers where its cycle is later.
+  Word operand(NodeId reader, std::size_t index) {
+    const NodeId id = graph.operands(reader)[index];
+    Word word = words[id.index];
+    if (cycles[id.index] >= cycles[reader.index]) return word;
+    for (Literal& x : word) x = behindRegister(x);
+    return word;
+  }
+  Literal behindRegister(Literal x) {
+    if (gateOf(x) == 0) return x;
+    const auto [found, isNew] = registers.try_emplace(x, kFalse);
+    if (isNew) {
+      net().addRoot(x);
+      found->second = net().input();
+    }
+    return found->second;
+  }
+
+  Word wordOf(NodeId id) {
+    const Node& node = graph.node(id);
+    const auto width = static_cast<std::size_t>(node.width);
+    const std::size_t operands = node.operandCount;
+    switch (node.op) {
+      case Op::kInput:
+      case Op::kState:
+        return inputs(node.width);
+      case Op::kLiteral: {
+        Word word;
+        for (std::size_t i = 0; i < width; ++i)
+          word.push_back(graph.literal(node).bit(i) ? kTrue : kFalse);
+        return word;
+      }
+      case Op::kSlice: {
+        const Word x = operand(id, 0);
+        return Word(x.begin() + node.aux, x.begin() + node.aux + node.width);
+      }
+      case Op::kConcat: {
+        Word word;
+        for (std::size_t i = operands; i-- > 0;) {
+          const Word part = operand(id, i);
+          word.insert(word.end(), part.begin(), part.end());
+        }
+        return word;
+      }
+      case Op::kReplicate: {
+        const Word x = operand(id, 0);
+        Word word;
+        while (word.size() < width) word.insert(word.end(), x.begin(), x.end());
+        return word;
+      }
+      case Op::kNot: {
+        Word word = operand(id, 0);
+        for (Literal& x : word) x = inverse(x);
+        return word;
+      }
+      case Op::kAnd:
+      case Op::kOr:
+      case Op::kXor: {
+        const Word a = operand(id, 0), b = operand(id, 1);
+        Word word;
+        for (std::size_t i = 0; i < width; ++i) word.push_back(combined(node.op, a[i], b[i]));
+        return word;
+      }
+      case Op::kSelect: {
+        const Literal condition = operand(id, 0)[0];
+        return chosen(condition, operand(id, 1), operand(id, 2));
+      }
+      case Op::kPick: {
+        const Word index = operand(id, 0);
+        std::vector<Word> choices;
+        for (std::size_t i = 1; i < operands; ++i) choices.push_back(operand(id, i));
+        return picked(index, static_cast<int>(index.size()), choices);
+      }
+      case Op::kReduceAnd:
+        return {reduced(Op::kAnd, operand(id, 0))};
+      case Op::kReduceOr:
+        return {reduced(Op::kOr, operand(id, 0))};
+      case Op::kReduceXor:
+        return {reduced(Op::kXor, operand(id, 0))};
+      case Op::kLut: {
+        const Word index = operand(id, 0);
+        std::vector<Word> rows;
+        for (std::size_t row = 0; row < std::size_t{1} << index.size(); ++row) {
+          Word word;
+          for (std::size_t i = 0; i < width; ++i)
+            word.push_back(graph.literal(node).bit(row * width + i) ? kTrue : kFalse);
+          rows.push_back(std::move(word));
+        }
+        return picked(index, static_cast<int>(index.size()), rows);
+      }
+      case Op::kEqual: {
+        const Word a = operand(id, 0), b = operand(id, 1);
+        Word same;
+        for (std::size_t i = 0; i < a.size(); ++i)
+          same.push_back(inverse(net().differ(a[i], b[i])));
+        return {reduced(Op::kAnd, same)};
+      }
+      case Op::kLess:
+      case Op::kLessSigned:
+        return {less(operand(id, 0), operand(id, 1), node.op == Op::kLessSigned)};
+      case Op::kAdd:
+        if (isChain(node)) return sum(id);
+        return block(id);
+      case Op::kTable:
+      case Op::kMemory:
+      case Op::kMultiply:
+      case Op::kMultiplySigned:
+      case Op::kHeap:
+        return block(id);
+      case Op::kCount:
+        break;
+    }
+    LOAM_ASSERT(false, "an operation of the graph");
+  }
+
+  // What is counted by itself.
+  Word block(NodeId id) {
+    for (std::size_t i = 0; i < graph.operands(id).size(); ++i) addRoots(operand(id, i));
+    const Cost own = device.costOf(graph, id);
+    result.others.luts += own.luts;
+    result.others.dsps += own.dsps;
+    result.others.ramBits += own.ramBits;
+    result.others.ramBlocks += own.ramBlocks;
+    return inputs(graph.node(id).width);
+  }
+
+  // Two addends outside of blocks.
+  bool isChain(const Node& node) const {
+    return node.operandCount == 3 && !device.isDspSum(graph, node);
+  }
+
+  Word sum(NodeId id) {
+    const Node& node = graph.node(id);
+    Word a = operand(id, 0), b = operand(id, 1);
+    const Literal carry = operand(id, 2)[0];
+    const bool hasCarry = carry != kFalse;
+    // An addend of logic goes to the chain as well as to the exclusive or: tools take the first one
+    // of a difference, and of a plain sum that which is not free.
+    const auto isInverted = [&](std::size_t index) {
+      return graph.node(graph.operands(node)[index]).op == Op::kNot;
+    };
+    const auto logicBits = [&](const Word& word) {
+      return std::ranges::count_if(word,
+                                   [&](Literal x) { return !net().gates()[gateOf(x)].isInput; });
+    };
+    const bool swaps = hasCarry ? isInverted(0) && !isInverted(1) : logicBits(b) > logicBits(a);
+    if (swaps) std::swap(a, b);
+    net().addRoot(carry);
+    Word word;
+    bool hasBegun = hasCarry;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      const Literal passes = net().differ(a[i], b[i]);
+      // Below the first bit that both addends have there are no carries.
+      if (!hasBegun && (gateOf(a[i]) == 0 || gateOf(b[i]) == 0) &&
+          (a[i] == kFalse || b[i] == kFalse)) {
+        word.push_back(passes);
+        continue;
+      }
+      hasBegun = true;
+      net().addRoot(passes);
+      if (gateOf(b[i]) != 0 || gateOf(a[i]) == 0) net().addRoot(a[i]);
+      word.push_back(net().input());
+    }
+    return word;
+  }
+
+  Literal combined(Op op, Literal a, Literal b) {
+    return op == Op::kAnd  ? net().both(a, b)
+           : op == Op::kOr ? net().either(a, b)
+                           : net().differ(a, b);
+  }
+  // In groups of what a table takes, in pairs inside them.
+  Literal reduced(Op op, const Word& word) {
+    constexpr std::size_t kGroup = 6;
+    Word groups;
+    for (std::size_t i = 0; i < word.size(); i += kGroup)
+      groups.push_back(paired(
+          op, Word(word.begin() + static_cast<std::ptrdiff_t>(i),
+                   word.begin() + static_cast<std::ptrdiff_t>(std::min(i + kGroup, word.size())))));
+    return groups.size() == 1 ? groups[0] : reduced(op, groups);
+  }
+  Literal paired(Op op, Word word) {
+    while (word.size() > 1) {
+      Word next;
+      for (std::size_t i = 0; i + 1 < word.size(); i += 2)
+        next.push_back(combined(op, word[i], word[i + 1]));
+      if (word.size() % 2 != 0) next.push_back(word.back());
+      word = std::move(next);
+    }
+    return word[0];
+  }
+  Word chosen(Literal condition, const Word& ifOne, const Word& ifZero) {
+    Word word;
+    for (std::size_t i = 0; i < ifOne.size(); ++i)
+      word.push_back(net().choice(condition, ifOne[i], ifZero[i]));
+    return word;
+  }
+  // The choice that the low `bits` of an index name; past the end the last one.
+  Word picked(const Word& index, int bits, std::span<const Word> choices) {
+    if (choices.size() == 1 || bits == 0) return choices[0];
+    const std::size_t half = std::size_t{1} << (bits - 1);
+    if (choices.size() <= half) {
+      const Word low = picked(index, bits - 1, choices);
+      return chosen(index[static_cast<std::size_t>(bits - 1)], choices.back(), low);
+    }
+    return chosen(index[static_cast<std::size_t>(bits - 1)],
+                  picked(index, bits - 1, choices.subspan(half)),
+                  picked(index, bits - 1, choices.first(half)));
+  }
+
+  // a < b: groups of bits from the top, of which each says whether it decides and how.
+  Literal less(const Word& a, const Word& b, bool isSigned) {
+    constexpr std::size_t kPerGroup = 3, kFewestGroups = 3;
+    struct Group {
+      Literal isEqual, isLess;
+    };
+    std::vector<Group> groups;
+    for (std::size_t done = 0; done < a.size();) {
+      Group group{kTrue, kFalse};
+      for (std::size_t i = 0; i < kPerGroup && done < a.size(); ++i, ++done) {
+        const std::size_t at = a.size() - 1 - done;
+        const bool isSign = isSigned && done == 0;
+        const Literal x = isSign ? b[at] : a[at], y = isSign ? a[at] : b[at];
+        group.isLess =
+            net().either(group.isLess, net().both(group.isEqual, net().both(inverse(x), y)));
+        group.isEqual = net().both(group.isEqual, inverse(net().differ(x, y)));
+      }
+      groups.push_back(group);
+    }
+    if (groups.size() >= kFewestGroups) {
+      for (const Group& group : groups) {
+        net().addRoot(net().both(group.isEqual, inverse(group.isLess)));
+        net().addRoot(group.isLess);
+      }
+      return net().input();
+    }
+    Literal isLess = kFalse;
+    for (std::size_t i = groups.size(); i-- > 0;)
+      isLess = net().either(groups[i].isLess, net().both(groups[i].isEqual, isLess));
+    return isLess;
+  }
+
+  const Graph& graph;
+  const Device& device;
+  const std::span<const int> cycles;
+  std::vector<Word> words;
+  std::map<Literal, Literal> registers;
+  LogicBetweenRegisters result;
+};
+
+}  // namespace
+
+std::optional<LogicBetweenRegisters> logicBetweenRegisters(const Graph& graph, const Device& device,
+                                                           std::span<const int> cycles,
+                                                           long mostBits) {
+  long bits = 0;
+  for (std::uint32_t i = 0; i < graph.size(); ++i) bits += graph.node({i}).width;
+  if (bits > mostBits) return std::nullopt;
+  return Builder(graph, device, cycles).build();
+}
+
+}  // namespace device

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <unordered_map>
+#include <vector>
+
+#include "backend/device/device.h"
+#include "backend/graph/graph.h"
+
+// Inside covering: logic bit by bit.
+
+namespace device {
+
+// The value of a gate or its inverse: 2 * gate + 1 for the inverse. Gate 0 is the constant 0.
+using Literal = std::uint32_t;
+inline constexpr Literal kFalse = 0, kTrue = 1;
+constexpr Literal inverse(Literal x) { return x ^ 1; }
+constexpr std::uint32_t gateOf(Literal x) { return x >> 1; }
+
+// And-gates with inverted operands, each different one once, in topological order (an and-inverter
+// graph: Kuehlmann et al., IEEE Trans. CAD 2002).
+class GateNetwork {
+ public:
+  struct Gate {
+    Literal a = kFalse, b = kFalse;
+    bool isInput = true;
+  };
+
+  Literal input();
+  Literal both(Literal a, Literal b);
+  Literal either(Literal a, Literal b) { return inverse(both(inverse(a), inverse(b))); }
+  Literal differ(Literal a, Literal b);
+  Literal choice(Literal condition, Literal ifOne, Literal ifZero);
+  // What something other than a table reads: a register, a port, a carry chain, a block.
+  void addRoot(Literal x) { rootRows.push_back(x); }
+
+  const std::vector<Gate>& gates() const { return gateRows; }
+  const std::vector<Literal>& roots() const { return rootRows; }
+
+ private:
+  std::vector<Gate> gateRows{Gate{}};
+  std::vector<Literal> rootRows;
+  std::unordered_map<std::uint64_t, Literal> made;
+};
+
+// The logic of a graph between the registers that `cycles` (by node) leaves, constants and equal
+// gates removed, and what stands beside it: carry chains and blocks are inputs and roots of the
+// network. A sum of two addends is a chain whose every bit has a root for what it passes on, the
+// exclusive or, and one for an addend; comparisons of more than two groups of three bits are
+// chains, too. Nothing where the graph has more than `mostBits` bits of logic.
+struct LogicBetweenRegisters {
+  GateNetwork network;
+  Cost others;  // of what is none of the network's
+};
+std::optional<LogicBetweenRegisters> logicBetweenRegisters(const graph::Graph& graph,
+                                                           const Device& device,
+                                                           std::span<const int> cycles,
+                                                           long mostBits);
+
+// How many look-up tables of `inputs` inputs (at most 6) a network takes: cuts of least depth
+// first, then, where the depth allows, those of least area flow and of least area itself
+// (Mishchenko et al., "Improvements to technology mapping for LUT-based FPGAs", IEEE Trans. CAD
+// 2007). Linear in the gates.
+int countTables(const GateNetwork& network, int inputs);
+
+}  // namespace device

@@ -1,0 +1,92 @@
+#include "backend/device/gate_network.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "backend/device/cover.h"
+#include "backend/graph/builder.h"
+
+namespace device {
+namespace {
+
+using graph::Builder;
+using graph::Graph;
+using graph::Signal;
+
+double tablesOf(const std::function<std::vector<Signal>(Builder&)>& build,
+                const std::vector<std::string>& lateOutputs = {}) {
+  Graph graph;
+  Builder b(graph);
+  int number = 0;
+  for (const Signal& output : build(b)) b.output(fmt::format("q{}", number++), output);
+  std::vector<int> cycles(graph.size());
+  for (std::uint32_t i = 0; i < graph.size(); ++i)
+    for (const std::string& late : lateOutputs) cycles[i] += graph.nameOf({i}) == late;
+  const Device* device = deviceFactory.GetDevice("TarnV", "", "fast", "AUTO", "");
+  return Cover::costBetweenRegisters(graph, *device, cycles).luts;
+}
+
+TEST(GateNetwork, FindsEqualGatesAndConstants) {
+  GateNetwork net;
+  const Literal a = net.input(), b = net.input(), c = net.input();
+  EXPECT_EQ(net.both(a, b), net.both(b, a));
+  EXPECT_EQ(net.both(a, inverse(a)), kFalse);
+  EXPECT_EQ(net.both(kTrue, a), a);
+  EXPECT_EQ(net.either(a, net.both(a, b)), a);
+  EXPECT_EQ(net.both(net.both(a, b), inverse(a)), kFalse);
+  EXPECT_EQ(net.both(a, inverse(net.both(a, b))), net.both(a, inverse(b)));
+  EXPECT_EQ(net.differ(a, b), net.differ(b, a));
+  EXPECT_EQ(net.differ(a, inverse(b)), inverse(net.differ(a, b)));
+  EXPECT_EQ(net.choice(c, a, a), a);
+  EXPECT_EQ(net.choice(c, kTrue, kFalse), c);
+}
+
+// What each comes to was checked in synthesis.
+TEST(GateNetwork, CountsTablesAsSynthesisDoes) {
+  const auto word = [](Builder& b, const char* name, int width) { return b.input(name, width); };
+  EXPECT_EQ(
+      tablesOf([&](Builder& b) -> std::vector<Signal> { return {b.bitNot(word(b, "a", 8))}; }), 0);
+  EXPECT_EQ(tablesOf([&](Builder& b) -> std::vector<Signal> {
+              return {b.reduceXor(word(b, "a", 6)), b.reduceOr(word(b, "c", 36))};
+            }),
+            8);
+  // Four words of eight bits, one out of four: a table a bit; the same bits twice count once.
+  EXPECT_EQ(tablesOf([&](Builder& b) -> std::vector<Signal> {
+              const std::vector<Signal> choices = {word(b, "a", 8), word(b, "c", 8),
+                                                   word(b, "d", 8), word(b, "e", 8)};
+              const Signal one = b.pick(word(b, "s", 2), choices);
+              return {one, b.bitNot(b.bitNot(one)), b.replicate(b.slice(one, 0, 1), 9)};
+            }),
+            8);
+  // A chain takes the logic before it in, but for an addend that it needs itself.
+  const auto sum = [&](bool subtracts) {
+    return [=](Builder& b) -> std::vector<Signal> {
+      const Signal x = b.input("a", 16), y = b.input("c", 16), m = b.input("m", 1);
+      const Signal masked = b.bitAnd(y, b.replicate(m, 16));
+      return {subtracts ? b.addCarry(x, b.bitNot(masked), b.bit(true))
+                        : b.addCarry(x, masked, b.bit(false))};
+    };
+  };
+  EXPECT_EQ(tablesOf(sum(true)), 16);
+  EXPECT_EQ(tablesOf(sum(false)), 32);
+  // Three bits of either side a group, with two tables each.
+  EXPECT_EQ(tablesOf([&](Builder& b) -> std::vector<Signal> {
+              return {b.less(word(b, "a", 30), word(b, "c", 30))};
+            }),
+            20);
+}
+
+TEST(GateNetwork, KeepsWhatRegistersPartApart) {
+  const auto parity = [](Builder& b) -> std::vector<Signal> {
+    const Signal x = b.input("a", 4), y = b.input("c", 2);
+    const Signal first = b.name(b.reduceXor(x), "first");
+    return {b.name(b.bitXor(first, b.reduceXor(y)), "second")};
+  };
+  EXPECT_EQ(tablesOf(parity), 1);
+  EXPECT_EQ(tablesOf(parity, {"second"}), 3);
+}
+
+}  // namespace
+}  // namespace device
