@@ -42,8 +42,10 @@ class Mapper {
     for (const Literal root : distinct) {
       const std::uint32_t gate = gateOf(root);
       if (gate == 0) continue;
-      // Inverters alone take no table: what drives or reads them has the other polarity.
-      if (gates[gate].isInput) continue;
+      if (gates[gate].isInput) {
+        inverters += static_cast<int>(root % 2);
+        continue;
+      }
       // A table gives a value or its inverse.
       if (root % 2 == 1 && distinct.contains(inverse(root))) ++inverters;
       rootGates.push_back(gate);
