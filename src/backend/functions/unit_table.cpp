@@ -10,11 +10,13 @@
 #include "backend/functions/float_const_mult.h"
 #include "backend/functions/float_flags.h"
 #include "backend/functions/float_integer_part.h"
+#include "backend/functions/float_inverse.h"
 #include "backend/functions/float_mult.h"
 #include "backend/functions/float_mult_add.h"
 #include "backend/functions/float_multifunction.h"
 #include "backend/functions/float_order.h"
 #include "backend/functions/float_scale.h"
+#include "backend/functions/float_sqrt.h"
 #include "backend/functions/fp_to_fixed.h"
 #include "backend/functions/fp_to_fp.h"
 #include "backend/functions/int_add.h"
@@ -46,6 +48,8 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatOrderUnits,
     floatIntegerPartUnits,
     floatScaleUnits,
+    floatSqrtUnits,
+    floatInverseUnits,
     fixedToFloatUnits,
     floatToFixedUnits,
     floatToFloatUnits,
