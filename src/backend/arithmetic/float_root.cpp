@@ -191,7 +191,7 @@ class Circuit {
 
   // In [1, 2], or one unit less, with two bits before the point.
   Signal candidate() {
-    const Signal argument = rootArgument(b, how.root, b.slice(significand, 0, wF), isOdd);
+    const Signal argument = rootArgument(b, plan.request, b.slice(significand, 0, wF), isOdd);
     const EvaluatedFunction f =
         evaluateFunction(b, argument, plan.function, polynomialOf(plan.request));
     const int bits = plan.pointPlace() + 2;

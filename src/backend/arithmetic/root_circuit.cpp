@@ -82,32 +82,38 @@ std::vector<HeapTerm> lowProduct(Builder& b, Signal t, bool plusOne, Signal y, i
   return terms;
 }
 
+bool hasParity(const RootRequest& r) { return r.root != Root::kReciprocal && !r.isEven; }
+
 }  // namespace
 
 PolynomialRequest polynomialOf(const RootRequest& r) {
   const std::string less =
       r.lowered ? fmt::format(" - 1 / {}", MPZ::powerOfTwo(-r.resultLsb).toText(10)) : "";
+  const auto rootOf = [&](const std::string& begin) {
+    const std::string even = begin + "sqrt(1 + x)" + less;
+    return r.isEven ? even : "x < 1 ? " + even + " : " + begin + "sqrt(2 * x)" + less;
+  };
   std::string function;
   switch (r.root) {
     case Root::kReciprocal:
       function = "2 / (1 + x)" + less;
       break;
     case Root::kSquareRoot:
-      function = "x < 1 ? sqrt(1 + x)" + less + " : sqrt(2 * x)" + less;
+      function = rootOf("");
       break;
     case Root::kReciprocalSquareRoot:
-      function = "x < 1 ? 2 / sqrt(1 + x)" + less + " : 2 / sqrt(2 * x)" + less;
+      function = rootOf("2 / ");
       break;
   }
   return {.function = function,
-          .argument = {r.fractionBits + (r.root == Root::kReciprocal ? 0 : 1), -r.fractionBits},
+          .argument = {r.fractionBits + (hasParity(r) ? 1 : 0), -r.fractionBits},
           .resultLsb = r.resultLsb,
           .promise = r.promise,
           .prices = r.prices};
 }
 
-Signal rootArgument(Builder& b, Root root, Signal fraction, Signal isOdd) {
-  return root == Root::kReciprocal ? fraction : b.concat({isOdd, fraction});
+Signal rootArgument(Builder& b, const RootRequest& request, Signal fraction, Signal isOdd) {
+  return hasParity(request) ? b.concat({isOdd, fraction}) : fraction;
 }
 
 Signal isBelowRoot(Builder& b, Signal t, Signal a, Signal orEqual, const RootComparison& how) {

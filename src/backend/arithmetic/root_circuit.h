@@ -16,12 +16,13 @@ struct RootRequest {
   int resultLsb = 0;
   double promise = 1;    // in units of 2^resultLsb, see PolynomialRequest
   bool lowered = false;  // the function is to be one unit less
+  bool isEven = false;   // the exponent is even: u = m
   EvaluationPrices prices;
 };
 PolynomialRequest polynomialOf(const RootRequest& request);
 
 // The argument of that polynomial: the fraction of m, for roots with `isOdd` on top.
-Signal rootArgument(Builder& b, Root root, Signal fraction, Signal isOdd);
+Signal rootArgument(Builder& b, const RootRequest& request, Signal fraction, Signal isOdd);
 
 // Whether T = t, or t + 1 where `plusOne`, is below a root of the positive integer a:
 //   kReciprocal            T < 2^scale / a, as T a < 2^scale
