@@ -30,6 +30,12 @@ class SeriesEvaluator {
       Series quotient = quotientByVariable(node.left, x, order);
       if (!quotient.empty()) return quotient;
     }
+    if (node.kind == Kind::kChoice) {
+      const Interval border = number(node);
+      if (mpfr_cmp(x.low(), border.high()) >= 0) return evaluate(node.right, x, order);
+      if (mpfr_cmp(x.high(), border.low()) <= 0) return evaluate(node.left, x, order);
+      return {};
+    }
     const Series left = evaluate(node.left, x, order);
     if (left.empty()) return {};
     if (node.right < 0) return checked(unary(node, left, order), order);
@@ -132,6 +138,7 @@ class SeriesEvaluator {
       case Kind::kSubtract:
       case Kind::kMultiply:
       case Kind::kDivide:
+      case Kind::kChoice:
         break;
     }
     return {};

@@ -13,6 +13,8 @@ namespace approximation {
 // by a whole number, or of a positive base), and exp, expm1, log, log2, log10, log1p, sqrt, sin,
 // cos, tan, asin, acos, atan, sinh, cosh, tanh of one argument. "(2^x - 1)/x" is fine at 0 and
 // around it: a quotient by x whose numerator vanishes at 0 goes on without a gap.
+// "x < 1 ? f : g" is f below the number and g from there on: an interval up to the number has f,
+// one from it has g, and one with both has no enclosure.
 class Function {
  public:
   // Fails with the place where the text stops being an expression.
@@ -46,7 +48,8 @@ class Function {
     kSin,
     kCos,
     kAsin,
-    kAtan
+    kAtan,
+    kChoice  // left below number / 10^digits, right from there on
   };
   struct Node {
     Kind kind;

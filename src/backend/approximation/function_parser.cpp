@@ -11,13 +11,13 @@ using Node = Function::Node;
 
 constexpr unsigned long kHighestPower = 64;
 
-// Recursive descent: sum of products of signed powers. The first mistake ends it.
+// Recursive descent: choices of sums of products of signed powers. The first mistake ends it.
 class Parser {
  public:
   explicit Parser(const std::string& text) : text(text) {}
 
   util::Result<std::vector<Node>> parse() {
-    sum();
+    choice();
     skipSpace();
     if (!failed && at < text.size()) fail("an operator");
     if (failed)
@@ -50,6 +50,22 @@ class Parser {
     return true;
   }
 
+  void choice() {
+    const int first = sum();
+    if (!accept('<')) return;
+    if (nodes[static_cast<std::size_t>(first)].kind != Kind::kVariable) fail("x before \"<\"");
+    skipSpace();
+    const Node border = nodes[static_cast<std::size_t>(literal())];
+    if (!accept('?')) fail("\"?\"");
+    const int below = sum();
+    if (!accept(':')) fail("\":\"");
+    const int above = sum();
+    make(Node{.kind = Kind::kChoice,
+              .left = below,
+              .right = above,
+              .number = border.number,
+              .digits = border.digits});
+  }
   int sum() {
     int left = product();
     while (true) {

@@ -103,11 +103,21 @@ TEST(Function, SeriesOverIntervalsHoldThoseOfPoints) {
   }
 }
 
+TEST(Function, ChoicesHaveOneSideOfTheirBorder) {
+  const Function f = parsed("x < 0.5 ? x : 3 - x");
+  const Interval left(MPZ(1), -2, kPrecision), border(MPZ(1), -1, kPrecision), right(1, kPrecision);
+  expectSame(f.taylor(left, 1)->at(1), Interval(1, kPrecision), "below");
+  expectSame(f.taylor(border, 1)->at(1), Interval(-1, kPrecision), "at the border");
+  expectSame(f.taylor(hull(left, border), 1)->at(1), Interval(1, kPrecision), "up to the border");
+  expectSame(f.taylor(hull(border, right), 1)->at(1), Interval(-1, kPrecision), "above");
+  EXPECT_FALSE(f.value(hull(left, right)));
+}
+
 TEST(Function, MistakesAreNamedWithTheirPlace) {
-  constexpr const char* kWrong[][2] = {{"2 +", "position 4"},    {"sin x", "position 5"},
-                                       {"(1 + x", "position 7"}, {"gamma(x)", "\"gamma\""},
-                                       {"1 2", "position 3"},    {"", "position 1"},
-                                       {".", "a digit"}};
+  constexpr const char* kWrong[][2] = {
+      {"2 +", "position 4"},     {"sin x", "position 5"},       {"(1 + x", "position 7"},
+      {"gamma(x)", "\"gamma\""}, {"1 2", "position 3"},         {"", "position 1"},
+      {".", "a digit"},          {"1 < 2 ? x : x", "x before"}, {"x < 1 ? x", "\":\""}};
   for (const auto& [text, part] : kWrong) {
     const auto function = Function::parse(text);
     ASSERT_FALSE(function) << text;

@@ -45,6 +45,13 @@ inline constexpr SampleFunction kSampleFunctions[] = {
        mpfr_sin(y, y, MPFR_RNDN);
        mpfr_clear(pi);
      }},
+    {"x < 0.5 ? sqrt(1 + 2 * x) : sqrt(4 * x)",
+     [](mpfr_ptr y, mpfr_srcptr x) {
+       const bool isBelow = mpfr_cmp_d(x, 0.5) < 0;
+       mpfr_mul_ui(y, x, isBelow ? 2 : 4, MPFR_RNDN);
+       if (isBelow) mpfr_add_ui(y, y, 1, MPFR_RNDN);
+       mpfr_sqrt(y, y, MPFR_RNDN);
+     }},
     {"log(1 + x) / x",
      [](mpfr_ptr y, mpfr_srcptr x) {
        if (mpfr_zero_p(x)) {

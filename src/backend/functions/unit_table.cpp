@@ -4,17 +4,20 @@
 
 #include "backend/functions/fixed_const_mult.h"
 #include "backend/functions/fixed_mult.h"
+#include "backend/functions/fixed_root.h"
 #include "backend/functions/fixed_to_fp.h"
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
 #include "backend/functions/float_const_mult.h"
 #include "backend/functions/float_flags.h"
 #include "backend/functions/float_integer_part.h"
+#include "backend/functions/float_inverse.h"
 #include "backend/functions/float_mult.h"
 #include "backend/functions/float_mult_add.h"
 #include "backend/functions/float_multifunction.h"
 #include "backend/functions/float_order.h"
 #include "backend/functions/float_scale.h"
+#include "backend/functions/float_sqrt.h"
 #include "backend/functions/fp_to_fixed.h"
 #include "backend/functions/fp_to_fp.h"
 #include "backend/functions/int_add.h"
@@ -46,12 +49,15 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatOrderUnits,
     floatIntegerPartUnits,
     floatScaleUnits,
+    floatSqrtUnits,
+    floatInverseUnits,
     fixedToFloatUnits,
     floatToFixedUnits,
     floatToFloatUnits,
     floatConstMultUnits,
     fixedConstMultUnits,
     fixedMultUnits,
+    fixedRootUnits,
 };
 
 }  // namespace

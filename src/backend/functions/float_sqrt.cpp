@@ -1,0 +1,60 @@
+#include "backend/functions/float_sqrt.h"
+
+#include "backend/functions/float_unit.h"
+#include "backend/functions/real_function.h"
+
+namespace functions {
+
+using arithmetic::FloatRoot;
+using arithmetic::Root;
+using graph::Builder;
+using graph::Signal;
+
+namespace {
+
+constexpr std::size_t kRecurrence = 4;  // place in the variant
+
+bool isRecurrence(const Request& request) { return request.signature.variant[kRecurrence] != 0; }
+
+int squareRoot(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direction) {
+  return mpfr_sqrt(result, inputs[0].get(), direction);
+}
+
+std::vector<Signal> decomposeSqrt(Builder& b, const Request& request,
+                                  std::span<const Signal> inputs) {
+  const FloatRoot how = floatRootOf(request, Root::kSquareRoot);
+  const auto x = arithmetic::unpack(b, inputs[0], how.in, arithmetic::ZeroFields::kLikeRegular);
+  return {arithmetic::rootOfFloat(b, x, how)};
+}
+
+std::optional<std::string> refuseSqrt(const Request& request) {
+  if (isRecurrence(request)) return "the digit recurrence has no circuit";
+  return refuseFloatRoot(request, Root::kSquareRoot);
+}
+
+constexpr UnitRow kRows[] = {
+    {"DMFloatSqrt", evaluateReal<squareRoot>, decomposeSqrt, refuseSqrt},
+};
+
+}  // namespace
+
+FloatRoot floatRootOf(const Request& request, Root root) {
+  return {.root = root,
+          .in = inputFormat(request, 0),
+          .out = outputFormat(request, 0),
+          .rounding = request.rounding.fixed,
+          .ulps = ulpsOf(request, 0),
+          .quietNaN = request.quietNaN,
+          .prices = evaluationPrices(request.prices),
+          .budgets = request.budgets};
+}
+
+std::optional<std::string> refuseFloatRoot(const Request& request, Root root) {
+  if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
+  if (auto reason = refuseMixedWidths(request)) return reason;
+  return arithmetic::refuseFloatRoot(floatRootOf(request, root));
+}
+
+std::span<const UnitRow> floatSqrtUnits() { return kRows; }
+
+}  // namespace functions
