@@ -8,6 +8,7 @@
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
 #include "backend/functions/float_const_mult.h"
+#include "backend/functions/float_div.h"
 #include "backend/functions/float_flags.h"
 #include "backend/functions/float_integer_part.h"
 #include "backend/functions/float_mult.h"
@@ -15,6 +16,7 @@
 #include "backend/functions/float_multifunction.h"
 #include "backend/functions/float_order.h"
 #include "backend/functions/float_scale.h"
+#include "backend/functions/float_sqrt_logic.h"
 #include "backend/functions/fp_to_fixed.h"
 #include "backend/functions/fp_to_fp.h"
 #include "backend/functions/int_add.h"
@@ -38,6 +40,8 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatAccUnits,
     floatAbsUnits,
     floatFlagUnits,
+    floatDivUnits,
+    floatSqrtLogicUnits,
     longAddUnits,
     modularUnits,
     bitUnits,
