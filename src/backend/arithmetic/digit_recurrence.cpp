@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <vector>
 
 #include "util/failure.h"
@@ -78,7 +79,7 @@ DigitResult rootByDigits(Builder& b, Signal radicand, const RowPlan& plan) {
   const Signal found =
       rootTable(b, bitsFrom(b, radicand, fraction - 2 * kTableDigits, kTableBits), remainderBits);
   Signal root = b.concat({b.bit(true), b.slice(found, remainderBits, kTableDigits)});
-  Signal residual = b.slice(found, 0, remainderBits);
+  Signal residual = b.zeroExtend(b.slice(found, 0, remainderBits), remainderBits + 1);
   if (n <= kTableDigits) {
     const Signal rest = b.slice(radicand, 0, std::max(0, fraction - 2 * kTableDigits));
     const Signal further = b.slice(root, 0, kTableDigits - n);
@@ -177,6 +178,25 @@ Digit raised(Builder& b, const Digit& digit) {
   return {b.topBit(sum), b.slice(sum, 0, 2)};
 }
 
+// `width` places of an addend from `low` up.
+using Places = std::function<Signal(int low, int width)>;
+
+// subtractIf ? a 2^zeros - x : a 2^zeros + x, modulo 2^width. Where the addend of the chain that
+// has no logic in front of it is a join, synthesis makes the other one beside the chain instead of
+// in it, unless that is a join of more parts; so x is made in parts.
+Signal addOrSubtract(Builder& b, Signal a, int zeros, const Places& x, int width,
+                     Signal subtractIf) {
+  const Signal from = b.shiftedUp(b.slice(a, 0, width - zeros), zeros);
+  const auto addend = [&](int low, int places) {
+    return b.name(b.bitXor(x(low, places), b.replicate(subtractIf, places)), "addend");
+  };
+  std::vector<Signal> parts;
+  const int single = zeros > 0 ? std::min(3, width - 1) : 0;
+  parts.push_back(addend(single, width - single));
+  for (int i = single; i-- > 0;) parts.push_back(addend(i, 1));
+  return b.addCarry(from, b.concat(parts), subtractIf);
+}
+
 // The digits of a quotient, of which the first weighs 1, and what they leave.
 class Quotient {
  public:
@@ -195,17 +215,16 @@ class Quotient {
   // out: as many as with the digit before, or two more.
   void subtract(int dropped) {
     const Digit& digit = digits.back();
-    const int kept = width + 1 - dropped;
-    const Signal from = bitsFrom(b, b.slice(four, 0, four.width - 2), dropped - lowest, kept);
-    const auto times = [&](Signal multiple, int bit) {
-      return b.bitAnd(b.slice(multiple, dropped, kept),
-                      b.replicate(b.bitOf(digit.magnitude, bit), kept));
+    const auto multiple = [&](int low, int places) {
+      const auto times = [&](Signal x, int bit) {
+        return b.bitAnd(b.slice(x, dropped + low, places),
+                        b.replicate(b.bitOf(digit.magnitude, bit), places));
+      };
+      return b.bitOr(times(b.shiftedUp(y, 1), 1), times(b.zeroExtend(y, width + 1), 0));
     };
-    const Signal multiple =
-        b.bitOr(times(b.shiftedUp(y, 1), 1), times(b.zeroExtend(y, width + 1), 0));
-    left = b.addOrSubtract(from, multiple, b.bitNot(digit.negative));
-    four = b.shiftedUp(left, 2);
-    lowest = dropped;
+    four = addOrSubtract(b, four, lowest - dropped, multiple, width + 1 - dropped,
+                         b.bitNot(digit.negative));
+    lowest = dropped + 2;
   }
 
   void raiseLast() { digits.back() = raised(b, digits.back()); }
@@ -219,20 +238,18 @@ class Quotient {
       negatives.push_back(b.bitAnd(digit.magnitude, b.replicate(digit.negative, 2)));
     }
     const Signal magnitudes = b.concat(all), twice = b.shiftedUp(b.concat(negatives), 1);
-    return b.addCarry(magnitudes, b.bitNot(b.slice(twice, 0, magnitudes.width)),
-                      b.bitNot(lessOne));
+    return b.addCarry(magnitudes, b.bitNot(b.slice(twice, 0, magnitudes.width)), b.bitNot(lessOne));
   }
 
-  Signal residual() const { return left; }
+  Signal residual() const { return four; }
 
  private:
   Builder& b;
   Signal y;
   int width;
   Signal divisorBits;
-  Signal four;     // 4 w
-  int lowest = 0;  // place of the lowest bit of `four`
-  Signal left;
+  Signal four;     // 4 w, without the zeros at its end
+  int lowest = 0;  // the place of its lowest bit
   std::vector<Digit> digits;
 };
 
@@ -248,8 +265,10 @@ DigitResult quotientByDigits(Builder& b, Signal x, Signal y, int digits) {
   }
   // |w| <= 2/3 y: one bit more and the sign of 2 |w| - y, in two's complement, as what is left.
   const Signal w = quotient.residual(), negative = b.topBit(w);
-  const Signal half = b.addOrSubtract(b.shiftedUp(b.slice(w, 0, y.width), 1),
-                                      b.zeroExtend(y, y.width + 1), b.bitNot(negative));
+  const auto divisor = [&](int low, int places) {
+    return b.slice(b.zeroExtend(y, y.width + 1), low, places);
+  };
+  const Signal half = addOrSubtract(b, w, 1, divisor, y.width + 1, b.bitNot(negative));
   const Signal sum = quotient.sum(negative);
   return {b.concat({b.slice(sum, 0, sum.width - 1), b.bitNot(b.topBit(half))}), b.reduceOr(w)};
 }
