@@ -63,15 +63,6 @@ void assertBudget(const Allowance& allowance, const TruncationGoal& goal) {
   above.assertKept(goal.budgets);
 }
 
-Unpacked normalised(Builder& b, Unpacked x, int exponentWidth) {
-  x.exponent = b.zeroExtend(x.exponent, exponentWidth);
-  if (!x.format.gradual) return x;
-  const Normalised significand = normalise(b, x.significand);
-  x.significand = significand.bits;
-  x.exponent = b.subtract(x.exponent, b.zeroExtend(significand.count, exponentWidth));
-  return x;
-}
-
 Signal truncatedProduct(Builder& b, Signal x, Signal y, const TruncationGoal& goal,
                         const ProductPrices& prices) {
   const TruncationPlan plan = planTruncation(x.width, y.width, goal, prices);
@@ -101,6 +92,8 @@ TruncationPlan planTruncation(int aWidth, int bWidth, const TruncationGoal& goal
   return best;
 }
 
+namespace {
+
 // x >= least, unsigned.
 Signal atLeast(Builder& b, Signal x, long least) {
   if (least <= 0) return b.bit(true);
@@ -111,9 +104,19 @@ Signal atLeast(Builder& b, Signal x, long least) {
   return result;
 }
 
-// Where `sum` + rebias, the exponent of a product below 2, ends in the format.
-ExponentRange rangeOf(Builder& b, Signal sum, long rebias, Signal isTwoOrMore,
-                      const FloatFormat& out) {
+}  // namespace
+
+Unpacked normalised(Builder& b, Unpacked x, int exponentWidth) {
+  x.exponent = b.zeroExtend(x.exponent, exponentWidth);
+  if (!x.format.gradual) return x;
+  const Normalised significand = normalise(b, x.significand);
+  x.significand = significand.bits;
+  x.exponent = b.subtract(x.exponent, b.zeroExtend(significand.count, exponentWidth));
+  return x;
+}
+
+ExponentRange exponentRange(Builder& b, Signal sum, long rebias, Signal raised,
+                            const FloatFormat& out) {
   const long top = out.maxExponent() - rebias, bottom = out.minExponent() - 1 - rebias;
   const Signal toTop = atLeast(b, sum, top), aboveTop = atLeast(b, sum, top + 1);
   const Signal toBottom = atLeast(b, sum, bottom), aboveBottom = atLeast(b, sum, bottom + 1);
@@ -121,8 +124,10 @@ ExponentRange rangeOf(Builder& b, Signal sum, long rebias, Signal isTwoOrMore,
           .atTop = b.bitAnd(toTop, b.bitNot(aboveTop)),
           .below = b.bitNot(toBottom),
           .atBottom = b.bitAnd(toBottom, b.bitNot(aboveBottom)),
-          .raised = isTwoOrMore};
+          .raised = raised};
 }
+
+namespace {
 
 // x y + half of the last place of a result below 2, which the product has room for. Nothing
 // otherwise.
@@ -134,6 +139,8 @@ std::optional<Signal> productAndHalf(Builder& b, Signal x, Signal y, int half) {
                            graph::HeapTerm{b.literal(MPZ::powerOfTwo(half), width), 0}},
                 width);
 }
+
+}  // namespace
 
 UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Unpacked& factor,
                                          const FloatMultiplierOptions& options) {
@@ -181,7 +188,8 @@ UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Un
       .exponentAddend = b.lut(isTwoOrMore, offsets, width)};
   result.halfAdded = withHalf.has_value();
   if (!isGradual && (withHalf || truncates))
-    result.range = rangeOf(b, b.slice(result.exponent, 0, width - 1), rebias, isTwoOrMore, out);
+    result.range =
+        exponentRange(b, b.slice(result.exponent, 0, width - 1), rebias, isTwoOrMore, out);
   if (out.gradual) result = denormalise(b, settled(b, result), out, /*needsSticky=*/!truncates);
   return {result, rounding};
 }

@@ -34,6 +34,15 @@ struct UnroundedProduct {
 UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Unpacked& factor,
                                          const FloatMultiplierOptions& options);
 
+// A number whose significand has its top bit set unless it is a zero, with gradual underflow as
+// well: shifted there. The exponent, `exponentWidth` bits, is then signed.
+Unpacked normalised(Builder& b, Unpacked x, int exponentWidth);
+
+// Where the exponent `sum` + rebias of a result, one more where `raised`, ends in the format. The
+// sum is unsigned.
+ExponentRange exponentRange(Builder& b, Signal sum, long rebias, Signal raised,
+                            const FloatFormat& out);
+
 // The corner of a product of aWidth by bWidth bits that is left out: the low `a` bits of the one
 // factor times the low `b` bits of the other. `correction` is added in its place.
 struct TruncationPlan {

@@ -1,5 +1,6 @@
 #include "backend/functions/float_sqrt.h"
 
+#include "backend/functions/float_sqrt_logic.h"
 #include "backend/functions/float_unit.h"
 #include "backend/functions/real_function.h"
 
@@ -22,13 +23,14 @@ int squareRoot(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t directi
 
 std::vector<Signal> decomposeSqrt(Builder& b, const Request& request,
                                   std::span<const Signal> inputs) {
+  if (isRecurrence(request)) return decomposeSqrtLogic(b, request, inputs);
   const FloatRoot how = floatRootOf(request, Root::kSquareRoot);
   const auto x = arithmetic::unpack(b, inputs[0], how.in, arithmetic::ZeroFields::kLikeRegular);
   return {arithmetic::rootOfFloat(b, x, how)};
 }
 
 std::optional<std::string> refuseSqrt(const Request& request) {
-  if (isRecurrence(request)) return "the digit recurrence has no circuit";
+  if (isRecurrence(request)) return refusePorts(request, 1, 0, 1);
   return refuseFloatRoot(request, Root::kSquareRoot);
 }
 

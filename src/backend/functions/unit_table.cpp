@@ -9,6 +9,7 @@
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
 #include "backend/functions/float_const_mult.h"
+#include "backend/functions/float_div.h"
 #include "backend/functions/float_flags.h"
 #include "backend/functions/float_integer_part.h"
 #include "backend/functions/float_inverse.h"
@@ -41,6 +42,7 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatAccUnits,
     floatAbsUnits,
     floatFlagUnits,
+    floatDivUnits,
     longAddUnits,
     modularUnits,
     bitUnits,

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "backend/arithmetic/error_budget.h"
+#include "backend/graph/builder.h"
+
+// Square roots and quotients of normalised significands, digit by digit (Ercegovac and Lang,
+// "Division and Square Root: Digit-Recurrence Algorithms and Implementations", 1994). The residuals
+// are plain two's-complement numbers: a row is one carry chain, whose tables choose the multiple of
+// the divisor or root as well.
+namespace arithmetic {
+
+using graph::Builder;
+using graph::Signal;
+
+struct DigitResult {
+  Signal bits;
+  Signal inexact;  // 1 bit: something follows the bits; none where the rows were cut
+};
+
+// How many rows of a recurrence keep their residual whole, and what the others make of it.
+struct RowPlan {
+  int digits = 0;      // rows altogether
+  int exactRows = 0;   // the first ones; each further row drops the places that the last one needs
+  util::MPZ error;     // most by which the bits err for what is dropped, in units of the last one,
+  int errorScale = 0;  // times 2^errorScale
+  bool isExact() const { return exactRows == digits; }
+};
+
+// sqrt(radicand) cut off after `fractionBits` bits.
+//   radicand  in [1, 4): 2 bits and a fraction
+// Returns 1 + fractionBits bits, the top one 1. With rows that drop places the result is the root
+// plus an error from 0 to plan.error, cut off, or the greatest of its width if that is less.
+//
+// Radix 2 without restoring: row j adds the root so far, or its complement, to the residual's sum
+// of j + 1 bits. The first two bits behind the 1 come with their residual from tables of six bits.
+DigitResult rootByDigits(Builder& b, Signal radicand, const RowPlan& plan);
+RowPlan exactRootPlan(int fractionBits);
+// The plan with the fewest bits of rows whose error is below `units`, at most 1, of the last place.
+//   radicandFraction  fraction bits of the radicand, at most twice those of the rows that are whole
+RowPlan truncatedRootPlan(int fractionBits, int radicandFraction, double units);
+
+// x / y cut off after 2 plan.digits + 1 bits of fraction: that many bits and one before them.
+//   x, y  of one width, at least 2, top bits 1, so that the quotient is in (1/2, 2)
+// It is inexact if x / y has no finite binary fraction; 2 plan.digits is at least the fraction bits
+// of x plus 1, which holds every finite one.
+//
+// Radix 4, digits -2 to 2. |w| <= 2/3 y for every residual; the next digit is chosen by the six top
+// bits of 4 w and three of y.
+DigitResult quotientByDigits(Builder& b, Signal x, Signal y, int digits);
+
+// x / y + e, |e| < (2/3 + plan.error) 2^-(2 plan.digits), with 2 plan.digits bits of fraction and two
+// before them. `up` adds one unit of the last place.
+Signal nearQuotient(Builder& b, Signal x, Signal y, const RowPlan& plan, bool up);
+// The plan with the fewest bits of rows whose error is at most `units` of the last place.
+RowPlan truncatedQuotientPlan(int digits, int width, double units);
+
+}  // namespace arithmetic
