@@ -11,8 +11,10 @@ namespace approximation {
 
 // A real function of x as an expression, in Sollya's notation: numbers, x, pi, + - * /, ^ (a power
 // by a whole number, or of a positive base), and exp, expm1, log, log2, log10, log1p, sqrt, sin,
-// cos, tan, asin, acos, atan, sinh, cosh, tanh of one argument. "(2^x - 1)/x" is fine at 0 and
-// around it: a quotient by x whose numerator vanishes at 0 goes on without a gap.
+// cos, tan, asin, acos, atan, sinh, cosh, tanh, floor of one argument. "(2^x - 1)/x" is fine at 0
+// and around it: a quotient by x whose numerator vanishes at 0 goes on without a gap. With floor(x)
+// and x - floor(x) each unit of x may have a function of its own: between two integers floor is the
+// lower one, and stays it up to the higher one at the end of an interval.
 class Function {
  public:
   // Fails with the place where the text stops being an expression.
@@ -46,7 +48,8 @@ class Function {
     kSin,
     kCos,
     kAsin,
-    kAtan
+    kAtan,
+    kFloor
   };
   struct Node {
     Kind kind;
