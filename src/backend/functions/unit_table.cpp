@@ -15,6 +15,7 @@
 #include "backend/functions/float_multifunction.h"
 #include "backend/functions/float_order.h"
 #include "backend/functions/float_scale.h"
+#include "backend/functions/float_sine.h"
 #include "backend/functions/fp_to_fixed.h"
 #include "backend/functions/fp_to_fp.h"
 #include "backend/functions/int_add.h"
@@ -46,6 +47,7 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatOrderUnits,
     floatIntegerPartUnits,
     floatScaleUnits,
+    floatSineUnits,
     fixedToFloatUnits,
     floatToFixedUnits,
     floatToFloatUnits,

@@ -1,0 +1,187 @@
+#include "backend/functions/float_sine.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <bit>
+
+#include "backend/arithmetic/leading_zeros.h"
+#include "backend/arithmetic/shifter.h"
+#include "backend/arithmetic/sine_circuit.h"
+#include "backend/functions/float_unit.h"
+#include "backend/functions/real_function.h"
+
+namespace functions {
+
+using arithmetic::FloatFormat;
+using arithmetic::SineRequest;
+using arithmetic::Unpacked;
+using graph::Builder;
+using graph::Signal;
+
+namespace {
+
+int sinePi(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direction) {
+  return mpfr_sinpi(result, inputs[0].get(), direction);
+}
+
+// Where nothing is known of the hardest results, a rounding of an approximation this near is right
+// but within 2^-20 ulp of where it changes.
+constexpr int kUnknownGap = 20;
+// An error that is to stay below one unit of a place does.
+constexpr double kBelowOne = 1 - 0x1p-12;
+
+// What the angle of a float, reduced to [0, 1/2], comes as: y = m 2^-zeros.
+struct Angle {
+  Signal sign;         // of the sine of what is not a zero
+  Signal zeros;        // unsigned, 0 for y = 1/2 alone
+  Signal significand;  // of m
+  Signal isZero;
+};
+
+// How accurate P = 2^zeros sin(pi y) in [1, pi] has to be. A faithful one is one of the neighbours
+// of the exact P on the grid of the results below 2; cut off to a coarser grid, that of a P of 2 or
+// more or of a subnormal, it stays one. With u ulps it is at most u - 1 units farther, which no
+// coarser grid makes more. For a correct rounding P is told with so many guard bits that nothing
+// where the rounding changes lies between it and the exact one, and something follows it.
+struct SineAccuracy {
+  bool isCorrect = false;
+  int guardBits = 0;
+  double promise = 1;  // in units of the guard bits' last place
+};
+SineAccuracy accuracyOf(const Request& request) {
+  const double ulps = ulpsOf(request, 0);
+  if (ulps < 1) return {true, kUnknownGap, kBelowOne};
+  return {false, 0, ulps * kBelowOne};
+}
+
+SineRequest sineRequest(const Request& request, int angleBits, bool angleIsCut) {
+  const SineAccuracy accuracy = accuracyOf(request);
+  return {.angleBits = angleBits,
+          .angleIsCut = angleIsCut,
+          .resultLsb = -outputFormat(request, 0).fractionBits - accuracy.guardBits,
+          .promise = accuracy.promise,
+          .prices = evaluationPrices(request.prices)};
+}
+
+void stateBudget(const Request& request, const arithmetic::ErrorBudget& ofSine) {
+  const SineAccuracy accuracy = accuracyOf(request);
+  arithmetic::ErrorBudget budget(accuracy.isCorrect ? 0.5 + std::ldexp(1.0, -kUnknownGap)
+                                                    : ulpsOf(request, 0));
+  for (const auto& term : ofSine.terms())
+    budget.add(term.name, term.numerator, term.log2Denominator + accuracy.guardBits);
+  if (accuracy.isCorrect) budget.add("rounding", 1, 1);
+  budget.assertKept(request.budgets);
+}
+
+// The sine of `angle`, rounded and packed.
+Signal sineOf(Builder& b, const Request& request, std::span<const Signal> inputs,
+              const Unpacked& x, const Angle& angle, const SineRequest& wanted) {
+  const SineAccuracy accuracy = accuracyOf(request);
+  const FloatFormat format = outputFormat(request, 0);
+  const auto plan = arithmetic::planSine(wanted);
+  LOAM_ASSERT(plan, "a sine that was planned before");
+  const auto sine = arithmetic::evaluateSine(b, angle.zeros, angle.significand, *plan, wanted);
+  stateBudget(request, sine.budget);
+
+  const Signal p = sine.result.bits, isTwoOrMore = b.topBit(p);
+  const int least = -(1 << format.exponentBits) - x.format.bias() - x.format.fractionBits;
+  const int width = std::max({arithmetic::signedWidth(least, format.maxExponent() + 1),
+                              angle.zeros.width + 1, format.exponentBits + 2});
+  // bias - zeros
+  const Signal exponent = b.addCarry(b.literal(format.bias(), width),
+                                     b.bitNot(b.zeroExtend(angle.zeros, width)), b.bit(true));
+  arithmetic::Unrounded result{.sign = angle.sign,
+                               .exponent = exponent,
+                               .significand = p,
+                               .sticky = b.bit(false),
+                               .isZero = angle.isZero,
+                               .isInf = b.bit(false),
+                               .isNan = b.bitOr(x.isNan, x.isInf),
+                               .canOverflow = false,
+                               .leftShift = b.bitNot(isTwoOrMore),
+                               .exponentAddend = b.zeroExtend(isTwoOrMore, width)};
+  arithmetic::RoundingRule rule{.mode = RoundMode::kTowardZero};
+  if (accuracy.isCorrect) {
+    rule = roundingOf(request, /*tiesAway=*/false, inputs);
+    // The one exact result but zeros.
+    const Signal isOne = b.isZero(angle.zeros);
+    const Signal one = b.literal(util::MPZ::powerOfTwo(
+                                     static_cast<unsigned long>(-wanted.resultLsb)),
+                                 p.width);
+    result.significand = b.select(isOne, one, p);
+    result.leftShift = b.bitOr(result.leftShift, isOne);
+    result.exponentAddend = b.zeroExtend(b.bitAnd(isTwoOrMore, b.bitNot(isOne)), width);
+    result.sticky = b.bitNot(isOne);
+  }
+  if (!format.gradual) return roundAndPack(b, result, format, rule, request.quietNaN);
+  result = arithmetic::settled(b, result);
+  return roundAndPack(b, denormalise(b, result, format, accuracy.isCorrect), format, rule,
+                      request.quietNaN);
+}
+
+// Exact: |a| modulo 2 in fixed point, but for |a| < 1/2, which is its own angle.
+Angle reduceHalfTurns(Builder& b, const Unpacked& x) {
+  const auto scope = b.scope("reduce");
+  const FloatFormat& format = x.format;
+  const int wF = format.fractionBits, width = format.exponentBits + 2;
+  // |a| = significand 2^(places - 1 - wF), 1/2 or more where `places` is not negative.
+  const int half = format.bias() - 1;
+  const Signal exponent = b.zeroExtend(x.exponent, width);
+  const Signal places = b.subtract(exponent, b.literal(half, width));
+  const Signal isSmall = b.topBit(places), isReduced = b.bitNot(isSmall);
+
+  const int mostPlaces = wF + 1, amountBits = std::bit_width(static_cast<unsigned>(mostPlaces));
+  const Signal amount = b.zeroExtend(b.slice(places, 0, width - 1), amountBits);
+  const Signal moved =
+      arithmetic::shiftLeft(b, b.zeroExtend(x.significand, wF + 2),
+                            b.bitAnd(amount, b.replicate(isReduced, amountBits)), mostPlaces);
+  const int compared = std::max(width - 1, amountBits + 1);
+  const Signal isInteger =
+      b.bitAnd(isReduced, b.less(b.literal(mostPlaces, compared),
+                                 b.zeroExtend(b.slice(places, 0, width - 1), compared)));
+  const Signal isOdd = b.topBit(moved);
+  // In (1/2, 1) the distance to 1 counts; of 1/2 it is the same.
+  const Signal mirrors = b.bitAnd(b.bitOf(moved, wF), isReduced);
+  const Signal fraction = b.slice(moved, 0, wF + 1);
+  const Signal y = b.addCarry(b.bitXor(fraction, b.replicate(mirrors, wF + 1)), b.zeros(wF + 1),
+                              mirrors);
+  const arithmetic::Normalised m = arithmetic::normalise(b, y);
+  const Signal isZero = b.bitOr(isInteger, m.allZero);
+
+  // The distance of a small angle's exponent from that of 1/2.
+  const Signal distance =
+      b.bitAnd(b.subtract(b.literal(half, width), exponent), b.replicate(isSmall, width));
+  const int zerosWidth = std::max(width, m.count.width + 1);
+  const Signal zeros =
+      b.add(b.zeroExtend(distance, zerosWidth), b.zeroExtend(m.count, zerosWidth));
+  return {b.bitXor(x.sign, b.bitAnd(isOdd, b.bitNot(isZero))), zeros, m.bits, isZero};
+}
+
+std::vector<Signal> decomposeSinPi(Builder& b, const Request& request,
+                                   std::span<const Signal> inputs) {
+  const Unpacked x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
+  const SineRequest wanted = sineRequest(request, x.format.fractionBits, false);
+  return {sineOf(b, request, inputs, x, reduceHalfTurns(b, x), wanted)};
+}
+
+std::optional<std::string> refuseSine(const SineRequest& wanted) {
+  const auto plan = arithmetic::planSine(wanted);
+  if (plan) return std::nullopt;
+  return fmt::format("no polynomials are known for a sine of {} bits", -wanted.resultLsb);
+}
+
+std::optional<std::string> refuseSinPi(const Request& request) {
+  if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
+  return refuseSine(sineRequest(request, inputFormat(request, 0).fractionBits, false));
+}
+
+constexpr UnitRow kRows[] = {
+    {"DMFloatSinPiX", evaluateReal<sinePi>, decomposeSinPi, refuseSinPi},
+};
+
+}  // namespace
+
+std::span<const UnitRow> floatSineUnits() { return kRows; }
+
+}  // namespace functions
