@@ -39,8 +39,7 @@ util::Result<PlannedSine> planSine(const SineRequest& r) {
     planned.zeroBits = zeroBits;
     const int most = (1 << zeroBits) - 1;
     planned.smallAngles = std::ldexp(kSmallAngle, -2 * most - r.resultLsb);
-    planned.cutAngles =
-        r.angleIsCut ? std::ldexp(kHalfPi, -(r.angleBits + 1) - r.resultLsb) : 0;
+    planned.cutAngles = r.angleIsCut ? std::ldexp(kHalfPi, -(r.angleBits + 1) - r.resultLsb) : 0;
     const double left =
         r.promise - planned.smallAngles - planned.cutAngles - std::ldexp(1.0, 2 - kTermBits);
     if (left < 0.5 + 0x1p-4) continue;

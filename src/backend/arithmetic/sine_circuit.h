@@ -7,7 +7,7 @@ namespace arithmetic {
 // Sines of pi y for angles y = m 2^-zeros in (0, 1/2], m in [1/2, 1), as P = 2^zeros sin(pi y) in
 // [1, pi]: what y has of relative precision the sine has as well.
 struct SineRequest {
-  int angleBits = 0;      // of m, behind its leading 1
+  int angleBits = 0;        // of m, behind its leading 1
   bool angleIsCut = false;  // m lacks up to one unit of its last place, but for y = 1/2
   int resultLsb = 0;
   double promise = 1;  // of P, in units of 2^resultLsb, as PolynomialRequest has it

@@ -4,12 +4,13 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 
 #include "backend/arithmetic/leading_zeros.h"
 #include "backend/arithmetic/shifter.h"
 #include "backend/arithmetic/sine_circuit.h"
 #include "backend/functions/float_unit.h"
-#include "backend/functions/real_function.h"
+#include "backend/functions/rounding_gap.h"
 
 namespace functions {
 
@@ -21,9 +22,16 @@ using graph::Signal;
 
 namespace {
 
+// One of the functions here: what a rounding of it needs to be known by.
+struct SineFunction {
+  std::string_view name;
+  RealFunction f;
+};
+
 int sinePi(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direction) {
   return mpfr_sinpi(result, inputs[0].get(), direction);
 }
+constexpr SineFunction kSinePi{"DMFloatSinPiX", sinePi};
 
 // Where nothing is known of the hardest results, a rounding of an approximation this near is right
 // but within 2^-20 ulp of where it changes.
@@ -45,18 +53,23 @@ struct Angle {
 // coarser grid makes more. For a correct rounding P is told with so many guard bits that nothing
 // where the rounding changes lies between it and the exact one, and something follows it.
 struct SineAccuracy {
-  bool isCorrect = false;
+  bool isCorrect = false, isKnown = false;
   int guardBits = 0;
   double promise = 1;  // in units of the guard bits' last place
 };
-SineAccuracy accuracyOf(const Request& request) {
+SineAccuracy accuracyOf(const Request& request, const SineFunction& function) {
   const double ulps = ulpsOf(request, 0);
-  if (ulps < 1) return {true, kUnknownGap, kBelowOne};
-  return {false, 0, ulps * kBelowOne};
+  if (ulps >= 1) return {.promise = ulps * kBelowOne};
+  const auto gap = roundingGap(function.name, function.f, inputFloat(request.signature, 0),
+                               outputFloat(request.signature, 0), request.subnormals);
+  if (!gap) return {true, false, kUnknownGap, kBelowOne};
+  const bool isNearest = request.rounding.fixed == RoundMode::kNearestEven ||
+                         request.rounding.fixed == RoundMode::kNearestAway;
+  return {true, true, isNearest ? gap->nearest : gap->directed, kBelowOne};
 }
 
-SineRequest sineRequest(const Request& request, int angleBits, bool angleIsCut) {
-  const SineAccuracy accuracy = accuracyOf(request);
+SineRequest sineRequest(const Request& request, const SineAccuracy& accuracy, int angleBits,
+                        bool angleIsCut) {
   return {.angleBits = angleBits,
           .angleIsCut = angleIsCut,
           .resultLsb = -outputFormat(request, 0).fractionBits - accuracy.guardBits,
@@ -64,27 +77,45 @@ SineRequest sineRequest(const Request& request, int angleBits, bool angleIsCut) 
           .prices = evaluationPrices(request.prices)};
 }
 
-void stateBudget(const Request& request, const arithmetic::ErrorBudget& ofSine) {
-  const SineAccuracy accuracy = accuracyOf(request);
-  arithmetic::ErrorBudget budget(accuracy.isCorrect ? 0.5 + std::ldexp(1.0, -kUnknownGap)
-                                                    : ulpsOf(request, 0));
+void stateBudget(const Request& request, const SineAccuracy& accuracy,
+                 const arithmetic::ErrorBudget& ofSine) {
+  const bool isBesideRounding = accuracy.isKnown;
+  const double promise = isBesideRounding     ? std::ldexp(1.0, -accuracy.guardBits)
+                         : accuracy.isCorrect ? 0.5 + std::ldexp(1.0, -kUnknownGap)
+                                              : ulpsOf(request, 0);
+  arithmetic::ErrorBudget budget(
+      promise, isBesideRounding ? "error before a rounding that does not see it" : "error");
   for (const auto& term : ofSine.terms())
     budget.add(term.name, term.numerator, term.log2Denominator + accuracy.guardBits);
-  if (accuracy.isCorrect) budget.add("rounding", 1, 1);
+  if (accuracy.isCorrect && !isBesideRounding) budget.add("rounding", 1, 1);
   budget.assertKept(request.budgets);
+  if (isBesideRounding)
+    arithmetic::stateRounding(request.budgets,
+                              arithmetic::RoundingRule{request.rounding.fixed}.isNearest());
 }
 
 // The sine of `angle`, rounded and packed.
-Signal sineOf(Builder& b, const Request& request, std::span<const Signal> inputs,
-              const Unpacked& x, const Angle& angle, const SineRequest& wanted) {
-  const SineAccuracy accuracy = accuracyOf(request);
+Signal sineOf(Builder& b, const Request& request, std::span<const Signal> inputs, const Unpacked& x,
+              const Angle& angle, const SineAccuracy& accuracy, const SineRequest& wanted) {
   const FloatFormat format = outputFormat(request, 0);
   const auto plan = arithmetic::planSine(wanted);
   LOAM_ASSERT(plan, "a sine that was planned before");
   const auto sine = arithmetic::evaluateSine(b, angle.zeros, angle.significand, *plan, wanted);
-  stateBudget(request, sine.budget);
+  stateBudget(request, accuracy, sine.budget);
 
-  const Signal p = sine.result.bits, isTwoOrMore = b.topBit(p);
+  Signal p = sine.result.bits;
+  Signal isOne = b.bit(false);
+  if (ulpsOf(request, 0) != 1) {
+    // 1 is exact, as no other sine but zeros, and those next to it stay below it.
+    isOne = b.isZero(angle.zeros);
+    const Signal isAbove =
+        b.bitAnd(b.topBit(p), b.equal(angle.zeros, b.literal(1, angle.zeros.width)));
+    const Signal low = b.bitOr(b.slice(p, 0, p.width - 1), b.replicate(isAbove, p.width - 1));
+    const Signal high = b.bitAnd(b.topBit(p), b.bitNot(isAbove));
+    const auto one = util::MPZ::powerOfTwo(static_cast<unsigned long>(-wanted.resultLsb));
+    p = b.select(isOne, b.literal(one, p.width), b.concat({high, low}));
+  }
+  const Signal isTwoOrMore = b.topBit(p);
   const int least = -(1 << format.exponentBits) - x.format.bias() - x.format.fractionBits;
   const int width = std::max({arithmetic::signedWidth(least, format.maxExponent() + 1),
                               angle.zeros.width + 1, format.exponentBits + 2});
@@ -104,14 +135,6 @@ Signal sineOf(Builder& b, const Request& request, std::span<const Signal> inputs
   arithmetic::RoundingRule rule{.mode = RoundMode::kTowardZero};
   if (accuracy.isCorrect) {
     rule = roundingOf(request, /*tiesAway=*/false, inputs);
-    // The one exact result but zeros.
-    const Signal isOne = b.isZero(angle.zeros);
-    const Signal one = b.literal(util::MPZ::powerOfTwo(
-                                     static_cast<unsigned long>(-wanted.resultLsb)),
-                                 p.width);
-    result.significand = b.select(isOne, one, p);
-    result.leftShift = b.bitOr(result.leftShift, isOne);
-    result.exponentAddend = b.zeroExtend(b.bitAnd(isTwoOrMore, b.bitNot(isOne)), width);
     result.sticky = b.bitNot(isOne);
   }
   if (!format.gradual) return roundAndPack(b, result, format, rule, request.quietNaN);
@@ -144,8 +167,8 @@ Angle reduceHalfTurns(Builder& b, const Unpacked& x) {
   // In (1/2, 1) the distance to 1 counts; of 1/2 it is the same.
   const Signal mirrors = b.bitAnd(b.bitOf(moved, wF), isReduced);
   const Signal fraction = b.slice(moved, 0, wF + 1);
-  const Signal y = b.addCarry(b.bitXor(fraction, b.replicate(mirrors, wF + 1)), b.zeros(wF + 1),
-                              mirrors);
+  const Signal y =
+      b.addCarry(b.bitXor(fraction, b.replicate(mirrors, wF + 1)), b.zeros(wF + 1), mirrors);
   const arithmetic::Normalised m = arithmetic::normalise(b, y);
   const Signal isZero = b.bitOr(isInteger, m.allZero);
 
@@ -153,16 +176,16 @@ Angle reduceHalfTurns(Builder& b, const Unpacked& x) {
   const Signal distance =
       b.bitAnd(b.subtract(b.literal(half, width), exponent), b.replicate(isSmall, width));
   const int zerosWidth = std::max(width, m.count.width + 1);
-  const Signal zeros =
-      b.add(b.zeroExtend(distance, zerosWidth), b.zeroExtend(m.count, zerosWidth));
+  const Signal zeros = b.add(b.zeroExtend(distance, zerosWidth), b.zeroExtend(m.count, zerosWidth));
   return {b.bitXor(x.sign, b.bitAnd(isOdd, b.bitNot(isZero))), zeros, m.bits, isZero};
 }
 
 std::vector<Signal> decomposeSinPi(Builder& b, const Request& request,
                                    std::span<const Signal> inputs) {
   const Unpacked x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
-  const SineRequest wanted = sineRequest(request, x.format.fractionBits, false);
-  return {sineOf(b, request, inputs, x, reduceHalfTurns(b, x), wanted)};
+  const SineAccuracy accuracy = accuracyOf(request, kSinePi);
+  const SineRequest wanted = sineRequest(request, accuracy, x.format.fractionBits, false);
+  return {sineOf(b, request, inputs, x, reduceHalfTurns(b, x), accuracy, wanted)};
 }
 
 std::optional<std::string> refuseSine(const SineRequest& wanted) {
@@ -173,7 +196,8 @@ std::optional<std::string> refuseSine(const SineRequest& wanted) {
 
 std::optional<std::string> refuseSinPi(const Request& request) {
   if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
-  return refuseSine(sineRequest(request, inputFormat(request, 0).fractionBits, false));
+  return refuseSine(sineRequest(request, accuracyOf(request, kSinePi),
+                                inputFormat(request, 0).fractionBits, false));
 }
 
 constexpr UnitRow kRows[] = {
