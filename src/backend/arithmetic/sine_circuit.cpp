@@ -20,12 +20,12 @@ constexpr int kMostDegree = 8, kMostRowBits = 13;
 // Terms of a budget are rounded up to multiples of 2^-40.
 constexpr int kTermBits = 40;
 
-// P by zeros + m's fraction f: 2^n sin(pi 2^-n (1 + f) / 2) in unit n, and 1 in unit 0. With a cut
-// m it is the function of the middle of what f may be.
+// P by zeros + m's fraction f: 2^n sin(pi 2^-n (1 + f) / 2) in unit n, and 1 in unit 0. Where
+// m is not exact it is the function of the middle of what f may be.
 std::string sineText(int zeroBits, const SineRequest& r) {
   const long units = 1L << zeroBits;
   const std::string isAngle = fmt::format("floor((floor(x) + {}) / {})", units - 1, units);
-  const std::string cut = r.angleIsCut ? fmt::format(" + 1 / 2^{}", r.angleBits + 1) : "";
+  const std::string cut = r.angleError > 0 ? fmt::format(" + 1 / 2^{}", r.angleBits + 1) : "";
   return fmt::format("2^floor(x) * sin(pi * (1 + {} * (x - floor(x){})) / 2^(floor(x) + 1))",
                      isAngle, cut);
 }
@@ -39,9 +39,9 @@ util::Result<PlannedSine> planSine(const SineRequest& r) {
     planned.zeroBits = zeroBits;
     const int most = (1 << zeroBits) - 1;
     planned.smallAngles = std::ldexp(kSmallAngle, -2 * most - r.resultLsb);
-    planned.cutAngles = r.angleIsCut ? std::ldexp(kHalfPi, -(r.angleBits + 1) - r.resultLsb) : 0;
+    planned.angles = std::ldexp(kHalfPi * r.angleError, -r.angleBits - r.resultLsb);
     const double left =
-        r.promise - planned.smallAngles - planned.cutAngles - std::ldexp(1.0, 2 - kTermBits);
+        r.promise - planned.smallAngles - planned.angles - std::ldexp(1.0, 2 - kTermBits);
     if (left < 0.5 + 0x1p-4) continue;
     planned.request = {.function = sineText(zeroBits, r),
                        .argument = {zeroBits + r.angleBits, -r.angleBits},
@@ -86,7 +86,7 @@ EvaluatedFunction evaluateSine(Builder& b, Signal zeros, Signal significand,
     if (!numerator.isZero()) budget.add(name, numerator, kTermBits);
   };
   add("small angles", planned.smallAngles);
-  add("angle", planned.cutAngles);
+  add("angle", planned.angles);
   budget.assertKept();
 
   // P + error < 4

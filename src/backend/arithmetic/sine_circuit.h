@@ -7,8 +7,10 @@ namespace arithmetic {
 // Sines of pi y for angles y = m 2^-zeros in (0, 1/2], m in [1/2, 1), as P = 2^zeros sin(pi y) in
 // [1, pi]: what y has of relative precision the sine has as well.
 struct SineRequest {
-  int angleBits = 0;        // of m, behind its leading 1
-  bool angleIsCut = false;  // m lacks up to one unit of its last place, but for y = 1/2
+  int angleBits = 0;  // of m, behind its leading 1
+  // m is half a unit of its last place above what it is given as, but for y = 1/2, give or take so
+  // many units; 0: it is what it is given as.
+  double angleError = 0;
   int resultLsb = 0;
   double promise = 1;  // of P, in units of 2^resultLsb, as PolynomialRequest has it
   EvaluationPrices prices;
@@ -19,7 +21,7 @@ struct PlannedSine {
   PlannedFunction plan;
   int zeroBits = 0;  // numbers of zeros beyond 2^zeroBits - 1 share a function
   // What evaluation does not see, in units of the result's last place.
-  double smallAngles = 0, cutAngles = 0;
+  double smallAngles = 0, angles = 0;
 };
 
 // The cheapest circuit. One function of (zeros, m) is approximated, in floating-point manner: for

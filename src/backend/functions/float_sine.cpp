@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 
+#include "backend/arithmetic/angle_reduction.h"
 #include "backend/arithmetic/leading_zeros.h"
 #include "backend/arithmetic/shifter.h"
 #include "backend/arithmetic/sine_circuit.h"
@@ -26,12 +27,27 @@ namespace {
 struct SineFunction {
   std::string_view name;
   RealFunction f;
+  bool isTangentAtZero;  // sin x, which is x - x^3 / 6 or nearer to x
 };
 
 int sinePi(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direction) {
   return mpfr_sinpi(result, inputs[0].get(), direction);
 }
-constexpr SineFunction kSinePi{"DMFloatSinPiX", sinePi};
+constexpr SineFunction kSinePi{"DMFloatSinPiX", sinePi, false};
+
+int sine(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direction) {
+  return mpfr_sin(result, inputs[0].get(), direction);
+}
+constexpr SineFunction kSine{"DMFloatSinX", sine, true};
+
+// sin x of |x| < 2^-tinyBits rounds as a number just below x in magnitude: x^2 / 6 is less than
+// 2^-(wF + 2), a quarter of an ulp, half of one where x is a power of two.
+int tinyBits(int fractionBits) { return (fractionBits + 1) / 2; }
+// The exponent field that the normal ones of these are below; nothing where none is normal.
+std::optional<int> tinyExponent(const kiln::FloatingPoint& format) {
+  const int exponent = (1 << (format.exp - 1)) - 1 - tinyBits(format.frac);
+  return exponent > 1 ? std::optional(exponent) : std::nullopt;
+}
 
 // Where nothing is known of the hardest results, a rounding of an approximation this near is right
 // but within 2^-20 ulp of where it changes.
@@ -60,8 +76,10 @@ struct SineAccuracy {
 SineAccuracy accuracyOf(const Request& request, const SineFunction& function) {
   const double ulps = ulpsOf(request, 0);
   if (ulps >= 1) return {.promise = ulps * kBelowOne};
-  const auto gap = roundingGap(function.name, function.f, inputFloat(request.signature, 0),
-                               outputFloat(request.signature, 0), request.subnormals);
+  const kiln::FloatingPoint& in = inputFloat(request.signature, 0);
+  const auto gap = roundingGap(
+      function.name, function.f, in, outputFloat(request.signature, 0), request.subnormals,
+      function.isTangentAtZero && tinyExponent(in) ? -tinyBits(in.frac) : kEveryInput);
   if (!gap) return {true, false, kUnknownGap, kBelowOne};
   const bool isNearest = request.rounding.fixed == RoundMode::kNearestEven ||
                          request.rounding.fixed == RoundMode::kNearestAway;
@@ -69,9 +87,9 @@ SineAccuracy accuracyOf(const Request& request, const SineFunction& function) {
 }
 
 SineRequest sineRequest(const Request& request, const SineAccuracy& accuracy, int angleBits,
-                        bool angleIsCut) {
+                        double angleError) {
   return {.angleBits = angleBits,
-          .angleIsCut = angleIsCut,
+          .angleError = angleError,
           .resultLsb = -outputFormat(request, 0).fractionBits - accuracy.guardBits,
           .promise = accuracy.promise,
           .prices = evaluationPrices(request.prices)};
@@ -184,7 +202,7 @@ std::vector<Signal> decomposeSinPi(Builder& b, const Request& request,
                                    std::span<const Signal> inputs) {
   const Unpacked x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
   const SineAccuracy accuracy = accuracyOf(request, kSinePi);
-  const SineRequest wanted = sineRequest(request, accuracy, x.format.fractionBits, false);
+  const SineRequest wanted = sineRequest(request, accuracy, x.format.fractionBits, 0);
   return {sineOf(b, request, inputs, x, reduceHalfTurns(b, x), accuracy, wanted)};
 }
 
@@ -196,12 +214,71 @@ std::optional<std::string> refuseSine(const SineRequest& wanted) {
 
 std::optional<std::string> refuseSinPi(const Request& request) {
   if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
-  return refuseSine(sineRequest(request, accuracyOf(request, kSinePi),
-                                inputFormat(request, 0).fractionBits, false));
+  return refuseSine(
+      sineRequest(request, accuracyOf(request, kSinePi), inputFormat(request, 0).fractionBits, 0));
+}
+
+// Of radians the angle is told as precisely as an eighth of the bound's last place asks for.
+constexpr int kAngleGuard = 3;
+constexpr double kRadianError = 0.75;
+
+struct RadianSine {
+  SineAccuracy accuracy;
+  SineRequest wanted;
+};
+RadianSine radianSine(const Request& request) {
+  const SineAccuracy accuracy = accuracyOf(request, kSine);
+  const int looser = std::max(0, std::ilogb(accuracy.promise));
+  const int angleBits = outputFormat(request, 0).fractionBits + accuracy.guardBits + kAngleGuard;
+  return {accuracy, sineRequest(request, accuracy, std::max(1, angleBits - looser), kRadianError)};
+}
+
+// A sine that is just below x in magnitude, rounded: the number's pattern or the one before it.
+Signal roundedBelow(Builder& b, const Request& request, Signal port, const Unpacked& x) {
+  const FloatFormat& format = x.format;
+  const int bits = format.exponentBits + format.fractionBits;
+  const arithmetic::RoundingRule rule{.mode = request.rounding.fixed};
+  const Signal isAway = arithmetic::raises(
+      b, rule, x.sign, b.bit(false), {rule.isNearest() ? b.bit(true) : b.bit(false), b.bit(true)});
+  const Signal magnitude = b.slice(port, 0, bits);
+  const Signal rounded = b.add(magnitude, b.replicate(b.bitNot(isAway), bits));
+  if (format.gradual) return b.concat({x.sign, rounded});
+  const Signal isNormal = b.reduceOr(b.slice(rounded, format.fractionBits, format.exponentBits));
+  return b.concat({x.sign, b.bitAnd(rounded, b.replicate(isNormal, bits))});
+}
+
+std::vector<Signal> decomposeSin(Builder& b, const Request& request,
+                                 std::span<const Signal> inputs) {
+  const auto [accuracy, wanted] = radianSine(request);
+  const Unpacked x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
+  const arithmetic::RadianPlan plan =
+      arithmetic::planRadians(x.format, wanted.angleBits, wanted.prices);
+  const auto [m, zeros, isOdd] = arithmetic::reduceRadians(b, x, plan, wanted.prices.product);
+  const Angle angle{b.bitXor(x.sign, b.bitAnd(isOdd, b.bitNot(x.isZero))), zeros, m, x.isZero};
+  const Signal sine = sineOf(b, request, inputs, x, angle, accuracy, wanted);
+  if (!accuracy.isCorrect) return {sine};
+  const auto most = tinyExponent(inputFloat(request.signature, 0));
+  if (!most) return {sine};
+  const int width = x.format.exponentBits;
+  const Signal isTiny = b.bitAnd(b.less(x.exponent, b.literal(*most, width)), b.bitNot(x.isZero));
+  return {b.select(isTiny, roundedBelow(b, request, inputs[0], x), sine)};
+}
+
+enum Number { kNoReduction = 3 };  // place in the variant
+
+std::optional<std::string> refuseSin(const Request& request) {
+  if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
+  if (request.signature.variant[kNoReduction] != 0)
+    return "a sine without range reduction is not built";
+  if (inputFloat(request.signature, 0).is_fp_lib || outputFloat(request.signature, 0).is_fp_lib)
+    return "its ports are IEEE-style ones";
+  if (auto reason = refuseMixedWidths(request)) return reason;
+  return refuseSine(radianSine(request).wanted);
 }
 
 constexpr UnitRow kRows[] = {
     {"DMFloatSinPiX", evaluateReal<sinePi>, decomposeSinPi, refuseSinPi},
+    {"DMFloatSinX", evaluateReal<sine>, decomposeSin, refuseSin},
 };
 
 }  // namespace

@@ -6,7 +6,8 @@
 
 namespace functions {
 
-// DMFloatSinPiX: sin(pi a). A variant's numbers are widths of its format, which are not looked at.
+// DMFloatSinPiX: sin(pi a); DMFloatSinX: sin(a) in radians, number 3 of its variant 1 for the form
+// without range reduction, which is refused. The other numbers repeat the format.
 std::span<const UnitRow> floatSineUnits();
 
 }  // namespace functions
