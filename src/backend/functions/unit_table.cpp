@@ -8,6 +8,7 @@
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
 #include "backend/functions/float_const_mult.h"
+#include "backend/functions/float_exponential.h"
 #include "backend/functions/float_flags.h"
 #include "backend/functions/float_integer_part.h"
 #include "backend/functions/float_mult.h"
@@ -52,6 +53,7 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatToFixedUnits,
     floatToFloatUnits,
     floatConstMultUnits,
+    floatExponentialUnits,
     fixedConstMultUnits,
     fixedMultUnits,
 };
