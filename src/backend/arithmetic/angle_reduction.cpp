@@ -22,8 +22,8 @@ using util::MPZ;
 
 namespace {
 
-// The exponent of the numbers in [1/2, 1), whose window smaller ones share.
-constexpr int kLeastExponent = -1;
+// The exponent of the numbers in [1, 2), whose window smaller ones share.
+constexpr int kLeastExponent = 0;
 
 // Fractions of the fixed-point angle's last place that the window lacks at most, and that partial
 // products which are left out come to.
@@ -125,9 +125,9 @@ const NearestMultiple& nearestMultipleOfPi(const FloatFormat& format) {
 RadianPlan planRadians(const FloatFormat& format, int angleBits, const EvaluationPrices& prices) {
   const int wF = format.fractionBits;
   RadianPlan plan{.format = format, .angleBits = angleBits};
-  // A subnormal has up to wF zeros more than the numbers in [1/2, 1), which have one or two.
+  // A subnormal has up to wF zeros more than the numbers in [1, 2), which have one at most.
   const NearestMultiple& nearest = nearestMultipleOfPi(format);
-  plan.mostZeros = std::max(nearest.bits, (format.gradual ? wF : 0) + 3);
+  plan.mostZeros = std::max(nearest.bits, (format.gradual ? wF : 0) + 2);
   // The fixed-point angle, too small by up to two of its places, must not have one zero more.
   if (nearest.distance < powerOfTwo(nearest.places - nearest.bits - 1) +
                              powerOfTwo(nearest.places - nearest.bits - angleBits))
@@ -142,8 +142,8 @@ RadianPlan planRadians(const FloatFormat& format, int angleBits, const Evaluatio
   for (int fine = 0; 1 << fine <= exponents; ++fine) {
     const int slack = (1 << fine) - 1, width = plan.windowBits + 1;
     const auto rows = static_cast<std::size_t>((exponents + slack) >> fine);
-    const double price =
-        tablePrice(rows, width + slack, prices.table) + shiftPrice(width + slack / 2, fine);
+    const double price = tablePrice(std::bit_ceil(rows), width + slack, prices.table) +
+                         shiftPrice(width + slack / 2, fine);
     if (price < cheapest) cheapest = price, best = fine;
   }
   plan.fineBits = best;
@@ -175,17 +175,22 @@ ReducedRadians reduceRadians(Builder& b, const Unpacked& x, const RadianPlan& pl
   // Errors: the window's and the cut make the angle too small by less than 5/4 of a unit and what
   // stands for partial products left out makes it too large by less than 1/4; the complement
   // exchanges both about 1/2.
-  const int bits = plan.fractionBits;
-  const Signal mirrors = b.bitOf(angle, bits - 1);
-  const Signal y = b.bitXor(b.slice(angle, 0, bits - 1), b.replicate(mirrors, bits - 1));
+  // Only a small number's may have a 1 on top. The complement is had behind the shifter, which has
+  // less bits there and has none to fill in.
+  const Signal fraction = b.slice(angle, 0, plan.fractionBits);
+  const Signal mirrors = b.bitAnd(b.topBit(fraction), b.bitNot(isSmall));
+  const auto mirrored = [&](Signal bits) {
+    return b.bitXor(bits, b.replicate(mirrors, bits.width));
+  };
+  const int counted = plan.mostZeros + 1;
   const Signal count =
-      countLeadingZeros(b, b.slice(y, bits - 1 - plan.mostZeros, plan.mostZeros)).count;
-  const Signal m = shiftLeftSticky(b, y, count, plan.mostZeros - 1, plan.angleBits + 1).bits;
+      countLeadingZeros(b, mirrored(b.slice(fraction, fraction.width - counted, counted))).count;
+  const Signal m =
+      mirrored(shiftLeftSticky(b, fraction, count, plan.mostZeros, plan.angleBits + 1).bits);
 
   const Signal small = b.bitAnd(b.subtract(b.zeros(width), above), b.replicate(isSmall, width));
-  const int zerosWidth = std::max(width, count.width + 1) + 1;
-  const Signal zeros =
-      b.addCarry(b.zeroExtend(small, zerosWidth), b.zeroExtend(count, zerosWidth), b.bit(true));
+  const int zerosWidth = std::max(width, count.width + 1);
+  const Signal zeros = b.add(b.zeroExtend(small, zerosWidth), b.zeroExtend(count, zerosWidth));
   return {m, zeros, b.topBit(angle)};
 }
 

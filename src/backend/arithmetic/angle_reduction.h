@@ -43,7 +43,7 @@ struct ReducedRadians {
 //
 // Bits of 1 / pi whose product with x is even are left out, and so are those too low to matter: a
 // window of them by the exponent times the significand is x / pi modulo 2 (Payne and Hanek). Below
-// 1/2 the window is that of 1/2 and the exponent counts as zeros, so that small numbers keep their
+// 1 the window is that of 1 and the exponent counts as zeros, so that small numbers keep their
 // precision.
 ReducedRadians reduceRadians(Builder& b, const Unpacked& x, const RadianPlan& plan,
                              const ProductPrices& prices);
