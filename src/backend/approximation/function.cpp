@@ -131,6 +131,8 @@ class SeriesEvaluator {
             binary(Kind::kAdd, {Interval(1, precision)}, product(u, u, order), order);
         return antiderivative(atan(u[0]), quotient(derivative(u), rest, order));
       }
+      case Kind::kFloor:
+        return {floor(u[0])};
       case Kind::kVariable:
       case Kind::kNumber:
       case Kind::kPi:

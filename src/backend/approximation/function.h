@@ -11,8 +11,10 @@ namespace approximation {
 
 // A real function of x as an expression, in Sollya's notation: numbers, x, pi, + - * /, ^ (a power
 // by a whole number, or of a positive base), and exp, expm1, log, log2, log10, log1p, sqrt, sin,
-// cos, tan, asin, acos, atan, sinh, cosh, tanh of one argument. "(2^x - 1)/x" is fine at 0 and
-// around it: a quotient by x whose numerator vanishes at 0 goes on without a gap.
+// cos, tan, asin, acos, atan, sinh, cosh, tanh, floor of one argument. "(2^x - 1)/x" is fine at 0
+// and around it: a quotient by x whose numerator vanishes at 0 goes on without a gap. With floor(x)
+// and x - floor(x) each unit of x may have a function of its own: between two integers floor is the
+// lower one, and stays it up to the higher one at the end of an interval.
 // "x < 1 ? f : g" is f below the number and g from there on: an interval up to the number has f,
 // one from it has g, and one with both has no enclosure.
 class Function {
@@ -49,6 +51,7 @@ class Function {
     kCos,
     kAsin,
     kAtan,
+    kFloor,
     kChoice  // left below number / 10^digits, right from there on
   };
   struct Node {

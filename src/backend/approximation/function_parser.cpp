@@ -137,9 +137,9 @@ class Parser {
     constexpr struct {
       const char* name;
       Kind kind;
-    } kPlain[] = {{"exp", Kind::kExp},  {"log", Kind::kLog}, {"sqrt", Kind::kSqrt},
-                  {"sin", Kind::kSin},  {"cos", Kind::kCos}, {"asin", Kind::kAsin},
-                  {"atan", Kind::kAtan}};
+    } kPlain[] = {{"exp", Kind::kExp},   {"log", Kind::kLog},    {"sqrt", Kind::kSqrt},
+                  {"sin", Kind::kSin},   {"cos", Kind::kCos},    {"asin", Kind::kAsin},
+                  {"atan", Kind::kAtan}, {"floor", Kind::kFloor}};
     for (const auto& row : kPlain)
       if (name == row.name) return make(row.kind, u);
     if (name == "log2" || name == "log10")

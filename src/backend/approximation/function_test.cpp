@@ -26,6 +26,21 @@ Function parsed(const std::string& text) {
   return *function;
 }
 
+// Between integers floor is the lower one, up to the end of an interval; across one it has none.
+TEST(Function, FloorMakesUnitsOfTheirOwn) {
+  const Function f = parsed("floor(x) + 10 * (x - floor(x))^2");
+  const auto over = [](long low, long high) {
+    return hull(Interval(MPZ(low), -1, kPrecision), Interval(MPZ(high), -1, kPrecision));
+  };
+  const auto whole = f.taylor(over(4, 6), 2);
+  ASSERT_TRUE(whole);
+  EXPECT_EQ((*whole)[0].highFixed(0), MPZ(12));
+  EXPECT_EQ((*whole)[2].lowFixed(0), MPZ(10));
+  EXPECT_EQ(f.value(over(6, 6))->highFixed(0), MPZ(3));
+  EXPECT_EQ(f.value(over(-1, 0))->lowFixed(0), MPZ(1));
+  EXPECT_FALSE(f.value(over(5, 7)));
+}
+
 TEST(Function, ValuesEncloseWhatMpfrHas) {
   for (const SampleFunction& sample : kSampleFunctions) {
     const Function f = parsed(sample.text);

@@ -203,4 +203,14 @@ Interval wave(const Interval& a, int (*fn)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t),
 Interval sin(const Interval& a) { return wave(a, mpfr_sin, mpfr_cos); }
 Interval cos(const Interval& a) { return wave(a, mpfr_cos, mpfr_sin); }
 
+Interval floor(const Interval& a) {
+  if (!a.isBounded()) return unbounded(a.precision());
+  Interval next(a.precision());
+  mpfr_floor(next.low(), a.low());
+  mpfr_add_ui(next.high(), next.low(), 1, MPFR_RNDD);
+  if (mpfr_less_p(next.high(), a.high())) return unbounded(a.precision());
+  mpfr_set(next.high(), next.low(), MPFR_RNDN);
+  return next;
+}
+
 }  // namespace approximation

@@ -58,5 +58,7 @@ Interval asin(const Interval& a);
 // On any interval that is no wider than a quarter of a period, and else [-1, 1].
 Interval sin(const Interval& a);
 Interval cos(const Interval& a);
+// The integer at or below the lower end; unbounded where the interval reaches beyond the next one.
+Interval floor(const Interval& a);
 
 }  // namespace approximation

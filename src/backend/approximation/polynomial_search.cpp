@@ -14,8 +14,10 @@ namespace {
 
 constexpr int kMostDegree = 8;
 constexpr int kToleranceBits = 8;
-// Segments of one size whose errors stand for all of them.
+// Segments of one size whose errors stand for all of them; where an argument has several units,
+// each of which may have a function of its own, their first and last ones as well.
 constexpr int kSamples = 9;
+constexpr int kMostSampledUnitBits = 6;
 // Shares of the room, beside the approximation error, that rounding of coefficients may take.
 constexpr double kCoefficientShares[] = {0.5, 0.25};
 // Approximation errors of more than this share leave too little for all else.
@@ -96,6 +98,13 @@ class Search {
 
   std::vector<std::size_t> samples(std::size_t count) const {
     std::vector<std::size_t> result;
+    const int unitBits = target.argument.bits + target.argument.lsb;
+    if (unitBits > 0 && unitBits <= kMostSampledUnitBits)
+      for (std::size_t last = 0, inUnit = count >> unitBits; inUnit > 0 && last < count;) {
+        result.push_back(last);
+        last += inUnit;
+        result.push_back(last - 1);
+      }
     const std::size_t most = std::min<std::size_t>(kSamples, count);
     for (std::size_t i = 0; i < most; ++i)
       result.push_back(most == 1 ? 0 : i * (count - 1) / (most - 1));

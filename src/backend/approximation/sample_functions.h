@@ -61,6 +61,20 @@ inline constexpr SampleFunction kSampleFunctions[] = {
        mpfr_log1p(y, x, MPFR_RNDN);
        mpfr_div(y, y, x, MPFR_RNDN);
      }},
+    // 2 sin(pi (1 + x) / 4), and at 1 the next unit's function.
+    {"2^(floor(x) + 1) * sin(pi * (1 + x - floor(x)) / 2^(floor(x) + 2))",
+     [](mpfr_ptr y, mpfr_srcptr x) {
+       const long unit = mpfr_get_si(x, MPFR_RNDD);
+       mpfr_t pi;
+       mpfr_init2(pi, mpfr_get_prec(y));
+       mpfr_const_pi(pi, MPFR_RNDN);
+       mpfr_add_si(y, x, 1 - unit, MPFR_RNDN);
+       mpfr_mul(y, pi, y, MPFR_RNDN);
+       mpfr_div_2si(y, y, unit + 2, MPFR_RNDN);
+       mpfr_sin(y, y, MPFR_RNDN);
+       mpfr_mul_2si(y, y, unit + 1, MPFR_RNDN);
+       mpfr_clear(pi);
+     }},
 };
 
 // round(f(numerator * 2^exponent) * 2^fraction), within one unit.

@@ -10,6 +10,7 @@
 #include "backend/functions/float_add.h"
 #include "backend/functions/float_const_mult.h"
 #include "backend/functions/float_div.h"
+#include "backend/functions/float_exponential.h"
 #include "backend/functions/float_flags.h"
 #include "backend/functions/float_integer_part.h"
 #include "backend/functions/float_inverse.h"
@@ -18,6 +19,7 @@
 #include "backend/functions/float_multifunction.h"
 #include "backend/functions/float_order.h"
 #include "backend/functions/float_scale.h"
+#include "backend/functions/float_sine.h"
 #include "backend/functions/float_sqrt.h"
 #include "backend/functions/fp_to_fixed.h"
 #include "backend/functions/fp_to_fp.h"
@@ -53,10 +55,12 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatScaleUnits,
     floatSqrtUnits,
     floatInverseUnits,
+    floatSineUnits,
     fixedToFloatUnits,
     floatToFixedUnits,
     floatToFloatUnits,
     floatConstMultUnits,
+    floatExponentialUnits,
     fixedConstMultUnits,
     fixedMultUnits,
     fixedRootUnits,

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+
+#include "backend/arithmetic/error_budget.h"
+#include "backend/functions/rounding_gap.h"
+
+namespace functions {
+
+// What an approximated result owes before it is rounded.
+//
+// A bound of an ulp or more: its last place is that of the significand, and the approximation's own
+// final rounding is the only one. Else `extraBits` more, and an error so small that the rounding is
+// the exact result's; where the gap of the function is not known, within 2^-20 ulp.
+struct FunctionPrecision {
+  int extraBits = 0;
+  double units = 1;  // the error in units of the last place, that of the final rounding included
+  bool isRounded() const { return extraBits == 0; }
+};
+FunctionPrecision functionPrecision(double ulps, const std::optional<RoundingGap>& gap,
+                                    bool isNearest);
+
+// Puts the budget of such a result, whose last place is an ulp or has the extra bits, with those of
+// the circuit, and that of the rounding behind it.
+void stateErrors(const FunctionPrecision& precision, double ulps,
+                 const arithmetic::ErrorBudget& errors, bool isNearest,
+                 arithmetic::ErrorBudgets* stated);
+
+}  // namespace functions
