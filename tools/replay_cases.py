@@ -71,7 +71,8 @@ CONVERSIONS = {
 UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB"]
 ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPCompareU"]
 SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
-NO_VECTORS_BY_HAND = {"FPLdExp", "FPCompareFused"} | set(UNARY + ORDERING) - {"FPRint", "FPDim"}
+NO_VECTORS_BY_HAND = {"FPLdExp", "FPCompareFused", "FPInverse", "FPInverseOutFPLib"} | set(
+    UNARY + ORDERING) - {"FPRint", "FPDim"}
 COMPARISONS = ["-2", "-1", "0", "1", "2", "3"]
 EXPERT = ["1 0 0", "0 0 0", "1 1 0", "0 1 1", "1 0 1"]
 MULTI = ["2", "3", "7"]
@@ -102,6 +103,20 @@ PRODUCTS = {
     "FXPTruncMultExpert": (["8 8 0 8 7 1 8", "24 20 1 24 -3 0 24", "32 31 1 32 31 1 33",
                             "53 0 0 40 0 0 50", "16 16 1 16 8 1 40", "1 0 1 1 0 1 2"],
                            ["4 4 1 4 0 0 4", "5 -2 1 3 7 1 6", "1 1 1 1 0 1 1", "4 2 0 4 2 0 9"])}
+
+# Roots and reciprocals of fixed-point numbers, likewise; and of floating-point numbers.
+FIXED_ROOTS = {
+    "FXPSqrt": (["32 30 31", "8 4 4", "16 8 12", "24 0 12", "64 62 63", "1 0 0", "33 40 20"],
+                ["6 3 4", "9 5 2", "1 1 0"]),
+    "FXPSqrtExpert": (["24 23 23 0 1", "16 8 12 0 0", "32 16 16 0 2"], ["6 3 4 0 0", "9 2 8 0 1"]),
+    "FXPSqrtSigned": (["24 20 18 1 1", "16 8 12 1 0", "32 31 31 0 1"], ["6 3 4 1 0", "9 2 8 1 1"]),
+    "FXPInvSqrt": (["32 16 16", "8 4 4", "16 15 8", "24 0 24"], ["6 3 4", "9 5 2"]),
+    "FXPInvSqrtSigned": (["24 20 18 1 1", "16 8 12 1 0"], ["6 3 4 1 0", "9 2 8 1 1"]),
+    "FXPReciprocal": (["32 16 1 16", "8 4 0 4", "16 8 1 7", "24 0 0 24", "1 0 1 0", "48 20 1 30"],
+                      ["6 3 1 4", "9 5 0 2", "10 0 1 9"]),
+    "FXPFuncExpert": (["24 12 0 12 0 0 0", "16 8 0 8 0 0 1", "20 10 0 10 0 0 2"],
+                      ["6 3 1 4 0 0 0", "9 5 0 2 0 0 1", "9 5 0 2 0 0 2"])}
+FLOAT_ROOTS = ["FPSqrt", "FPInverse", "FPInverseOutFPLib", "FPRecipSqrt"]
 
 
 def words():
@@ -147,6 +162,10 @@ def words():
         rows[word] = dict(integer(widths=parameters), rounding=[
             "", "-correctRounding", "-error 2", "-error 6", "-noTruncMult", "-setLUTMULTRatio 20",
             "-setLUTMULTRatio 5000"])
+    for word, (parameters, _) in FIXED_ROOTS.items():
+        rows[word] = dict(integer(widths=parameters), rounding=["", "-correctRounding", "-error 3"])
+    for word in FLOAT_ROOTS:
+        rows[word] = floating()
     rows["IntCtPop"] = integer(["0", "1"])
     rows["RightShiftNoSticky"] = integer(widths=[
         "1 1 0", "2 1 1", "8 4 1", "8 8 0", "33 31 1", "64 64 0", "64 20 1", "200 200 1"])
@@ -171,6 +190,9 @@ def exhaustive(word, settings):
         return dict(settings, parameters=small, tests=["-testbench 10 -exhaustiveTests"])
     if word in PRODUCTS:
         return dict(settings, parameters=PRODUCTS[word][1],
+                    tests=["-testbench 10 -exhaustiveTests"])
+    if word in FIXED_ROOTS:
+        return dict(settings, parameters=FIXED_ROOTS[word][1],
                     tests=["-testbench 10 -exhaustiveTests"])
     if not word.startswith("FP") or word == "FPMultAcc":
         return None
@@ -199,9 +221,9 @@ def special(word, settings):
         return dict(settings, tests=["-testbench 10 -specialCaseTests"])
     if word in CONSTANT_PRODUCTS:
         return None
-    if word in PRODUCTS:
-        return dict(settings, parameters=PRODUCTS[word][1],
-                    tests=["-testbench 10 -specialCaseTests"])
+    if word in PRODUCTS or word in FIXED_ROOTS:
+        small = (PRODUCTS if word in PRODUCTS else FIXED_ROOTS)[word][1]
+        return dict(settings, parameters=small, tests=["-testbench 10 -specialCaseTests"])
     if not word.startswith("FP"):
         key = next(k for k in SMALL_WIDTHS if k in word)
         settings = dict(settings, parameters=SMALL_WIDTHS[key])
@@ -217,7 +239,7 @@ def sweeps(word, settings):
         return None
     if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", "FPMultAcc",
                 "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", *UNARY, *ORDERING,
-                *SELECTING, *SELECTED) \
+                *SELECTING, *SELECTED, *FLOAT_ROOTS) \
             or not word.startswith("FP") or word.startswith("FPAddSub"):
         return None
     tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
@@ -239,7 +261,7 @@ def further(word, settings):
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
         elif word == "FPMultAcc":
             tests.pop(1)  # its population has no vectors by hand
-        elif word in UNARY:
+        elif word in UNARY or word in FLOAT_ROOTS:
             tests.append("-testbench 20 -injectTestVector 1 -2.5")
         elif word in SELECTING:
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")

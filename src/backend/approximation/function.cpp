@@ -31,9 +31,8 @@ class SeriesEvaluator {
       if (!quotient.empty()) return quotient;
     }
     if (node.kind == Kind::kChoice) {
-      const Interval border = number(node);
-      if (mpfr_cmp(x.low(), border.high()) >= 0) return evaluate(node.right, x, order);
-      if (mpfr_cmp(x.high(), border.low()) <= 0) return evaluate(node.left, x, order);
+      if (compareToNumber(x.low(), node) >= 0) return evaluate(node.right, x, order);
+      if (compareToNumber(x.high(), node) <= 0) return evaluate(node.left, x, order);
       return {};
     }
     const Series left = evaluate(node.left, x, order);
@@ -62,6 +61,18 @@ class SeriesEvaluator {
     util::MPZ power;
     mpz_ui_pow_ui(power.get(), 10, static_cast<unsigned long>(node.digits));
     return value / Interval(power, 0, precision);
+  }
+
+  // The sign of x less the node's number, exactly.
+  static int compareToNumber(mpfr_srcptr x, const Node& node) {
+    mpq_t number;
+    mpq_init(number);
+    mpz_set(mpq_numref(number), node.number.get());
+    mpz_ui_pow_ui(mpq_denref(number), 10, static_cast<unsigned long>(node.digits));
+    mpq_canonicalize(number);
+    const int order = mpfr_cmp_q(x, number);
+    mpq_clear(number);
+    return order;
   }
 
   // Empty unless x is at 0 or close to it for its width, and the numerator vanishes there.

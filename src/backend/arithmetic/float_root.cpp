@@ -1,5 +1,7 @@
 #include "backend/arithmetic/float_root.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -288,7 +290,8 @@ class Circuit {
 std::optional<std::string> refuseFloatRoot(const FloatRoot& how) {
   const auto plan = planOf(how);
   if (plan) return std::nullopt;
-  return plan.failure().message;
+  return fmt::format("wF {} is more than its approximations serve: {}", how.in.fractionBits,
+                     plan.failure().message);
 }
 
 Signal rootOfFloat(Builder& b, const Unpacked& x, const FloatRoot& how) {

@@ -95,7 +95,7 @@ struct Unrounded {
   // places that the significand is still to be shifted left to be as told above, with zeros coming
   // in; `exponentAddend` is still to be added to `exponent`, modulo 2^(their common width), which
   // holds the format's exponents and a sign. No signal: nothing. The shift does not change the
-  // exponent. Neither with `oneMore` nor with gradual underflow.
+  // exponent. Neither with gradual underflow, and no shift with `oneMore`.
   Signal leftShift{};
   Signal exponentAddend{};
   // Half of the last place of a number that `leftShift` of one bit, which there must be, moves is

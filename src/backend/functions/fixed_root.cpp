@@ -118,6 +118,7 @@ struct RootPlan {
   bool inOneTwo = false;
   int resultBits = 0;  // of the magnitude
   int most = 0;        // the highest x of a result that fits
+  int point = 0;       // places of y, as it is cut
   RootRequest request;
   PlannedFunction function;
   RootComparison comparison;
@@ -128,7 +129,6 @@ struct RootPlan {
     const long own = scaling.place(zeros) + (isNearest ? 1 : 0);
     return std::clamp(point - own, 0L, static_cast<long>(point) + 2);
   }
-  int point = 0;  // of y, as it is cut
 };
 
 // T = 2 q, T an integer; q^2 or 1 / q is a multiple of the operand, times a power of two.

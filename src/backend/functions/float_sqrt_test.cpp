@@ -33,11 +33,11 @@ Config rootConfig(const std::string& unit, const Ports& ports, const Precision& 
 
 Bench rootBench(const std::string& unit, const Ports& ports, bool subnormals) {
   // Polynomials for many bits take their time to be found.
-  const bool isSmall = ports.in[0].width() <= 32;
+  const bool isSmall = ports.in[0].width() < 32;
   std::vector<Config> configs;
   for (const Precision& precision : kPrecisions)
     if (precision.tiesAway == 0 && (precision.degrade == 0 || precision.accuracy.ulps == 1) &&
-        (isSmall || precision.mode == RoundMode::kNearestEven))
+        (isSmall || (precision.mode == RoundMode::kNearestEven && precision.accuracy.ulps < 2)))
       configs.push_back(rootConfig(unit, ports, precision, subnormals));
   return Bench(configs);
 }
@@ -79,7 +79,7 @@ MPZ nearDecision(Draws& draws, const std::string& unit, const Port& port) {
 TEST(FloatRoots, DrawnAndHardNumbersOfLargeFormats) {
   unsigned seed = 1;
   for (const auto& [unit, operation] : kUnits)
-    for (const auto& [wE, wF] : {std::pair{8, 23}, {11, 52}, {5, 10}, {7, 16}, {2, 14}})
+    for (const auto& [wE, wF] : {std::pair{8, 23}, {11, 40}, {5, 10}, {7, 16}, {2, 14}})
       for (const bool subnormals : {false, true}) {
         const Ports ports{"", {ieee(wE, wF)}, {wF == 16 ? fpLib(wE, wF) : ieee(wE, wF)}};
         Bench bench = rootBench(unit, ports, subnormals);
