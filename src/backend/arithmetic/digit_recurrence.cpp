@@ -21,6 +21,29 @@ Signal bitsFrom(Builder& b, Signal x, int low, int count) {
   return b.shiftedUp(b.slice(x, from, count - below), below);
 }
 
+// `width` places of an addend from `low` up.
+using Places = std::function<Signal(int low, int width)>;
+
+// x, complemented where `inverts`, as an addend. Where the other addend of a chain, which has no
+// logic in front of it, is a join, synthesis makes this one beside the chain instead of in it,
+// unless it is a join of more parts.
+Signal addendOf(Builder& b, int width, const Places& x, Signal inverts, bool besideJoin) {
+  const auto part = [&](int low, int places) {
+    return b.name(b.bitXor(x(low, places), b.replicate(inverts, places)), "addend");
+  };
+  const int single = besideJoin ? std::min(3, width - 1) : 0;
+  std::vector<Signal> parts{part(single, width - single)};
+  for (int i = single; i-- > 0;) parts.push_back(part(i, 1));
+  return b.concat(parts);
+}
+
+// subtractIf ? a 2^zeros - x : a 2^zeros + x, modulo 2^width.
+Signal addOrSubtract(Builder& b, Signal a, int zeros, const Places& x, int width,
+                     Signal subtractIf) {
+  const Signal from = b.shiftedUp(b.slice(a, 0, width - zeros), zeros);
+  return b.addCarry(from, addendOf(b, width, x, subtractIf, zeros > 0), subtractIf);
+}
+
 bool isBelow(const MPZ& error, int scale, double units) {
   return mpz_cmp_d(error.get(), std::ldexp(units, scale)) < 0;
 }
@@ -87,31 +110,35 @@ DigitResult rootByDigits(Builder& b, Signal radicand, const RowPlan& plan) {
             b.reduceOr(b.concat({further, residual, rest}))};
   }
 
-  Signal negative = b.bit(false), tried;  // tried: Q[j-1]
+  // The root is kept inverted, as the residuals' signs tell it.
+  Signal negative = b.bit(false), signs = b.bitNot(root), tried;  // tried: Q[j-1]
   for (int j = kTableDigits + 1; j <= n; ++j) {
     const auto row = b.scope("row");
-    tried = root;
-    const Signal subtract = b.bitNot(negative);
-    const Signal addend = b.concat({subtract, b.bitXor(root, b.replicate(subtract, root.width))});
-    if (j <= plan.exactRows) {
+    tried = signs;
+    const bool isExact = j <= plan.exactRows;
+    // Of the places of 4 r[j-1], all but two zeros are kept where places are dropped: its lowest is
+    // 4^(j - J). What was added, less than 2^(j + 2), takes one place more on top.
+    const int dropped = isExact ? 0 : 2 * (j - plan.exactRows - 1);
+    const int width = (isExact ? j + 1 : j + 2) - dropped;
+    const Signal whole = b.concat({b.ones(2), signs});
+    const auto places = [&](int low, int count) { return b.slice(whole, dropped + low, count); };
+    const Signal addend = addendOf(b, width, places, negative, true);
+    const Signal from = b.slice(b.signExtend(residual, std::max(residual.width, width)), 0, width);
+    if (isExact) {
       const Signal pair = bitsFrom(b, radicand, fraction - 2 * j, 2);
       const Signal low = b.bitOf(pair, 0), high = b.bitOf(pair, 1);
-      const Signal sum = b.addCarry(b.slice(residual, 0, j + 1), addend, b.reduceOr(pair));
+      const Signal sum = b.addCarry(from, addend, b.reduceOr(pair));
       residual = b.concat({sum, b.bitNot(b.bitXor(high, low)), b.bitNot(low)});
     } else {
-      // Of the places of 4 r[j-1], all but two zeros are kept: its lowest is 4^(j - J). What was
-      // added, less than 2^(j + 2), takes one place more on top.
-      const int dropped = 2 * (j - plan.exactRows - 1), width = j + 2 - dropped;
-      const Signal from = b.signExtend(residual, std::max(residual.width, width));
-      residual = b.addCarry(b.slice(from, 0, width),
-                            b.slice(b.signExtend(addend, j + 2), dropped, width), b.bit(true));
+      residual = b.addCarry(from, addend, b.bit(true));
     }
     negative = b.topBit(residual);
-    root = b.concat({root, b.bitNot(negative)});
+    signs = b.concat({signs, negative});
   }
+  root = b.bitNot(signs);
   if (!plan.isExact()) return {root, {}};
   // A root with fewer bits ends in a 0, with r[n] = -(4 Q[n-1] + 1).
-  const Signal last = b.concat({b.bit(false), tried, b.zeros(2)});
+  const Signal last = b.concat({b.bit(false), b.bitNot(tried), b.zeros(2)});
   return {root, b.bitNot(b.equal(b.bitNot(residual), last))};
 }
 
@@ -176,25 +203,6 @@ Digit raised(Builder& b, const Digit& digit) {
   }
   const Signal sum = b.table(b.concat({digit.negative, digit.magnitude}), rows, 3);
   return {b.topBit(sum), b.slice(sum, 0, 2)};
-}
-
-// `width` places of an addend from `low` up.
-using Places = std::function<Signal(int low, int width)>;
-
-// subtractIf ? a 2^zeros - x : a 2^zeros + x, modulo 2^width. Where the addend of the chain that
-// has no logic in front of it is a join, synthesis makes the other one beside the chain instead of
-// in it, unless that is a join of more parts; so x is made in parts.
-Signal addOrSubtract(Builder& b, Signal a, int zeros, const Places& x, int width,
-                     Signal subtractIf) {
-  const Signal from = b.shiftedUp(b.slice(a, 0, width - zeros), zeros);
-  const auto addend = [&](int low, int places) {
-    return b.name(b.bitXor(x(low, places), b.replicate(subtractIf, places)), "addend");
-  };
-  std::vector<Signal> parts;
-  const int single = zeros > 0 ? std::min(3, width - 1) : 0;
-  parts.push_back(addend(single, width - single));
-  for (int i = single; i-- > 0;) parts.push_back(addend(i, 1));
-  return b.addCarry(from, b.concat(parts), subtractIf);
 }
 
 // The digits of a quotient, of which the first weighs 1, and what they leave.
