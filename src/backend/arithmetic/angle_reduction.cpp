@@ -12,7 +12,6 @@
 #include "backend/arithmetic/leading_zeros.h"
 #include "backend/arithmetic/shifter.h"
 #include "backend/arithmetic/table_lookup.h"
-#include "backend/arithmetic/truncated_product.h"
 #include "util/failure.h"
 
 namespace arithmetic {
@@ -25,9 +24,8 @@ namespace {
 // The exponent of the numbers in [1, 2), whose window smaller ones share.
 constexpr int kLeastExponent = 0;
 
-// Fractions of the fixed-point angle's last place that the window lacks at most, and that partial
-// products which are left out come to.
-constexpr int kWindowGuard = 3, kProductGuard = 3;
+// Places of the window below those whose lack makes up one of the fixed-point angle's.
+constexpr int kWindowGuard = 3;
 
 MPZ powerOfTwo(int exponent) { return MPZ::powerOfTwo(static_cast<unsigned long>(exponent)); }
 
@@ -92,24 +90,22 @@ std::vector<MPZ> windowRows(const RadianPlan& plan) {
 double shiftPrice(int width, int fineBits) { return width * (fineBits / 2 + (fineBits % 2) * 0.5); }
 
 // The significand times the window modulo 2^(windowBits + 1), cut off to fractionBits + 1 bits.
+//
+// The window's digits are as wide as a block's narrow factor. Above the point less bits of the
+// significand count. Products by every other digit overlap little, so that each half of them is
+// summed by itself, mostly in few additions.
 Signal fixedPointAngle(Builder& b, Signal significand, Signal window, const RadianPlan& plan,
                        const ProductPrices& prices) {
   const int width = window.width, bits = significand.width;
-  const int below = plan.windowBits - plan.fractionBits;
-  const MPZ room = powerOfTwo(below - kProductGuard);
-  // What is not congruent to 0 of each part's product, from the top: parts with as many bits of the
-  // significand as there are places left above.
-  const int body = std::max(0, width - bits);
-  TruncatedProduct product = truncatedProduct(
-      b, {significand, false}, {b.slice(window, 0, body), false}, width, room, prices);
-  for (int low = body; low < width; low += prices.dspNarrow) {
-    const int part = std::min(prices.dspNarrow, width - low);
+  std::vector<HeapTerm> halves[2];
+  for (int end = width, number = 0; end > 0; end -= prices.dspNarrow, ++number) {
+    const int low = std::max(0, end - prices.dspNarrow);
     const Signal factor = b.slice(significand, 0, std::min(bits, width - low));
-    product.terms.push_back({b.multiply(factor, b.slice(window, low, part)), low});
+    const Signal product = b.multiply(factor, b.slice(window, low, end - low));
+    halves[number % 2].push_back({b.slice(product, 0, std::min(product.width, width - low)), low});
   }
-  for (HeapTerm& term : product.terms)
-    term.bits = b.slice(term.bits, 0, std::min(term.bits.width, width - term.shift));
-  return b.slice(b.heap(product.terms, width), below, plan.fractionBits + 1);
+  const Signal sum = b.add(b.heap(halves[0], width), b.heap(halves[1], width));
+  return b.slice(sum, plan.windowBits - plan.fractionBits, plan.fractionBits + 1);
 }
 
 }  // namespace
@@ -172,9 +168,8 @@ ReducedRadians reduceRadians(Builder& b, const Unpacked& x, const RadianPlan& pl
   const Signal angle = fixedPointAngle(b, x.significand, window, plan, prices);
 
   // Of an angle in (1/2, 1) half turns the complement counts, one unit less than the distance to 1.
-  // Errors: the window's and the cut make the angle too small by less than 5/4 of a unit and what
-  // stands for partial products left out makes it too large by less than 1/4; the complement
-  // exchanges both about 1/2.
+  // What the window lacks and the cut make the angle too small by less than 9/8 of a unit, and so
+  // the complement too large by less than 1/8 or too small by less than 1.
   // Only a small number's may have a 1 on top. The complement is had behind the shifter, which has
   // less bits there and has none to fill in.
   const Signal fraction = b.slice(angle, 0, plan.fractionBits);

@@ -34,8 +34,8 @@ RadianPlan planRadians(const FloatFormat& format, int angleBits, const Evaluatio
 
 // The angle y = m 2^-zeros in (0, 1/2) half turns, where x = +-(y + n) pi or +-(n - y) pi, n odd or
 // not.
-//   significand  of m in [1/2, 1), angleBits + 1 bits; m exceeds it by more than -1/4 and less than
-//                5/4 of its last place
+//   significand  of m in [1/2, 1), angleBits + 1 bits; m exceeds it by more than -1/8 and less than
+//                9/8 of its last place
 struct ReducedRadians {
   Signal significand, zeros, isOdd;
 };

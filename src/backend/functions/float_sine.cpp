@@ -220,7 +220,7 @@ std::optional<std::string> refuseSinPi(const Request& request) {
 
 // Of radians the angle is told as precisely as an eighth of the bound's last place asks for.
 constexpr int kAngleGuard = 3;
-constexpr double kRadianError = 0.75;
+constexpr double kRadianError = 0.625;
 
 struct RadianSine {
   SineAccuracy accuracy;

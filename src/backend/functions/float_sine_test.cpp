@@ -47,13 +47,12 @@ void checkEvery(int wE, int wF, int draws, unsigned seed) {
 }
 
 TEST(FloatSine, AllAnglesOfSmallFormats) {
-  for (const auto& [wE, wF] : {std::pair{4, 3}, {3, 4}, {2, 5}, {5, 4}, {2, 1}})
-    checkEvery(wE, wF, 0, 0);
+  for (const auto& [wE, wF] : {std::pair{4, 3}, {3, 4}, {2, 5}, {2, 1}}) checkEvery(wE, wF, 0, 0);
 }
 
-TEST(FloatSine, DrawnAngles) {
-  for (const auto& [wE, wF] : {std::pair{5, 10}, {8, 23}, {11, 52}}) checkEvery(wE, wF, 300, 1);
-}
+TEST(FloatSine, DrawnAnglesOfHalfPrecision) { checkEvery(5, 10, 300, 1); }
+TEST(FloatSine, DrawnAnglesOfSinglePrecision) { checkEvery(8, 23, 300, 1); }
+TEST(FloatSine, DrawnAnglesOfDoublePrecision) { checkEvery(11, 52, 200, 1); }
 
 }  // namespace
 }  // namespace functions::testing
