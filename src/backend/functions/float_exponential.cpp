@@ -91,8 +91,8 @@ int greatestExponent(const Setting& s) {
   return exponent;
 }
 
-constexpr int kArgumentBits = 3;  // of the argument of 2^f behind the result's last place
-constexpr int kProductBits = 1;   // of the product behind the argument's
+constexpr int kArgumentBits = 2;  // of the argument of 2^f behind the result's last place
+constexpr int kProductBits = 2;   // of the product behind the argument's
 constexpr int kConstantBits = 6;  // of what the constant adds to the product's error
 
 // The magnitude of x log2 b, cut off below 2^-fraction.
