@@ -23,6 +23,7 @@
 #include "backend/functions/int_multifunction.h"
 #include "backend/functions/sequencers/float_acc.h"
 #include "backend/functions/sequencers/float_mult_acc.h"
+#include "backend/functions/sequencers/folded_alu.h"
 #include "backend/functions/unit.h"
 
 namespace functions {
@@ -36,6 +37,7 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatMultAddUnits,
     floatMultAccUnits,
     floatAccUnits,
+    foldedAluUnits,
     floatAbsUnits,
     floatFlagUnits,
     longAddUnits,

@@ -1,0 +1,377 @@
+#include "backend/functions/sequencers/folded_circuit.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <vector>
+
+#include "backend/arithmetic/leading_zeros.h"
+#include "backend/arithmetic/running_sum.h"
+#include "backend/arithmetic/shifter.h"
+#include "backend/arithmetic/table_lookup.h"
+
+namespace functions {
+
+using arithmetic::FloatFormat;
+using arithmetic::Unpacked;
+using arithmetic::Unrounded;
+using graph::Builder;
+using graph::Signal;
+using util::MPZ;
+
+namespace {
+
+constexpr int kOpBits = 3, kStepBits = 5;
+
+// Columns of the sequencer's word, from the lowest bit up.
+struct Field {
+  int low, width;
+};
+constexpr Field kFactorB{0, 3}, kFactorA{3, 2}, kLoads{5, 1}, kTakesSeed{6, 1},
+    kTakesCandidate{7, 1};
+constexpr int kWordBits = 8;
+
+class Circuit {
+ public:
+  Circuit(Builder& b, const FoldedPlan& plan, const FoldedOptions& options)
+      : b(b), plan(plan), options(options), p(plan.significandBits), format(options.format) {}
+
+  Signal build(std::span<const Signal> inputs, Signal go) {
+    hold(inputs, go);
+    sequence(go);
+    lookUpSeed();
+    const Signal product = b.state(plan.productBits());
+    chooseFactors(product);
+    b.setNext(product, multiply());
+    const Unrounded aligned = registered(align(product));
+    const auto scope = b.scope("result");
+    const Signal rounded = registered(arithmetic::roundHeld(
+        b, aligned, format, plan.checked ? options.rounding : arithmetic::RoundMode::kNearestEven));
+    return arithmetic::pack(b, arithmetic::readHeld(b, rounded, format), options.quietNaN);
+  }
+
+ private:
+  // An operand, normalised, with its parts as the port has it.
+  struct Operand {
+    Unpacked parts;
+    Signal significand;  // the top bit 1, but for a zero
+    Signal exponent;     // signed
+    Signal isOdd;        // the exponent without its bias
+  };
+
+  Signal registered(Signal next) {
+    const Signal state = b.state(next.width);
+    b.setNext(state, next);
+    return state;
+  }
+  Signal held(Signal takes, Signal next) {
+    const Signal state = b.state(next.width);
+    b.setNext(state, b.select(takes, next, state));
+    return state;
+  }
+  Unrounded registered(Unrounded x) {
+    for (Signal* part :
+         {&x.sign, &x.exponent, &x.significand, &x.sticky, &x.isZero, &x.isInf, &x.isNan})
+      *part = registered(*part);
+    return x;
+  }
+  Signal scaledUp(Signal x, int zeros, int width) {
+    return b.zeroExtend(b.shiftedUp(x, zeros), width);
+  }
+  Signal isOp(FoldedOp code) { return b.equal(op, b.literal(code, kOpBits)); }
+
+  int exponentBits() const {
+    const long most = 4L << format.exponentBits;
+    return arithmetic::signedWidth(-most - 2L * format.fractionBits, most);
+  }
+
+  void hold(std::span<const Signal> inputs, Signal go) {
+    op = held(go, inputs[2]);
+    for (std::size_t i = 0; i < 2; ++i) {
+      const auto scope = b.scope(i == 0 ? "x" : "y");
+      Operand& operand = operands[i];
+      operand.parts = arithmetic::unpack(b, held(go, inputs[i]), format);
+      operand.significand = operand.parts.significand;
+      operand.exponent = b.zeroExtend(operand.parts.exponent, exponentBits());
+      Signal low = b.bitOf(operand.parts.exponent, 0);
+      if (format.gradual) {
+        const Signal arriving = arithmetic::unpack(b, inputs[i], format).significand;
+        const Signal zeros = held(go, arithmetic::countLeadingZeros(b, arriving).count);
+        operand.significand =
+            arithmetic::shiftLeft(b, operand.significand, zeros, format.fractionBits);
+        operand.exponent = b.subtract(operand.exponent, b.zeroExtend(zeros, exponentBits()));
+        low = b.bitXor(low, b.bitOf(zeros, 0));
+      }
+      operand.isOdd = b.bitNot(low);
+    }
+    isRoot = b.isZero(b.slice(op, 1, 2));
+  }
+
+  // Counts the cycles since go; the word says what this one does.
+  void sequence(Signal go) {
+    const auto scope = b.scope("sequencer");
+    int last = 0;
+    std::vector<MPZ> words(std::size_t{1} << (kOpBits + kStepBits));
+    const auto set = [&](int code, int step, const Field& field, int value) {
+      MPZ& word = words[static_cast<std::size_t>((code << kStepBits) + step)];
+      word = word | (MPZ(value) << static_cast<unsigned long>(field.low));
+    };
+    for (int code = 0; code < 1 << kOpBits; ++code) {
+      const auto kind = static_cast<FoldedOp>(std::min<int>(code, kProduct));
+      for (const FoldedPass& pass : foldedPasses(kind, plan.checked)) {
+        set(code, pass.cycle, kLoads, 1);
+        set(code, pass.cycle, kFactorA, static_cast<int>(pass.a));
+        set(code, pass.cycle, kFactorB, static_cast<int>(pass.b));
+        if (pass.cycle == kSeedCycle) set(code, pass.cycle, kTakesSeed, 1);
+        if (pass.b == FoldedB::kCandidate) set(code, pass.cycle, kTakesCandidate, 1);
+        last = std::max(last, pass.cycle);
+      }
+    }
+    const Signal step = b.state(kStepBits);
+    std::vector<MPZ> following;
+    for (int i = 0; i < 1 << kStepBits; ++i)
+      following.emplace_back(i == 0 || i >= last ? 0 : i + 1);
+    const Signal next = arithmetic::tableLookup(b, step, following, kStepBits);
+    b.setNext(step, b.select(go, b.literal(1, kStepBits), next));
+    word = arithmetic::tableLookup(b, b.concat({op, step}), words, kWordBits);
+  }
+  Signal field(const Field& field) { return b.slice(word, field.low, field.width); }
+
+  // The line of the divisor's or radicand's segment.
+  void lookUpSeed() {
+    const auto scope = b.scope("seed");
+    const int index = plan.root.indexBits, bits = plan.root.bits, slopeBits = plan.root.slopeBits;
+    const auto top = [&](Signal significand, int count) {
+      return b.slice(significand, p - 1 - count, count);
+    };
+    const Signal divisor = b.select(isOp(kQuotient), top(operands[1].significand, index),
+                                    top(operands[0].significand, index));
+    const Signal radicand = b.concat({operands[0].isOdd, top(operands[0].significand, index - 1)});
+    const Signal segment = registered(b.concat({isRoot, b.select(isRoot, radicand, divisor)}));
+    std::vector<MPZ> rows;
+    for (const arithmetic::NewtonSeed* seed : {&plan.reciprocal, &plan.root})
+      for (std::size_t i = 0; i < seed->offsets.size(); ++i)
+        rows.push_back((seed->slopes[i] << static_cast<unsigned long>(bits + 1)) |
+                       seed->offsets[i].lowBits(static_cast<unsigned long>(bits + 1)));
+    const Signal line = arithmetic::tableLookup(b, segment, rows, bits + 1 + slopeBits + 1);
+    slope = b.slice(line, bits + 1, slopeBits + 1);
+    offset = registered(b.slice(line, 0, bits + 1));
+  }
+
+  void chooseFactors(Signal product) {
+    const auto scope = b.scope("factors");
+    const int a = plan.aBits, f = plan.fraction, bits = plan.root.bits, point = a - 1 + f;
+    const Signal x = operands[0].significand, y = operands[1].significand;
+    const Signal last = b.slice(product, a - 1, f + 1), less = b.bitNot(last);
+    const Signal newSeed = b.subtract(offset, b.slice(product, point - bits, bits + 1));
+    const Signal keptSeed = b.state(bits + 1);
+    const Signal seed = b.select(field(kTakesSeed), newSeed, keptSeed);
+    b.setNext(keptSeed, seed);
+    const Signal doubled = b.bitAnd(isRoot, operands[0].isOdd);
+    const Signal widened = b.zeroExtend(seed, bits + 2);
+    const Signal squaredSeed =
+        b.slice(b.select(doubled, b.shiftedUp(seed, 1), widened), 0, bits + 1);
+
+    std::vector<Signal> as = {scaledUp(x, a - p, a), scaledUp(y, a - p, a),
+                              scaledUp(seed, a - 1 - bits, a)};
+    std::vector<Signal> bs = {
+        scaledUp(y, f - (p - 1), f + 1),
+        scaledUp(slope, f - plan.root.slopeBits, f + 1),
+        scaledUp(squaredSeed, f - bits, f + 1),
+        last,
+        less,
+        b.concat({b.topBit(less), b.bitNot(b.topBit(less)), b.slice(less, 1, f - 1)})};
+    if (plan.checked) {
+      // In units of a grid of half a last place, two bits below: a quarter more, cut.
+      const Signal halves = b.bitAnd(isOp(kRoot), b.bitNot(operands[0].isOdd));
+      const Signal value = b.select(halves, b.slice(product, point - (p + 3) + 1, p + 4),
+                                    b.slice(product, point - (p + 3), p + 4));
+      const Signal near = b.slice(b.add(value, b.literal(1, p + 4)), 2, p + 2);
+      const Signal upperHalf = b.slice(b.add(value, b.literal(5, p + 4)), 3, p + 1);
+      candidate = held(field(kTakesCandidate), near);
+      as.push_back(scaledUp(b.slice(near, 1, p), a - p, a));
+      bs.push_back(
+          b.select(isRoot, scaledUp(upperHalf, f - p, f + 1), scaledUp(near, f - p - 1, f + 1)));
+      // (2h + l)^2 = 4 h (h + l) + l for the last bit l.
+      bs.push_back(b.concat(
+          {b.slice(product, (a - p) + (f - p), 2 * p), b.bit(false), b.bitOf(candidate, 0)}));
+    }
+    for (Signal& choice : bs) choice = b.zeroExtend(choice, plan.bBits);
+    factorA = held(field(kLoads), b.pick(field(kFactorA), as));
+    factorB = held(field(kLoads), b.pick(field(kFactorB), bs));
+  }
+
+  // A block's product for each pair of parts of the factors, a register, and their sum.
+  Signal multiply() {
+    const auto scope = b.scope("product");
+    const int width = plan.productBits();
+    const int wide = std::max(options.dsp.width, 8), narrow = std::max(options.dsp.depth, 8);
+    std::vector<graph::HeapTerm> terms;
+    for (int i = 0; i < plan.aBits; i += wide)
+      for (int j = 0; j < plan.bBits && i + j < width; j += narrow) {
+        const Signal part = b.multiply(b.slice(factorA, i, std::min(wide, plan.aBits - i)),
+                                       b.slice(factorB, j, std::min(narrow, plan.bBits - j)));
+        const Signal kept = registered(part);
+        terms.push_back({b.slice(kept, 0, std::min(kept.width, width - i - j)), i + j});
+      }
+    return b.heap(terms, width);
+  }
+
+  // The result in two bits above the point and p + 1 below, and what is below that.
+  struct Magnitude {
+    Signal bits, sticky;
+  };
+  Magnitude magnitudeOf(Signal product) {
+    const int point = plan.aBits - 1 + plan.fraction;
+    const int below = point - (p + 1);
+    Magnitude whole{b.slice(product, below, p + 3), b.reduceOr(b.slice(product, 0, below))};
+    if (!plan.checked) return whole;
+    const auto [isAbove, isInexact] = checkOf(product);
+    const Signal above = registered(isAbove), inexact = registered(isInexact);
+    const Signal lower = registered(b.add(candidate, b.ones(p + 2)));
+    const Signal isProduct = b.bitOf(op, 2);
+    return {b.select(isProduct, whole.bits, b.zeroExtend(b.select(above, lower, candidate), p + 3)),
+            b.select(isProduct, whole.sticky, inexact)};
+  }
+
+  // Whether the candidate is above the exact result, and whether it is another number, from the
+  // last product. With m the candidate in units of 2^-(p+1), less than a unit from the result, and
+  // integer significands X and divisor D:
+  //   quotient  D m - N 2^(p+1) is below 2^p in magnitude
+  //   root      m = 2h + l; h (h + l) - X' 2^(p-1), X' = X or 2X, is at most 2^p; the exact
+  //             difference is l/4 more
+  //   1/root    X m^2 - 2^(3p+1) or half that is below 2^(2p+3)
+  // so that the lowest bits tell. With p >= 4 the last power of two has none of them.
+  struct Check {
+    Signal isAbove, isInexact;
+  };
+  Check checkOf(Signal product) {
+    const auto scope = b.scope("check");
+    const int a = plan.aBits, f = plan.fraction;
+    const auto differs = [&](Signal difference) {
+      const Signal nonZero = b.reduceOr(difference);
+      return Check{b.bitAnd(nonZero, b.bitNot(b.topBit(difference))), nonZero};
+    };
+    const Check quotient = differs(b.slice(product, (a - p) + (f - p - 1), p + 1));
+    const Check reciprocalRoot = differs(b.slice(product, a - p, 2 * p + 4));
+    const Signal halves = b.slice(product, (a - p) + (f - p), p + 2);
+    const Signal x = operands[0].significand;
+    const Signal lowX =
+        b.select(operands[0].isOdd, b.shiftedUp(b.slice(x, 0, 2), 1), b.slice(x, 0, 3));
+    const Signal difference =
+        b.concat({b.subtract(b.slice(halves, p - 1, 3), lowX), b.slice(halves, 0, p - 1)});
+    Check root = differs(difference);
+    const Signal isOdd = b.bitOf(candidate, 0);
+    root.isAbove = b.select(isOdd, b.bitNot(b.topBit(difference)), root.isAbove);
+    root.isInexact = b.bitOr(isOdd, root.isInexact);
+    const auto chosen = [&](Signal Check::*part) {
+      return b.pick(op, std::array{reciprocalRoot.*part, root.*part, quotient.*part});
+    };
+    return {chosen(&Check::isAbove), chosen(&Check::isInexact)};
+  }
+
+  // The exponent of a magnitude in [2, 4), all of it known before the magnitude is.
+  Signal highExponent() {
+    const auto scope = b.scope("exponent");
+    const int width = exponentBits();
+    const long bias = format.bias(), half = (bias - 1) / 2;
+    const Signal ex = registered(operands[0].exponent), ey = registered(operands[1].exponent);
+    const Signal quarter = b.signExtend(b.slice(ex, 1, width - 1), width);
+    const Signal isOdd = b.zeroExtend(operands[0].isOdd, width), none = b.zeros(width);
+    // A checked root is brought to [1/2, 1).
+    const Signal ofRoot = plan.checked ? b.zeroExtend(b.bitNot(operands[0].isOdd), width) : none;
+    const std::array first = {b.bitNot(quarter), quarter, b.bitNot(ex), ex, ex};
+    const std::array second = {isOdd, ofRoot, none, b.bitNot(ey), ey};
+    const std::array<long, 5> constants = {bias + half + 2, bias - half + 1, 2 * bias + 2, bias + 2,
+                                           1 - bias};
+    std::vector<Signal> third;
+    for (const long constant : constants) third.push_back(b.literal(constant, width));
+    return registered(
+        b.addThree(b.pick(op, first), b.pick(op, second), b.pick(op, third), b.bit(false)));
+  }
+
+  Unrounded align(Signal product) {
+    const Signal high = highExponent();
+    const Magnitude magnitude = magnitudeOf(product);
+    const auto scope = b.scope("align");
+    const int width = high.width, bits = magnitude.bits.width;
+    const Signal top = b.bitOf(magnitude.bits, bits - 1), next = b.bitOf(magnitude.bits, bits - 2);
+    Unrounded x;
+    x.sticky = magnitude.sticky;
+    Signal leftShift = b.concat({b.bitNot(b.bitOr(top, next)), b.bitAnd(b.bitNot(top), next)});
+    if (!format.gradual) {
+      x.significand = arithmetic::shiftLeft(b, magnitude.bits, leftShift, 2);
+      x.exponent = b.subtract(high, b.zeroExtend(leftShift, width));
+    } else {
+      // Places from the lowest exponent up to this one; at most so many to the left, or to the
+      // right where there are fewer than none.
+      const Signal room = b.subtract(high, b.literal(format.minExponent(), width));
+      const Signal isLow = registered(b.bitOr(b.topBit(room), b.isZero(room)));
+      const Signal isOne = registered(b.equal(room, b.literal(1, width)));
+      const int most = bits + 2, amountBits = std::bit_width(static_cast<unsigned>(most));
+      const Signal down = b.subtract(b.literal(2, width), room);
+      const Signal isFar = b.bitAnd(b.bitNot(b.topBit(down)),
+                                    b.reduceOr(b.slice(down, amountBits, width - amountBits)));
+      const Signal rightShift =
+          registered(b.bitOr(b.slice(down, 0, amountBits), b.replicate(isFar, amountBits)));
+      // Down from two places to the left.
+      const Signal limited =
+          b.concat({b.bitAnd(b.topBit(leftShift), b.bitNot(isOne)),
+                    b.bitOr(b.bitOf(leftShift, 0), b.bitAnd(b.topBit(leftShift), isOne))});
+      const Signal rest = b.concat(
+          {b.bitNot(b.bitOr(b.bitOf(limited, 0), b.bitOf(limited, 1))), b.bitOf(limited, 0)});
+      const Signal amount = b.select(isLow, rightShift, b.zeroExtend(rest, amountBits));
+      const auto moved = arithmetic::shiftRightSticky(b, b.shiftedUp(magnitude.bits, 2), amount);
+      x.significand = b.slice(moved.bits, 0, bits);
+      x.sticky = b.bitOr(x.sticky, moved.sticky);
+      x.exponent = b.select(isLow, b.literal(format.minExponent(), width),
+                            b.subtract(high, b.zeroExtend(limited, width)));
+    }
+    setSpecials(x);
+    return x;
+  }
+
+  void setSpecials(Unrounded& result) {
+    const Unpacked &x = operands[0].parts, &y = operands[1].parts;
+    const auto allOf = [&](std::initializer_list<Signal> bits) {
+      return b.reduceAnd(b.concat(bits));
+    };
+    const auto anyOf = [&](std::initializer_list<Signal> bits) {
+      return b.reduceOr(b.concat(bits));
+    };
+    const auto byOp = [&](std::array<Signal, 5> choices) { return b.pick(op, choices); };
+    const Signal xor2 = b.bitXor(x.sign, y.sign);
+    const Signal imaginary = b.bitOr(x.isNan, b.bitAnd(x.sign, b.bitNot(x.isZero)));
+    const Signal anyNan = b.bitOr(x.isNan, y.isNan);
+    const Signal noQuotient =
+        anyOf({anyNan, allOf({x.isZero, y.isZero}), allOf({x.isInf, y.isInf})});
+    const Signal noProduct =
+        anyOf({anyNan, allOf({x.isZero, y.isInf}), allOf({x.isInf, y.isZero})});
+    result.sign = byOp({x.sign, x.sign, x.sign, xor2, xor2});
+    result.isNan = byOp({imaginary, imaginary, x.isNan, noQuotient, noProduct});
+    result.isInf =
+        byOp({x.isZero, x.isInf, x.isZero, b.bitOr(x.isInf, y.isZero), b.bitOr(x.isInf, y.isInf)});
+    result.isZero =
+        byOp({x.isInf, x.isZero, x.isInf, b.bitOr(x.isZero, y.isInf), b.bitOr(x.isZero, y.isZero)});
+  }
+
+  Builder& b;
+  const FoldedPlan& plan;
+  const FoldedOptions& options;
+  const int p;
+  const FloatFormat format;
+  std::array<Operand, 2> operands;
+  Signal op, isRoot, word;
+  Signal slope, offset;
+  Signal factorA, factorB;
+  Signal candidate;  // in units of 2^-(p+1)
+};
+
+}  // namespace
+
+Signal foldedCircuit(Builder& b, const FoldedPlan& plan, const FoldedOptions& options,
+                     std::span<const Signal> inputs, Signal go) {
+  return Circuit(b, plan, options).build(inputs, go);
+}
+
+}  // namespace functions
