@@ -27,9 +27,9 @@ constexpr int kOpBits = 3, kStepBits = 5;
 struct Field {
   int low, width;
 };
-constexpr Field kFactorB{0, 3}, kFactorA{3, 2}, kLoads{5, 1}, kTakesSeed{6, 1},
-    kTakesCandidate{7, 1};
-constexpr int kWordBits = 8;
+constexpr Field kFactorB{0, 3}, kLateB{3, 2}, kFactorA{5, 3}, kLoads{8, 1}, kTakesSeed{9, 1},
+    kTakesCandidate{10, 1};
+constexpr int kWordBits = 11;
 
 class Circuit {
  public:
@@ -90,13 +90,24 @@ class Circuit {
     for (std::size_t i = 0; i < 2; ++i) {
       const auto scope = b.scope(i == 0 ? "x" : "y");
       Operand& operand = operands[i];
-      operand.parts = arithmetic::unpack(b, held(go, inputs[i]), format);
+      const auto zeroFields = format.gradual ? arithmetic::ZeroFields::kAsTheyAre
+                                             : arithmetic::ZeroFields::kLikeRegular;
+      const Unpacked arriving = arithmetic::unpack(b, inputs[i], format, zeroFields);
+      operand.parts = arriving;
+      for (Signal Unpacked::*part : {&Unpacked::sign, &Unpacked::exponent, &Unpacked::significand,
+                                     &Unpacked::isZero, &Unpacked::isInf, &Unpacked::isNan})
+        operand.parts.*part = held(go, arriving.*part);
       operand.significand = operand.parts.significand;
       operand.exponent = b.zeroExtend(operand.parts.exponent, exponentBits());
       Signal low = b.bitOf(operand.parts.exponent, 0);
       if (format.gradual) {
-        const Signal arriving = arithmetic::unpack(b, inputs[i], format).significand;
-        const Signal zeros = held(go, arithmetic::countLeadingZeros(b, arriving).count);
+        // Of a subnormal number, as the fraction alone tells.
+        const Signal isRegular = b.topBit(arriving.significand);
+        const Signal fraction = b.slice(arriving.significand, 0, p - 1);
+        const Signal count =
+            arithmetic::countLeadingZeros(b, b.concat({b.bit(false), fraction})).count;
+        const Signal zeros =
+            held(go, b.bitAnd(count, b.replicate(b.bitNot(isRegular), count.width)));
         operand.significand =
             arithmetic::shiftLeft(b, operand.significand, zeros, format.fractionBits);
         operand.exponent = b.subtract(operand.exponent, b.zeroExtend(zeros, exponentBits()));
@@ -105,6 +116,7 @@ class Circuit {
       operand.isOdd = b.bitNot(low);
     }
     isRoot = b.isZero(b.slice(op, 1, 2));
+    isProduct = b.topBit(op);
   }
 
   // Counts the cycles since go; the word says what this one does.
@@ -121,7 +133,10 @@ class Circuit {
       for (const FoldedPass& pass : foldedPasses(kind, plan.checked)) {
         set(code, pass.cycle, kLoads, 1);
         set(code, pass.cycle, kFactorA, static_cast<int>(pass.a));
-        set(code, pass.cycle, kFactorB, static_cast<int>(pass.b));
+        constexpr int kFirstLate = static_cast<int>(FoldedB::kNewSeed) - 1;
+        const int place = static_cast<int>(pass.b);
+        set(code, pass.cycle, isLate(pass.b) ? kLateB : kFactorB,
+            isLate(pass.b) ? place - kFirstLate : place);
         if (pass.cycle == kSeedCycle) set(code, pass.cycle, kTakesSeed, 1);
         if (pass.b == FoldedB::kCandidate) set(code, pass.cycle, kTakesCandidate, 1);
         last = std::max(last, pass.cycle);
@@ -163,42 +178,38 @@ class Circuit {
     const int a = plan.aBits, f = plan.fraction, bits = plan.root.bits, point = a - 1 + f;
     const Signal x = operands[0].significand, y = operands[1].significand;
     const Signal last = b.slice(product, a - 1, f + 1), less = b.bitNot(last);
+    const Signal doubled =
+        b.select(registered(b.bitAnd(isRoot, operands[0].isOdd)), b.slice(product, a - 2, f + 2),
+                 b.zeroExtend(b.slice(product, a - 1, f + 1), f + 2));
     const Signal newSeed = b.subtract(offset, b.slice(product, point - bits, bits + 1));
-    const Signal keptSeed = b.state(bits + 1);
-    const Signal seed = b.select(field(kTakesSeed), newSeed, keptSeed);
-    b.setNext(keptSeed, seed);
-    const Signal doubled = b.bitAnd(isRoot, operands[0].isOdd);
-    const Signal widened = b.zeroExtend(seed, bits + 2);
-    const Signal squaredSeed =
-        b.slice(b.select(doubled, b.shiftedUp(seed, 1), widened), 0, bits + 1);
+    const Signal seed = held(field(kTakesSeed), newSeed);
 
     std::vector<Signal> as = {scaledUp(x, a - p, a), scaledUp(y, a - p, a),
-                              scaledUp(seed, a - 1 - bits, a)};
+                              scaledUp(newSeed, a - 1 - bits, a), scaledUp(seed, a - 1 - bits, a)};
     std::vector<Signal> bs = {
-        scaledUp(y, f - (p - 1), f + 1),
-        scaledUp(slope, f - plan.root.slopeBits, f + 1),
-        scaledUp(squaredSeed, f - bits, f + 1),
-        last,
-        less,
+        scaledUp(slope, f - plan.root.slopeBits, f + 1), b.slice(doubled, 0, f + 1), less,
         b.concat({b.topBit(less), b.bitNot(b.topBit(less)), b.slice(less, 1, f - 1)})};
+    std::vector<Signal> late = {scaledUp(newSeed, f - bits, f + 1),
+                                scaledUp(y, f - (p - 1), f + 1)};
     if (plan.checked) {
       // In units of a grid of half a last place, two bits below: a quarter more, cut.
-      const Signal halves = b.bitAnd(isOp(kRoot), b.bitNot(operands[0].isOdd));
-      const Signal value = b.select(halves, b.slice(product, point - (p + 3) + 1, p + 4),
-                                    b.slice(product, point - (p + 3), p + 4));
+      const Signal value = b.slice(product, point - (p + 3), p + 4);
       const Signal near = b.slice(b.add(value, b.literal(1, p + 4)), 2, p + 2);
       const Signal upperHalf = b.slice(b.add(value, b.literal(5, p + 4)), 3, p + 1);
       candidate = held(field(kTakesCandidate), near);
       as.push_back(scaledUp(b.slice(near, 1, p), a - p, a));
-      bs.push_back(
+      late.push_back(
           b.select(isRoot, scaledUp(upperHalf, f - p, f + 1), scaledUp(near, f - p - 1, f + 1)));
+      bs.push_back(b.slice(doubled, 1, f + 1));
       // (2h + l)^2 = 4 h (h + l) + l for the last bit l.
       bs.push_back(b.concat(
           {b.slice(product, (a - p) + (f - p), 2 * p), b.bit(false), b.bitOf(candidate, 0)}));
     }
-    for (Signal& choice : bs) choice = b.zeroExtend(choice, plan.bBits);
+    for (auto* choices : {&bs, &late})
+      for (Signal& choice : *choices) choice = b.zeroExtend(choice, plan.bBits);
+    late.insert(late.begin(), b.pick(field(kFactorB), bs));
     factorA = held(field(kLoads), b.pick(field(kFactorA), as));
-    factorB = held(field(kLoads), b.pick(field(kFactorB), bs));
+    factorB = held(field(kLoads), b.pick(field(kLateB), late));
   }
 
   // A block's product for each pair of parts of the factors, a register, and their sum.
@@ -229,7 +240,6 @@ class Circuit {
     const auto [isAbove, isInexact] = checkOf(product);
     const Signal above = registered(isAbove), inexact = registered(isInexact);
     const Signal lower = registered(b.add(candidate, b.ones(p + 2)));
-    const Signal isProduct = b.bitOf(op, 2);
     return {b.select(isProduct, whole.bits, b.zeroExtend(b.select(above, lower, candidate), p + 3)),
             b.select(isProduct, whole.sticky, inexact)};
   }
@@ -252,17 +262,19 @@ class Circuit {
       const Signal nonZero = b.reduceOr(difference);
       return Check{b.bitAnd(nonZero, b.bitNot(b.topBit(difference))), nonZero};
     };
-    const Check quotient = differs(b.slice(product, (a - p) + (f - p - 1), p + 1));
     const Check reciprocalRoot = differs(b.slice(product, a - p, 2 * p + 4));
+    // Those with time to spare are looked at in two cycles.
+    const Signal ofQuotient = b.slice(product, (a - p) + (f - p - 1), p + 1);
+    const Check quotient =
+        differs(b.concat({registered(b.topBit(ofQuotient)), registered(b.reduceOr(ofQuotient))}));
     const Signal halves = b.slice(product, (a - p) + (f - p), p + 2);
     const Signal x = operands[0].significand;
     const Signal lowX =
-        b.select(operands[0].isOdd, b.shiftedUp(b.slice(x, 0, 2), 1), b.slice(x, 0, 3));
-    const Signal difference =
-        b.concat({b.subtract(b.slice(halves, p - 1, 3), lowX), b.slice(halves, 0, p - 1)});
-    Check root = differs(difference);
+        registered(b.select(operands[0].isOdd, b.shiftedUp(b.slice(x, 0, 2), 1), b.slice(x, 0, 3)));
+    const Signal high = registered(b.subtract(b.slice(halves, p - 1, 3), lowX));
+    Check root = differs(b.concat({high, registered(b.reduceOr(b.slice(halves, 0, p - 1)))}));
     const Signal isOdd = b.bitOf(candidate, 0);
-    root.isAbove = b.select(isOdd, b.bitNot(b.topBit(difference)), root.isAbove);
+    root.isAbove = b.select(isOdd, b.bitNot(b.topBit(high)), root.isAbove);
     root.isInexact = b.bitOr(isOdd, root.isInexact);
     const auto chosen = [&](Signal Check::*part) {
       return b.pick(op, std::array{reciprocalRoot.*part, root.*part, quotient.*part});
@@ -270,64 +282,102 @@ class Circuit {
     return {chosen(&Check::isAbove), chosen(&Check::isInexact)};
   }
 
-  // The exponent of a magnitude in [2, 4), all of it known before the magnitude is.
-  Signal highExponent() {
+  // The exponent of a magnitude in [2, 4), all of it known before the magnitude is; and how far it
+  // lies below the lowest one.
+  struct Exponent {
+    Signal high, depth;
+  };
+  Exponent exponentOf() {
     const auto scope = b.scope("exponent");
     const int width = exponentBits();
     const long bias = format.bias(), half = (bias - 1) / 2;
     const Signal ex = registered(operands[0].exponent), ey = registered(operands[1].exponent);
     const Signal quarter = b.signExtend(b.slice(ex, 1, width - 1), width);
     const Signal isOdd = b.zeroExtend(operands[0].isOdd, width), none = b.zeros(width);
+    const Signal isEven = b.zeroExtend(b.bitNot(operands[0].isOdd), width);
+    const Signal first = b.pick(op, std::array{b.bitNot(quarter), quarter, b.bitNot(ex), ex, ex});
+    const Signal second = b.pick(op, std::array{isOdd, isEven, none, b.bitNot(ey), ey});
     // A checked root is brought to [1/2, 1).
-    const Signal ofRoot = plan.checked ? b.zeroExtend(b.bitNot(operands[0].isOdd), width) : none;
-    const std::array first = {b.bitNot(quarter), quarter, b.bitNot(ex), ex, ex};
-    const std::array second = {isOdd, ofRoot, none, b.bitNot(ey), ey};
-    const std::array<long, 5> constants = {bias + half + 2, bias - half + 1, 2 * bias + 2, bias + 2,
-                                           1 - bias};
-    std::vector<Signal> third;
-    for (const long constant : constants) third.push_back(b.literal(constant, width));
-    return registered(
-        b.addThree(b.pick(op, first), b.pick(op, second), b.pick(op, third), b.bit(false)));
+    const std::array<long, 5> constants = {bias + half + 2, bias - half + (plan.checked ? 1 : 0),
+                                           2 * bias + 2, bias + 2, 1 - bias};
+    std::vector<Signal> third, less;
+    for (const long constant : constants) {
+      third.push_back(b.literal(constant, width));
+      less.push_back(b.literal(format.minExponent() + 2 - constant, width));
+    }
+    Exponent exponent;
+    exponent.high = registered(b.addThree(first, second, b.pick(op, third), b.bit(false)));
+    if (format.gradual)
+      exponent.depth =
+          registered(b.addThree(b.bitNot(first), b.bitNot(second), b.pick(op, less), b.bit(false)));
+    return exponent;
   }
 
   Unrounded align(Signal product) {
-    const Signal high = highExponent();
+    const auto [high, depth] = exponentOf();
     const Magnitude magnitude = magnitudeOf(product);
     const auto scope = b.scope("align");
     const int width = high.width, bits = magnitude.bits.width;
     const Signal top = b.bitOf(magnitude.bits, bits - 1), next = b.bitOf(magnitude.bits, bits - 2);
     Unrounded x;
-    x.sticky = magnitude.sticky;
-    Signal leftShift = b.concat({b.bitNot(b.bitOr(top, next)), b.bitAnd(b.bitNot(top), next)});
-    if (!format.gradual) {
+    if (format.gradual)
+      x = alignGradually(magnitude, high, depth);
+    else {
+      const Signal leftShift =
+          b.concat({b.bitNot(b.bitOr(top, next)), b.bitAnd(b.bitNot(top), next)});
       x.significand = arithmetic::shiftLeft(b, magnitude.bits, leftShift, 2);
+      x.sticky = magnitude.sticky;
       x.exponent = b.subtract(high, b.zeroExtend(leftShift, width));
-    } else {
-      // Places from the lowest exponent up to this one; at most so many to the left, or to the
-      // right where there are fewer than none.
-      const Signal room = b.subtract(high, b.literal(format.minExponent(), width));
-      const Signal isLow = registered(b.bitOr(b.topBit(room), b.isZero(room)));
-      const Signal isOne = registered(b.equal(room, b.literal(1, width)));
-      const int most = bits + 2, amountBits = std::bit_width(static_cast<unsigned>(most));
-      const Signal down = b.subtract(b.literal(2, width), room);
-      const Signal isFar = b.bitAnd(b.bitNot(b.topBit(down)),
-                                    b.reduceOr(b.slice(down, amountBits, width - amountBits)));
-      const Signal rightShift =
-          registered(b.bitOr(b.slice(down, 0, amountBits), b.replicate(isFar, amountBits)));
-      // Down from two places to the left.
-      const Signal limited =
-          b.concat({b.bitAnd(b.topBit(leftShift), b.bitNot(isOne)),
-                    b.bitOr(b.bitOf(leftShift, 0), b.bitAnd(b.topBit(leftShift), isOne))});
-      const Signal rest = b.concat(
-          {b.bitNot(b.bitOr(b.bitOf(limited, 0), b.bitOf(limited, 1))), b.bitOf(limited, 0)});
-      const Signal amount = b.select(isLow, rightShift, b.zeroExtend(rest, amountBits));
-      const auto moved = arithmetic::shiftRightSticky(b, b.shiftedUp(magnitude.bits, 2), amount);
-      x.significand = b.slice(moved.bits, 0, bits);
-      x.sticky = b.bitOr(x.sticky, moved.sticky);
-      x.exponent = b.select(isLow, b.literal(format.minExponent(), width),
-                            b.subtract(high, b.zeroExtend(limited, width)));
     }
     setSpecials(x);
+    return x;
+  }
+
+  // A magnitude below the lowest exponent goes down to it, by what is known beforehand; another one
+  // up by its zeros, at most as far as it is above that.
+  Unrounded alignGradually(const Magnitude& magnitude, Signal high, Signal depth) {
+    constexpr int kLow = 2;  // bits of an amount that the magnitude may decide
+    const int width = high.width, bits = magnitude.bits.width;
+    const Signal isDeep = b.bitNot(b.topBit(depth));
+    const Signal isLow = registered(isDeep), isOne = registered(b.reduceAnd(depth));
+    // Down from two places up.
+    const int amountBits = std::bit_width(static_cast<unsigned>(bits + 2));
+    const Signal isFar = b.reduceOr(b.slice(depth, amountBits, width - amountBits));
+    const Signal places = b.bitOr(b.slice(depth, 0, amountBits), b.replicate(isFar, amountBits));
+    std::vector<MPZ> amounts, masks;
+    for (int i = 0; i < 1 << amountBits; ++i) {
+      amounts.emplace_back(std::min(i + 2, (1 << amountBits) - 1));
+      masks.push_back(MPZ::allOnes(static_cast<unsigned long>(std::min(i, bits))));
+    }
+    const auto whereDeep = [&](Signal x) { return b.bitAnd(x, b.replicate(isDeep, x.width)); };
+    const Signal down =
+        registered(whereDeep(arithmetic::tableLookup(b, places, amounts, amountBits)));
+    // What is lost to the right, beside the shifter.
+    const Signal lost = registered(whereDeep(arithmetic::tableLookup(b, places, masks, bits)));
+
+    const Signal lead = b.slice(magnitude.bits, bits - 2, 2);
+    // By the leading bits and, above them, whether there is one place only.
+    const Signal key = b.concat({isOne, lead});
+    const auto row = [](std::initializer_list<int> values) {
+      MPZ contents;
+      int at = 0;
+      for (const int value : values)
+        contents = contents | (MPZ(value) << static_cast<unsigned long>(kLow * at++));
+      return contents;
+    };
+    const Signal up = b.lut(key, row({2, 1, 0, 0, 1, 1, 0, 0}), kLow);
+    const Signal rest = b.lut(key, row({0, 1, 2, 2, 1, 1, 2, 2}), kLow);
+    const Signal moved =
+        arithmetic::shiftRight(b, b.shiftedUp(magnitude.bits, 2),
+                               b.shiftedUp(b.slice(down, kLow, amountBits - kLow), kLow));
+    std::vector<Signal> choices;
+    for (int i = 0; i < 1 << kLow; ++i)
+      choices.push_back(b.zeroExtend(b.slice(moved, i, moved.width - i), bits));
+    Unrounded x;
+    x.significand = b.pick(b.select(isLow, b.slice(down, 0, kLow), rest), choices);
+    x.sticky = b.bitOr(magnitude.sticky, b.reduceOr(b.bitAnd(magnitude.bits, lost)));
+    x.exponent = b.select(isLow, b.literal(format.minExponent(), width),
+                          b.subtract(high, b.zeroExtend(up, width)));
     return x;
   }
 
@@ -339,7 +389,9 @@ class Circuit {
     const auto anyOf = [&](std::initializer_list<Signal> bits) {
       return b.reduceOr(b.concat(bits));
     };
-    const auto byOp = [&](std::array<Signal, 5> choices) { return b.pick(op, choices); };
+    const auto byOp = [&](std::array<Signal, 5> choices) {
+      return registered(b.pick(op, choices));
+    };
     const Signal xor2 = b.bitXor(x.sign, y.sign);
     const Signal imaginary = b.bitOr(x.isNan, b.bitAnd(x.sign, b.bitNot(x.isZero)));
     const Signal anyNan = b.bitOr(x.isNan, y.isNan);
@@ -361,7 +413,7 @@ class Circuit {
   const int p;
   const FloatFormat format;
   std::array<Operand, 2> operands;
-  Signal op, isRoot, word;
+  Signal op, isRoot, isProduct, word;
   Signal slope, offset;
   Signal factorA, factorB;
   Signal candidate;  // in units of 2^-(p+1)

@@ -78,7 +78,8 @@ std::vector<FoldedPass> foldedPasses(FoldedOp op, bool checked) {
     case kReciprocal:
     case kQuotient: {
       const FoldedA divisor = op == kReciprocal ? kX : kY;
-      passes = {{2, divisor, B::kSlope}, {kSeedCycle, divisor, B::kSeed}, {8, kSeed, B::kTwoLess}};
+      passes = {
+          {2, divisor, B::kSlope}, {kSeedCycle, divisor, B::kNewSeed}, {8, kSeed, B::kTwoLess}};
       if (op == kQuotient) passes.push_back({11, kX, B::kLast});
       if (checked) passes.push_back({passes.back().cycle + 3, divisor, B::kCandidate});
       return passes;
@@ -86,10 +87,10 @@ std::vector<FoldedPass> foldedPasses(FoldedOp op, bool checked) {
     case kReciprocalRoot:
     case kRoot:
       passes = {{2, kX, B::kSlope},
-                {kSeedCycle, kSeed, B::kSeed},
+                {kSeedCycle, kNewSeed, B::kNewSeed},
                 {8, kX, B::kLast},
                 {11, kSeed, B::kThreeLess}};
-      if (op == kRoot) passes.push_back({14, kX, B::kLast});
+      if (op == kRoot) passes.push_back({14, kX, checked ? B::kHalfLast : B::kLast});
       if (checked) passes.push_back({passes.back().cycle + 3, kHalfCandidate, B::kCandidate});
       if (checked && op == kReciprocalRoot) passes.push_back({17, kX, B::kSquare});
       return passes;

@@ -14,18 +14,21 @@ enum FoldedOp { kReciprocalRoot, kRoot, kReciprocal, kQuotient, kProduct };
 // Cycles from go to the result.
 inline constexpr int kFoldedCycles[] = {23, 26, 19, 22, 6};
 
-// Where the factors of a pass come from. x and y: the significands, which are whole below 2.
-enum class FoldedA { kX, kY, kSeed, kHalfCandidate };
+// Where the factors of a pass come from. x and y: the significands.
+enum class FoldedA { kX, kY, kNewSeed, kSeed, kHalfCandidate };
 enum class FoldedB {
-  kY,
   kSlope,      // of the seed's line
-  kSeed,       // r1, doubled for a root with an odd exponent where both factors are the seed
-  kLast,       // the last product p, below 2
-  kTwoLess,    // 2 - p
-  kThreeLess,  // (3 - p) / 2
-  kCandidate,  // what the check of the result multiplies
+  kLast,       // the last product t; under a root with an odd exponent 2t
+  kTwoLess,    // 2 - t
+  kThreeLess,  // (3 - t) / 2
+  kHalfLast,   // half of kLast
   kSquare,     // of the candidate, from the product of its halves
+  // Sums and what is normalised, which are late.
+  kNewSeed,  // r1 in the cycle in which it is complete
+  kY,
+  kCandidate,  // the last product on the grid of candidates; of a root its upper half
 };
+constexpr bool isLate(FoldedB b) { return b >= FoldedB::kNewSeed; }
 
 // One multiplication: `cycle` after go its factors are chosen and enter registers; its product can
 // be read three cycles later.
@@ -43,7 +46,7 @@ inline constexpr int kSeedCycle = 5;
 //   reciprocal  r1 = (1 + d) / y; t = y r1; r2 = r1 (2 - t) = (1 - d^2) / y
 //   root        r1 = (1 + d) / sqrt(z); t = z r1^2; r2 = r1 (3 - t) / 2
 //                  = (1 - 3/2 d^2 - 1/2 d^3) / sqrt(z)
-//   quotient x r2, square root x r2 (twice that for odd exponents)
+//   quotient x r2, root z r2, to be checked half of that
 // d is the seed's error. Factors B are cut below their last bit.
 struct FoldedPlan {
   int significandBits = 0;  // p
