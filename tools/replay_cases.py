@@ -72,6 +72,7 @@ UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB
 ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPCompareU"]
 SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
 NO_VECTORS_BY_HAND = {"FPLdExp", "FPCompareFused"} | set(UNARY + ORDERING) - {"FPRint", "FPDim"}
+DRAWN_ONLY = ["FPMultAcc", "FPFoldedALUNR"]  # whose populations have random rows only
 COMPARISONS = ["-2", "-1", "0", "1", "2", "3"]
 EXPERT = ["1 0 0", "0 0 0", "1 1 0", "0 1 1", "1 0 1"]
 MULTI = ["2", "3", "7"]
@@ -124,6 +125,7 @@ def words():
         rows[word] = floating(COMPARISONS if word in ("FPCompare", "FPCompareU") else [""])
     rows["FPLdExp"] = floating(["8", "1", "16", "64"])
     rows["FPMultAcc"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "2 1"])
+    rows["FPFoldedALUNR"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "11 40"])
     rows["FPAcc"] = dict(floating(), parameters=[
         "8 23 -20 20 15", "8 23 -149 130 127", "5 10 -24 20 15", "11 52 -60 60 20",
         "4 3 -9 9 7", "2 1 -1 4 1", "8 23 -180 -100 -120"])
@@ -172,7 +174,7 @@ def exhaustive(word, settings):
     if word in PRODUCTS:
         return dict(settings, parameters=PRODUCTS[word][1],
                     tests=["-testbench 10 -exhaustiveTests"])
-    if not word.startswith("FP") or word == "FPMultAcc":
+    if not word.startswith("FP") or word in DRAWN_ONLY:
         return None
     if word == "FPAcc":
         return dict(settings, parameters=["4 3 -9 9 7", "2 1 -1 4 1", "3 2 -3 2 1"],
@@ -205,7 +207,7 @@ def special(word, settings):
     if not word.startswith("FP"):
         key = next(k for k in SMALL_WIDTHS if k in word)
         settings = dict(settings, parameters=SMALL_WIDTHS[key])
-    if word == "FPMultAcc":  # has random rows only
+    if word in DRAWN_ONLY:
         return None
     if word == "FPAddN":  # every special value meets every other
         settings = dict(settings, further=settings["further"][:2])
@@ -215,7 +217,7 @@ def special(word, settings):
 def sweeps(word, settings):
     if word in CONVERSIONS:
         return None
-    if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", "FPMultAcc",
+    if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", *DRAWN_ONLY,
                 "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", *UNARY, *ORDERING,
                 *SELECTING, *SELECTED) \
             or not word.startswith("FP") or word.startswith("FPAddSub"):
@@ -237,8 +239,8 @@ def further(word, settings):
                  "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]
         if word in ("FPMultAdd", "FPMultSub"):
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
-        elif word == "FPMultAcc":
-            tests.pop(1)  # its population has no vectors by hand
+        elif word in DRAWN_ONLY:
+            tests.pop(1)  # their populations have no vectors by hand
         elif word in UNARY:
             tests.append("-testbench 20 -injectTestVector 1 -2.5")
         elif word in SELECTING:

@@ -42,7 +42,7 @@ class Circuit {
     lookUpSeed();
     const Signal product = b.state(plan.productBits());
     chooseFactors(product);
-    b.setNext(product, multiply());
+    b.setNext(product, multiply(factorA, b.slice(factorB, 0, plan.productB), plan.productBits()));
     const Unrounded aligned = registered(align(product));
     const auto scope = b.scope("result");
     const Signal rounded = registered(arithmetic::roundHeld(
@@ -213,15 +213,14 @@ class Circuit {
   }
 
   // A block's product for each pair of parts of the factors, a register, and their sum.
-  Signal multiply() {
+  Signal multiply(Signal a, Signal factor, int width) {
     const auto scope = b.scope("product");
-    const int width = plan.productBits();
     const int wide = std::max(options.dsp.width, 8), narrow = std::max(options.dsp.depth, 8);
     std::vector<graph::HeapTerm> terms;
-    for (int i = 0; i < plan.aBits; i += wide)
-      for (int j = 0; j < plan.bBits && i + j < width; j += narrow) {
-        const Signal part = b.multiply(b.slice(factorA, i, std::min(wide, plan.aBits - i)),
-                                       b.slice(factorB, j, std::min(narrow, plan.bBits - j)));
+    for (int i = 0; i < a.width; i += wide)
+      for (int j = 0; j < factor.width && i + j < width; j += narrow) {
+        const Signal part = b.multiply(b.slice(a, i, std::min(wide, a.width - i)),
+                                       b.slice(factor, j, std::min(narrow, factor.width - j)));
         const Signal kept = registered(part);
         terms.push_back({b.slice(kept, 0, std::min(kept.width, width - i - j)), i + j});
       }
@@ -262,7 +261,7 @@ class Circuit {
       const Signal nonZero = b.reduceOr(difference);
       return Check{b.bitAnd(nonZero, b.bitNot(b.topBit(difference))), nonZero};
     };
-    const Check reciprocalRoot = differs(b.slice(product, a - p, 2 * p + 4));
+    const Check reciprocalRoot = squareCheck(product);
     // Those with time to spare are looked at in two cycles.
     const Signal ofQuotient = b.slice(product, (a - p) + (f - p - 1), p + 1);
     const Check quotient =
@@ -280,6 +279,25 @@ class Circuit {
       return b.pick(op, std::array{reciprocalRoot.*part, root.*part, quotient.*part});
     };
     return {chosen(&Check::isAbove), chosen(&Check::isInexact)};
+  }
+
+  // The last of them, of which a product holds the lower part only.
+  Check squareCheck(Signal product) {
+    const int low = plan.aBits - p, cut = plan.productB, end = low + 2 * p + 4;
+    Signal top = b.slice(product, cut, end - cut), sum = top;
+    Signal rest = b.slice(product, low, cut - low);
+    if (plan.bBits > cut) {
+      const int upper = plan.bBits - cut;
+      const Signal further = registered(
+          multiply(factorA, b.slice(factorB, cut, upper), std::min(end - cut, plan.aBits + upper)));
+      const Signal addend = b.zeroExtend(further, top.width);
+      sum = b.add(top, addend);
+      // A sum is zero where each carry in, which is then the or below, meets its complement.
+      top = b.bitXor(b.bitXor(top, addend),
+                     b.slice(b.shiftedUp(b.bitOr(top, addend), 1), 0, top.width));
+    }
+    const Signal nonZero = b.bitOr(b.reduceOr(top), b.reduceOr(rest));
+    return {b.bitAnd(nonZero, b.bitNot(b.topBit(sum))), nonZero};
   }
 
   // The exponent of a magnitude in [2, 4), all of it known before the magnitude is; and how far it

@@ -115,8 +115,11 @@ std::optional<FoldedPlan> planFolded(int fractionBits, bool checked, const Price
       if (!isAccurate(plan)) continue;
       while (isAccurate(plan)) --plan.fraction;
       ++plan.fraction;
-      plan.bBits = plan.fraction + 1;
-      if (checked) plan.bBits = std::max(plan.bBits, 2 * p + 2);
+      plan.bBits = plan.productB = plan.fraction + 1;
+      if (checked) {
+        plan.bBits = std::max(plan.bBits, 2 * p + 2);
+        plan.productB = std::min(plan.bBits, ceilDivide(plan.fraction + 1, narrow) * narrow);
+      }
       for (const Source& source : checked ? kCandidates : kRounded)
         budgetOf(plan, source).assertKept(budgets);
       if (checked) arithmetic::stateRounding(budgets, /*toNearest=*/false);

@@ -53,10 +53,11 @@ struct FoldedPlan {
   bool checked = false;     // candidates are compared with the exact result: any rounding is exact
   arithmetic::NewtonSeed reciprocal{}, root{};
   int aBits = 0, fraction = 0;
-  // Of the register of factor B; wider than `fraction` + 1 where a square has to fit in.
-  int bBits = 0;
+  // Of the register of factor B, and how many of them the product is made of; what a square has
+  // above that is multiplied apart.
+  int bBits = 0, productB = 0;
 
-  int productBits() const { return aBits + fraction + 1; }
+  int productBits() const { return aBits + productB; }
 };
 
 // The plan with the fewest blocks, then the smallest tables; nothing where none is accurate enough.
