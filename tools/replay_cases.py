@@ -73,6 +73,7 @@ ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPC
 SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
 NO_VECTORS_BY_HAND = {"FPLdExp", "FPCompareFused", "FPInverse", "FPInverseOutFPLib"} | set(
     UNARY + ORDERING) - {"FPRint", "FPDim"}
+DRAWN_ONLY = ["FPMultAcc", "FPFoldedALUNR"]  # whose populations have random rows only
 COMPARISONS = ["-2", "-1", "0", "1", "2", "3"]
 EXPERT = ["1 0 0", "0 0 0", "1 1 0", "0 1 1", "1 0 1"]
 MULTI = ["2", "3", "7"]
@@ -139,6 +140,7 @@ def words():
         rows[word] = floating(COMPARISONS if word in ("FPCompare", "FPCompareU") else [""])
     rows["FPLdExp"] = floating(["8", "1", "16", "64"])
     rows["FPMultAcc"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "2 1"])
+    rows["FPFoldedALUNR"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "11 40"])
     rows["FPAcc"] = dict(floating(), parameters=[
         "8 23 -20 20 15", "8 23 -149 130 127", "5 10 -24 20 15", "11 52 -60 60 20",
         "4 3 -9 9 7", "2 1 -1 4 1", "8 23 -180 -100 -120"])
@@ -194,7 +196,7 @@ def exhaustive(word, settings):
     if word in FIXED_ROOTS:
         return dict(settings, parameters=FIXED_ROOTS[word][1],
                     tests=["-testbench 10 -exhaustiveTests"])
-    if not word.startswith("FP") or word == "FPMultAcc":
+    if not word.startswith("FP") or word in DRAWN_ONLY:
         return None
     if word == "FPAcc":
         return dict(settings, parameters=["4 3 -9 9 7", "2 1 -1 4 1", "3 2 -3 2 1"],
@@ -227,7 +229,7 @@ def special(word, settings):
     if not word.startswith("FP"):
         key = next(k for k in SMALL_WIDTHS if k in word)
         settings = dict(settings, parameters=SMALL_WIDTHS[key])
-    if word == "FPMultAcc":  # has random rows only
+    if word in DRAWN_ONLY:
         return None
     if word == "FPAddN":  # every special value meets every other
         settings = dict(settings, further=settings["further"][:2])
@@ -237,7 +239,7 @@ def special(word, settings):
 def sweeps(word, settings):
     if word in CONVERSIONS:
         return None
-    if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", "FPMultAcc",
+    if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", *DRAWN_ONLY,
                 "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", *UNARY, *ORDERING,
                 *SELECTING, *SELECTED, *FLOAT_ROOTS) \
             or not word.startswith("FP") or word.startswith("FPAddSub"):
@@ -262,6 +264,9 @@ def further(word, settings):
         elif word == "FPMultAcc":
             tests.pop(1)  # its population has no vectors by hand
         elif word in UNARY or word in FLOAT_ROOTS:
+        elif word in DRAWN_ONLY:
+            tests.pop(1)  # their populations have no vectors by hand
+        elif word in UNARY:
             tests.append("-testbench 20 -injectTestVector 1 -2.5")
         elif word in SELECTING:
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")

@@ -21,6 +21,7 @@
 #include "vectors/barrett_population.h"
 #include "vectors/directed_sweeps.h"
 #include "vectors/enable_population.h"
+#include "vectors/folded_population.h"
 #include "vectors/mac_population.h"
 #include "vectors/population_parts.h"
 #include "vectors/reference.h"
@@ -81,7 +82,6 @@ std::vector<Category> categoriesOf(const PortSpecList& inPorts, const TestingOpt
 // A reason why no vectors can be made, found before any file is.
 std::optional<std::string> refusal(const PortSpecList& inPorts, const PortSpecList& outPorts,
                                    const TestingOptions& options) {
-  if (options.componentType == FPFOLDEDALU) return "FPFoldedALU: no vectors for it yet";
   if (options.injectTestVector) {
     if (auto reason = injectionRefused(inPorts, options)) return reason;
   }
@@ -178,6 +178,8 @@ int populateStmFilesFP(CFuncUnitFunctionInterface* unit, const std::string& base
   switch (options.componentType) {
     case FPMULTACC:
       return populateStmFiles_FPMultAcc(unit, baseName, inPorts, outPorts, latency, options);
+    case FPFOLDEDALU:
+      return populateStmFiles_FPFoldedALU(unit, baseName, inPorts, outPorts, latency, options);
     case MODULAR_MULT_BARRETT:
       return populateStmFiles_ModularMultBarrett(unit, baseName, inPorts, outPorts, latency,
                                                  options);

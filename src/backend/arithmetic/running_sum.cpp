@@ -32,8 +32,8 @@ Signal roundHeld(Builder& b, const Unrounded& sum, const FloatFormat& format, Ro
   const Signal exponent = b.signExtend(x.exponent, width);
   const Signal rounded =
       b.addCarry(b.concat({b.slice(exponent, 0, wE), fraction}), b.zeros(wE + wF), raise);
-  // Exponents are judged before the rounding, and whether it carries out of the fraction.
-  const Signal carries = b.bitXor(b.bitOf(rounded, wF), b.bitOf(exponent, 0));
+  // Exponents are judged before the rounding, and whether it carries out of the fraction beside it.
+  const Signal carries = b.reduceAnd(b.concat({fraction, raise}));
   const auto isAt = [&](long value) { return b.equal(exponent, b.literal(value, width)); };
   const long highest = format.maxExponent();
   const Signal overflow =
@@ -46,7 +46,8 @@ Signal roundHeld(Builder& b, const Unrounded& sum, const FloatFormat& format, Ro
     const Signal raised = b.bitOr(hidden, carries);
     roundedExponent = b.select(hidden, roundedExponent, b.literal(format.minExponent(), wE));
     significand = b.concat({raised, significand});
-    nonZero = b.bitAnd(nonZero, b.reduceOr(significand));
+    // Told before the rounding, which never carries out of all bits.
+    nonZero = b.bitAnd(nonZero, b.reduceOr(b.concat({hidden, fraction, raise})));
   } else {
     const Signal stays = b.bitOr(b.lessSigned(b.literal(format.minExponent() - 1, width), exponent),
                                  b.bitAnd(isAt(format.minExponent() - 1), carries));

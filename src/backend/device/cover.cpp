@@ -38,7 +38,16 @@ class Coverer {
         fans(fanOuts(graph)),
         cuts(graph.size()),
         arrival(graph.size()),
-        flow(graph.size()) {}
+        flow(graph.size()) {
+    for (const graph::State& state : graph.states()) {
+      const Node& next = graph.node(state.next);
+      if (next.op != Op::kSelect || fans[state.next.index] != 1) continue;
+      const auto choices = graph.operands(next).subspan(1);
+      if (std::ranges::find(choices, state.node) != choices.end())
+        enables.push_back(state.next.index);
+    }
+    std::ranges::sort(enables);
+  }
 
   void run() {
     for (std::uint32_t i = 0; i < graph.size(); ++i) visit({i});
@@ -115,7 +124,16 @@ class Coverer {
     }
   }
 
+  // True for a state's next value or itself, which its register's enable chooses.
+  bool isEnable(NodeId id) const { return std::ranges::binary_search(enables, id.index); }
+
   void makeCuts(NodeId id) {
+    if (isEnable(id)) {
+      Cut none;
+      none.arrival = arrival[id.index];
+      cuts[id.index].push_back(none);
+      return;
+    }
     switch (graph.node(id).op) {
       case Op::kAnd:
       case Op::kOr:
@@ -409,6 +427,7 @@ class Coverer {
   std::vector<std::vector<Cut>> cuts;  // of logic, best first
   std::vector<int> arrival;            // in ps, without registers
   std::vector<double> flow;            // tables, shared among readers
+  std::vector<std::uint32_t> enables;  // nodes that isEnable(), in order
 };
 
 }  // namespace

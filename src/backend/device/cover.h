@@ -21,7 +21,8 @@ namespace device {
 // Cuts are found as for look-up tables (Cong and Ding, IEEE Trans. CAD 1994; priority cuts:
 // Mishchenko et al., ICCAD 2007): earliest arrival without registers first, then fewest tables,
 // where one bit stands for all bits of a word. Nothing is computed twice: what two clusters read is
-// a root. Linear in nodes and operands.
+// a root. What chooses between a state and its next value is that register's enable and takes
+// nothing. Linear in nodes and operands.
 class Cover {
  public:
   // No cluster is made that alone takes longer than `period`. Loops are not crossed: a cluster is

@@ -29,6 +29,7 @@
 #include "backend/functions/int_multifunction.h"
 #include "backend/functions/sequencers/float_acc.h"
 #include "backend/functions/sequencers/float_mult_acc.h"
+#include "backend/functions/sequencers/folded_alu.h"
 #include "backend/functions/unit.h"
 
 namespace functions {
@@ -42,6 +43,7 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatMultAddUnits,
     floatMultAccUnits,
     floatAccUnits,
+    foldedAluUnits,
     floatAbsUnits,
     floatFlagUnits,
     floatDivUnits,

@@ -172,13 +172,16 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
     buildHardFloat(asked);
     return;
   }
-  const bool combinational = settings.getOptionValue(synthOption::forceCombinational) != 0;
+  const bool isSequence = topUnit->row().protocol == functions::Protocol::kSequence;
+  const bool combinational =
+      isSequence || settings.getOptionValue(synthOption::forceCombinational) != 0;
   mapped = mapping::mapGraph(built, device, mappingOptions(combinational));
   log(graphText("mapped", mapped));
 
   wanted.period = device.period();
   wanted.megahertz = device.megahertz();
   wanted.strategy = strategyOf(schedulerMethod, combinational);
+  wanted.statesOnly = isSequence;
   wanted.registerInputs = (wrapper & kWrapperIn) != 0;
   wanted.registerOutputs = (wrapper & kWrapperOut) != 0;
   wanted.latency = constrainedLatency(topUnit->row().minimumLatency);
@@ -246,6 +249,7 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   request = requestFor(*topUnit);
   if (const auto reason = topUnit->row().refuses(request))
     util::exitWith({topUnit->word + ": " + *reason});
+  if (const auto reason = sequenceRefused()) util::exitWith({topUnit->word + ": " + *reason});
   hardFloat = hardFloatFor(topUnit->row(), request, settings, *settings.device);
   if (hardFloat)
     for (functions::Accuracy& accuracy : request.accuracy)
@@ -290,6 +294,14 @@ void CSynthSingleEntity::writeLog() const {
 
 bool CSynthSingleEntity::keepsState() const {
   return topUnit->row().protocol == functions::Protocol::kAccumulate;
+}
+
+// A reason why a unit with cycles of its own cannot stand in this entity.
+std::optional<std::string> CSynthSingleEntity::sequenceRefused() const {
+  if (topUnit->row().protocol != functions::Protocol::kSequence) return std::nullopt;
+  if (wrapper != 0) return "its cycles are fixed, so that no wrapper can add any";
+  if (constrainedLatency(0).value_or(0) != 0) return "its cycles are fixed by the opcode";
+  return std::nullopt;
 }
 
 bool CSynthSingleEntity::splitsOutputs() const {

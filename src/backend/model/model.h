@@ -107,6 +107,7 @@ class CSynthSingleEntity : public CSynth {
   void writeRecord() const;
   bool splitsOutputs() const;
   bool keepsState() const;
+  std::optional<std::string> sequenceRefused() const;
   std::optional<int> constrainedLatency(int shortest) const;
   std::vector<int> outputLatencies() const;
   long registerBits() const;  // outside DSP and hard blocks

@@ -58,6 +58,7 @@ struct IndivisibleStep {
   int stage = 0;
   std::vector<NodeId> nodes{};
   bool isLoop = false;
+  bool isEnd = false;  // the node is what ends it
 };
 
 IndivisibleStep slowestStep(const StageModel& model) {
@@ -99,7 +100,7 @@ std::string nameOf(const Graph& graph, const IndivisibleStep& step) {
   for (std::size_t i = 0; i < std::min(step.nodes.size(), kNamed); ++i)
     names += (i == 0 ? "" : ", ") + stepName(graph, step.nodes[i]);
   if (step.nodes.size() > kNamed) names += fmt::format(" and {} more", step.nodes.size() - kNamed);
-  return (step.isLoop ? "the loop of " : "") + names;
+  return (step.isLoop ? "the loop of " : step.isEnd ? "the step that ends with " : "") + names;
 }
 
 double askedClock(const ScheduleOptions& options) {
@@ -141,6 +142,7 @@ device::Picoseconds coverPeriod(const ScheduleOptions& options) {
 util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& device,
                                       const ScheduleOptions& options) {
   const bool cuts = options.strategy != Strategy::kCombinational;
+  LOAM_ASSERT(!options.statesOnly || !cuts, "no register where states are the only ones");
   Scheduled result;
   result.period = options.period;
   std::optional<StageModel> made(std::in_place, graph, device, coverPeriod(options));
@@ -184,6 +186,10 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   for (const auto& [node, arrival] : stages.path)
     result.longestPath.push_back({stepName(graph, node), arrival});
   if (!cuts) result.period = std::max(result.period, result.longestStage);
+  if (options.statesOnly && result.longestStage > options.period)
+    result.warning = tooFast(
+        graph, {.stage = result.longestStage.value, .nodes = {stages.lastNode}, .isEnd = true},
+        options);
   return result;
 }
 

@@ -40,6 +40,9 @@ struct ScheduleOptions {
   std::optional<int> latency = {};
   bool registerInputs = false;   // a register in front of every input
   bool registerOutputs = false;  // and behind every output
+  // No registers but the states: one stage, as for a combinational unit, which lowers the clock
+  // with a warning where it is too long.
+  bool statesOnly = false;
   // Output ports of one group show their results in the same cycle, each group as early as it can;
   // a number for each port, or none at all for one group.
   std::vector<int> outputGroups{};
