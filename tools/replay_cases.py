@@ -117,7 +117,8 @@ FIXED_ROOTS = {
                       ["6 3 1 4", "9 5 0 2", "10 0 1 9"]),
     "FXPFuncExpert": (["24 12 0 12 0 0 0", "16 8 0 8 0 0 1", "20 10 0 10 0 0 2"],
                       ["6 3 1 4 0 0 0", "9 5 0 2 0 0 1", "9 5 0 2 0 0 2"])}
-FLOAT_ROOTS = ["FPSqrt", "FPInverse", "FPInverseOutFPLib", "FPRecipSqrt"]
+FUNCTIONS = ["FPSqrt", "FPSqrtLogic", "FPInverse", "FPInverseOutFPLib", "FPRecipSqrt", "FPExp",
+             "FPExp2", "FPSinPiX", "FPSinX"]
 
 
 def words():
@@ -166,8 +167,11 @@ def words():
             "-setLUTMULTRatio 5000"])
     for word, (parameters, _) in FIXED_ROOTS.items():
         rows[word] = dict(integer(widths=parameters), rounding=["", "-correctRounding", "-error 3"])
-    for word in FLOAT_ROOTS:
+    for word in FUNCTIONS:
         rows[word] = floating()
+    rows["FPDiv"] = floating(["0", "1"])
+    rows["FXPSinPi"] = dict(integer(widths=["16 13 1 14 7", "24 20 1 22 9", "8 4 0 6 5", "4 2 1 3 7"]),
+                            rounding=["", "-correctRounding", "-error 3"])
     rows["IntCtPop"] = integer(["0", "1"])
     rows["RightShiftNoSticky"] = integer(widths=[
         "1 1 0", "2 1 1", "8 4 1", "8 8 0", "33 31 1", "64 64 0", "64 20 1", "200 200 1"])
@@ -241,7 +245,7 @@ def sweeps(word, settings):
         return None
     if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", *DRAWN_ONLY,
                 "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", *UNARY, *ORDERING,
-                *SELECTING, *SELECTED, *FLOAT_ROOTS) \
+                *SELECTING, *SELECTED, *FUNCTIONS) \
             or not word.startswith("FP") or word.startswith("FPAddSub"):
         return None
     tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
@@ -261,12 +265,9 @@ def further(word, settings):
                  "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]
         if word in ("FPMultAdd", "FPMultSub"):
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
-        elif word == "FPMultAcc":
-            tests.pop(1)  # its population has no vectors by hand
-        elif word in UNARY or word in FLOAT_ROOTS:
         elif word in DRAWN_ONLY:
             tests.pop(1)  # their populations have no vectors by hand
-        elif word in UNARY:
+        elif word in UNARY or word in FUNCTIONS:
             tests.append("-testbench 20 -injectTestVector 1 -2.5")
         elif word in SELECTING:
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")
