@@ -287,7 +287,8 @@ DigitResult quotientByDigits(Builder& b, Signal x, Signal y, int digits) {
 // are the outermost until they have caught up, so that what is left at the end exceeds 2/3 y by no
 // more than the sum.
 RowPlan truncatedQuotientPlan(int digits, int width, double units) {
-  LOAM_ASSERT(units <= 1, "residuals of width + 1 bits");
+  // A quarter of the error is in the last residual, |w| < (2/3 + 1/3) y, of width + 1 bits.
+  LOAM_ASSERT(3 * units <= 4, "residuals of width + 1 bits");
   for (int exact = 1; exact < digits; ++exact) {
     const int scale = width - 1 - 2 * (digits - exact + 1);
     const MPZ rows(digits - exact);
@@ -296,6 +297,14 @@ RowPlan truncatedQuotientPlan(int digits, int width, double units) {
       return {digits, exact, error, std::max(0, scale)};
   }
   return {digits, digits, 0, 0};
+}
+
+double priceOfQuotient(int width, const RowPlan& plan) {
+  constexpr double kChoice = 5;  // of a digit
+  double price = kChoice * (plan.digits + 1) + 2 * (plan.digits + 1);
+  for (int j = 0; j < plan.digits; ++j)
+    price += std::max(0, width + 1 - 2 * std::max(0, j - plan.exactRows + 1));
+  return plan.isExact() ? price + 2 * (width + 1) : price;
 }
 
 Signal nearQuotient(Builder& b, Signal x, Signal y, const RowPlan& plan, bool up) {
