@@ -27,11 +27,11 @@ using Places = std::function<Signal(int low, int width)>;
 // x, complemented where `inverts`, as an addend. Where the other addend of a chain, which has no
 // logic in front of it, is a join, synthesis makes this one beside the chain instead of in it,
 // unless it is a join of more parts.
-Signal addendOf(Builder& b, int width, const Places& x, Signal inverts, bool besideJoin) {
+Signal addendOf(Builder& b, int width, const Places& x, Signal inverts) {
   const auto part = [&](int low, int places) {
     return b.name(b.bitXor(x(low, places), b.replicate(inverts, places)), "addend");
   };
-  const int single = besideJoin ? std::min(3, width - 1) : 0;
+  const int single = std::min(3, width - 1);
   std::vector<Signal> parts{part(single, width - single)};
   for (int i = single; i-- > 0;) parts.push_back(part(i, 1));
   return b.concat(parts);
@@ -41,7 +41,7 @@ Signal addendOf(Builder& b, int width, const Places& x, Signal inverts, bool bes
 Signal addOrSubtract(Builder& b, Signal a, int zeros, const Places& x, int width,
                      Signal subtractIf) {
   const Signal from = b.shiftedUp(b.slice(a, 0, width - zeros), zeros);
-  return b.addCarry(from, addendOf(b, width, x, subtractIf, zeros > 0), subtractIf);
+  return b.addCarry(from, addendOf(b, width, x, subtractIf), subtractIf);
 }
 
 bool isBelow(const MPZ& error, int scale, double units) {
@@ -122,7 +122,7 @@ DigitResult rootByDigits(Builder& b, Signal radicand, const RowPlan& plan) {
     const int width = (isExact ? j + 1 : j + 2) - dropped;
     const Signal whole = b.concat({b.ones(2), signs});
     const auto places = [&](int low, int count) { return b.slice(whole, dropped + low, count); };
-    const Signal addend = addendOf(b, width, places, negative, true);
+    const Signal addend = addendOf(b, width, places, negative);
     const Signal from = b.slice(b.signExtend(residual, std::max(residual.width, width)), 0, width);
     if (isExact) {
       const Signal pair = bitsFrom(b, radicand, fraction - 2 * j, 2);
@@ -287,7 +287,8 @@ DigitResult quotientByDigits(Builder& b, Signal x, Signal y, int digits) {
 // are the outermost until they have caught up, so that what is left at the end exceeds 2/3 y by no
 // more than the sum.
 RowPlan truncatedQuotientPlan(int digits, int width, double units) {
-  LOAM_ASSERT(units <= 1, "residuals of width + 1 bits");
+  // A quarter of the error is in the last residual, |w| < (2/3 + 1/3) y, of width + 1 bits.
+  LOAM_ASSERT(3 * units <= 4, "residuals of width + 1 bits");
   for (int exact = 1; exact < digits; ++exact) {
     const int scale = width - 1 - 2 * (digits - exact + 1);
     const MPZ rows(digits - exact);
@@ -296,6 +297,14 @@ RowPlan truncatedQuotientPlan(int digits, int width, double units) {
       return {digits, exact, error, std::max(0, scale)};
   }
   return {digits, digits, 0, 0};
+}
+
+double priceOfQuotient(int width, const RowPlan& plan) {
+  constexpr double kChoice = 5;  // of a digit
+  double price = kChoice * (plan.digits + 1) + 2 * (plan.digits + 1);
+  for (int j = 0; j < plan.digits; ++j)
+    price += std::max(0, width + 1 - 2 * std::max(0, j - plan.exactRows + 1));
+  return plan.isExact() ? price + 2 * (width + 1) : price;
 }
 
 Signal nearQuotient(Builder& b, Signal x, Signal y, const RowPlan& plan, bool up) {

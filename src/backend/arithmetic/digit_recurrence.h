@@ -48,10 +48,14 @@ RowPlan truncatedRootPlan(int fractionBits, int radicandFraction, double units);
 // bits of 4 w and three of y.
 DigitResult quotientByDigits(Builder& b, Signal x, Signal y, int digits);
 
-// x / y + e, |e| < (2/3 + plan.error) 2^-(2 plan.digits), with 2 plan.digits bits of fraction and two
-// before them. `up` adds one unit of the last place.
+// The tables that quotientByDigits() and nearQuotient() take, about.
+double priceOfQuotient(int width, const RowPlan& plan);
+
+// x / y + e, |e| < (2/3 + plan.error) 2^-(2 plan.digits), with 2 plan.digits bits of fraction and
+// two before them. `up` adds one unit of the last place.
 Signal nearQuotient(Builder& b, Signal x, Signal y, const RowPlan& plan, bool up);
-// The plan with the fewest bits of rows whose error is at most `units` of the last place.
+// The plan with the fewest bits of rows whose error is below `units`, at most 4/3, of the last
+// place.
 RowPlan truncatedQuotientPlan(int digits, int width, double units);
 
 }  // namespace arithmetic

@@ -6,6 +6,7 @@
 
 #include "backend/arithmetic/digit_recurrence.h"
 #include "backend/arithmetic/float_multiplier.h"
+#include "backend/arithmetic/reciprocal_divider.h"
 #include "backend/functions/float_unit.h"
 #include "backend/functions/real_function.h"
 
@@ -31,56 +32,110 @@ struct Significand {
   Signal sticky;
 };
 
+// What a result needs of the division.
+struct Division {
+  Signal x, y;
+  bool gradual;      // a result may be shifted and cut off once more
+  bool needsSticky;  // to be rounded it takes more than the bit behind its last place
+};
+
 // Bits of the quotient's fraction that a result below 1 needs: its own and one more.
-int neededBits(int fractionBits) { return fractionBits + 1; }
+int neededBits(const Division& division) { return division.x.width; }
 
 // As above 2/3, in 2^-16.
 constexpr int kTwoThirds = 43691, kThirdScale = 16;
 
 // A faithful quotient: with g bits more than a result below 1 has, the recurrence errs by 2/3 of
-// the last one at the end and by what rows drop, and cutting off those g bits by 1 - 2^-g.
-Significand faithfulDigits(Builder& b, const Request& request, Signal x, Signal y, bool gradual) {
+// the last one at the end and by what rows drop, and cutting off those g bits by 1 - 2^-g. Cut off
+// as a subnormal once more it must not be below the quotient, but may be up to an ulp above: it is
+// then raised by a unit, of at least one bit more.
+RowPlan faithfulPlan(const Request& request, const Division& division) {
   const double ulps = ulpsOf(request, 0);
-  const int needed = neededBits(x.width - 1);
-  // Cut off as a subnormal a result must not be below the quotient, but may be up to an ulp above:
-  // a unit more, of at least two bits more.
-  const int least =
-      gradual ? needed + 1 : needed - static_cast<int>(std::log2(std::min(ulps, 1e6)));
-  const int digits = std::max(1, (least + 1) / 2);
-  const int spare = 2 * digits - needed;
-  const double scale = std::ldexp(1.0, spare);
-  const double third = 1 - std::ldexp(kTwoThirds, -kThirdScale);
-  const double room = gradual      ? third
-                      : spare >= 0 ? (ulps - 1) * scale + third
-                                   : ulps * scale - 1 + third;
-  const RowPlan plan =
-      arithmetic::truncatedQuotientPlan(digits, x.width, std::clamp(room, 0.0, 1.0));
+  const int needed = neededBits(division);
+  const int coarser = static_cast<int>(std::log2(std::min(ulps, 1e6)));
+  const int least = division.gradual ? needed + 1 : needed - coarser;
+  const int digits = std::max(1, (least + 1) / 2), spare = 2 * digits - needed;
+  const double unit = std::ldexp(1.0, -spare);  // of a digit's last bit, in ulps
+  const double twoThirds = std::ldexp(kTwoThirds, -kThirdScale);
+  const double cut = spare > 0 ? 1 - unit : 0;
+  const double room = division.gradual ? 1 - twoThirds : (ulps - cut) / unit - twoThirds;
+  return arithmetic::truncatedQuotientPlan(digits, division.x.width, std::clamp(room, 0.0, 1.33));
+}
 
-  arithmetic::ErrorBudget budget(ulps);
-  const int up = std::max(0, -spare), down = std::max(0, spare);
-  budget.add("last digit", MPZ(kTwoThirds) << static_cast<unsigned long>(up), kThirdScale + down);
-  budget.add("rows' low places", plan.error << static_cast<unsigned long>(up),
-             plan.errorScale + down);
-  if (gradual) {
+Significand faithfulDigits(Builder& b, const Request& request, const Division& division,
+                           const RowPlan& plan) {
+  const int spare = 2 * plan.digits - neededBits(division);
+  const int down = std::max(0, spare);
+  const auto up = static_cast<unsigned long>(std::max(0, -spare));
+  arithmetic::ErrorBudget budget(ulpsOf(request, 0));
+  budget.add("last digit", MPZ(kTwoThirds) << up, kThirdScale + down);
+  budget.add("rows' low places", plan.error << up, plan.errorScale + down);
+  if (division.gradual) {
     budget.add("raised by a unit", 1, down);
   } else if (spare > 0) {
     budget.add("cut off", MPZ::allOnes(static_cast<unsigned long>(spare)), spare);
   }
   budget.assertKept(request.budgets);
   // A sum of few digits may be 2, which no quotient is: then the greatest one is nearer.
-  const Signal near = arithmetic::nearQuotient(b, x, y, plan, gradual);
+  const Signal near = arithmetic::nearQuotient(b, division.x, division.y, plan, division.gradual);
   const Signal low = b.slice(near, 0, near.width - 1);
   if (spare >= 0) return {low, b.bit(false)};
   const Signal padded = b.shiftedUp(low, -spare), isTwo = b.topBit(near);
   return {b.bitOr(padded, b.replicate(isTwo, padded.width)), b.bit(false)};
 }
 
-// 2 k + 1 bits of fraction, one more than a result below 1 has.
-Significand exactDigits(Builder& b, const Request& request, Signal x, Signal y,
-                        const arithmetic::RoundingRule& rounding, bool gradual) {
-  arithmetic::stateRounding(request.budgets, rounding.isNearest());
-  const auto result = arithmetic::quotientByDigits(b, x, y, (neededBits(x.width - 1) + 1) / 2);
-  return {result.bits, rounding.isNearest() && !gradual ? b.bit(true) : result.inexact};
+// Rows of digits, or an approximate reciprocal in blocks where the device has them to spare.
+Significand faithfulQuotient(Builder& b, const Request& request, const Division& division,
+                             bool newton) {
+  const double ulps = ulpsOf(request, 0);
+  const auto prices = evaluationPrices(request.prices);
+  const arithmetic::QuotientGoal goal{neededBits(division), ulps >= 2 ? 2 : 1, false};
+  const RowPlan rows = faithfulPlan(request, division);
+  const double price = arithmetic::priceOfQuotient(division.x.width, rows);
+  const auto plan =
+      newton ? std::nullopt : arithmetic::planReciprocal(division.x.width, goal, prices, price);
+  if (!newton && !plan) return faithfulDigits(b, request, division, rows);
+  arithmetic::ErrorBudget below(ulps, "below");
+  below.add("cut off", 1);
+  below.assertKept(request.budgets);
+  const auto near = newton
+                        ? arithmetic::quotientByNewton(b, division.x, division.y, goal, prices)
+                        : arithmetic::quotientByReciprocal(b, division.x, division.y, *plan, goal);
+  near.budget.assertKept(request.budgets);
+  return {near.bits, b.bit(false)};
+}
+
+// At least one bit of fraction more than a result below 1 has, and whether there is more.
+Significand exactQuotient(Builder& b, const Request& request, const Division& division,
+                          bool newton) {
+  const int width = division.x.width, digits = (neededBits(division) + 1) / 2;
+  const auto prices = evaluationPrices(request.prices);
+  const arithmetic::QuotientGoal goal{neededBits(division) + 1, 1, true};
+  const double rows = arithmetic::priceOfQuotient(width, {digits, digits, 0, 0});
+  const auto plan = newton
+                        ? std::nullopt
+                        : arithmetic::planReciprocal(
+                              width, goal, prices, rows - arithmetic::priceOfCheck(width, prices));
+  const auto stickyOf = [&](Signal inexact) {
+    return division.needsSticky ? inexact : b.bit(true);
+  };
+  if (!newton && !plan) {
+    const auto result = arithmetic::quotientByDigits(b, division.x, division.y, digits);
+    return {result.bits, stickyOf(result.inexact)};
+  }
+  const auto near = newton
+                        ? arithmetic::quotientByNewton(b, division.x, division.y, goal, prices)
+                        : arithmetic::quotientByReciprocal(b, division.x, division.y, *plan, goal);
+  near.budget.assertKept(request.budgets);
+  const auto result = arithmetic::checkedQuotient(b, near.bits, division.y);
+  return {result.bits, stickyOf(result.inexact)};
+}
+
+// The version with Newton-Raphson steps is for one format.
+bool takesNewton(const Request& request) {
+  constexpr std::size_t kVersion = 3;  // place in the variant
+  const kiln::FloatingPoint& format = inputFloat(request.signature, 0);
+  return request.signature.variant[kVersion] == 1 && format.exp == 11 && format.frac == 52;
 }
 
 // A quotient of significands of p bits that ends has p bits at most, since the odd part of the
@@ -102,9 +157,14 @@ std::vector<Signal> decomposeDiv(Builder& b, const Request& request,
       gradual ? arithmetic::signedWidth(-(2L << wE) - 2 * wF, (2L << wE) + 2 * wF) : wE + 2;
   const Unpacked x = arithmetic::normalised(b, arithmetic::unpack(b, inputs[0], in, zeros), width);
   const Unpacked y = arithmetic::normalised(b, arithmetic::unpack(b, inputs[1], in, zeros), width);
-  const Significand q =
-      faithful ? faithfulDigits(b, request, x.significand, y.significand, gradual)
-               : exactDigits(b, request, x.significand, y.significand, rounding, gradual);
+  const Division division{.x = x.significand,
+                          .y = y.significand,
+                          .gradual = gradual,
+                          .needsSticky = gradual || !rounding.isNearest()};
+  if (!faithful) arithmetic::stateRounding(request.budgets, rounding.isNearest());
+  const bool newton = takesNewton(request);
+  const Significand q = faithful ? faithfulQuotient(b, request, division, newton)
+                                 : exactQuotient(b, request, division, newton);
   if (faithful) rounding = {.mode = RoundMode::kTowardZero};
 
   // The complement of a regular exponent is 2^wE - 1 less it: a sum that is not negative.

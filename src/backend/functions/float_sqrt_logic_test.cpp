@@ -12,32 +12,83 @@ int squareRoot(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
   return mpfr_sqrt(r, in[0].get(), direction);
 }
 
-// The root has no ties.
-std::vector<Config> roots(const Ports& ports, bool subnormals) {
+// A root has no ties.
+std::vector<Config> roots(const kiln::FloatingPoint& format, bool subnormals) {
+  const Ports ports{"same", {format}, {format}};
   std::vector<Config> configs;
-  for (const Precision& precision : kPrecisions) {
-    if (precision.tiesAway || precision.degrade) continue;
+  const auto add = [&](const Precision& precision) {
     configs.push_back(configOf("DMFloatSqrt", ports, precision, 0, 0, subnormals, {squareRoot}));
-    configs.back().request.signature.variant = {
-        {ports.in[0].as_floating_point()->exp, ports.in[0].as_floating_point()->frac, 0, 0, 1}};
-  }
-  for (const double ulps : {1.0, 5.0}) {
-    configs.push_back(configs.front());
-    configs.back().label += fmt::format(", {} ulps", ulps);
-    configs.back().request.accuracy = {{Accuracy::kWithin, ulps}};
-  }
+    configs.back().label += fmt::format(" {}", precision.accuracy.ulps);
+    configs.back().request.signature.variant.numbers = {0, 0, 0, 0, 1};
+  };
+  for (const Precision& precision : kPrecisions)
+    if (!precision.tiesAway && !precision.degrade) add(precision);
+  for (const double ulps : {1.0, 5.0})
+    add({"faithful", RoundMode::kNearestEven, {Accuracy::kWithin, ulps}});
   return configs;
 }
 
+void checkAllPatterns(const kiln::FloatingPoint& format, bool subnormals) {
+  Bench bench(roots(format, subnormals));
+  checkAll(bench, {format});
+}
+
+// Those with more fraction bits than exponents have roots below the lowest regular number.
 TEST(FloatSqrtLogic, AllPatternsOfSmallFormats) {
-  for (const auto& [wE, wF] :
-       {std::pair{2, 1}, {2, 6}, {3, 2}, {2, 3}, {4, 3}, {3, 4}, {5, 4}, {4, 7}, {3, 8}})
+  for (const auto& [wE, wF] : {std::pair{2, 1}, {2, 2}, {2, 6}, {3, 2}, {2, 3}, {4, 3}, {3, 8}})
     for (const auto& format : {ieee(wE, wF), fpLib(wE, wF)})
-      for (const bool subnormals : {false, true}) {
-        const Ports ports{"small", {format}, {format}};
-        Bench bench(roots(ports, subnormals));
-        checkAll(bench, ports.in);
+      for (const bool subnormals : {false, true}) checkAllPatterns(format, subnormals);
+}
+
+TEST(FloatSqrtLogic, DISABLED_AllPatternsOfSixteenBits) {
+  for (const auto& format : {ieee(5, 10), ieee(8, 7)})
+    for (const bool subnormals : {false, true}) checkAllPatterns(format, subnormals);
+}
+
+// Squares of numbers of as many bits and of those half way between them, and their neighbours.
+TEST(FloatSqrtLogic, DrawnAndHardNumbersOfLargeFormats) {
+  unsigned seed = 1;
+  for (const auto& [format, count] : {std::pair{ieee(5, 10), 1000},
+                                      {ieee(6, 9), 500},
+                                      {ieee(8, 23), 2000},
+                                      {fpLib(8, 23), 500},
+                                      {ieee(9, 30), 500},
+                                      {ieee(11, 52), 1000},
+                                      {ieee(15, 64), 300},
+                                      {ieee(2, 112), 100}})
+    for (const bool subnormals : {false, true}) {
+      Bench bench(roots(format, subnormals));
+      checkDrawn(bench, {format}, count / 2, seed);
+      Draws draws(seed++);
+      const int wF = format.frac;
+      const MPZ kind = format.is_fp_lib ? MPZ::powerOfTwo(format.exp + wF + 1) : MPZ(0);
+      for (int i = 0; i < count / 2; ++i) {
+        const MPZ root = MPZ::powerOfTwo(wF + 1) + draws.bits(wF + 1);
+        const int bits = 1 + draws.below(wF);  // an exact root now and then
+        const MPZ few = draws.below(4) == 0 ? (root >> bits) << bits : root;
+        const MPZ square = few * few;
+        const auto excess =
+            static_cast<unsigned long>(square.bitLength()) - static_cast<unsigned long>(wF + 1);
+        const MPZ x = (square >> excess) + MPZ(draws.below(3) - 1);
+        const MPZ odd(excess % 2 == 1 ? 0 : 1);
+        const MPZ exponent = MPZ::powerOfTwo(format.exp - 1) - MPZ(2) + odd;
+        if (!bench.check({kind + (exponent << wF) + x.lowBits(wF)})) break;
       }
+    }
+}
+
+TEST(FloatSqrtLogic, BoundsBuyArea) {
+  const auto bitsOf = [](int which) {
+    graph::Graph circuit;
+    graph::Builder b(circuit);
+    const Config config = roots(ieee(8, 23), false)[static_cast<std::size_t>(which)];
+    b.output("q", decomposeSqrtLogic(b, config.request, std::vector{b.input("a", 32)})[0]);
+    return logicBits(circuit);
+  };
+  constexpr int kNearest = 0, kTwoUlps = 4, kFaithful = 5, kFiveUlps = 6;
+  EXPECT_LT(bitsOf(kFaithful), bitsOf(kNearest) * 9 / 10);
+  EXPECT_LT(bitsOf(kTwoUlps), bitsOf(kFaithful));
+  EXPECT_LT(bitsOf(kFiveUlps), bitsOf(kTwoUlps));
 }
 
 }  // namespace
