@@ -4,6 +4,7 @@
 
 #include "backend/functions/fixed_const_mult.h"
 #include "backend/functions/fixed_mult.h"
+#include "backend/functions/fixed_sine.h"
 #include "backend/functions/fixed_to_fp.h"
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
@@ -56,6 +57,7 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatExponentialUnits,
     fixedConstMultUnits,
     fixedMultUnits,
+    fixedSineUnits,
 };
 
 }  // namespace
