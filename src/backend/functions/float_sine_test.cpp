@@ -111,7 +111,6 @@ TEST(FloatSine, RefusesWhatItCannotBuild) {
   EXPECT_EQ(refusal("DMFloatSinX", 8, 23, 0), "");
   EXPECT_EQ(refusal("DMFloatSinX", 8, 23, 1), "a sine without range reduction is not built");
   EXPECT_EQ(refusal("DMFloatSinX", 16, 23, 0), "wE 16 is out of range 2 to 15");
-  EXPECT_EQ(refusal("DMFloatSinPiX", 15, 64, 0), "");
 }
 
 }  // namespace
