@@ -17,6 +17,8 @@ constexpr double kSmallAngle = 5.17;  // above pi^3 / 6
 constexpr double kHalfPi = 1.5708;    // above pi / 2, the greatest slope of P by m's fraction
 constexpr int kMostZeroBits = 6;
 constexpr int kMostDegree = 8, kMostRowBits = 13;
+// Wider results than these many bits a degree need no higher one.
+constexpr int kLeastBitsOfDegree = 8;
 // Terms of a budget are rounded up to multiples of 2^-40.
 constexpr int kTermBits = 40;
 
@@ -43,13 +45,14 @@ util::Result<PlannedSine> planSine(const SineRequest& r) {
     const double left =
         r.promise - planned.smallAngles - planned.angles - std::ldexp(1.0, 2 - kTermBits);
     if (left < 0.5 + 0x1p-4) continue;
-    planned.request = {.function = sineText(zeroBits, r),
-                       .argument = {zeroBits + r.angleBits, -r.angleBits},
-                       .resultLsb = r.resultLsb,
-                       .promise = left,
-                       .prices = r.prices,
-                       .mostDegree = kMostDegree,
-                       .mostRowBits = kMostRowBits};
+    planned.request = {
+        .function = sineText(zeroBits, r),
+        .argument = {zeroBits + r.angleBits, -r.angleBits},
+        .resultLsb = r.resultLsb,
+        .promise = left,
+        .prices = r.prices,
+        .mostDegree = std::clamp(-r.resultLsb / kLeastBitsOfDegree + 1, 2, kMostDegree),
+        .mostRowBits = kMostRowBits};
     auto plan = planFunction(planned.request);
     if (!plan) {
       if (!best) best = plan.failure();
@@ -58,7 +61,7 @@ util::Result<PlannedSine> planSine(const SineRequest& r) {
     planned.plan = std::move(*plan);
     if (!best || planned.plan.price < best->plan.price) best = std::move(planned);
     // One more bit doubles the tables; it pays at most where the room was scarce.
-    if (left > r.promise - 0x1p-6) break;
+    if (planned.smallAngles < 0.25) break;
   }
   return best;
 }

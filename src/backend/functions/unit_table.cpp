@@ -5,6 +5,7 @@
 #include "backend/functions/fixed_const_mult.h"
 #include "backend/functions/fixed_mult.h"
 #include "backend/functions/fixed_root.h"
+#include "backend/functions/fixed_sine.h"
 #include "backend/functions/fixed_to_fp.h"
 #include "backend/functions/float_abs.h"
 #include "backend/functions/float_add.h"
@@ -68,6 +69,7 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     fixedConstMultUnits,
     fixedMultUnits,
     fixedRootUnits,
+    fixedSineUnits,
 };
 
 }  // namespace
