@@ -68,7 +68,8 @@ CONVERSIONS = {
     "FXPToFPExpertFlags": (FROM_FIXED, ["1"]), "FXPToFPFlagsDynRnd": (FROM_INTEGER, [""]),
     "FPToFPCIEEE": (WIDENED, [""]), "FPCIEEEToFP": (NARROWED, [""])}
 
-UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB"]
+SINES = ["FPSinX", "FPSinPiX"]
+UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB", *SINES]
 ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPCompareU"]
 SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
 NO_VECTORS_BY_HAND = {"FPLdExp", "FPCompareFused", "FPInverse", "FPInverseOutFPLib"} | set(
@@ -95,6 +96,11 @@ CONSTANT_PRODUCTS = {
     "FXPConstMultExpertCropped": ["8 0 0 5 0", "8 0 1 -5.5 0", "16 0 1 0.3 0", "33 0 0 1e5 0",
                                   "64 0 1 -3.14159 0", "1 0 0 7 0", "12 0 0 -0.7 0", "20 0 1 1e-9 0"]}
 
+# Sines of fixed-point half turns: formats; those that are small for tests of all patterns.
+FIXED_SINES = (["16 15 1 14 7", "8 5 0 9 3", "24 20 1 24 8", "12 14 1 10 4", "5 0 1 6 2", "32 31 0 8 8",
+                "6 -2 0 3 1"], ["6 4 1 5 3", "4 6 0 7 2", "5 3 0 1 2", "3 1 1 4 1"])
+FIXED_SINE_WORDS = ["FXPSinPi", "FXPCosPi", "FXPSinCosPi"]
+
 # Products of fixed-point numbers: formats; those that are small for tests of all patterns.
 PRODUCTS = {
     "FXPTruncMult": (["8 8 8", "24 24 24", "32 32 16", "53 53 54", "17 30 20", "1 5 3", "33 4 60",
@@ -118,7 +124,7 @@ FIXED_ROOTS = {
     "FXPFuncExpert": (["24 12 0 12 0 0 0", "16 8 0 8 0 0 1", "20 10 0 10 0 0 2"],
                       ["6 3 1 4 0 0 0", "9 5 0 2 0 0 1", "9 5 0 2 0 0 2"])}
 FUNCTIONS = ["FPSqrt", "FPSqrtLogic", "FPInverse", "FPInverseOutFPLib", "FPRecipSqrt", "FPExp",
-             "FPExp2", "FPSinPiX", "FPSinX"]
+             "FPExp2"]
 
 
 def words():
@@ -140,6 +146,11 @@ def words():
     for word in UNARY + ORDERING + SELECTING:
         rows[word] = floating(COMPARISONS if word in ("FPCompare", "FPCompareU") else [""])
     rows["FPLdExp"] = floating(["8", "1", "16", "64"])
+    for word in SINES:  # double precision is planned for seconds
+        rows[word] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "2 1"])
+    for word in FIXED_SINE_WORDS:
+        rows[word] = dict(integer(widths=FIXED_SINES[0]), rounding=["", "-correctRounding",
+                                                                    "-error 2"])
     rows["FPMultAcc"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "2 1"])
     rows["FPFoldedALUNR"] = dict(floating(), parameters=["8 23", "5 10", "4 3", "6 9", "11 40"])
     rows["FPAcc"] = dict(floating(), parameters=[
@@ -170,8 +181,6 @@ def words():
     for word in FUNCTIONS:
         rows[word] = floating()
     rows["FPDiv"] = floating(["0", "1"])
-    rows["FXPSinPi"] = dict(integer(widths=["16 13 1 14 7", "24 20 1 22 9", "8 4 0 6 5", "4 2 1 3 7"]),
-                            rounding=["", "-correctRounding", "-error 3"])
     rows["IntCtPop"] = integer(["0", "1"])
     rows["RightShiftNoSticky"] = integer(widths=[
         "1 1 0", "2 1 1", "8 4 1", "8 8 0", "33 31 1", "64 64 0", "64 20 1", "200 200 1"])
@@ -194,6 +203,8 @@ def exhaustive(word, settings):
     if word in CONVERSIONS:
         (_, small), _ = CONVERSIONS[word]
         return dict(settings, parameters=small, tests=["-testbench 10 -exhaustiveTests"])
+    if word in FIXED_SINE_WORDS:
+        return dict(settings, parameters=FIXED_SINES[1], tests=["-testbench 10 -exhaustiveTests"])
     if word in PRODUCTS:
         return dict(settings, parameters=PRODUCTS[word][1],
                     tests=["-testbench 10 -exhaustiveTests"])
@@ -227,6 +238,8 @@ def special(word, settings):
         return dict(settings, tests=["-testbench 10 -specialCaseTests"])
     if word in CONSTANT_PRODUCTS:
         return None
+    if word in FIXED_SINE_WORDS:
+        return dict(settings, parameters=FIXED_SINES[1], tests=["-testbench 10 -specialCaseTests"])
     if word in PRODUCTS or word in FIXED_ROOTS:
         small = (PRODUCTS if word in PRODUCTS else FIXED_ROOTS)[word][1]
         return dict(settings, parameters=small, tests=["-testbench 10 -specialCaseTests"])
