@@ -197,7 +197,7 @@ TEST_P(Roads, Agree) {
   const graph::Graph& circuit = run.built.model->circuit();
 
   const Rows answers = evaluated(circuit, stimuli);
-  ASSERT_EQ(answers.size(), static_cast<std::size_t>(kRows));
+  ASSERT_GE(answers.size(), static_cast<std::size_t>(kRows));  // an instruction has several
   const Rows inTime = executed(circuit, run.built.model->timing().schedule, stimuli);
   // The files of FPMultAcc end a cycle before its last result.
   ASSERT_GE(inTime.size(), answers.size() - 1);
@@ -233,6 +233,8 @@ INSTANTIATE_TEST_SUITE_P(
         Road{"-frequency 300 -expRange 12 18 FPAccHard 5 10", 2, '0'},
         Road{"-frequency 500 -expRange 107 137 FPAcc 8 23 -22 14 10", 3, '1'},
         Road{"-frequency 300 -wrapper FPAcc 5 10 -24 40 15", 3, '1'},
+        Road{"-frequency 300 -correctRounding -subnormals 1 FPFoldedALUNR 8 23"},
+        Road{"-subcomponents FPFoldedALUNR 5 10"},
         Road{"-frequency 500 LongAddSMultiBitGrowth 64 7"},
         Road{"-frequency 300 MultSchoolbookS 33"}, Road{"-frequency 400 ModularMultBarrett 65"},
         Road{"-frequency 500 Squarer 64"}, Road{"-frequency 500 IntCtPop 256 0"},

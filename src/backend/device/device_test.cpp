@@ -155,6 +155,23 @@ TEST(Yardstick, CountsTablesAndBlocksAsSynthesisDoes) {
   EXPECT_EQ(dsps(b.multiply(b.slice(x, 0, 4), b.slice(y, 0, 4))), 0);
 }
 
+// A register takes its next value or none by its enable; what others read too is logic.
+TEST(Yardstick, CountsNoEnableOfARegister) {
+  for (const bool isRead : {false, true})
+    for (const bool takesAtZero : {false, true}) {
+      Graph graph;
+      Builder b(graph);
+      const Signal x = b.input("x", 16), y = b.input("y", 16), takes = b.input("e", 1);
+      const Signal state = b.state(16), sum = b.add(x, y);
+      const Signal next = takesAtZero ? b.select(takes, state, sum) : b.select(takes, sum, state);
+      b.setNext(state, next);
+      b.output("r", isRead ? next : state);
+      const Cover cover(graph, *device("TarnV"), {100000});
+      EXPECT_EQ(cover.cost().luts, isRead ? 32 : 16);
+      EXPECT_EQ(cover.delay(next.node) == 0, !isRead);
+    }
+}
+
 // Drawn and smooth tables in logic, as measured; memory blocks as flow x counts them.
 TEST(Yardstick, KnowsTablesAndMemoryBlocks) {
   std::ifstream file(MEASUREMENTS "/operations.csv");

@@ -84,6 +84,22 @@ TEST(States, OfSeparateLoopsMayStandInDifferentStages) {
   }
 }
 
+// With states alone nothing is cut: the clock gives way to the longest stage.
+TEST(States, AsTheOnlyRegistersLowerTheClock) {
+  const Loop loop;
+  for (const int period : {1100, 800}) {
+    const Scheduled result = scheduled(
+        loop.graph, {.period = {period}, .strategy = Strategy::kCombinational, .statesOnly = true});
+    EXPECT_EQ(result.schedule.latency(), 0);
+    EXPECT_EQ(result.period.value, 1100);
+    EXPECT_EQ(result.warning.has_value(), period < 1100);
+    if (!result.warning) continue;
+    EXPECT_THAT(*result.warning,
+                AllOf(HasSubstr("1250.0 MHz asked, but the step that ends with add 8 takes 1100"),
+                      HasSubstr("built for 909.0 MHz")));
+  }
+}
+
 // A state that only delays stands with what it takes, however that is found: logic, wiring, a
 // product that could end in its block but not at a register, another state.
 TEST(States, ThatDelayStandWhereTheirNextValueDoes) {

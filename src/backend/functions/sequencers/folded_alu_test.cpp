@@ -146,7 +146,7 @@ TEST(FoldedAlu, AllOperandsOfSmallFormats) {
 }
 
 TEST(FoldedAlu, OneOperandOfMiddleFormats) {
-  for (const auto& [wE, wF] : {std::pair{3, 6}, {4, 5}})
+  for (const auto& [wE, wF] : {std::pair{3, 6}})
     for (const bool subnormals : {false, true})
       for (const Setting& setting : kSettings) {
         Alu alu(wE, wF, setting, subnormals);
@@ -164,7 +164,7 @@ TEST(FoldedAlu, DrawnOperandsOfLargeFormats) {
       for (const Setting& setting : kSettings) {
         Alu alu(wE, wF, setting, subnormals);
         Draws draws(seed++);
-        for (int i = 0; i < 150; ++i) {
+        for (int i = 0; i < 100; ++i) {
           const MPZ x = draws.number(alu.port.format), y = draws.number(alu.port.format);
           if (!alu.run(i % 5, x, y, draws.number(alu.port.format)))
             FAIL() << "format " << wE << " " << wF << " seed " << seed;

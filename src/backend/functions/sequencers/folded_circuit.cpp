@@ -9,6 +9,7 @@
 #include "backend/arithmetic/running_sum.h"
 #include "backend/arithmetic/shifter.h"
 #include "backend/arithmetic/table_lookup.h"
+#include "util/failure.h"
 
 namespace functions {
 
@@ -130,7 +131,12 @@ class Circuit {
     };
     for (int code = 0; code < 1 << kOpBits; ++code) {
       const auto kind = static_cast<FoldedOp>(std::min<int>(code, kProduct));
-      for (const FoldedPass& pass : foldedPasses(kind, plan.checked)) {
+      const std::vector<FoldedPass> passes = foldedPasses(kind, plan.checked);
+      // Three cycles of a product, those of its check, and two before the one that packs.
+      const int check = !plan.checked || kind == kProduct ? 0 : kind == kReciprocalRoot ? 1 : 2;
+      LOAM_ASSERT(passes.back().cycle + 3 + check + 2 <= kFoldedCycles[kind],
+                  "a result in the opcode's cycles");
+      for (const FoldedPass& pass : passes) {
         set(code, pass.cycle, kLoads, 1);
         set(code, pass.cycle, kFactorA, static_cast<int>(pass.a));
         constexpr int kFirstLate = static_cast<int>(FoldedB::kNewSeed) - 1;
