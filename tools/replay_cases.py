@@ -68,7 +68,7 @@ CONVERSIONS = {
     "FXPToFPExpertFlags": (FROM_FIXED, ["1"]), "FXPToFPFlagsDynRnd": (FROM_INTEGER, [""]),
     "FPToFPCIEEE": (WIDENED, [""]), "FPCIEEEToFP": (NARROWED, [""])}
 
-UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB"]
+UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB", "FPSqrtLogic"]
 ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPCompareU"]
 SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
 NO_VECTORS_BY_HAND = {"FPLdExp", "FPCompareFused"} | set(UNARY + ORDERING) - {"FPRint", "FPDim"}
@@ -119,6 +119,8 @@ def words():
                  "FPALUFlagsDynRnd", "FPFusedMultiFunction"):
         rows[word] = floating()
     rows["FPAddN"] = floating(["2", "3", "7"])
+    rows["FPDiv"] = dict(floating(["0", "1"]), rounding=ROUNDINGS + [
+        "-setLUTMULTRatio 1", "-setLUTMULTRatio 1 -correctRounding"])
     rows["FXPFusedMultiFunction"] = integer(widths=["1", "2", "8", "16", "33"])
     for word in UNARY + ORDERING + SELECTING:
         rows[word] = floating(COMPARISONS if word in ("FPCompare", "FPCompareU") else [""])
@@ -216,7 +218,7 @@ def sweeps(word, settings):
     if word in CONVERSIONS:
         return None
     if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", "FPMultAcc",
-                "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", *UNARY, *ORDERING,
+                "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", "FPDiv", *UNARY, *ORDERING,
                 *SELECTING, *SELECTED) \
             or not word.startswith("FP") or word.startswith("FPAddSub"):
         return None
