@@ -44,7 +44,8 @@ RowPlan faithfulPlan(const Request& request, int fractionBits, bool mayUnderflow
 }
 
 std::optional<std::string> refuseSqrtLogic(const Request& request) {
-  return refusePorts(request, 1, 0, 1);
+  if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
+  return refuseMixedForms(request);
 }
 
 }  // namespace
