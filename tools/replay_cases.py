@@ -142,6 +142,8 @@ def words():
                  "FPALUFlagsDynRnd", "FPFusedMultiFunction"):
         rows[word] = floating()
     rows["FPAddN"] = floating(["2", "3", "7"])
+    rows["FPDiv"] = dict(floating(["0", "1"]), rounding=ROUNDINGS + [
+        "-setLUTMULTRatio 1", "-setLUTMULTRatio 1 -correctRounding"])
     rows["FXPFusedMultiFunction"] = integer(widths=["1", "2", "8", "16", "33"])
     for word in UNARY + ORDERING + SELECTING:
         rows[word] = floating(COMPARISONS if word in ("FPCompare", "FPCompareU") else [""])
@@ -180,7 +182,6 @@ def words():
         rows[word] = dict(integer(widths=parameters), rounding=["", "-correctRounding", "-error 3"])
     for word in FUNCTIONS:
         rows[word] = floating()
-    rows["FPDiv"] = floating(["0", "1"])
     rows["IntCtPop"] = integer(["0", "1"])
     rows["RightShiftNoSticky"] = integer(widths=[
         "1 1 0", "2 1 1", "8 4 1", "8 8 0", "33 31 1", "64 64 0", "64 20 1", "200 200 1"])
@@ -257,7 +258,7 @@ def sweeps(word, settings):
     if word in CONVERSIONS:
         return None
     if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", *DRAWN_ONLY,
-                "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", *UNARY, *ORDERING,
+                "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", "FPDiv", *UNARY, *ORDERING,
                 *SELECTING, *SELECTED, *FUNCTIONS) \
             or not word.startswith("FP") or word.startswith("FPAddSub"):
         return None

@@ -30,7 +30,10 @@ std::vector<Signal> decomposeSqrt(Builder& b, const Request& request,
 }
 
 std::optional<std::string> refuseSqrt(const Request& request) {
-  if (isRecurrence(request)) return refusePorts(request, 1, 0, 1);
+  if (isRecurrence(request)) {
+    if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
+    return refuseMixedForms(request);
+  }
   return refuseFloatRoot(request, Root::kSquareRoot);
 }
 
