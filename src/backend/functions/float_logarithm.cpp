@@ -230,19 +230,24 @@ Signal sumUp(Builder& b, const Request& request, const Setting& s, const Split& 
   const int below = s.lsb() - fine, width = s.integerBits() - fine;
   const int roomBits = s.lsb() - kRoomBits - productLsb;
   const MPZ room = roomBits > 0 ? MPZ::allOnes(static_cast<unsigned long>(roomBits)) : MPZ(0);
-  const auto product = arithmetic::truncatedProduct(b, {z.bits, true}, {g.result.bits, false},
+  // z g = (z + 1/2) g - g / 2: an unsigned product.
+  const Signal raised = b.bitXor(
+      z.bits,
+      b.literal(MPZ::powerOfTwo(static_cast<unsigned long>(z.bits.width - 1)), z.bits.width));
+  const auto product = arithmetic::truncatedProduct(b, {raised, false}, {g.result.bits, false},
                                                     width - (productLsb - fine), room,
                                                     productPrices(request.prices));
-  std::vector<HeapTerm> terms;
+  // What is known before the product adds up beside it.
+  std::vector<HeapTerm> terms, early;
   for (const HeapTerm& term : product.terms)
-    terms.push_back({term.bits, term.shift + productLsb - fine});
+    (b.isLiteral(term.bits) ? early : terms).push_back({term.bits, term.shift + productLsb - fine});
 
   const arithmetic::Dyadic log =
       logOfTwo(s.base, parts.magnitude.width + kConstantBits - exponentLsb);
   const auto whole = arithmetic::multiplyByConstant(
       b, parts.magnitude, false, {log.mantissa, log.exponent - exponentLsb},
       {.goal = {.kind = arithmetic::ProductGoal::kWithin}, .lutInputs = request.prices.lutInputs});
-  terms.push_back({whole.bits, exponentLsb - fine});
+  early.push_back({whole.bits, exponentLsb - fine});
 
   arithmetic::ErrorBudget toBothSides(s.precision.units);
   for (const auto& term : g.budget.terms())
@@ -251,7 +256,9 @@ Signal sumUp(Builder& b, const Request& request, const Setting& s, const Split& 
   toBothSides.add("exponent's product", MPZ((1L << kConstantBits) + 1),
                   kExponentBits + kConstantBits);
   const MPZ lift = liftOf(s, toBothSides, below);
-  terms.push_back({b.literal(lift, width), 0});
+  early.push_back({b.literal(lift, width), 0});
+  const Signal half = b.shiftedUp(g.result.bits, g.result.lsb - 1 - fine);
+  terms.push_back({b.subtract(b.heap(early, width), b.zeroExtend(half, width)), 0});
   stateSumErrors(s, toBothSides, lift,
                  product.excess << static_cast<unsigned long>(productLsb - fine), below,
                  request.budgets);
