@@ -190,7 +190,8 @@ arithmetic::PolynomialRequest quotientRequest(const Setting& s, const Prices& pr
           .argument = {wF + 1, -(wF + 1), -MPZ::powerOfTwo(static_cast<unsigned long>(wF - 1))},
           .resultLsb = s.lsb() - kQuotientBits,
           .promise = unitsOfQuotient(s.precision.units),
-          .prices = evaluationPrices(prices)};
+          .prices = evaluationPrices(prices),
+          .mostDegree = mostDegree(-s.lsb())};
 }
 
 // What is added to a sum whose error is at most `toBothSides`, in units of 2^-below.
@@ -318,20 +319,20 @@ std::vector<Signal> decomposeBase(Builder& b, const Request& request,
   return {decomposeLogarithm(b, request, kBases[place], inputs[0])};
 }
 
-constexpr int kMostFraction = 64;
-
-std::optional<std::string> refuseLogarithm(const Request& request) {
+template <std::size_t place>
+std::optional<std::string> refuseBase(const Request& request) {
   if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
   if (auto reason = refuseMixedWidths(request)) return reason;
-  const int wF = outputFormat(request, 0).fractionBits;
-  if (wF > kMostFraction) return fmt::format("wF {} is out of range 1 to {}", wF, kMostFraction);
-  return std::nullopt;
+  // Gaps are known of small formats only, which no approximation fails for.
+  const auto precision = functionPrecision(ulpsOf(request, 0), std::nullopt, true);
+  return refusePlaces(precision, outputFormat(request, 0).fractionBits,
+                      -kBases[place].leastExponent);
 }
 
 template <std::size_t place>
 constexpr UnitRow rowOf() {
   return {kBases[place].unit, evaluateReal<kBases[place].logarithm>, decomposeBase<place>,
-          refuseLogarithm};
+          refuseBase<place>};
 }
 constexpr UnitRow kRows[] = {rowOf<0>(), rowOf<1>()};
 
