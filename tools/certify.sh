@@ -1,6 +1,7 @@
 #!/bin/sh
 # The full replay: a pairwise cover of formats, settings and languages for every operator word, once
-# for each kind of vectors; and all pairs of FPLib patterns, which the files show few of.
+# for each kind of vectors; all pairs of FPLib patterns, which the files show few of; and
+# the long tests of functions.
 #   certify.sh PROGRAM FOLDER
 # Each case is one command with one result file under FOLDER; a run that was stopped goes on where it
 # was (delete FOLDER to begin anew). Ends with a summary in FOLDER/summary.txt; status 0 only when
@@ -20,6 +21,11 @@ for format in "2 1" "3 2" "4 3"; do
   "$(dirname "$program")/fplib_pairs" $format || pairs_passed=no
 done >"$pairs"
 echo "$(grep -c '^ok' "$pairs" || true) of $(grep -c '^ok\|^FAILED' "$pairs" || true) sets of FPLib pairs passed"
+functions=$folder/functions.txt
+functions_passed=yes
+"$(dirname "$program")/backend_functions_test" --gtest_also_run_disabled_tests \
+  --gtest_filter='*DISABLED*' >"$functions" || functions_passed=no
+echo "long tests of functions passed: $functions_passed"
 jobs=${JOBS:-$(nproc)}
 echo "$(wc -l <"$folder/cases.txt") cases, $jobs at a time"
 parallel --will-cite --jobs "$jobs" --resume-failed --joblog "$folder/jobs.log" \
@@ -35,4 +41,4 @@ rows=$(sed -n 's/^ok \([0-9]*\) rows.*/\1/p' "$folder/verdicts.txt" | awk '{s +=
   echo "$passed of $total cases passed, $rows rows compared"
   grep -h '^FAILED' "$folder/verdicts.txt" "$pairs" || true
 } | tee "$folder/summary.txt"
-[ "$passed" = "$total" ] && [ "$pairs_passed" = yes ]
+[ "$passed" = "$total" ] && [ "$pairs_passed" = yes ] && [ "$functions_passed" = yes ]

@@ -69,7 +69,8 @@ CONVERSIONS = {
     "FPToFPCIEEE": (WIDENED, [""]), "FPCIEEEToFP": (NARROWED, [""])}
 
 SINES = ["FPSinX", "FPSinPiX"]
-UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB", *SINES]
+ELEMENTARY = ["FPExp", "FPExp2", "FPLn", "FPLog2", "FPLog10", *SINES]
+UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB", *ELEMENTARY]
 ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPCompareU"]
 SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
 NO_VECTORS_BY_HAND = {"FPLdExp", "FPCompareFused", "FPInverse", "FPInverseOutFPLib"} | set(
@@ -123,8 +124,7 @@ FIXED_ROOTS = {
                       ["6 3 1 4", "9 5 0 2", "10 0 1 9"]),
     "FXPFuncExpert": (["24 12 0 12 0 0 0", "16 8 0 8 0 0 1", "20 10 0 10 0 0 2"],
                       ["6 3 1 4 0 0 0", "9 5 0 2 0 0 1", "9 5 0 2 0 0 2"])}
-FUNCTIONS = ["FPSqrt", "FPSqrtLogic", "FPInverse", "FPInverseOutFPLib", "FPRecipSqrt", "FPExp",
-             "FPExp2"]
+FUNCTIONS = ["FPSqrt", "FPSqrtLogic", "FPInverse", "FPInverseOutFPLib", "FPRecipSqrt"]
 
 
 def words():

@@ -51,5 +51,106 @@ TEST(FloatElementary, AllNumbersOfSmallFormats) {
       }
 }
 
+// One circuit of a unit as a request on the target's prices has it.
+Config priced(const Unit& unit, const kiln::FloatingPoint& format, const Precision& precision,
+              bool subnormals) {
+  const Ports ports{"", {format}, {format}};
+  Config config = configOf(unit.name, ports, precision, 0, 0, subnormals, {unit.operation});
+  config.request.prices = {};
+  return config;
+}
+
+MPZ patternOf(double number, const kiln::FloatingPoint& format) {
+  Real x(53);
+  mpfr_set_d(x.get(), number, MPFR_RNDN);
+  return encode(x.get(), {format, true, false});
+}
+
+// The inputs nearest to where a rounding changes, in every rounding.
+TEST(FloatElementary, HardestInputsOfSinglePrecision) {
+  const kiln::FloatingPoint format = ieee(8, 23);
+  for (const Unit& unit : kUnits)
+    for (const KeptGap& row : keptGaps()) {
+      if (row.name != unit.name) continue;
+      std::vector<Config> configs;
+      for (const Precision& precision : kPrecisions)
+        if (precision.tiesAway == 0 && precision.degrade == 0)
+          configs.push_back(priced(unit, format, precision, true));
+      Bench bench(configs);
+      for (const double input : row.hardest)
+        if (std::abs(input) < 0x1p128) {
+          EXPECT_TRUE(bench.check({patternOf(input, format)}));
+        }
+    }
+}
+
+// Arguments that matter for these functions: about 1 and 0, whole numbers and their neighbours, the
+// ends of the range of results.
+std::vector<MPZ> nearSpecial(Draws& draws, const kiln::FloatingPoint& format) {
+  Real x(format.frac + 1);
+  const int kind = draws.below(4);
+  const long reach = 1L << std::min(format.exp, 12);
+  mpfr_set_si(x.get(), kind == 0 ? 1 : draws.below(static_cast<int>(2 * reach)) - reach, MPFR_RNDN);
+  if (kind == 2) mpfr_mul_d(x.get(), x.get(), 0.69314718, MPFR_RNDN);
+  if (kind == 3)
+    mpfr_set_si_2exp(x.get(), draws.below(2) ? 1 : -1, -draws.below(2 * format.frac + 4),
+                     MPFR_RNDN);
+  for (int steps = draws.below(4); steps > 0; --steps) mpfr_nextabove(x.get());
+  return {encode(x.get(), {format, true, false})};
+}
+
+void checkLarge(const kiln::FloatingPoint& format, bool subnormals, int count, unsigned seed) {
+  SCOPED_TRACE(fmt::format("{} {}, seed {}", format.exp, format.frac, seed));
+  // Directions are sure where the gap is known.
+  const bool isKnown = 1 + format.exp + format.frac <= 16;
+  std::vector<Config> configs;
+  for (const Unit& unit : kUnits)
+    for (const std::size_t precision : {0u, 5u, 2u})
+      if (isKnown || precision != 2)
+        configs.push_back(priced(unit, format, kPrecisions[precision], subnormals));
+  Bench bench(configs);
+  Draws draws(seed);
+  int wrong = 0;
+  for (int i = 0; i < count && wrong < 5; ++i)
+    if (!bench.check(i % 2 ? draws.row({format}) : nearSpecial(draws, format))) ++wrong;
+}
+
+TEST(FloatElementary, DrawnNumbersOfLargeFormats) {
+  unsigned seed = 1;
+  for (const auto& [wE, wF] : {std::pair{8, 23}, {6, 9}, {7, 16}, {9, 30}, {5, 20}})
+    for (const bool subnormals : {false, true}) checkLarge(ieee(wE, wF), subnormals, 300, seed++);
+  checkLarge(fpLib(8, 23), false, 300, seed++);
+}
+
+// Minutes: all numbers of 16-bit formats and many of large ones. Run by `make certify`.
+TEST(FloatElementary, DISABLED_AllNumbersOf16BitFormats) {
+  for (const auto& [wE, wF] : {std::pair{5, 10}, {8, 7}})
+    for (const bool subnormals : {false, true}) {
+      const Ports ports{"", {ieee(wE, wF)}, {ieee(wE, wF)}};
+      std::vector<Config> configs;
+      for (const Unit& unit : kUnits)
+        for (const Precision& precision : kPrecisions)
+          if (precision.tiesAway == 0 && precision.degrade == 0)
+            configs.push_back(priced(unit, ieee(wE, wF), precision, subnormals));
+      Bench bench(configs);
+      checkAll(bench, ports.in);
+    }
+}
+
+TEST(FloatElementary, DISABLED_ManyNumbersOfLargeFormats) {
+  unsigned seed = 100;
+  for (const auto& [wE, wF] : {std::pair{8, 23}, {5, 20}, {7, 16}, {9, 30}, {11, 40}, {15, 64}})
+    for (const bool subnormals : {false, true}) checkLarge(ieee(wE, wF), subnormals, 20000, seed++);
+  // A million of double precision, faithful.
+  for (const Unit& unit : kUnits) {
+    Bench bench({priced(unit, ieee(11, 52), kPrecisions[5], true)});
+    Draws draws(seed++);
+    int wrong = 0;
+    for (int i = 0; i < 1000000 && wrong < 5; ++i)
+      if (!bench.check(i % 4 ? draws.row({ieee(11, 52)}) : nearSpecial(draws, ieee(11, 52))))
+        ++wrong;
+  }
+}
+
 }  // namespace
 }  // namespace functions::testing

@@ -190,7 +190,8 @@ arithmetic::PolynomialRequest quotientRequest(const Setting& s, const Prices& pr
           .argument = {wF + 1, -(wF + 1), -MPZ::powerOfTwo(static_cast<unsigned long>(wF - 1))},
           .resultLsb = s.lsb() - kQuotientBits,
           .promise = unitsOfQuotient(s.precision.units),
-          .prices = evaluationPrices(prices)};
+          .prices = evaluationPrices(prices),
+          .mostDegree = mostDegree(-s.lsb())};
 }
 
 // What is added to a sum whose error is at most `toBothSides`, in units of 2^-below.
@@ -230,19 +231,24 @@ Signal sumUp(Builder& b, const Request& request, const Setting& s, const Split& 
   const int below = s.lsb() - fine, width = s.integerBits() - fine;
   const int roomBits = s.lsb() - kRoomBits - productLsb;
   const MPZ room = roomBits > 0 ? MPZ::allOnes(static_cast<unsigned long>(roomBits)) : MPZ(0);
-  const auto product = arithmetic::truncatedProduct(b, {z.bits, true}, {g.result.bits, false},
+  // z g = (z + 1/2) g - g / 2: an unsigned product.
+  const Signal raised = b.bitXor(
+      z.bits,
+      b.literal(MPZ::powerOfTwo(static_cast<unsigned long>(z.bits.width - 1)), z.bits.width));
+  const auto product = arithmetic::truncatedProduct(b, {raised, false}, {g.result.bits, false},
                                                     width - (productLsb - fine), room,
                                                     productPrices(request.prices));
-  std::vector<HeapTerm> terms;
+  // What is known before the product adds up beside it.
+  std::vector<HeapTerm> terms, early;
   for (const HeapTerm& term : product.terms)
-    terms.push_back({term.bits, term.shift + productLsb - fine});
+    (b.isLiteral(term.bits) ? early : terms).push_back({term.bits, term.shift + productLsb - fine});
 
   const arithmetic::Dyadic log =
       logOfTwo(s.base, parts.magnitude.width + kConstantBits - exponentLsb);
   const auto whole = arithmetic::multiplyByConstant(
       b, parts.magnitude, false, {log.mantissa, log.exponent - exponentLsb},
       {.goal = {.kind = arithmetic::ProductGoal::kWithin}, .lutInputs = request.prices.lutInputs});
-  terms.push_back({whole.bits, exponentLsb - fine});
+  early.push_back({whole.bits, exponentLsb - fine});
 
   arithmetic::ErrorBudget toBothSides(s.precision.units);
   for (const auto& term : g.budget.terms())
@@ -251,7 +257,9 @@ Signal sumUp(Builder& b, const Request& request, const Setting& s, const Split& 
   toBothSides.add("exponent's product", MPZ((1L << kConstantBits) + 1),
                   kExponentBits + kConstantBits);
   const MPZ lift = liftOf(s, toBothSides, below);
-  terms.push_back({b.literal(lift, width), 0});
+  early.push_back({b.literal(lift, width), 0});
+  const Signal half = b.shiftedUp(g.result.bits, g.result.lsb - 1 - fine);
+  terms.push_back({b.subtract(b.heap(early, width), b.zeroExtend(half, width)), 0});
   stateSumErrors(s, toBothSides, lift,
                  product.excess << static_cast<unsigned long>(productLsb - fine), below,
                  request.budgets);
@@ -311,20 +319,20 @@ std::vector<Signal> decomposeBase(Builder& b, const Request& request,
   return {decomposeLogarithm(b, request, kBases[place], inputs[0])};
 }
 
-constexpr int kMostFraction = 64;
-
-std::optional<std::string> refuseLogarithm(const Request& request) {
+template <std::size_t place>
+std::optional<std::string> refuseBase(const Request& request) {
   if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
   if (auto reason = refuseMixedWidths(request)) return reason;
-  const int wF = outputFormat(request, 0).fractionBits;
-  if (wF > kMostFraction) return fmt::format("wF {} is out of range 1 to {}", wF, kMostFraction);
-  return std::nullopt;
+  // Gaps are known of small formats only, which no approximation fails for.
+  const auto precision = functionPrecision(ulpsOf(request, 0), std::nullopt, true);
+  return refusePlaces(precision, outputFormat(request, 0).fractionBits,
+                      -kBases[place].leastExponent);
 }
 
 template <std::size_t place>
 constexpr UnitRow rowOf() {
   return {kBases[place].unit, evaluateReal<kBases[place].logarithm>, decomposeBase<place>,
-          refuseLogarithm};
+          refuseBase<place>};
 }
 constexpr UnitRow kRows[] = {rowOf<0>(), rowOf<1>()};
 

@@ -1,5 +1,7 @@
 #include "backend/functions/function_precision.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -8,6 +10,8 @@ namespace functions {
 namespace {
 
 constexpr int kUnknownGap = 20;
+constexpr int kMostPlaces = 118;
+constexpr int kManyPlaces = 72;  // beyond, high degrees are worth their search
 
 }  // namespace
 
@@ -18,6 +22,15 @@ FunctionPrecision functionPrecision(double ulps, const std::optional<RoundingGap
   const int bits = gap ? (isNearest ? gap->nearest : gap->directed) : kUnknownGap;
   return {.extraBits = std::max(bits, 2) + 1, .units = 1};
 }
+
+std::optional<std::string> refusePlaces(const FunctionPrecision& precision, int wF, int further) {
+  const int most = kMostPlaces - precision.extraBits - further;
+  if (wF <= most) return std::nullopt;
+  return fmt::format("wF {} is out of range 1 to {}{}", wF, most,
+                     precision.isRounded() ? "" : " for correct rounding");
+}
+
+int mostDegree(int places) { return places > kManyPlaces ? 8 : 6; }
 
 void stateErrors(const FunctionPrecision& precision, double ulps,
                  const arithmetic::ErrorBudget& errors, arithmetic::ErrorBudgets* stated,

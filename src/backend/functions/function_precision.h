@@ -21,6 +21,12 @@ struct FunctionPrecision {
 FunctionPrecision functionPrecision(double ulps, const std::optional<RoundingGap>& gap,
                                     bool isNearest);
 
+// Approximations reach so many bits of a result with its extra bits; the reason why not for a
+// fraction of wF bits where that, and `further` bits that the method takes, is more.
+std::optional<std::string> refusePlaces(const FunctionPrecision& precision, int wF, int further);
+// The most coefficients that pay for a result of so many bits are those of this degree.
+int mostDegree(int places);
+
 // Puts the budget of such a result, in units of its last place as above, with those of
 // the circuit.
 void stateErrors(const FunctionPrecision& precision, double ulps,

@@ -18,7 +18,10 @@ void evaluateRealFunction(RealFunction f, const Signature& signature,
     for (std::size_t i = 0; i < inputs.size(); ++i)
       readFloat(read[i], inputs[i], inputFloat(signature, i), subnormals);
     mpfr_ptr odd = value.prepare(oddPrecision(precisions[0]));
-    roundToOdd(odd, f(odd, std::span(read).first(inputs.size()), MPFR_RNDZ));
+    const int ternary = f(odd, std::span(read).first(inputs.size()), MPFR_RNDZ);
+    roundToOdd(odd, ternary);
+    // Below MPFR's own range, which a power of a large number leaves, it is no zero yet.
+    if (ternary != 0 && mpfr_zero_p(odd)) ternary < 0 ? mpfr_nextabove(odd) : mpfr_nextbelow(odd);
     deliverOdd(results[0], odd,
                {.port = outputFloat(signature, 0),
                 .precision = precisions[0],
