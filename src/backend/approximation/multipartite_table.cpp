@@ -36,9 +36,9 @@ util::Result<Tabulated> tabulate(const Function& f, const ArgumentFormat& argume
   all.fraction = kFractionBits - lsb;
   const auto precision = static_cast<mpfr_prec_t>(128 + std::max(0, all.fraction));
   for (unsigned long x = 0; x < 1ul << argument.bits; ++x) {
-    const auto value = f.value(Interval(MPZ(x), argument.lsb, precision));
+    const auto value = f.value(Interval(argument.first + MPZ(x), argument.lsb, precision));
     if (!value)
-      return util::Failure{"\"" + f.text() + "\" has no value at " + std::to_string(x) + " * 2^" +
+      return util::Failure{"\"" + f.text() + "\" has no value at " + (argument.first + MPZ(x)).toText(10) + " * 2^" +
                            std::to_string(argument.lsb)};
     const MPZ low = value->lowFixed(all.fraction), high = value->highFixed(all.fraction);
     if (std::max(low.bitLength(), high.bitLength()) > kMostValueBits + kFractionBits)

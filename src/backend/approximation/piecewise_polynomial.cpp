@@ -60,7 +60,7 @@ std::optional<PiecewisePolynomial> fitPiecewise(const Function& f, const Argumen
   result.coefficient.resize(lsb.size());
   result.partial.resize(lsb.size());
   for (const Segmentation::Segment& segment : segmentation.segments()) {
-    const Span span = segment.span(argument.lsb);
+    const Span span = segment.span(argument);
     const auto model = localModel(f, span, 0, logTolerance);
     if (!model) return std::nullopt;
     result.errorFraction = model->fraction;

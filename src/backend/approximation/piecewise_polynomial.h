@@ -9,7 +9,7 @@
 
 namespace approximation {
 
-// A polynomial for each segment of an argument X: p(X) = the sum of rows[row][j] * 2^lsb[j] *
+// A polynomial for each segment of an argument first + X: p(X) = the sum of rows[row][j] * 2^lsb[j] *
 // (t * 2^argument.lsb)^j with t = X - the segment's centre, and a proven bound of its error.
 struct PiecewisePolynomial {
   ArgumentFormat argument;

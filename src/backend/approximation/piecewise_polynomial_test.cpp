@@ -24,7 +24,7 @@ std::vector<int> gridsFor(int width, int degree, int rowBits, int guard) {
 // p(X) - f(X) in units of 2^-fraction, both rounded.
 MPZ sampledError(const SampleFunction& sample, const PiecewisePolynomial& p, std::size_t row,
                  const Segmentation::Segment& segment, const MPZ& x, int fraction) {
-  const MPZ t = x - segment.span(p.argument.lsb).centreNumerator;
+  const MPZ t = x - segment.span(p.argument).centreNumerator;
   MPZ value, power = 1;
   for (std::size_t j = 0; j < p.lsb.size(); ++j) {
     const long shift = fraction + p.lsb[j] + static_cast<long>(j) * p.argument.lsb;
@@ -88,7 +88,7 @@ TEST(PiecewisePolynomial, AgreesWithSupnormAndFpminimax) {
       const std::vector<int> lsb = gridsFor(width, degree, rowBits, 3);
       const auto segments = segmentation.segments();
       for (const std::size_t row : {std::size_t{0}, segments.size() - 1}) {
-        const Span span = segments[row].span(-width);
+        const Span span = segments[row].span({width, -width});
         const auto model = localModel(parsed(text), span, 0, -width - 8);
         ASSERT_TRUE(model);
         const std::vector<MPZ> c = fitOnGrid(*model, span, lsb);

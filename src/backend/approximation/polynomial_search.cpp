@@ -79,7 +79,7 @@ class Search {
     const int logSize = target.argument.bits - bits;
     const Segmentation::Segment segment{
         MPZ(static_cast<unsigned long>(index)) << static_cast<unsigned long>(logSize), logSize};
-    const Span span = segment.span(target.argument.lsb);
+    const Span span = segment.span(target.argument);
     const auto model =
         localModel(f, span, 0, target.lsb + std::ilogb(target.room) - kToleranceBits);
     if (!model) return result;

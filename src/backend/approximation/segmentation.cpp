@@ -43,11 +43,12 @@ std::vector<std::size_t> Segmentation::firstRows() const {
   return first;
 }
 
-Span Segmentation::Segment::span(int lsb) const {
+Span Segmentation::Segment::span(const ArgumentFormat& argument) const {
+  const util::MPZ low = argument.first + first;
   // A segment of one value has its neighbourhood of half a unit.
-  if (logSize == 0) return {first, lsb, lsb - 1};
-  return {first + util::MPZ::powerOfTwo(static_cast<unsigned long>(logSize - 1)), lsb,
-          logSize - 1 + lsb};
+  if (logSize == 0) return {low, argument.lsb, argument.lsb - 1};
+  return {low + util::MPZ::powerOfTwo(static_cast<unsigned long>(logSize - 1)), argument.lsb,
+          logSize - 1 + argument.lsb};
 }
 
 std::vector<Segmentation::Segment> Segmentation::segments() const {

@@ -7,9 +7,10 @@
 
 namespace approximation {
 
-// The reals X * 2^lsb for the integers 0 <= X < 2^bits.
+// The reals (first + X) * 2^lsb for the integers 0 <= X < 2^bits.
 struct ArgumentFormat {
   int bits = 0, lsb = 0;
+  util::MPZ first = 0;
 };
 
 // How the values of an argument are shared among the rows of a table: its `topBits` highest bits
@@ -36,7 +37,7 @@ struct Segmentation {
   struct Segment {
     util::MPZ first;  // the least X
     int logSize = 0;  // 2^logSize values of X
-    Span span(int lsb) const;
+    Span span(const ArgumentFormat& argument) const;
   };
   std::vector<Segment> segments() const;                                       // by row
   int widestSegment() const { return argumentBits - topBits - shallowest(); }  // its logSize

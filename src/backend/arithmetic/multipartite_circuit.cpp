@@ -39,9 +39,10 @@ util::Result<PlannedTable> search(const TableRequest& r) {
 
 util::Result<PlannedTable> planTable(const TableRequest& r) {
   static std::map<std::string, util::Result<PlannedTable>> cache;
-  const std::string key = fmt::format(
-      "{}|{} {} {} {}|{} {} {} {}", r.function, r.argument.bits, r.argument.lsb, r.lsb, r.promise,
-      r.prices.lutPerBit, r.prices.lutPerMemory, r.prices.memory.width, r.prices.memory.depth);
+  const std::string key =
+      fmt::format("{}|{} {} {} {} {}|{} {} {} {}", r.function, r.argument.bits, r.argument.lsb,
+                  r.argument.first.toText(16), r.lsb, r.promise, r.prices.lutPerBit,
+                  r.prices.lutPerMemory, r.prices.memory.width, r.prices.memory.depth);
   auto found = cache.find(key);
   if (found == cache.end()) found = cache.emplace(key, search(r)).first;
   return found->second;

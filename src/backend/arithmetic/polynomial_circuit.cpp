@@ -13,12 +13,13 @@ namespace {
 std::string keyOf(const PolynomialRequest& r) {
   const ProductPrices& product = r.prices.product;
   const TablePrices& table = r.prices.table;
-  return fmt::format("{}|{} {} {} {} {} {} {}|{} {} {} {} {} {} {} {} {}|{} {} {} {}", r.function,
-                     r.argument.bits, r.argument.lsb, r.resultLsb, r.promise, r.mostDegree,
-                     r.mostRowBits, r.hierarchical, product.lutPerDsp, product.lutPerFurtherDsp,
-                     product.dspWide, product.dspNarrow, product.stageTime, product.rowEntry,
-                     product.rowPerBit, product.rowNext, product.cascade, table.lutPerBit,
-                     table.lutPerMemory, table.memory.width, table.memory.depth);
+  return fmt::format("{}|{} {} {} {} {} {} {} {}|{} {} {} {} {} {} {} {} {}|{} {} {} {}",
+                     r.function, r.argument.bits, r.argument.lsb, r.argument.first.toText(16),
+                     r.resultLsb, r.promise, r.mostDegree, r.mostRowBits, r.hierarchical,
+                     product.lutPerDsp, product.lutPerFurtherDsp, product.dspWide,
+                     product.dspNarrow, product.stageTime, product.rowEntry, product.rowPerBit,
+                     product.rowNext, product.cascade, table.lutPerBit, table.lutPerMemory,
+                     table.memory.width, table.memory.depth);
 }
 
 util::Result<PlannedPolynomial> search(const PolynomialRequest& r) {

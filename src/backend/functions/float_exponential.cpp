@@ -91,8 +91,8 @@ int greatestExponent(const Setting& s) {
   return exponent;
 }
 
-constexpr int kArgumentBits = 3;  // of the argument of 2^f behind the result's last place
-constexpr int kProductBits = 1;   // of the product behind the argument's
+constexpr int kArgumentBits = 2;  // of the argument of 2^f behind the result's last place
+constexpr int kProductBits = 2;   // of the product behind the argument's
 constexpr int kConstantBits = 6;  // of what the constant adds to the product's error
 
 // The magnitude of x log2 b, cut off below 2^-fraction.
@@ -120,7 +120,9 @@ Scaled scaleArgument(Builder& b, const Setting& s, const Unpacked& x, int lutInp
     const arithmetic::Dyadic log = log2Of(s.base, shift + wF + 1 + kConstantBits);
     product = arithmetic::multiplyByConstant(
                   b, x.significand, false, {log.mantissa, log.exponent + shift},
-                  {.goal = {.kind = arithmetic::ProductGoal::kWithin}, .lutInputs = lutInputs})
+                  {.goal = {.kind = arithmetic::ProductGoal::kWithin},
+                   .architecture = arithmetic::ConstantArchitecture::kTables,
+                   .lutInputs = lutInputs})
                   .bits;
   }
   // Numbers of exponent `top` are not shifted.
@@ -181,6 +183,17 @@ ArgumentError argumentError(const Scaled& y) {
   return {MPZ(y.error) * MPZ(1421), y.log2Denominator + kArgumentBits + 10};
 }
 
+// Where a result ends whose exponent is `exponent`, signed, or, where `raised`, one more.
+arithmetic::ExponentRange rangeAbout(Builder& b, const FloatFormat& out, Signal exponent,
+                                     Signal raised) {
+  const auto literal = [&](int value) { return b.literal(value, exponent.width); };
+  return {.above = b.lessSigned(literal(out.maxExponent()), exponent),
+          .atTop = b.equal(exponent, literal(out.maxExponent())),
+          .below = b.lessSigned(exponent, literal(out.minExponent() - 1)),
+          .atBottom = b.equal(exponent, literal(out.minExponent() - 1)),
+          .raised = raised};
+}
+
 Signal decomposePower(Builder& b, const Request& request, const Base& base, Signal input) {
   const auto scope = b.scope("exponential");
   const Setting s = settingOf(request, base);
@@ -198,7 +211,8 @@ Signal decomposePower(Builder& b, const Request& request, const Base& base, Sign
   if (!plan) util::exitWith(plan.failure());
   auto power = arithmetic::evaluateFunction(b, f, *plan, wanted);
   power.budget.add("argument", error.numerator, error.log2Denominator);
-  stateErrors(s.precision, s.ulps, power.budget, s.isNearest, request.budgets);
+  stateErrors(s.precision, s.ulps, power.budget, request.budgets);
+  if (!isRounded) arithmetic::stateRounding(request.budgets, s.isNearest);
 
   // 2^f is about 1 to 2. Beside them by its error it is the neighbour in the next binade, as near
   // or nearer, and its bits stay: ones below 1, and zeros, but for the last ones, above 2.
@@ -218,24 +232,33 @@ Signal decomposePower(Builder& b, const Request& request, const Base& base, Sign
   const int width = std::max(
       arithmetic::signedWidth(-(1L << (k.width - 1)) + bias, (1L << (k.width - 1)) + bias + 2),
       arithmetic::signedWidth(lowest, s.out.maxExponent()));
+  const Signal biased = b.add(b.signExtend(k, width), b.literal(bias, width));
   arithmetic::Unrounded result{
       .sign = b.bit(false),
-      .exponent = b.addCarry(b.signExtend(k, width), b.literal(bias, width), b.topBit(whole)),
+      .exponent = {},
       .significand = b.concat({b.bit(true), fraction}),
       .sticky = b.bit(false),
       .isZero = b.bitAnd(x.isInf, x.sign),
       .isInf = b.bitAnd(b.bitOr(x.isInf, b.bitAnd(y.isFar, b.bitNot(x.isZero))), b.bitNot(x.sign)),
       .isNan = x.isNan};
-  if (power.result.low < MPZ::powerOfTwo(static_cast<unsigned long>(places)))
-    result.exponent = b.subtract(result.exponent, b.zeroExtend(b.isZero(whole), width));
   const Signal isFarBelow = b.bitAnd(y.isFar, b.bitAnd(x.sign, b.bitNot(x.isZero)));
-  if (!s.out.gradual) {
-    result.isZero = b.bitOr(result.isZero, isFarBelow);
-    return roundAndPack(b, result, s.out,
-                        isRounded ? arithmetic::RoundingRule{.mode = RoundMode::kTowardZero}
-                                  : roundingOf(request, false, {}),
-                        request.quietNaN);
+  if (!s.out.gradual) result.isZero = b.bitOr(result.isZero, isFarBelow);
+  const bool canBeBelowOne = power.result.low < MPZ::powerOfTwo(static_cast<unsigned long>(places));
+  if (isRounded && !s.out.gradual) {
+    // At most an ulp off: it is 1 at least. With a wider bound 1 is as good as what is below.
+    if (canBeBelowOne && s.ulps > 1)
+      result.significand =
+          b.concat({b.bit(true), b.bitAnd(fraction, b.replicate(b.reduceOr(whole), places))});
+    result.range = rangeAbout(b, s.out, biased, b.topBit(whole));
+    const Signal next = b.add(biased, b.literal(1, width));
+    result.exponent = b.select(b.topBit(whole), next, biased);
+    return roundAndPack(b, result, s.out, {.mode = RoundMode::kTowardZero}, request.quietNaN);
   }
+  result.exponent = b.add(biased, b.zeroExtend(b.topBit(whole), width));
+  if (canBeBelowOne && !(isRounded && s.ulps <= 1))
+    result.exponent = b.subtract(result.exponent, b.zeroExtend(b.isZero(whole), width));
+  if (!s.out.gradual)
+    return roundAndPack(b, result, s.out, roundingOf(request, false, {}), request.quietNaN);
   // Half a unit more to a subnormal's error, which has half its unit at most by then.
   if (isRounded) result.significand = b.shiftedUp(result.significand, 1);
   result.exponent = b.select(isFarBelow, b.literal(lowest, width), result.exponent);

@@ -20,20 +20,14 @@ FunctionPrecision functionPrecision(double ulps, const std::optional<RoundingGap
 }
 
 void stateErrors(const FunctionPrecision& precision, double ulps,
-                 const arithmetic::ErrorBudget& errors, bool isNearest,
-                 arithmetic::ErrorBudgets* stated) {
-  if (precision.isRounded()) {
-    arithmetic::ErrorBudget budget(ulps);
-    for (const auto& term : errors.terms())
-      budget.add(term.name, term.numerator, term.log2Denominator);
-    budget.assertKept(stated);
-    return;
-  }
-  arithmetic::ErrorBudget budget(std::ldexp(1.0, -precision.extraBits), "error before rounding");
+                 const arithmetic::ErrorBudget& errors, arithmetic::ErrorBudgets* stated,
+                 const std::string& name) {
+  const int extra = precision.extraBits;
+  arithmetic::ErrorBudget budget(precision.isRounded() ? ulps : std::ldexp(1.0, -extra),
+                                 precision.isRounded() ? name : name + " before rounding");
   for (const auto& term : errors.terms())
-    budget.add(term.name, term.numerator, term.log2Denominator + precision.extraBits);
+    budget.add(term.name, term.numerator, term.log2Denominator + extra);
   budget.assertKept(stated);
-  arithmetic::stateRounding(stated, isNearest);
 }
 
 }  // namespace functions

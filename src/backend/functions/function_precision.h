@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "backend/arithmetic/error_budget.h"
 #include "backend/functions/rounding_gap.h"
@@ -20,10 +21,10 @@ struct FunctionPrecision {
 FunctionPrecision functionPrecision(double ulps, const std::optional<RoundingGap>& gap,
                                     bool isNearest);
 
-// Puts the budget of such a result, whose last place is an ulp or has the extra bits, with those of
-// the circuit, and that of the rounding behind it.
+// Puts the budget of such a result, in units of its last place as above, with those of
+// the circuit.
 void stateErrors(const FunctionPrecision& precision, double ulps,
-                 const arithmetic::ErrorBudget& errors, bool isNearest,
-                 arithmetic::ErrorBudgets* stated);
+                 const arithmetic::ErrorBudget& errors, arithmetic::ErrorBudgets* stated,
+                 const std::string& name = "error");
 
 }  // namespace functions

@@ -12,6 +12,7 @@
 #include "backend/functions/float_exponential.h"
 #include "backend/functions/float_flags.h"
 #include "backend/functions/float_integer_part.h"
+#include "backend/functions/float_logarithm.h"
 #include "backend/functions/float_mult.h"
 #include "backend/functions/float_mult_add.h"
 #include "backend/functions/float_multifunction.h"
@@ -55,6 +56,7 @@ std::span<const UnitRow> (*const kFamilies[])() = {
     floatToFloatUnits,
     floatConstMultUnits,
     floatExponentialUnits,
+    floatLogarithmUnits,
     fixedConstMultUnits,
     fixedMultUnits,
     fixedSineUnits,

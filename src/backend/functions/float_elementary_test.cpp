@@ -18,7 +18,17 @@ struct Unit {
   const char* name;
   Operation operation;
 };
-constexpr Unit kUnits[] = {{"DMFloatExpE", exponential}, {"DMFloatExp2", powerOfTwo}};
+int logarithm(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return mpfr_log(r, in[0].get(), direction);
+}
+int logarithmToTwo(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return mpfr_log2(r, in[0].get(), direction);
+}
+
+constexpr Unit kUnits[] = {{"DMFloatExpE", exponential},
+                           {"DMFloatExp2", powerOfTwo},
+                           {"DMFloatLoge", logarithm},
+                           {"DMFloatLog2", logarithmToTwo}};
 
 Bench benchOf(const Ports& ports, bool subnormals) {
   std::vector<Config> configs;
@@ -29,7 +39,7 @@ Bench benchOf(const Ports& ports, bool subnormals) {
   return Bench(configs);
 }
 
-TEST(FloatExponential, AllNumbersOfSmallFormats) {
+TEST(FloatElementary, AllNumbersOfSmallFormats) {
   for (const bool subnormals : {false, true})
     for (const auto& [wE, wF] : {std::pair{2, 1}, {3, 4}, {4, 3}, {5, 4}, {2, 7}})
       for (const auto& format : {ieee(wE, wF), fpLib(wE, wF)}) {
