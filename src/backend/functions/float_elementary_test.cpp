@@ -26,7 +26,8 @@ constexpr Unit unitOf(const char* name) {
   return {name, ofFirst<f>, real<f>};
 }
 constexpr Unit kUnits[] = {unitOf<mpfr_exp>("DMFloatExpE"), unitOf<mpfr_exp2>("DMFloatExp2"),
-                           unitOf<mpfr_log>("DMFloatLoge"), unitOf<mpfr_log2>("DMFloatLog2")};
+                           unitOf<mpfr_log>("DMFloatLoge"), unitOf<mpfr_log2>("DMFloatLog2"),
+                           unitOf<mpfr_log10>("DMFloatLog10")};
 
 Bench benchOf(const Ports& ports, bool subnormals) {
   std::vector<Config> configs;
