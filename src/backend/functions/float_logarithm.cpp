@@ -51,6 +51,7 @@ int ofFirst(mpfr_ptr result, std::span<const Real> x, mpfr_rnd_t direction) {
 constexpr Base kBases[] = {
     {"DMFloatLoge", ofFirst<mpfr_log>, 0, "log(1 + x)/x", -3},
     {"DMFloatLog2", ofFirst<mpfr_log2>, 2, "log2(1 + x)/x", -2},
+    {"DMFloatLog10", ofFirst<mpfr_log10>, 10, "log10(1 + x)/x", -4},
 };
 
 // What a request for a logarithm comes to.
@@ -334,7 +335,7 @@ constexpr UnitRow rowOf() {
   return {kBases[place].unit, evaluateReal<kBases[place].logarithm>, decomposeBase<place>,
           refuseBase<place>};
 }
-constexpr UnitRow kRows[] = {rowOf<0>(), rowOf<1>()};
+constexpr UnitRow kRows[] = {rowOf<0>(), rowOf<1>(), rowOf<2>()};
 
 }  // namespace
 

@@ -6,7 +6,7 @@
 
 namespace functions {
 
-// DMFloatLoge, DMFloatLog2: logarithms to the bases e and 2.
+// DMFloatLoge, DMFloatLog2, DMFloatLog10: logarithms to the bases e, 2 and 10.
 std::span<const UnitRow> floatLogarithmUnits();
 
 }  // namespace functions
