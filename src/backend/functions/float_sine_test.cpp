@@ -91,6 +91,13 @@ TEST(FloatSine, DrawnAndHardestAnglesOfOddFormats) {
   checkDrawnAndHard(9, 30, true, 200, 3);
 }
 
+// An FPLib format has a binade more at either end and no subnormals.
+TEST(FloatSine, AllAnglesOfFPLibPorts) {
+  const Ports ports{"FPLib", {kiln::fpLib(4, 3)}, {kiln::fpLib(4, 3)}};
+  Bench bench(sines(kFunctions[0], ports, false));
+  checkAll(bench, ports.in);
+}
+
 // Minutes: every input of the formats of 16 bits.
 TEST(FloatSine, DISABLED_AllAnglesOf16Bits) {
   for (const auto& [wE, wF] : {std::pair{5, 10}, {8, 7}, {6, 9}})
