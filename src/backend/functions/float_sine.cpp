@@ -214,6 +214,7 @@ std::optional<std::string> refuseSine(const SineRequest& wanted) {
 
 std::optional<std::string> refuseSinPi(const Request& request) {
   if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
+  if (auto reason = refuseMixedForms(request)) return reason;
   return refuseSine(
       sineRequest(request, accuracyOf(request, kSinePi), inputFormat(request, 0).fractionBits, 0));
 }
@@ -270,9 +271,8 @@ std::optional<std::string> refuseSin(const Request& request) {
   if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
   if (request.signature.variant[kNoReduction] != 0)
     return "a sine without range reduction is not built";
-  if (inputFloat(request.signature, 0).is_fp_lib || outputFloat(request.signature, 0).is_fp_lib)
-    return "its ports are IEEE-style ones";
-  if (auto reason = refuseMixedWidths(request)) return reason;
+  if (auto reason = refuseMixedForms(request)) return reason;
+  if (inputFloat(request.signature, 0).is_fp_lib) return "its ports are IEEE-style ones";
   return refuseSine(radianSine(request).wanted);
 }
 

@@ -23,16 +23,20 @@ constexpr Function kFunctions[] = {{"DMFloatSinPiX", sinePi}, {"DMFloatSinX", si
 
 Ports portsOf(int wE, int wF) { return {"", {ieee(wE, wF)}, {ieee(wE, wF)}}; }
 
-// The bounds and roundings of one unit: all of them, or the few that differ in their circuits.
+// The bounds and roundings that one unit is built for: all, those to nearest, or one.
+enum class Kinds { kAll, kNearest, kFaithful };
 std::vector<Config> sines(const Function& function, const Ports& ports, bool subnormals,
-                          bool isShort = false) {
+                          Kinds kinds = Kinds::kAll) {
   std::vector<Config> configs;
   for (const Precision& precision : kPrecisions) {
-    if (precision.tiesAway != 0 || precision.degrade != 0) continue;
-    if (isShort && precision.mode != RoundMode::kNearestEven) continue;
+    const bool isFaithful = precision.accuracy.ulps == 1;
+    if (precision.tiesAway != 0 || (precision.degrade != 0 && !isFaithful)) continue;
+    if (kinds != Kinds::kAll && precision.mode != RoundMode::kNearestEven) continue;
+    if (kinds == Kinds::kFaithful && !isFaithful) continue;
     configs.push_back(
         configOf(function.unit, ports, precision, 0, 0, subnormals, {function.operation}));
     configs.back().request.prices = {};
+    configs.back().request.signature.variant.numbers.clear();
   }
   return configs;
 }
@@ -73,22 +77,33 @@ TEST(FloatSine, AllAnglesOfSmallFormats) {
       }
 }
 
-void checkDrawnAndHard(int wE, int wF, bool isShort, int draws, int stride) {
+void checkDrawnAndHard(int wE, int wF, Kinds kinds, int draws, int stride) {
   for (const Function& function : kFunctions) {
     SCOPED_TRACE(fmt::format("{} {} {}", function.unit, wE, wF));
     const Ports ports = portsOf(wE, wF);
-    Bench bench(sines(function, ports, true, isShort));
+    Bench bench(sines(function, ports, true, kinds));
     checkDrawn(bench, ports.in, draws, 1);
     if (function.operation == sine)
       for (const MPZ& pattern : hardestRadians(ieee(wE, wF), stride)) bench.check({pattern});
   }
 }
 
-TEST(FloatSine, DrawnAndHardestAnglesOfSinglePrecision) { checkDrawnAndHard(8, 23, false, 400, 1); }
-TEST(FloatSine, DrawnAndHardestAnglesOfDoublePrecision) { checkDrawnAndHard(11, 52, true, 100, 9); }
+TEST(FloatSine, DrawnAndHardestAnglesOfSinglePrecision) {
+  checkDrawnAndHard(8, 23, Kinds::kAll, 400, 1);
+}
+TEST(FloatSine, DrawnAndHardestAnglesOfDoublePrecision) {
+  checkDrawnAndHard(11, 52, Kinds::kFaithful, 100, 9);
+}
 TEST(FloatSine, DrawnAndHardestAnglesOfOddFormats) {
-  checkDrawnAndHard(7, 16, true, 200, 1);
-  checkDrawnAndHard(9, 30, true, 200, 3);
+  checkDrawnAndHard(7, 16, Kinds::kNearest, 200, 1);
+  checkDrawnAndHard(9, 30, Kinds::kFaithful, 200, 3);
+}
+
+// An FPLib format has a binade more at either end and no subnormals.
+TEST(FloatSine, AllAnglesOfFPLibPorts) {
+  const Ports ports{"FPLib", {kiln::fpLib(4, 3)}, {kiln::fpLib(4, 3)}};
+  Bench bench(sines(kFunctions[0], ports, false));
+  checkAll(bench, ports.in);
 }
 
 // Minutes: every input of the formats of 16 bits.
