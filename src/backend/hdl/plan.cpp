@@ -390,7 +390,8 @@ std::optional<Plan::Difference> Plan::differenceOf(const Node& add, int cycle) c
     if (graph.node(id).op == Op::kNot && isInlined(id) && cycleOf(id) == cycle)
       return Difference{other, graph.operands(id)[0]};
   }
-  return {};
+  if (isLiteral(operands[0]) || isLiteral(operands[1])) return {};
+  return Difference{operands[0], operands[1], true};
 }
 
 std::vector<NodeId> Plan::addendsOf(const Node& add) const {

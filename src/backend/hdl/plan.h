@@ -80,9 +80,12 @@ class Plan {
   bool isLive(graph::NodeId id) const { return live[id.index] != 0; }
   // True where a node has no name of its own: its reader holds its expression.
   bool isInlined(graph::NodeId id) const { return inlined[id.index]; }
-  // An addition of two addends that is a - b: a + not b + 1, the `not` inlined. Nothing otherwise.
+  // An addition of two addends and a one, as a difference: a + not b + 1 is a - b, the `not`
+  // inlined, and a + b + 1 is a - not b, which tools put on one chain and into no block. Nothing
+  // for other additions.
   struct Difference {
     graph::NodeId from, what;
+    bool isInverted = false;  // `what` has to be
   };
   std::optional<Difference> differenceOf(const graph::Node& add, int cycle) const;
   // The addends of a sum without its carry: those that are not zero, or one that is.

@@ -80,8 +80,8 @@ std::string Printer::operand(NodeId id, int cycle, bool bracket) const {
 std::string Printer::sum(const Node& node, int cycle) const {
   const auto operands = graph.operands(node);
   if (const auto difference = plan.differenceOf(node, cycle))
-    return fmt::format("{} - {}", operand(difference->from, cycle),
-                       operand(difference->what, cycle));
+    return fmt::format("{} - {}{}", operand(difference->from, cycle),
+                       difference->isInverted ? "~" : "", operand(difference->what, cycle));
   std::string text;
   for (const NodeId addend : plan.addendsOf(node))
     text += (text.empty() ? "" : " + ") + operand(addend, cycle);

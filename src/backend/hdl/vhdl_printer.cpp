@@ -203,8 +203,8 @@ std::string Printer::expression(NodeId id) const {
                          operand(operands[0], cycle, /*bracket=*/false));
     case Op::kAdd: {
       if (const auto difference = plan.differenceOf(node, cycle))
-        return fmt::format("{} - {}", operand(difference->from, cycle),
-                           operand(difference->what, cycle));
+        return fmt::format("{} - {}{}", operand(difference->from, cycle),
+                           difference->isInverted ? "not " : "", operand(difference->what, cycle));
       std::string sum;
       for (const NodeId addend : plan.addendsOf(node)) {
         if (!sum.empty()) sum += " + ";

@@ -1,9 +1,8 @@
 #include "backend/schedule/block_registers.h"
 
 #include <algorithm>
+#include <climits>
 
-#include "backend/schedule/schedule.h"
-#include "backend/schedule/stage_model.h"
 #include "backend/schedule/wiring_placement.h"
 
 namespace schedule {
@@ -31,6 +30,33 @@ std::vector<NodeId> productByNode(const Graph& graph, const device::Device& devi
     }
   }
   return products;
+}
+
+void keepProductsWhole(const StageModel& model, Schedule& schedule) {
+  const Graph& graph = model.graph;
+  const std::vector<NodeId> products = productByNode(graph, model.device);
+  const auto isMovable = [&](NodeId id) {
+    const NodeId product = products[id.index];
+    return product != NodeId{} && product != id && !model.isNext(id) &&
+           !model.loops.isJoint(model.loops.setOf(id));
+  };
+  std::vector<int> firstRead(graph.size(), INT_MAX);  // by node; of products through such wiring
+  const auto readIn = [&](NodeId id, int cycle) {
+    int& first = firstRead[id.index];
+    first = std::min(first, cycle);
+  };
+  for (std::size_t port = 0; port < graph.outputs().size(); ++port)
+    readIn(graph.outputs()[port].signal.node, schedule.cycleByOutput[port]);
+  for (const graph::State& state : graph.states()) readIn(state.next, schedule.cycleOf(state.node));
+  for (std::uint32_t i = static_cast<std::uint32_t>(graph.size()); i-- > 0;)
+    for (const NodeId operand : graph.operands(NodeId{i}))
+      readIn(operand, isMovable({i}) ? firstRead[i] : schedule.cycleByNode[i]);
+  for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    if (!isMovable({i}) || firstRead[i] == INT_MAX) continue;
+    const NodeId product = products[i];
+    const int end = std::min(firstRead[product.index], schedule.cycleOf(product) + kBlockRegisters);
+    schedule.cycleByNode[i] = std::max(schedule.cycleByNode[i], end);
+  }
 }
 
 long registerBitsOutsideBlocks(const Graph& graph, const device::Device& device,

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <optional>
 
+#include "backend/schedule/block_registers.h"
 #include "backend/schedule/checker.h"
 #include "backend/schedule/fewest_registers_scheduler.h"
 #include "backend/schedule/greedy_scheduler.h"
@@ -175,6 +176,7 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
       placeWiring(graph, result.schedule);
     }
   }
+  keepProductsWhole(model, result.schedule);
 
   ScheduleOptions met = options;
   met.period = result.period;
