@@ -76,6 +76,7 @@ Plan::Plan(const Design& design) : design(design), graph(*design.graph) {
   chooseInlined();
   nameEverything();
   chooseResets();
+  keepSumsOutOfBlocks();
   makeProcesses();
   markReads();
 }
@@ -321,6 +322,23 @@ std::vector<NodeId> Plan::variablesBehind(const std::vector<NodeId>& roots, int 
   }
   std::ranges::sort(variables);
   return variables;
+}
+
+// Tools move a sum and its register into the block of the product that reads it, where the sum's
+// operands have to be there a good deal earlier.
+void Plan::keepSumsOutOfBlocks() {
+  std::vector<char> isFactor(graph.size(), 0);
+  for (std::size_t i = graph.size(); i-- > 0;) {
+    const NodeId id{static_cast<std::uint32_t>(i)};
+    const Node& node = graph.node(id);
+    const bool isProduct = node.op == Op::kMultiply || node.op == Op::kMultiplySigned;
+    if (!isProduct && !(isFactor[i] && graph::traitsOf(node.op).wiring)) {
+      if (isFactor[i] && node.op == Op::kAdd && live[i] && lastRead[i] > cycleOf(id))
+        registers[firstRegister[i]].isKept = true;
+      continue;
+    }
+    for (const NodeId operand : graph.operands(id)) isFactor[operand.index] = 1;
+  }
 }
 
 void Plan::makeProcesses() {

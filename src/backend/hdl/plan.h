@@ -22,6 +22,7 @@ struct Register {
   graph::NodeId source;
   int writtenIn = 0;
   bool hasReset = true;
+  bool isKept = false;  // tools may not move it
   util::MPZ initial{};  // after a reset
 };
 
@@ -118,6 +119,7 @@ class Plan {
   void nameRegisters(Names& names);
   void chooseResets();
   void resetEndsOfChains();
+  void keepSumsOutOfBlocks();
   void makeProcesses();
   void markReads();
   std::vector<graph::NodeId> variablesBehind(const std::vector<graph::NodeId>& roots, int cycle);

@@ -339,7 +339,8 @@ std::string Printer::design() const {
   std::string whole, partlyRead;
   for (const Register& row : plan.registers)
     (plan.isPartlyRead(row.node, row.cycle) ? partlyRead : whole) +=
-        fmt::format("  reg {}{};\n", range(graph.node(row.node).width), row.name);
+        fmt::format("  {}reg {}{};\n", row.isKept ? "(* keep *) " : "",
+                    range(graph.node(row.node).width), row.name);
   text += whole;
   if (!partlyRead.empty()) text += fmt::format("{}{}{}", kUnusedOff, partlyRead, kUnusedOn);
   if (!plan.registers.empty()) text += "\n";
