@@ -251,12 +251,4 @@ inline void forAllPatterns(int width, const std::function<bool(const MPZ&)>& che
     if (!check(MPZ(i))) ++wrong;
 }
 
-// The end of the line that refuses a unit, or an empty text.
-inline std::string refusalOf(const std::string& unit, std::vector<kiln::Type> in,
-                             std::vector<kiln::Type> out, std::vector<std::int64_t> numbers) {
-  Request request;
-  request.signature = {std::move(in), std::move(out), {std::move(numbers)}};
-  return findUnit(unit)->refuses(request).value_or("");
-}
-
 }  // namespace functions::testing

@@ -265,20 +265,5 @@ TEST(FixedConstMult, SaturatesInNarrowerFormats) {
       }
 }
 
-TEST(FixedConstMult, RefusesWhatItCannotBuild) {
-  const auto refusal = [](const FixedPoint& in, const FixedPoint& out, const Variant& variant) {
-    Request request;
-    request.signature = {{in}, {out}, variant};
-    return unit().refuses(request).value_or("");
-  };
-  const FixedPoint a(8, 0, false);
-  EXPECT_EQ(refusal(a, a, {{0, -1, 0, 0}, {"3"}}), "");
-  EXPECT_EQ(refusal(a, a, {{0, -1, 0, 0}, {}}), "the constant is missing");
-  EXPECT_EQ(refusal(a, a, {{0, -1, 0, 0}, {"inf"}}), "constant inf is not finite");
-  EXPECT_EQ(refusal({8, 2, false}, {8, 2, false}, {{0, -1, 2, 1}, {"3"}}), "f 2 is not 0");
-  EXPECT_EQ(refusal({150, 0, false}, a, {{0, -1, 0, 0}, {"0.1"}}),
-            "width 150 is out of range 1 to 148");
-}
-
 }  // namespace
 }  // namespace functions

@@ -250,17 +250,5 @@ TEST(FixedMult, ReferenceRoundsTheExactProductOnce) {
       }
 }
 
-TEST(FixedMult, RefusesWhatItCannotBuild) {
-  const auto refusal = [](const FixedPoint& a, const FixedPoint& out) {
-    Request request;
-    request.signature = {{a, a}, {out}, {{0, 0}}};
-    return unit().refuses(request).value_or("");
-  };
-  EXPECT_EQ(refusal({8, 8, false}, {8, 8, false}), "");
-  EXPECT_EQ(refusal({1025, 8, false}, {8, 8, false}), "width 1025 is out of range 1 to 1024");
-  EXPECT_EQ(refusal({8, 8, false}, {8, 9999, false}),
-            "output fraction 9999 is out of range -4080 to 4112");
-}
-
 }  // namespace
 }  // namespace functions

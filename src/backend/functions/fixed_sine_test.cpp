@@ -147,18 +147,5 @@ TEST(FixedSine, DrawnAnglesOfWidePorts) {
   Bench({53, 51, true}, 48, kSine, {kFaithful}).checkDrawn(200);
 }
 
-TEST(FixedSine, RefusesWhatItCannotBuild) {
-  const auto refusal = [](const FixedPoint& in, const FixedPoint& out) {
-    Request request;
-    request.signature = {{in}, {out}, {{7, kSine}}};
-    return unit().refuses(request).value_or("");
-  };
-  EXPECT_EQ(refusal({8, 7, true}, {9, 7, true}), "");
-  EXPECT_EQ(refusal({1025, 7, true}, {9, 7, true}), "width 1025 is out of range 1 to 1024");
-  EXPECT_EQ(refusal({8, 7, true}, {129, 127, true}), "fOut 127 is out of range 0 to 96");
-  EXPECT_EQ(refusal({8, 7, true}, {9, 7, false}),
-            "a result is not a signed fixed-point port of range -2 to 2");
-}
-
 }  // namespace
 }  // namespace functions

@@ -140,19 +140,5 @@ TEST(FixedToFloat, ReadsAnyNumber) {
   }
 }
 
-TEST(FixedToFloat, RefusesPortsThatItDoesNotHave) {
-  const kiln::Type word = FixedPoint(32, 16, true), single = ieee(8, 23);
-  EXPECT_EQ(refusalOf("DMFxPToFP", {word}, {single}, {8, 23, 1}), "");
-  EXPECT_EQ(refusalOf("DMFxPToFP", {word}, {single}, {8, 23, 5}),
-            "rounding 5 is out of range 0 to 4");
-  EXPECT_EQ(refusalOf("DMFxPToFP", {FixedPoint(0, 0, true)}, {single}, {8, 23, 1}),
-            "width 0 is out of range 1 to 4096");
-  EXPECT_EQ(refusalOf("DMFxPToFP", {word}, {single, kFlags}, {8, 23, 1}),
-            "1 inputs and 2 outputs are not the 1 and 1 of this unit");
-  EXPECT_NE(refusalOf("DMFxPToFP", {word, kFlags}, {single, kFlags}, {8, 23, 1, 1, 1}), "");
-  EXPECT_EQ(refusalOf("DMFxPToFP", {word}, {ieee(16, 5)}, {8, 23, 1}),
-            "wE 16 is out of range 2 to 15");
-}
-
 }  // namespace
 }  // namespace functions::testing

@@ -196,20 +196,5 @@ TEST(FloatAdd, WiderBoundsBuySmallerCircuits) {
   }
 }
 
-TEST(FloatAdd, RefusesWhatNoCircuitHas) {
-  const UnitRow* row = findUnit("CFloatAdd");
-  const auto refusal = [&](std::vector<kiln::Type> in, std::vector<kiln::Type> out) {
-    Request request;
-    request.signature = {std::move(in), std::move(out), {}};
-    return row->refuses(request).value_or("");
-  };
-  EXPECT_EQ(refusal({ieee(8, 23), ieee(8, 23)}, {ieee(8, 23)}), "");
-  EXPECT_EQ(refusal({ieee(1, 5), ieee(1, 5)}, {ieee(1, 5)}), "wE 1 is out of range 2 to 15");
-  EXPECT_EQ(refusal({ieee(8, 113), ieee(8, 113)}, {ieee(8, 113)}),
-            "wF 113 is out of range 1 to 112");
-  EXPECT_NE(refusal({ieee(8, 23), ieee(8, 22)}, {ieee(8, 23)}), "");
-  EXPECT_NE(refusal({ieee(8, 23)}, {ieee(8, 23)}), "");
-}
-
 }  // namespace
 }  // namespace functions::testing

@@ -104,15 +104,5 @@ TEST(FloatConstMult, PowersOfTwoNeedNoMultiplier) {
   EXPECT_LT(bits("3"), bits("3.1"));
 }
 
-TEST(FloatConstMult, RefusesWhatItCannotBuild) {
-  Request request;
-  request.signature = {{ieee(8, 23)}, {ieee(8, 23)}, {{8, 23, 0}}};
-  EXPECT_EQ(findUnit("CFPConstMult")->refuses(request), "the constant is missing");
-  request.signature.variant.texts = {"3"};
-  EXPECT_FALSE(findUnit("CFPConstMult")->refuses(request));
-  request.signature.in[0] = ieee(1, 23);
-  EXPECT_EQ(findUnit("CFPConstMult")->refuses(request), "wE 1 is out of range 2 to 15");
-}
-
 }  // namespace
 }  // namespace functions::testing

@@ -196,23 +196,5 @@ TEST(FloatFlags, ResultsBesideBothEndsOfTheRange) {
       }
 }
 
-TEST(FloatFlags, RefusesPortsThatItDoesNotHave) {
-  const auto refusal = [](std::vector<kiln::Type> in, std::vector<kiln::Type> out, int dynamic) {
-    Request request;
-    request.signature = {std::move(in), std::move(out), {}};
-    request.signature.variant.numbers = {8, 23, 1, dynamic, 0};
-    return findUnit("DMFPMult")->refuses(request).value_or("");
-  };
-  const kiln::Type single = ieee(8, 23), flags = FixedPoint(5, 0, false);
-  EXPECT_EQ(refusal({single, single}, {single, flags}, 0), "");
-  EXPECT_EQ(refusal({single, single}, {single, flags}, 1),
-            "2 inputs and 2 outputs are not the 3 and 2 of this unit");
-  EXPECT_NE(refusal({single, single, FixedPoint(1, 0, false)}, {single, flags}, 1), "");
-  EXPECT_NE(refusal({single, kiln::fpLib(8, 23)}, {single, flags}, 0), "");
-  EXPECT_NE(refusal({single, ieee(8, 22)}, {single, flags}, 0), "");
-  EXPECT_EQ(refusal({ieee(1, 5), ieee(1, 5)}, {ieee(1, 5), flags}, 0),
-            "wE 1 is out of range 2 to 15");
-}
-
 }  // namespace
 }  // namespace functions::testing

@@ -100,17 +100,5 @@ TEST(FloatIntegerPart, DrawnNumbersOfLargeFormats) {
         checkFormat(format, subnormals, 4000);
 }
 
-TEST(FloatIntegerPart, RefusesPortsThatItDoesNotHave) {
-  const auto refusal = [](std::vector<kiln::Type> in, std::vector<kiln::Type> out) {
-    Request request;
-    request.signature = {std::move(in), std::move(out), {}};
-    return findUnit("DMFloatFloor")->refuses(request).value_or("");
-  };
-  EXPECT_EQ(refusal({ieee(8, 113)}, {ieee(8, 113)}), "wF 113 is out of range 1 to 112");
-  EXPECT_NE(refusal({ieee(8, 23)}, {ieee(8, 22)}), "");
-  EXPECT_NE(refusal({ieee(8, 23)}, {fpLib(8, 23)}), "");
-  EXPECT_NE(refusal({ieee(8, 23), ieee(8, 23)}, {ieee(8, 23)}), "");
-}
-
 }  // namespace
 }  // namespace functions::testing

@@ -143,24 +143,5 @@ TEST(FloatLdExp, ReferenceHoldsTheIntegerWithinItsPort) {
   EXPECT_EQ(results[0].type, NumType::kDontCare);
 }
 
-TEST(FloatScale, RefusesPortsThatItDoesNotHave) {
-  const auto refusal = [](const char* unit, std::vector<kiln::Type> in,
-                          std::vector<kiln::Type> out) {
-    Request request;
-    request.signature = {std::move(in), std::move(out), {}};
-    return findUnit(unit)->refuses(request).value_or("");
-  };
-  const kiln::Type single = ieee(8, 23), byte = FixedPoint(8, 0, true);
-  EXPECT_EQ(refusal("DMFloatLdExp", {ieee(1, 5), byte}, {ieee(1, 5)}),
-            "wE 1 is out of range 2 to 15");
-  EXPECT_EQ(refusal("DMFloatLdExp", {single, FixedPoint(5000, 0, true)}, {single}),
-            "wI 5000 is out of range 1 to 4096");
-  EXPECT_NE(refusal("DMFloatLdExp", {single, FixedPoint(8, 2, true)}, {single}), "");
-  EXPECT_NE(refusal("DMFloatLdExp", {single, byte}, {ieee(8, 22)}), "");
-  EXPECT_NE(refusal("DMFloatLdExp", {single}, {single}), "");
-  EXPECT_NE(refusal("DMFloatILogB", {single}, {byte}), "");
-  EXPECT_NE(refusal("DMFloatILogB", {byte}, {kLog}), "");
-}
-
 }  // namespace
 }  // namespace functions::testing

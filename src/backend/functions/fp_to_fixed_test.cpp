@@ -174,19 +174,5 @@ TEST(FloatToFixed, WorkedCases) {
   }
 }
 
-TEST(FloatToFixed, RefusesPortsThatItDoesNotHave) {
-  const kiln::Type single = ieee(8, 23), word = FixedPoint(32, 16, true);
-  EXPECT_EQ(refusalOf("DMFPToFxP", {single}, {word}, {}), "");
-  EXPECT_EQ(refusalOf("DMFPToFxP", {single}, {FixedPoint(4097, 0, true)}, {}),
-            "width 4097 is out of range 1 to 4096");
-  EXPECT_EQ(refusalOf("DMFPToFxP", {single}, {word}, {0, 0, 0, 0, 0, 0, 7}),
-            "rounding mode 7 is out of range 0 to 6");
-  EXPECT_NE(refusalOf("DMFPToFxP", {single, kDirection}, {word}, {}), "");
-  EXPECT_NE(refusalOf("DMFPToFxP", {word}, {word}, {}), "");
-  EXPECT_NE(refusalOf("DMFPToFXPExpert", {single}, {word, kFlags}, {}), "");
-  EXPECT_EQ(refusalOf("DMFPToFXPExpert", {ieee(8, 113), kDirection}, {word, kFlags}, {}),
-            "wF 113 is out of range 1 to 112");
-}
-
 }  // namespace
 }  // namespace functions::testing

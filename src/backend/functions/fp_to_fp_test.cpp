@@ -132,18 +132,5 @@ TEST(FloatCast, NarrowsAllPatternsUnderEveryClass) {
       }
 }
 
-TEST(FloatToFloat, RefusesPortsThatItDoesNotHave) {
-  const kiln::Type half = ieee(5, 10), single = ieee(8, 23);
-  EXPECT_EQ(refusalOf("DMFPIEEEToFPIEEE", {half}, {single}, {}), "");
-  EXPECT_EQ(refusalOf("DMFPIEEEToFPIEEE", {half}, {ieee(1, 23)}, {}),
-            "wE 1 is out of range 2 to 15");
-  EXPECT_NE(refusalOf("DMFPIEEEToFPIEEE", {half}, {kiln::fpLib(8, 23)}, {}), "");
-  EXPECT_EQ(refusalOf("DMFloatCastIEEEtoFPC", {ieee(14, 5)}, {ieee(16, 5), kClass}, {}),
-            "wE 16 is out of range 2 to 15");
-  EXPECT_EQ(refusalOf("DMFloatCastIEEEtoFPC", {half}, {single, kClass}, {}),
-            "formats 5 10 and 8 23 are not two exponent bits apart");
-  EXPECT_NE(refusalOf("DMFloatCastFPCToIEEE", {half, half}, {ieee(3, 10)}, {}), "");
-}
-
 }  // namespace
 }  // namespace functions::testing

@@ -81,15 +81,5 @@ TEST(LongAdd, CutsTheCarryChainWhereAsked) {
   EXPECT_EQ(additions, 4);
 }
 
-TEST(LongAdd, RefusesWidthsAndCountsOutOfRange) {
-  EXPECT_EQ(refusal(row(), signatureOf({0, 2, false, 0, 0})), "width 0 is out of range 1 to 4096");
-  EXPECT_EQ(refusal(row(), signatureOf({4097, 2, false, 0, 0})),
-            "width 4097 is out of range 1 to 4096");
-  EXPECT_EQ(refusal(row(), signatureOf({8, 1, false, 0, 0})),
-            "number of operands 1 is out of range 2 to 256");
-  EXPECT_EQ(refusal(row(), signatureOf({8, 257, false, 0, 0})),
-            "number of operands 257 is out of range 2 to 256");
-}
-
 }  // namespace
 }  // namespace functions

@@ -125,13 +125,6 @@ class IntegerUnit {
   std::vector<NumValue> arguments, results;
 };
 
-// The end of the line that refuses `signature`, or an empty text.
-inline std::string refusal(const UnitRow& row, const Signature& signature) {
-  Request request;
-  request.signature = signature;
-  return row.refuses(request).value_or("");
-}
-
 inline kiln::Type integers(int width, bool isSigned) {
   return kiln::FixedPoint(width, 0, isSigned);
 }

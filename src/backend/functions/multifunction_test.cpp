@@ -136,22 +136,5 @@ TEST(IntMultiFunction, DrawnOperandsOfLargeWidths) {
   }
 }
 
-TEST(MultiFunction, RefusesPortsThatItDoesNotHave) {
-  const auto refusal = [](const char* unit, const kiln::Type& operand, int codeBits) {
-    Request request;
-    request.signature.in = {operand, operand, operand, FixedPoint(2, 0, false),
-                            FixedPoint(codeBits, 0, false)};
-    request.signature.out = {operand, FixedPoint(1, 0, false)};
-    return findUnit(unit)->refuses(request).value_or("");
-  };
-  EXPECT_EQ(refusal("DMFxPFusedMultiFunction", FixedPoint(201, 0, true), 5),
-            "width 201 is out of range 1 to 200");
-  EXPECT_NE(refusal("DMFxPFusedMultiFunction", FixedPoint(8, 0, false), 5), "");
-  EXPECT_NE(refusal("DMFxPFusedMultiFunction", FixedPoint(8, 0, true), 4), "");
-  EXPECT_EQ(refusal("DMFloatFusedMultiFunction", ieee(1, 5), 4), "wE 1 is out of range 2 to 15");
-  EXPECT_NE(refusal("DMFloatFusedMultiFunction", kiln::fpLib(8, 23), 4), "");
-  EXPECT_NE(refusal("DMFloatFusedMultiFunction", ieee(8, 23), 5), "");
-}
-
 }  // namespace
 }  // namespace functions::testing

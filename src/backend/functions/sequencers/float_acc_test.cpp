@@ -189,20 +189,5 @@ TEST(FloatAcc, LongSequencesAgainstExactSums) {
       }
 }
 
-TEST(FloatAcc, RefusesWindowsThatNoCircuitHas) {
-  const auto refused = [](long lsbA, long msbA, long maxMSBX) {
-    Request request;
-    const kiln::FixedPoint bit{1, 0, false};
-    request.signature = {{ieee(8, 23), bit}, {ieee(8, 23), bit, bit, bit}, {{lsbA, msbA, maxMSBX}}};
-    return findUnit("CFloatAcc")->refuses(request).has_value();
-  };
-  EXPECT_FALSE(refused(-20, 10, 8));
-  EXPECT_TRUE(refused(10, -20, 8));
-  EXPECT_TRUE(refused(-20, -20, -20));
-  EXPECT_TRUE(refused(-20, 10, 11));
-  EXPECT_TRUE(refused(-20, 10, -21));
-  EXPECT_TRUE(refused(-4000, 1000, 0));
-}
-
 }  // namespace
 }  // namespace functions::testing
