@@ -301,20 +301,5 @@ TEST(OptionTable, WordsThatMakeNoSenseEndTheRunWithOneLine) {
   }
 }
 
-TEST(OptionTable, EveryOptionWithTooFewWordsNamesWhatIsMissing) {
-  for (const OptionRow& row : optionRows()) {
-    if (row.parameters.empty()) continue;
-    EXPECT_EXIT(
-        {
-          RunState run;
-          applyOption(row, run, {});
-          std::exit(0);
-        },
-        testing::ExitedWithCode(255),
-        fmt::format("^{}: the line ends before {} ", row.name, row.parameters))
-        << row.name;
-  }
-}
-
 }  // namespace
 }  // namespace driver
