@@ -86,8 +86,7 @@ TEST(FixedToFloat, HardAndDrawnNumbersOfWidePorts) {
       for (const bool subnormals : {false, true}) {
         Conversions conversions(in, out, subnormals);
         Draws draws(seed++);
-        int wrong = 0;
-        for (int i = 0; i < 300 && wrong < 5; ++i) {
+        checkEach(300, [&](int i) {
           // Any length, and ties and their neighbours below a significand.
           MPZ n = draws.bits(1 + draws.below(in.width()));
           const int below = static_cast<int>(n.bitLength()) - (out.frac + 1);
@@ -97,8 +96,8 @@ TEST(FixedToFloat, HardAndDrawnNumbersOfWidePorts) {
             n = (n << static_cast<unsigned long>(below - 1)) + MPZ(draws.below(3) - 1);
           }
           if (draws.below(2) == 1) n = -n;
-          if (!conversions.check(n.lowBits(in.width()))) ++wrong;
-        }
+          return conversions.check(n.lowBits(in.width()));
+        });
         for (const MPZ& n : {MPZ(0), MPZ(1), MPZ(-1), MPZ::powerOfTwo(in.width() - 1),
                              MPZ::allOnes(in.width() - 1)})
           conversions.check(n.lowBits(in.width()));

@@ -177,13 +177,8 @@ TEST(FloatDim, AllPairsOfSmallFormatsAndDrawnOnes) {
 TEST(FloatAdd, WiderBoundsBuySmallerCircuits) {
   const Ports ports = portForms(8, 23)[0];
   const auto bitsOf = [&](Accuracy accuracy, int dualPath) {
-    graph::Graph circuit;
-    graph::Builder builder(circuit);
-    const Config config = configOf("CFloatAdd", ports, {"", RoundMode::kNearestEven, accuracy}, 0,
-                                   dualPath, false, {sum});
-    const std::vector inputs{builder.input("a", 32), builder.input("b", 32)};
-    builder.output("q", findUnit("CFloatAdd")->decompose(builder, config.request, inputs)[0]);
-    return logicBits(circuit);
+    return logicBits(configOf("CFloatAdd", ports, {"", RoundMode::kNearestEven, accuracy}, 0,
+                              dualPath, false, {sum}));
   };
   for (const int dualPath : {0, 1}) {
     const int correct = bitsOf({Accuracy::kCorrect, 0.5}, dualPath);

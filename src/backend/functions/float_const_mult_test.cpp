@@ -93,11 +93,7 @@ TEST(FloatConstMult, PowersOfTwoNeedNoMultiplier) {
   const auto bits = [](const char* word) {
     Request request;
     request.signature = {{ieee(8, 23)}, {ieee(8, 23)}, {{8, 23, 0}, {word}}};
-    graph::Graph circuit;
-    graph::Builder b(circuit);
-    const graph::Signal x = b.input("a", 32);
-    b.output("q", findUnit("CFPConstMult")->decompose(b, request, std::span(&x, 1))[0]);
-    return logicBits(circuit);
+    return logicBits(UnitCircuit("CFPConstMult", request).graph);
   };
   EXPECT_LT(bits("0.25"), 200);
   EXPECT_LT(bits("0.25"), bits("0.3"));

@@ -65,8 +65,7 @@ void checkFormat(const kiln::FloatingPoint& format, bool subnormals, int count) 
     }
     Draws draws(format.frac);
     const int bias = (1 << (format.exp - 1)) - 1;
-    int wrong = 0;
-    for (int i = 0; i < count && wrong < 5; ++i) {
+    checkEach(count, [&](int i) {
       MPZ pattern = draws.number(format);
       if (i % 2 == 0) {
         const MPZ exponent = bias - 2 + draws.below(format.frac + 4);
@@ -78,8 +77,8 @@ void checkFormat(const kiln::FloatingPoint& format, bool subnormals, int count) 
         const int magnitudeBits = format.exp + format.frac;
         pattern = ((pattern >> magnitudeBits) << magnitudeBits) + low;
       }
-      if (!bench.check({pattern}, owed({pattern}))) ++wrong;
-    }
+      return bench.check({pattern}, owed({pattern}));
+    });
   }
 }
 

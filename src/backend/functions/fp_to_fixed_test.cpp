@@ -110,8 +110,7 @@ TEST(FloatToFixed, HardAndDrawnNumbersOfLargeFormats) {
         const Port port{in, subnormals};
         Draws draws(seed++);
         const std::vector<kiln::Type> types{in};
-        int wrong = 0;
-        for (int i = 0; i < 400 && wrong < 5; ++i) {
+        checkEach(400, [&](int i) {
           MPZ pattern = draws.row(types)[0];
           if (i % 2 == 0) {
             // k + 1/2 for k of few bits or beside the port's end, and its neighbours.
@@ -125,8 +124,8 @@ TEST(FloatToFixed, HardAndDrawnNumbersOfLargeFormats) {
             const MPZ moved = pattern + MPZ(draws.below(3) - 1);
             if (moved.sign() >= 0) pattern = moved.lowBits(in.width);
           }
-          if (!conversions.check(pattern)) ++wrong;
-        }
+          return conversions.check(pattern);
+        });
       }
 }
 

@@ -68,8 +68,7 @@ TEST(FloatToFloat, DrawnNumbersOfLargeFormats) {
         Conversions conversions(in, out, subnormals);
         const Port from{in, subnormals}, to{out, subnormals};
         Draws draws(seed++);
-        int wrong = 0;
-        for (int i = 0; i < 400 && wrong < 5; ++i) {
+        checkEach(400, [&](int i) {
           MPZ pattern = draws.number(in);
           if (i % 2 == 0 && in.frac > out.frac) {
             // The middle between two numbers of the output, or beside it.
@@ -80,8 +79,8 @@ TEST(FloatToFloat, DrawnNumbersOfLargeFormats) {
                 owedFloat(x, from, RoundMode::kNearestEven, true).pattern + MPZ(draws.below(3) - 1);
             if (pattern.sign() < 0) pattern = 0;
           }
-          if (!conversions.check(pattern.lowBits(in.width))) ++wrong;
-        }
+          return conversions.check(pattern.lowBits(in.width));
+        });
       }
 }
 
