@@ -8,7 +8,7 @@
 #include <random>
 
 #include "backend/functions/integer_values.h"
-#include "backend/graph/evaluator.h"
+#include "backend/functions/unit_circuit.h"
 
 namespace functions {
 namespace {
@@ -42,26 +42,17 @@ class Bench {
  public:
   Bench(const FixedPoint& in, int fOut, int outputs, const std::vector<Accuracy>& accuracies)
       : in(in), fOut(fOut), outputs(outputs), accuracies(accuracies) {
-    graph::Builder b(circuit);
-    const std::vector<graph::Signal> inputs{b.input("a", in.width())};
+    std::vector<Request> requests;
     for (const Accuracy& accuracy : accuracies) {
-      Request request = requestOf(accuracy);
-      request.budgets = &budgets;
-      EXPECT_FALSE(unit().refuses(request)) << *unit().refuses(request);
-      for (const graph::Signal q : unit().decompose(b, request, inputs)) {
-        EXPECT_EQ(q.width, fOut + 2);
-        b.output(fmt::format("q{}", circuit.outputs().size()), q);
-      }
+      requests.push_back(requestOf(accuracy));
+      requests.back().budgets = &budgets;
     }
-    evaluator.emplace(circuit);
+    circuit.emplace("DMFxPSinCosPiX", requests);
   }
 
-  std::size_t nodes() const { return circuit.size(); }
-
   bool check(const MPZ& pattern) {
-    const std::vector<MPZ> results = (*evaluator)(std::vector<MPZ>{pattern});
-    const MPZ integer =
-        in.sign() ? pattern.asSigned(static_cast<unsigned long>(in.width())) : pattern;
+    const std::vector<MPZ> results = (*circuit)({pattern});
+    const MPZ integer = integerOf(pattern, in);
     std::vector<NumValue> referred, input(1);
     mpfr_ptr a = input[0].real.prepare(in.width() + 1);
     mpfr_set_z_2exp(a, integer.get(), -in.fraction(), MPFR_RNDN);
@@ -125,8 +116,7 @@ class Bench {
   FixedPoint in;
   int fOut, outputs;
   std::vector<Accuracy> accuracies;
-  graph::Graph circuit;
-  std::optional<graph::Evaluator> evaluator;
+  std::optional<UnitCircuit> circuit;
 };
 
 TEST(FixedSine, AllAnglesOfNarrowPorts) {

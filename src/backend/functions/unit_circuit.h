@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -13,23 +14,28 @@
 
 namespace functions {
 
-// One unit under test, alone in a graph.
+// A unit under test, alone in a graph: one circuit for each request on the same inputs.
 class UnitCircuit {
  public:
   // With `hasValid` the first input is the valid bit that `request` then holds.
   UnitCircuit(const std::string& unit, Request& request, bool hasValid = false)
+      : UnitCircuit(unit, std::span(&request, 1), hasValid) {}
+  UnitCircuit(const std::string& unit, std::span<Request> requests, bool hasValid = false)
       : row(*findUnit(unit)) {
-    EXPECT_EQ(row.refuses(request).value_or(""), "") << unit;
     graph::Builder builder(graph);
-    if (hasValid) request.valid = builder.input("valid", 1);
+    const graph::Signal valid = hasValid ? builder.input("valid", 1) : graph::Signal{};
     std::vector<graph::Signal> inputs;
-    for (const kiln::Type& type : request.signature.in)
+    for (const kiln::Type& type : requests[0].signature.in)
       inputs.push_back(builder.input(fmt::format("i{}", inputs.size()), type.width()));
-    const auto outputs = row.decompose(builder, request, inputs);
-    EXPECT_EQ(outputs.size(), request.signature.out.size()) << unit;
-    for (std::size_t k = 0; k < outputs.size(); ++k) {
-      EXPECT_EQ(outputs[k].width, request.signature.out[k].width()) << unit;
-      builder.output(fmt::format("o{}", k), outputs[k]);
+    for (Request& request : requests) {
+      request.valid = valid;
+      EXPECT_EQ(row.refuses(request).value_or(""), "") << unit;
+      const auto outputs = row.decompose(builder, request, inputs);
+      EXPECT_EQ(outputs.size(), request.signature.out.size()) << unit;
+      for (std::size_t k = 0; k < outputs.size(); ++k) {
+        EXPECT_EQ(outputs[k].width, request.signature.out[k].width()) << unit;
+        builder.output(fmt::format("o{}", graph.outputs().size()), outputs[k]);
+      }
     }
     evaluator.emplace(graph);
   }
@@ -45,6 +51,11 @@ class UnitCircuit {
  private:
   std::optional<graph::Evaluator> evaluator;
 };
+
+// The integer that a pattern of a fixed-point port stands for, in units of its last place.
+inline util::MPZ integerOf(const util::MPZ& pattern, const kiln::FixedPoint& format) {
+  return format.sign() ? pattern.asSigned(static_cast<unsigned long>(format.width())) : pattern;
+}
 
 // `check` by the number of a case, until five are wrong.
 inline void checkEach(int count, const std::function<bool(int)>& check) {
