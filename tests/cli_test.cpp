@@ -27,14 +27,8 @@ Outcome run(const std::string& line) {
   return program::run(folder, line);
 }
 
-// A run that refuses its line: one line on standard error, status 255, no file.
 void expectRefusal(const std::string& line, const std::string& message) {
-  const Folder folder;
-  const Outcome outcome = program::run(folder, line);
-  EXPECT_EQ(outcome.status, 255) << line;
-  EXPECT_THAT(outcome.err, HasSubstr(message)) << line;
-  EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1) << outcome.err;
-  EXPECT_THAT(folder.files(), IsEmpty()) << line;
+  program::expectRefusal(line, HasSubstr(message));
 }
 
 std::string startUpLines(int words) {

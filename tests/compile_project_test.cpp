@@ -39,8 +39,9 @@ struct ProjectCase {
 
 const ProjectCase kCases[] = {
     {"Vhdl", "-frequency 300 FPAdd 5 10", "topModel", ".vhd", 0, 1 + 2 * 9 + 3 * 16, "3.333"},
-    {"Dsps", "-lang Verilog -target TarnV -frequency 250 -enable -part X12 -correctRounding FPMul 8 23", "topModel",
-     ".v", 2, 2 + 2 * 9 + 3 * 32, "4.000"},
+    {"Dsps",
+     "-lang Verilog -target TarnV -frequency 250 -enable -part X12 -correctRounding FPMul 8 23",
+     "topModel", ".v", 2, 2 + 2 * 9 + 3 * 32, "4.000"},
     {"HardFloat", "-enableHardFP 1 -frequency 200 FPMultAdd 8 23", "topModel", ".vhd", 1,
      1 + 2 * 9 + 4 * 32, "5.000", true},
     {"LongName", "-noChanValid -name a_unit_with_a_name_beyond_the_usual_limit LongAdd 20",

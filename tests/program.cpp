@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <sstream>
@@ -90,6 +91,20 @@ Outcome run(const Folder& folder, const std::string& line, double limitSeconds) 
   std::vector<std::string> words;
   for (std::string word; stream >> word;) words.push_back(word);
   return runWords(folder, words, limitSeconds);
+}
+
+bool simulates(const Folder& folder) {
+  const std::string script = (folder.path() / "topModel/simulate.sh").string();
+  return std::system(("'" + script + "' >/dev/null 2>&1").c_str()) == 0;
+}
+
+void expectRefusal(const std::string& line, const testing::Matcher<const std::string&>& message) {
+  const Folder folder;
+  const Outcome outcome = run(folder, line);
+  EXPECT_EQ(outcome.status, 255) << line;
+  EXPECT_THAT(outcome.err, message) << line;
+  EXPECT_EQ(std::ranges::count(outcome.err, '\n'), 1) << outcome.err;
+  EXPECT_THAT(folder.files(), testing::IsEmpty()) << line;
 }
 
 }  // namespace program

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gmock/gmock.h>
+
 #include <filesystem>
 #include <map>
 #include <string>
@@ -31,5 +33,12 @@ Outcome run(const Folder& folder, const std::string& line, double limitSeconds =
 // The same with words that may hold blanks.
 Outcome runWords(const Folder& folder, const std::vector<std::string>& words,
                  double limitSeconds = 60);
+
+// Whether the bench of the unit in `folder` passes.
+bool simulates(const Folder& folder);
+
+// Expects that `line` is refused: status 255, no file, and one line on standard error that has
+// `message`.
+void expectRefusal(const std::string& line, const testing::Matcher<const std::string&>& message);
 
 }  // namespace program

@@ -14,10 +14,8 @@ namespace {
 
 using program::Folder;
 using program::Outcome;
-using testing::AllOf;
 using testing::Each;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 
 // What a run's record says of its pipeline.
@@ -82,11 +80,7 @@ INSTANTIATE_TEST_SUITE_P(All, Units,
                          });
 
 void expectRefusal(const std::string& line, const std::string& pattern) {
-  const Folder folder;
-  const Outcome outcome = program::run(folder, line);
-  EXPECT_EQ(outcome.status, 255) << line;
-  EXPECT_THAT(outcome.err, MatchesRegex(pattern + "\n")) << line;
-  EXPECT_THAT(folder.files(), IsEmpty()) << line;
+  program::expectRefusal(line, MatchesRegex(pattern + "\n"));
 }
 
 // Each latency from the shortest to 40 is met exactly, one more costs at most what the ports carry,
@@ -134,9 +128,7 @@ TEST(ConstrainedLatency, LeavesEveryResultAsItWas) {
       const Outcome outcome = program::run(
           folder, fmt::format("-testbench 150 -randomTests -lang {} {}", language, line));
       ASSERT_EQ(outcome.status, 0) << line << "\n" << outcome.err;
-      const std::string script = (folder.path() / "topModel/simulate.sh").string();
-      EXPECT_EQ(std::system(fmt::format("'{}' >/dev/null 2>&1", script).c_str()), 0)
-          << language << " " << line;
+      EXPECT_TRUE(program::simulates(folder)) << language << " " << line;
     }
   }
 }

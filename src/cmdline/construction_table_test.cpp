@@ -4,6 +4,9 @@
 
 #include <gmock/gmock.h>
 
+#include <iterator>
+#include <sstream>
+
 #include "cmdline/test_system.h"
 
 namespace cmdline {
@@ -22,9 +25,8 @@ TEST(ConstructionTable, HasARowForEachOperatorOfTheFlowAndNoOther) {
 }
 
 struct Case {
-  const char* name;
   componentType component;
-  Words parameters;
+  const char* parameters;
   kiln::Type output;
   const char* variant;
   const char* options;  // as pairs of a kind and the numbers of its value
@@ -42,91 +44,43 @@ std::string optionsOf(const Options& options) {
 }
 
 TEST(ConstructionTable, ChoosesVariantAndOptions) {
-  const kiln::Type single = kiln::ieee(8, 23), fixed = kiln::FixedPoint(32, 16, true);
-  const kiln::Type bit = kiln::FixedPoint(1, 0, false);
-  for (const Case& row : {
-           Case{"FXPToFP",
-                10,
-                {"8", "0", "1", "11", "52"},
-                kiln::ieee(11, 52),
-                "8 23 1 0 0 0",
-                "(9, 11, 52)"},
-           Case{"FPToFXP",
-                11,
-                {"8", "23", "32", "16", "1", "0"},
-                fixed,
-                "8 23 32 16 1 0 0 0 0",
-                "(10, 32, 16, 1)(16, 0)(17, 0)"},
-           Case{"FPToFXP truth",
-                11,
-                {"8", "23", "32", "16", "2", "-2"},
-                fixed,
-                "8 23 32 16 0 0 6 0 0",
-                "(10, 32, 16, 1)(16, 0)(17, -2)"},
-           Case{"FPToFXP up",
-                11,
-                {"8", "23", "32", "16", "1", "2"},
-                fixed,
-                "8 23 32 16 1 0 5 0 0",
-                "(10, 32, 16, 1)(16, 0)(17, 2)"},
-           Case{"FPToFXP even",
-                11,
-                {"8", "23", "32", "16", "1", "4"},
-                fixed,
-                "8 23 32 16 1 0 2 0 0",
-                "(10, 32, 16, 1)(16, 0)(17, 4)"},
-           Case{"FPToFXP chosen",
-                12,
-                {"8", "23", "32", "16", "1", "-1"},
-                fixed,
-                "8 23 32 16 1 1 3 0 0",
-                "(10, 32, 16, 1)(16, 1)(17, 2)"},
-           Case{"FPAdd", 15, {}, single, "0 0 0 0", "(20, 0)"},
-           Case{"FPAddExpert dual", 16, {"8", "23", "0", "1", "0"}, single, "0 1 1 0", "(20, 1)"},
-           Case{"FPAddExpert all",
-                16,
-                {"8", "23", "1", "5", "1"},
-                single,
-                "0 1 0 1",
-                "(18)(20, 1)(19)"},
-           Case{"FPAddExpert degrade 2",
-                16,
-                {"8", "23", "1", "0", "2"},
-                single,
-                "0 0 0 0",
-                "(18)(20, 0)"},
-           Case{"FPMul", 17, {}, kiln::ieee(5, 10), "0 0 0", "(9, 5, 10)"},
-           Case{"FPMulExpert away",
-                18,
-                {"8", "23", "8", "23", "5", "10", "0"},
-                kiln::ieee(5, 10),
-                "0 0 1",
-                "(9, 5, 10)"},
-           Case{"FPMulExpert even",
-                18,
-                {"8", "23", "8", "23", "8", "23", "1"},
-                single,
-                "0 0 0",
-                "(9, 8, 23)"},
-           Case{"FPDiv 0", 20, {}, single, "8 23 0 0 0", ""},
-           Case{"FPDiv 1", 21, {}, single, "8 23 0 1 0", "(7)"},
-           Case{"FPMax", 44, {}, single, "8 23 1 0 0", "(13)"},
-           Case{"FPMaxAbs", 46, {}, single, "8 23 1 1 0", "(12)(13)"},
-           Case{"FPCompare LT", 50, {}, bit, "8 23 -2 0 1", "(3, 0)"},
-           Case{"FPCompare NEQ", 55, {}, bit, "8 23 3 0 1", "(3, 5)"},
-           Case{"FPSinXNoRR", 60, {}, single, "8 23 0 1 0", "(4)"},
-           Case{"FPLdExp", 82, {}, single, "8 23 1 8 0", ""},
-           Case{"FPPow", 101, {}, single, "8 23 0", ""},
-       }) {
-    TestSystem system(row.component, row.parameters);
+  const kiln::Type single = kiln::ieee(8, 23), half = kiln::ieee(5, 10);
+  const kiln::Type fixed = kiln::FixedPoint(32, 16, true), bit = kiln::FixedPoint(1, 0, false);
+  const Case kCases[] = {
+      {10, "8 0 1 11 52", kiln::ieee(11, 52), "8 23 1 0 0 0", "(9, 11, 52)"},
+      {11, "8 23 32 16 1 0", fixed, "8 23 32 16 1 0 0 0 0", "(10, 32, 16, 1)(16, 0)(17, 0)"},
+      {11, "8 23 32 16 2 -2", fixed, "8 23 32 16 0 0 6 0 0", "(10, 32, 16, 1)(16, 0)(17, -2)"},
+      {11, "8 23 32 16 1 2", fixed, "8 23 32 16 1 0 5 0 0", "(10, 32, 16, 1)(16, 0)(17, 2)"},
+      {11, "8 23 32 16 1 4", fixed, "8 23 32 16 1 0 2 0 0", "(10, 32, 16, 1)(16, 0)(17, 4)"},
+      {12, "8 23 32 16 1 -1", fixed, "8 23 32 16 1 1 3 0 0", "(10, 32, 16, 1)(16, 1)(17, 2)"},
+      {15, "", single, "0 0 0 0", "(20, 0)"},
+      {16, "8 23 0 1 0", single, "0 1 1 0", "(20, 1)"},
+      {16, "8 23 1 5 1", single, "0 1 0 1", "(18)(20, 1)(19)"},
+      {16, "8 23 1 0 2", single, "0 0 0 0", "(18)(20, 0)"},
+      {17, "", half, "0 0 0", "(9, 5, 10)"},
+      {18, "8 23 8 23 5 10 0", half, "0 0 1", "(9, 5, 10)"},
+      {18, "8 23 8 23 8 23 1", single, "0 0 0", "(9, 8, 23)"},
+      {20, "", single, "8 23 0 0 0", ""},
+      {21, "", single, "8 23 0 1 0", "(7)"},
+      {44, "", single, "8 23 1 0 0", "(13)"},
+      {46, "", single, "8 23 1 1 0", "(12)(13)"},
+      {50, "", bit, "8 23 -2 0 1", "(3, 0)"},
+      {55, "", bit, "8 23 3 0 1", "(3, 5)"},
+      {60, "", single, "8 23 0 1 0", "(4)"},
+      {82, "", single, "8 23 1 8 0", ""},
+      {101, "", single, "8 23 0", ""},
+  };
+  for (const Case& row : kCases) {
+    SCOPED_TRACE(fmt::format("{} {}", row.component, row.parameters));
+    std::istringstream words(row.parameters);
+    TestSystem system(row.component, Words(std::istream_iterator<std::string>(words), {}));
     system.spec.outputs = TestSystem::ports({"q"}, row.output);
     const ConstructionRow& found = *findConstruction(row.component);
     Options options;
     pushFormatOptions(options, system.spec);
     pushRowOptions(options, found, system.spec);
-    EXPECT_EQ(optionsOf(options), row.options) << row.name;
-    EXPECT_EQ(fmt::format("{}", fmt::join(variantOf(found, system.spec), " ")), row.variant)
-        << row.name;
+    EXPECT_EQ(optionsOf(options), row.options);
+    EXPECT_EQ(fmt::format("{}", fmt::join(variantOf(found, system.spec), " ")), row.variant);
   }
 }
 

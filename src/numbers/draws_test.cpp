@@ -60,15 +60,10 @@ TEST(RangeFilter, HoldsFixedPointWithinItsLimits) {
   struct Case {
     double x, isSigned, isUnsigned;
   };
-  for (const Case& c : {Case{3.74, 3.74, 3.74},
-                        {4, 3.75, 4},
-                        {8, 3.75, 7.75},
-                        {-4, -4, 0},
-                        {-4.01, -4, 0},
-                        {INFINITY, 3.75, 7.75},
-                        {-INFINITY, -4, 0},
-                        {NAN, 3.75, 7.75},
-                        {7.8, 3.75, 7.75}}) {
+  constexpr Case kCases[] = {{3.74, 3.74, 3.74}, {4, 3.75, 4},      {8, 3.75, 7.75},
+                             {-4, -4, 0},        {-4.01, -4, 0},    {INFINITY, 3.75, 7.75},
+                             {-INFINITY, -4, 0}, {NAN, 3.75, 7.75}, {7.8, 3.75, 7.75}};
+  for (const Case& c : kCases) {
     for (const int precision : {53, 200}) {
       const auto filtered = [&](bool sign) {
         return mpfr_get_d(
@@ -145,15 +140,12 @@ TEST(Draws, OfFixedPointStayInTheValueRange) {
     long first, last;        // the range's patterns; none when last < first
     double least, greatest;  // values met
   };
-  for (const Case& c : {Case{1, true, 1, 0, -1, 0},
-                        {1, false, 1, 0, 0, 1},
-                        {4, true, 1, 0, -8, 7},
-                        {4, false, 1, 0, 0, 15},
-                        {4, false, 3, 9, 3, 9},
-                        {4, true, 6, 9, -8, 7},
-                        {4, true, -3, 2, -3, 2},
-                        {4, false, -2, 3, 0, 3},        // an unsigned port holds what is outside
-                        {4, false, 12, 20, 12, 15}}) {  // at its limits
+  // An unsigned port holds what is outside at its limits.
+  constexpr Case kCases[] = {
+      {1, true, 1, 0, -1, 0},  {1, false, 1, 0, 0, 1},  {4, true, 1, 0, -8, 7},
+      {4, false, 1, 0, 0, 15}, {4, false, 3, 9, 3, 9},  {4, true, 6, 9, -8, 7},
+      {4, true, -3, 2, -3, 2}, {4, false, -2, 3, 0, 3}, {4, false, 12, 20, 12, 15}};
+  for (const Case& c : kCases) {
     State state;
     TestingOptions t;
     t.valRangeMin = util::MPZ(c.first);

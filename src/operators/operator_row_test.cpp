@@ -151,19 +151,6 @@ TEST(OperatorChain, HasNoOtherWord) {
     EXPECT_FALSE(findOperator(word)) << word;
 }
 
-// The words of the line up to the last but one are too few, whatever they are.
-TEST(OperatorWords, AreReadWholeOrTheLineIsRefused) {
-  for (const RowCase& expected : readCases()) {
-    const OperatorRow& row = *findOperator(expected.word);
-    std::vector<std::string> line = split(expected.line, " ");
-    line.pop_back();
-    const auto parameters = readParameters(row, wordsOf(line));
-    ASSERT_FALSE(parameters) << expected.place;
-    EXPECT_THAT(parameters.failure().message,
-                testing::StartsWith(expected.word + ": the line ends before "));
-  }
-}
-
 TEST(LongAdders, AGrownSumHoldsItsLargestValue) {
   for (int operands : {2, 3, 4, 5, 128, 129, 256}) {
     const std::string count = std::to_string(operands);

@@ -1,30 +1,20 @@
-#include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "stimuli/hand_built.h"
 #include "stimuli/injected.h"
 #include "stimuli/pi_regions.h"
+#include "stimuli/stimuli_test.h"
 
 namespace {
 
-struct DirectedVectors : testing::Test {
-  void ports(std::vector<kiln::Type> types) {
-    in = PortSpecList();
-    for (const kiln::Type& type : types) in.push_back("p", type);
-    values.resize(types.size());
-  }
+struct DirectedVectors : StimuliTest {
   void inject(std::vector<const char*> numbers) {
     t.injectedVector.clear();
     for (const char* number : numbers) {
       mpfr_set_str(t.injectedVector.emplace_back(100).get(), number, 10, MPFR_RNDN);
     }
   }
-  double number(std::size_t port) const { return mpfr_get_d(values[port].real.get(), MPFR_RNDN); }
-
-  PortSpecList in;
-  TestingOptions t;
-  std::vector<NumValue> values;
 };
 
 TEST_F(DirectedVectors, HandBuiltOnesAreNaNsAsManyAsTheOperatorHas) {

@@ -1,36 +1,18 @@
 #include "stimuli/exhaustive.h"
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 
+#include "stimuli/stimuli_test.h"
+
 namespace {
 
-struct Exhaustive : testing::Test {
-  void ports(std::vector<kiln::Type> types) {
-    in = PortSpecList();
-    for (const kiln::Type& type : types) in.push_back("p", type);
-    values.resize(types.size());
-  }
+struct Exhaustive : StimuliTest {
   int count() { return getExhaustiveTestCount(in, t); }
   void make(int index) { generateExhaustiveStimuli(values, in, t, index); }
   unsigned long pattern(std::size_t port) const { return values[port].pattern.toUint64(); }
-  double number(std::size_t port) const { return mpfr_get_d(values[port].real.get(), MPFR_RNDN); }
-  // Equal as numbers, zeros by their sign too.
-  void expectNumber(double seen, double expected) {
-    if (std::isnan(expected)) {
-      EXPECT_TRUE(std::isnan(seen));
-    } else {
-      EXPECT_EQ(seen, expected);
-      EXPECT_EQ(std::signbit(seen), std::signbit(expected));
-    }
-  }
-
-  PortSpecList in;
-  TestingOptions t;
-  std::vector<NumValue> values;
 };
 
 // What the fields of a number say, by the definition of the formats.
@@ -60,8 +42,8 @@ TEST_F(Exhaustive, MeetsEveryPairOfNumbersOnceTheFirstPortFastest) {
           make(index);
           ASSERT_EQ(pattern(0), a);
           ASSERT_EQ(pattern(1), b);
-          expectNumber(number(0), numbers[a]);
-          expectNumber(number(1), numbers[b]);
+          expectNumber(0, numbers[a]);
+          expectNumber(1, numbers[b]);
           ASSERT_TRUE(values[0].raw && values[1].raw);
         }
       }
@@ -81,7 +63,7 @@ TEST_F(Exhaustive, ReadsExceptionBitsOfFPLibPatternsAndHasNoSubnormalsThere) {
       const double sign = p >> 5 & 1 ? -1 : 1;
       const double regular = std::ldexp(4 + p % 4, (p >> 2) % 8 - 3 - 2);
       const double byException[] = {0.0, regular, INFINITY, NAN};
-      expectNumber(number(0), sign * byException[p >> 6]);
+      expectNumber(0, sign * byException[p >> 6]);
     }
   }
   ports({fp, fp});
@@ -101,7 +83,7 @@ TEST_F(Exhaustive, TakesAValueRangeAsPatternsOfAllPortsTogether) {
     make(i);
     const int first = (700 + i) % 64;
     EXPECT_EQ(pattern(0), static_cast<unsigned long>(first));
-    expectNumber(number(0), decoded(first >> 5, first >> 2 & 7, first & 3, fp, false));
+    expectNumber(0, decoded(first >> 5, first >> 2 & 7, first & 3, fp, false));
     EXPECT_EQ(pattern(1), 700u >> 6);
   }
   ports({kiln::FixedPoint(4, 0, false), fp});
@@ -147,7 +129,7 @@ TEST_F(Exhaustive, ForcesSignsOnNumbersAndLeavesPatternsWithoutThem) {
   for (int i = 0; i < 8; ++i) {
     make(i);
     EXPECT_EQ(pattern(0), static_cast<unsigned long>(i));
-    expectNumber(number(0), decoded(1, i >> 1, i & 1, kiln::ieee(2, 1), false));
+    expectNumber(0, decoded(1, i >> 1, i & 1, kiln::ieee(2, 1), false));
   }
   t.positiveStimuli = true;  // both: no restriction
   EXPECT_EQ(count(), 16);
@@ -157,7 +139,7 @@ TEST_F(Exhaustive, ForcesSignsOnNumbersAndLeavesPatternsWithoutThem) {
   make(63);
   EXPECT_EQ(pattern(0), 15u);
   EXPECT_EQ(pattern(1), 3u);
-  expectNumber(number(1), decoded(0, 1, 1, kiln::ieee(2, 1), false));
+  expectNumber(1, decoded(0, 1, 1, kiln::ieee(2, 1), false));
 }
 
 TEST_F(Exhaustive, CutsBiasedExponentsFromZeroOnOutOfAnExponentRange) {
@@ -173,7 +155,7 @@ TEST_F(Exhaustive, CutsBiasedExponentsFromZeroOnOutOfAnExponentRange) {
     const int e = i / 4 % 3, f = i % 4;
     double expected = std::ldexp(4 + f, std::max(e, 1) - 3 - 2);  // the hidden bit in every number
     if (e == 0 && f == 0) expected = 0;
-    expectNumber(number(0), i < 12 ? expected : -expected);
+    expectNumber(0, i < 12 ? expected : -expected);
   }
 }
 

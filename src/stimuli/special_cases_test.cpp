@@ -1,35 +1,17 @@
 #include "stimuli/special_cases.h"
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 
 #include <cfloat>
 #include <cmath>
 
+#include "stimuli/stimuli_test.h"
+
 namespace {
 
-struct SpecialCases : testing::Test {
-  void ports(std::vector<kiln::Type> types) {
-    in = PortSpecList();
-    for (const kiln::Type& type : types) in.push_back("p", type);
-    values.resize(types.size());
-  }
+struct SpecialCases : StimuliTest {
   int count() { return getSpecialCasesCount(in, t); }
   void make(int index) { generateSpecialCasesStimuli(values, in, t, index, count()); }
-  double number(std::size_t port) const { return mpfr_get_d(values[port].real.get(), MPFR_RNDN); }
-  void expectNumber(std::size_t port, double expected) {
-    const double seen = number(port);
-    if (std::isnan(expected)) {
-      EXPECT_TRUE(std::isnan(seen));
-    } else {
-      EXPECT_EQ(seen, expected);
-      EXPECT_EQ(std::signbit(seen), std::signbit(expected));
-    }
-  }
-
-  PortSpecList in;
-  TestingOptions t;
-  std::vector<NumValue> values;
 };
 
 TEST_F(SpecialCases, CrossesTheTableOfSinglePrecision) {

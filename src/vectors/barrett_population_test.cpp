@@ -13,19 +13,14 @@ namespace {
 using kiln::FixedPoint;
 
 // a * b mod m, of four integer ports.
-struct ModularProduct final : CFuncUnitFunctionInterface {
-  void evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
-                const std::vector<unsigned>& precisions, const std::vector<mpfr_rnd_t>& roundings,
-                bool /*subnormals*/) override {
-    util::MPZ x[3];
-    for (std::size_t k = 0; k < 3; ++k) mpfr_get_z(x[k].get(), inputs[k].real.get(), MPFR_RNDZ);
-    util::MPZ product = x[0] * x[1];
-    mpz_mod(product.get(), product.get(), x[2].get());
-    results.resize(1);
-    mpfr_set_z(results[0].real.prepare(precisions[0]), product.get(), roundings[0]);
-    results[0].type = NumType::kValue;
-  }
-};
+void modularProduct(mpfr_ptr q, const std::vector<NumValue>& inputs, mpfr_rnd_t rounding,
+                    std::size_t) {
+  util::MPZ x[3];
+  for (std::size_t k = 0; k < 3; ++k) mpfr_get_z(x[k].get(), inputs[k].real.get(), MPFR_RNDZ);
+  util::MPZ product = x[0] * x[1];
+  mpz_mod(product.get(), product.get(), x[2].get());
+  mpfr_set_z(q, product.get(), rounding);
+}
 
 class BarrettPopulation : public PopulationFolder {
  protected:
@@ -39,14 +34,7 @@ class BarrettPopulation : public PopulationFolder {
     t.componentType = MODULAR_MULT_BARRETT;
   }
 
-  int populate(int latency) {
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    const int count = populateStmFilesFP(&unit, "unit", in, out, latency, t);
-    console = testing::internal::GetCapturedStdout();
-    testing::internal::GetCapturedStderr();
-    return count;
-  }
+  int populate(int latency) { return PopulationFolder::populate(unit, latency); }
 
   struct Test {
     util::MPZ a, b, m;
@@ -89,8 +77,7 @@ class BarrettPopulation : public PopulationFolder {
     return tests;
   }
 
-  ModularProduct unit;
-  std::string console;
+  TestUnit unit{modularProduct};
   int width = 0;
 };
 
@@ -142,8 +129,7 @@ TEST_F(BarrettPopulation, AssertsItsOperator) {
               testing::ExitedWithCode(255), "testOptions.componentType == MODULAR_MULT_BARRETT");
   t.componentType = MODULAR_MULT_BARRETT;
   in.push_back("c", FixedPoint(4, 0, false));
-  EXPECT_EXIT(populateStmFilesFP(&unit, "unit", in, out, 3, t), testing::ExitedWithCode(255),
-              "inFormats.size\\(\\) == 4");
+  expectExit(unit, "inFormats.size\\(\\) == 4");
 }
 
 }  // namespace

@@ -16,19 +16,10 @@ namespace {
 using kiln::FixedPoint;
 
 // q0 = a + b and q1 = a - b on integer ports, by MPFR.
-struct SumAndDifference final : CFuncUnitFunctionInterface {
-  void evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
-                const std::vector<unsigned>& precisions, const std::vector<mpfr_rnd_t>& roundings,
-                bool /*subnormals*/) override {
-    results.resize(precisions.size());
-    for (std::size_t j = 0; j < results.size(); ++j) {
-      mpfr_ptr q = results[j].real.prepare(precisions[j]);
-      (j == 0 ? mpfr_add : mpfr_sub)(q, inputs[0].real.get(), inputs[1].real.get(), roundings[j]);
-      results[j].type = std::max(inputs[0].type, inputs[1].type);
-      if (results[j].type == NumType::kDontCare) mpfr_set_zero(q, 1);
-    }
-  }
-};
+void sumAndDifference(mpfr_ptr q, const std::vector<NumValue>& inputs, mpfr_rnd_t rounding,
+                      std::size_t j) {
+  (j == 0 ? mpfr_add : mpfr_sub)(q, inputs[0].real.get(), inputs[1].real.get(), rounding);
+}
 
 // What a port shows of an integer: the column of a bound of 0.5, or the two of a bound of 1, which
 // are the integer and the next one away from zero.
@@ -91,14 +82,7 @@ class EnablePopulation : public PopulationFolder {
     t.enable = true;
   }
 
-  int populate(int latency) {
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    const int count = populateStmFilesFP(&unit, "unit", in, out, latency, t);
-    console = testing::internal::GetCapturedStdout();
-    testing::internal::GetCapturedStderr();
-    return count;
-  }
+  int populate(int latency) { return PopulationFolder::populate(unit, latency); }
 
   // The stimulus file, each row checked for its form.
   std::vector<Cycle> cycles() const {
@@ -140,8 +124,7 @@ class EnablePopulation : public PopulationFolder {
   }
 
   static constexpr int kIn = 9, kOut = 12;
-  SumAndDifference unit;
-  std::string console;
+  TestUnit unit{sumAndDifference};
 };
 
 TEST_F(EnablePopulation, RowsAreThoseOfRegistersThatStall) {
@@ -317,9 +300,9 @@ TEST_F(EnablePopulation, AssertsWhatItNeeds) {
   out.push_back("q0", kiln::ieee(8, 23));
   out.push_back("q1", kiln::ieee(5, 10));
   t.subnormals = true;
-  EXPECT_EXIT(populateStmFilesFP(&unit, "unit", in, out, 3, t), testing::ExitedWithCode(255),
-              "All floating-point output formats must match for the subnormals with flat enable "
-              "testbench infrastructure to work");
+  expectExit(unit,
+             "All floating-point output formats must match for the subnormals with flat enable "
+             "testbench infrastructure to work");
   t.subnormals = false;
   t.outLatency = {1, 1};
   EXPECT_EXIT(populateStmFilesFP(&unit, "nowhere", in, out, 3, t), testing::ExitedWithCode(255),
@@ -329,16 +312,14 @@ TEST_F(EnablePopulation, AssertsWhatItNeeds) {
 TEST_F(EnablePopulation, TooManyCombinationsAreRefusedBeforeAnyFile) {
   in.push_back("c", FixedPoint(40, 0, false));
   t.exhaustiveTests = true;
-  EXPECT_EXIT(populateStmFilesFP(&unit, "unit", in, out, 3, t), testing::ExitedWithCode(255),
-              "^[^\n]*-exhaustiveTests[^\n]*\n$");
+  expectExit(unit, "^[^\n]*-exhaustiveTests[^\n]*\n$");
   EXPECT_FALSE(fs::exists("unit"));
 }
 
 TEST_F(EnablePopulation, LeavesNoFileBehindWhereOneOfThemCannotBeMade) {
   t.outLatency = {1, 1};
   fs::create_directories("unit/unit_xOut1.stm");
-  EXPECT_EXIT(populateStmFilesFP(&unit, "unit", in, out, 3, t), testing::ExitedWithCode(255),
-              "^./unit/unit_xOut1.stm: ");
+  expectExit(unit, "^./unit/unit_xOut1.stm: ");
   EXPECT_FALSE(fs::exists("unit/unit_xIn.stm"));
   EXPECT_FALSE(fs::exists("unit/unit_xOut0.stm"));
 }

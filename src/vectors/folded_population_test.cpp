@@ -16,34 +16,16 @@ namespace {
 using kiln::FixedPoint;
 
 // 1/sqrt(a), sqrt(a), 1/a, a / b, a * b by the opcode.
-struct Alu final : CFuncUnitFunctionInterface {
-  void evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
-                const std::vector<unsigned>& precisions, const std::vector<mpfr_rnd_t>& roundings,
-                bool /*subnormals*/) override {
-    results.resize(1);
-    mpfr_ptr q = results[0].real.prepare(precisions[0]);
-    mpfr_srcptr a = inputs[0].real.get(), b = inputs[1].real.get();
-    const mpfr_rnd_t direction = roundings[0];
-    results[0].type = NumType::kValue;
-    ASSERT_TRUE(mpfr_cmp_si(inputs[3].real.get(), 1) == 0);
-    switch (mpfr_get_si(inputs[2].real.get(), MPFR_RNDN)) {
-      case 0:
-        mpfr_rec_sqrt(q, a, direction);
-        break;
-      case 1:
-        mpfr_sqrt(q, a, direction);
-        break;
-      case 2:
-        mpfr_ui_div(q, 1, a, direction);
-        break;
-      case 3:
-        mpfr_div(q, a, b, direction);
-        break;
-      default:
-        mpfr_mul(q, a, b, direction);
-    }
-  }
-};
+void apply(mpfr_ptr q, const std::vector<NumValue>& inputs, mpfr_rnd_t direction, std::size_t) {
+  mpfr_srcptr a = inputs[0].real.get(), b = inputs[1].real.get();
+  ASSERT_TRUE(mpfr_cmp_si(inputs[3].real.get(), 1) == 0);
+  const long opcode = mpfr_get_si(inputs[2].real.get(), MPFR_RNDN);
+  if (opcode == 0) mpfr_rec_sqrt(q, a, direction);
+  if (opcode == 1) mpfr_sqrt(q, a, direction);
+  if (opcode == 2) mpfr_ui_div(q, 1, a, direction);
+  if (opcode == 3) mpfr_div(q, a, b, direction);
+  if (opcode == 4) mpfr_mul(q, a, b, direction);
+}
 
 class FoldedPopulation : public PopulationFolder {
  protected:
@@ -60,16 +42,8 @@ class FoldedPopulation : public PopulationFolder {
     t.expRangeMax = 20;
   }
 
-  int populate(int latency) {
-    testing::internal::CaptureStdout();
-    const int count = populateStmFilesFP(&unit, "unit", in, out, latency, t);
-    console = testing::internal::GetCapturedStdout();
-    return count;
-  }
+  int populate(int latency) { return PopulationFolder::populate(unit, latency); }
 
-  static float floatOf(const std::string& bits) {
-    return std::bit_cast<float>(static_cast<std::uint32_t>(std::stoul(bits, nullptr, 2)));
-  }
   static std::string rowOf(const std::string& value) { return " 1  00000000  " + value + " "; }
 
   // Checks every row of every instruction; the opcodes in their order.
@@ -103,8 +77,7 @@ class FoldedPopulation : public PopulationFolder {
     return opcodes;
   }
 
-  Alu unit;
-  std::string console;
+  TestUnit unit{apply};
 };
 
 TEST_F(FoldedPopulation, WritesWholeInstructions) {

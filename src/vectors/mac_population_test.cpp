@@ -53,18 +53,7 @@ class MultAccPopulation : public PopulationFolder {
     t.expRangeMax = 3;
   }
 
-  int populate(int latency) {
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    const int count = populateStmFilesFP(&unit, "unit", in, out, latency, t);
-    console = testing::internal::GetCapturedStdout();
-    testing::internal::GetCapturedStderr();
-    return count;
-  }
-
-  static float floatOf(const std::string& bits) {
-    return std::bit_cast<float>(static_cast<std::uint32_t>(std::stoul(bits, nullptr, 2)));
-  }
+  int populate(int latency) { return PopulationFolder::populate(unit, latency); }
 
   // The responses to the stimulus rows, by the machine's own fused product: operands that arrive
   // latency - 1 accepted rows late, a sum that takes each ordinary result at once, and one more
@@ -107,7 +96,6 @@ class MultAccPopulation : public PopulationFolder {
   }
 
   MultAcc unit;
-  std::string console;
 };
 
 TEST_F(MultAccPopulation, CarriesTheSumFromRowToRow) {
@@ -161,8 +149,7 @@ TEST_F(MultAccPopulation, AssertsItsOperator) {
               testing::ExitedWithCode(255), "testOptions.componentType == FPMULTACC");
   t.componentType = FPMULTACC;
   in.push_back("c", kiln::ieee(8, 23));
-  EXPECT_EXIT(populateStmFilesFP(&unit, "unit", in, out, 3, t), testing::ExitedWithCode(255),
-              "inFormats.size\\(\\) == 3");
+  expectExit(unit, "inFormats.size\\(\\) == 3");
 }
 
 }  // namespace

@@ -3,41 +3,23 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <bit>
 #include <cfenv>
 #include <cfloat>
 #include <cmath>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "numbers/draws.h"
 #include "util/random.h"
+#include "vectors/population_test_folder.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
-// The sum of two single-precision ports, with MPFR's special cases, which are those of IEEE 754.
-struct Addition final : CFuncUnitFunctionInterface {
-  void evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
-                const std::vector<unsigned>& precisions, const std::vector<mpfr_rnd_t>& roundings,
-                bool /*subnormals*/) override {
-    results.resize(1);
-    mpfr_add(results[0].real.prepare(precisions[0]), inputs[0].real.get(), inputs[1].real.get(),
-             roundings[0]);
-    results[0].type = NumType::kValue;
-  }
-};
-
-std::string bitsOf(float x) {
-  if (std::isnan(x)) return fmt::format("{:032b}", 0x7f800001u);
-  return fmt::format("{:032b}", std::bit_cast<std::uint32_t>(x));
+// With MPFR's special cases, which are those of IEEE 754.
+void addition(mpfr_ptr q, const std::vector<NumValue>& inputs, mpfr_rnd_t rounding, std::size_t) {
+  mpfr_add(q, inputs[0].real.get(), inputs[1].real.get(), rounding);
 }
 
 // What a port without subnormals shows of the sum of two floats, by the hardware's own directed
@@ -54,30 +36,14 @@ float sumOnPort(float a, float b, int direction) {
   return sum;
 }
 
-class Population : public testing::Test {
+class Population : public PopulationFolder {
  protected:
-  Population() : before(fs::current_path()) {
-    folder = fs::temp_directory_path() / fmt::format("population_test.{}", getpid());
-    fs::create_directories(folder);
-    fs::current_path(folder);
-    in.push_back("a", kiln::ieee(8, 23));
-    in.push_back("b", kiln::ieee(8, 23));
+  Population() {
+    for (const char* name : {"a", "b"}) in.push_back(name, kiln::ieee(8, 23));
     out.push_back("q", kiln::ieee(8, 23));
     t.errorBounds = {1};
   }
-  ~Population() override {
-    fs::current_path(before);
-    fs::remove_all(folder);
-  }
-
-  int populate(int latency = 3) {
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    const int count = populateStmFilesFP(&addition, "unit", in, out, latency, t);
-    console = testing::internal::GetCapturedStdout();
-    errors = testing::internal::GetCapturedStderr();
-    return count;
-  }
+  int populate(int latency = 3) { return PopulationFolder::populate(unit, latency); }
   void randomTests(int count) {
     t.randomTests = true;
     t.testCount = count;
@@ -90,11 +56,7 @@ class Population : public testing::Test {
   static std::string stimuli() { return contents("unit/unit_xIn.stm"); }
   static std::string responses() { return contents("unit/unit_xOut.stm"); }
 
-  Addition addition;
-  PortSpecList in, out;
-  TestingOptions t;
-  std::string console, errors;
-  fs::path before, folder;
+  TestUnit unit{addition};
 };
 
 TEST_F(Population, WritesEveryByteAsToldWithSumsFromTheHardware) {
@@ -287,7 +249,7 @@ TEST_F(Population, RefusesTheUsersMistakesBeforeAnyFile) {
     options.randomTests = true;
     options.testCount = 10;
     c.set(options);
-    EXPECT_EXIT(populateStmFilesFP(&addition, "unit", in, out, 3, options),
+    EXPECT_EXIT(populateStmFilesFP(&unit, "unit", in, out, 3, options),
                 testing::ExitedWithCode(255), c.line);
     EXPECT_FALSE(fs::exists("unit"));
   }
@@ -296,12 +258,10 @@ TEST_F(Population, RefusesTheUsersMistakesBeforeAnyFile) {
 TEST_F(Population, EndsWithOneLineWhereTheFolderCannotBeWritten) {
   randomTests(10);
   std::ofstream("unit") << "in the way";
-  EXPECT_EXIT(populateStmFilesFP(&addition, "unit", in, out, 3, t), testing::ExitedWithCode(255),
-              "^./unit/unit_xIn.stm: .*: Could not open stimuli or output files\n$");
+  expectExit(unit, "^./unit/unit_xIn.stm: .*: Could not open stimuli or output files\n$");
   fs::remove("unit");
   fs::create_directories("unit/unit_xOut.stm");
-  EXPECT_EXIT(populateStmFilesFP(&addition, "unit", in, out, 3, t), testing::ExitedWithCode(255),
-              "^./unit/unit_xOut.stm: .*: Could not open stimuli or output files\n$");
+  expectExit(unit, "^./unit/unit_xOut.stm: .*: Could not open stimuli or output files\n$");
   EXPECT_FALSE(fs::exists("unit/unit_xIn.stm"));
 }
 
@@ -311,7 +271,7 @@ TEST_F(Population, LeavesNoHalfOfAFileOnAFullDisk) {
     rlimit limit{1 << 20, 1 << 20};
     setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, SIG_IGN);
-    populateStmFilesFP(&addition, "unit", in, out, 3, t);
+    populateStmFilesFP(&unit, "unit", in, out, 3, t);
   };
   EXPECT_EXIT(onFullDisk(), testing::ExitedWithCode(255),
               "./unit: .*the vectors cannot be written");
@@ -321,31 +281,7 @@ TEST_F(Population, LeavesNoHalfOfAFileOnAFullDisk) {
 TEST_F(Population, RefusesTheModelAtTheFirstTest) {
   randomTests(10);
   t.useExecuteModel = true;
-  EXPECT_EXIT(populateStmFilesFP(&addition, "unit", in, out, 3, t), testing::ExitedWithCode(255),
-              "Code should be unreachable");
-}
-
-// Calls of MPFR's and GMP's allocator.
-long allocations = 0;
-void* countedMalloc(std::size_t size) {
-  ++allocations;
-  return std::malloc(size);
-}
-void* countedRealloc(void* block, std::size_t, std::size_t size) {
-  ++allocations;
-  return std::realloc(block, size);
-}
-void countedFree(void* block, std::size_t) { std::free(block); }
-
-// Allocations of a run after one that fills the storage that is kept.
-template <typename Populate>
-long allocationsOf(Populate populate) {
-  mp_set_memory_functions(countedMalloc, countedRealloc, countedFree);
-  const long start = allocations;
-  populate();
-  const long made = allocations - start;
-  mp_set_memory_functions(nullptr, nullptr, nullptr);
-  return made;
+  expectExit(unit, "Code should be unreachable");
 }
 
 TEST_F(Population, NeedsNoMoreMemoryForMoreRows) {
@@ -357,7 +293,9 @@ TEST_F(Population, NeedsNoMoreMemoryForMoreRows) {
     populate();
     const auto allocated = [&](int size) {
       prepare(size);
-      return allocationsOf([&] { populate(); });
+      const AllocationCount count;
+      populate();
+      return count.soFar();
     };
     const long few = allocated(1000), many = allocated(20000);
     EXPECT_GT(few, 0);

@@ -57,9 +57,28 @@ void checkCircuit(const graph::Graph& graph, const EvaluatedFunction& made,
   }
 }
 
-void checkPolynomial(const SampleFunction& sample, PolynomialRequest request) {
+// A result of the argument's places on the usual prices.
+PolynomialRequest requestFor(const SampleFunction& sample, int width, double promise = 1,
+                             const EvaluationPrices& prices = {}) {
+  return {.function = sample.text,
+          .argument = {width, -width},
+          .resultLsb = -width,
+          .promise = promise,
+          .prices = prices};
+}
+
+void checkFunction(const SampleFunction& sample, const PolynomialRequest& request,
+                   const PlannedFunction& plan, bool isTight) {
+  graph::Graph graph;
+  Builder b(graph);
+  const EvaluatedFunction made =
+      evaluateFunction(b, b.input("x", request.argument.bits), plan, request);
+  b.output("r", made.result.bits);
+  checkCircuit(graph, made, sample, request.argument, isTight);
+}
+
+void checkPolynomial(const SampleFunction& sample, const PolynomialRequest& request) {
   SCOPED_TRACE(std::string(sample.text) + " " + std::to_string(request.argument.bits));
-  request.function = sample.text;
   const auto planned = planPolynomial(request);
   ASSERT_TRUE(planned) << planned.failure().message;
   graph::Graph graph;
@@ -87,51 +106,36 @@ TEST(PolynomialCircuit, KeepsItsPromise) {
                                         {16, EvaluationPrices{}},
                                         {24, EvaluationPrices{}},
                                         {24, withoutBlocks()}})
-      checkPolynomial(sample, {.function = {},
-                               .argument = {width, -width},
-                               .resultLsb = -width,
-                               .promise = 1,
-                               .prices = prices});
+      checkPolynomial(sample, requestFor(sample, width, 1, prices));
   for (const int width : {32, 53})
-    checkPolynomial(kSampleFunctions[1], {.function = {},
-                                          .argument = {width, -width},
-                                          .resultLsb = -width,
-                                          .promise = 1,
-                                          .prices = {}});
+    checkPolynomial(kSampleFunctions[1], requestFor(kSampleFunctions[1], width));
 }
 
 // Log(1 + x) / x about its gap at 0, from -1/4 on: polynomials, and tables where they are cheaper.
 TEST(FunctionCircuit, ArgumentsBelowZero) {
   const SampleFunction& sample = kSampleFunctions[5];
   for (const int width : {6, 10, 16, 24}) {
-    PolynomialRequest request{
-        .function = sample.text,
-        .argument = {width, -width, -MPZ::powerOfTwo(static_cast<unsigned long>(width - 2))},
-        .resultLsb = -width,
-        .promise = 1,
-        .prices = {}};
+    PolynomialRequest request = requestFor(sample, width);
+    request.argument.first = -MPZ::powerOfTwo(static_cast<unsigned long>(width - 2));
     checkPolynomial(sample, request);
     const auto planned = planFunction(request);
     ASSERT_TRUE(planned);
-    graph::Graph graph;
-    Builder b(graph);
-    const EvaluatedFunction made = evaluateFunction(b, b.input("x", width), *planned, request);
-    b.output("r", made.result.bits);
-    checkCircuit(graph, made, sample, request.argument, false);
+    checkFunction(sample, request, *planned, /*isTight=*/false);
   }
 }
 
 TEST(PolynomialCircuit, KeepsOtherPromises) {
   // Nearly rounded to nearest; many units; a short range with a finer result; a forced split.
   const SampleFunction& log = kSampleFunctions[1];
-  for (const double promise : {0.5625, 0.6, 2.0, 40.0})
-    checkPolynomial(log, {.function = {},
-                          .argument = {13, -13},
-                          .resultLsb = -15,
-                          .promise = promise,
-                          .prices = {}});
-  checkPolynomial(
-      log, {.function = {}, .argument = {11, -16}, .resultLsb = -20, .promise = 1, .prices = {}});
+  PolynomialRequest request = requestFor(log, 13);
+  request.resultLsb = -15;
+  for (const double promise : {0.5625, 0.6, 2.0, 40.0}) {
+    request.promise = promise;
+    checkPolynomial(log, request);
+  }
+  request = requestFor(log, 11);
+  request.argument.lsb = -16, request.resultLsb = -20;
+  checkPolynomial(log, request);
 }
 
 TEST(PolynomialCircuit, HierarchicalSegments) {
@@ -139,11 +143,7 @@ TEST(PolynomialCircuit, HierarchicalSegments) {
                                mpfr_add_d(y, x, 0.0078125, MPFR_RNDN);
                                mpfr_sqrt(y, y, MPFR_RNDN);
                              }};
-  PolynomialRequest request{.function = steep.text,
-                            .argument = {15, -15},
-                            .resultLsb = -15,
-                            .promise = 1,
-                            .prices = withoutBlocks()};
+  const PolynomialRequest request = requestFor(steep, 15, 1, withoutBlocks());
   const auto planned = planPolynomial(request);
   ASSERT_TRUE(planned);
   EXPECT_FALSE(planned->polynomial.segmentation.isUniform());
@@ -195,18 +195,10 @@ TEST(MultipartiteCircuit, KeepsItsPromise) {
 TEST(FunctionCircuit, TakesTheCheapestMethod) {
   const SampleFunction& root = kSampleFunctions[3];
   const auto describe = [&](int width, double promise) {
-    const PolynomialRequest request{.function = root.text,
-                                    .argument = {width, -width},
-                                    .resultLsb = -width,
-                                    .promise = promise,
-                                    .prices = withoutBlocks()};
+    const PolynomialRequest request = requestFor(root, width, promise, withoutBlocks());
     const auto planned = planFunction(request);
     if (!planned) return planned.failure().message;
-    graph::Graph graph;
-    Builder b(graph);
-    const EvaluatedFunction made = evaluateFunction(b, b.input("x", width), *planned, request);
-    b.output("r", made.result.bits);
-    checkCircuit(graph, made, root, request.argument);
+    checkFunction(root, request, *planned, /*isTight=*/true);
     return planned->description();
   };
   EXPECT_EQ(describe(1, 1), "one table");
@@ -243,13 +235,8 @@ TEST(FunctionCircuit, OddRequests) {
     if (odd.bits > 1) {
       if (const auto polynomial = planPolynomial(request)) plans.push_back({*polynomial});
     }
-    for (const PlannedFunction& plan : plans) {
-      graph::Graph graph;
-      Builder b(graph);
-      const EvaluatedFunction made = evaluateFunction(b, b.input("x", odd.bits), plan, request);
-      b.output("r", made.result.bits);
-      checkCircuit(graph, made, sample, request.argument, /*isTight=*/false);
-    }
+    for (const PlannedFunction& plan : plans)
+      checkFunction(sample, request, plan, /*isTight=*/false);
   }
 }
 

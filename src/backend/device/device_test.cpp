@@ -209,23 +209,11 @@ TEST(Yardstick, KnowsTablesAndMemoryBlocks) {
   struct Blocks {
     int inputs, width, count;
   };
-  for (const Blocks& row : {Blocks{7, 8, 1},
-                            {9, 24, 1},
-                            {9, 36, 1},
-                            {9, 40, 2},
-                            {9, 72, 2},
-                            {8, 40, 2},
-                            {10, 18, 1},
-                            {10, 24, 2},
-                            {10, 36, 2},
-                            {11, 9, 1},
-                            {11, 18, 2},
-                            {11, 24, 3},
-                            {12, 8, 2},
-                            {12, 9, 2},
-                            {12, 24, 6},
-                            {13, 8, 4},
-                            {14, 8, 8}})
+  constexpr Blocks kBlocks[] = {{7, 8, 1},   {9, 24, 1},  {9, 36, 1},  {9, 40, 2},  {9, 72, 2},
+                                {8, 40, 2},  {10, 18, 1}, {10, 24, 2}, {10, 36, 2}, {11, 9, 1},
+                                {11, 18, 2}, {11, 24, 3}, {12, 8, 2},  {12, 9, 2},  {12, 24, 6},
+                                {13, 8, 4},  {14, 8, 8}};
+  for (const Blocks& row : kBlocks)
     EXPECT_EQ(device("TarnV")->memoryBlocks(row.width, row.inputs), row.count)
         << row.inputs << " " << row.width;
 }

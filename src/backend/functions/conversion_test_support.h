@@ -150,37 +150,38 @@ class Conversion {
  public:
   Conversion(const std::string& unit, const Signature& signature, bool subnormals,
              RoundMode rounding = RoundMode::kNearestEven)
-      : row(findUnit(unit)), label(fmt::format("{}, subnormals {}", unit, subnormals)) {
+      : request(requestOf(signature, subnormals, rounding)),
+        circuit(unit, request),
+        label(fmt::format("{}, subnormals {}", unit, subnormals)) {
     for (const std::int64_t number : signature.variant.numbers) label += fmt::format(" {}", number);
-    request.signature = signature;
-    request.accuracy.resize(signature.out.size());
-    request.rounding.fixed = rounding;
-    request.subnormals = request.quietNaN = subnormals;
-    EXPECT_EQ(row->refuses(request).value_or(""), "") << label;
-    graph::Builder builder(circuit);
-    std::vector<graph::Signal> inputs;
-    for (const kiln::Type& type : signature.in)
-      inputs.push_back(builder.input(fmt::format("i{}", inputs.size()), type.width()));
-    const auto outputs = row->decompose(builder, request, inputs);
-    for (std::size_t k = 0; k < outputs.size(); ++k) {
-      EXPECT_EQ(outputs[k].width, signature.out[k].width()) << label;
-      builder.output(fmt::format("o{}", k), outputs[k]);
-    }
-    evaluator = std::make_unique<graph::Evaluator>(circuit);
     for (const kiln::Type& type : signature.out)
       precisions.push_back(static_cast<unsigned>(type.as_floating_point()
                                                      ? type.as_floating_point()->frac + 1
                                                      : std::max(200, type.width() + 1)));
   }
 
-  const Request& asked() const { return request; }
-  const graph::Graph& graph() const { return circuit; }
+  const graph::Graph& graph() const { return circuit.graph; }
+  const std::vector<kiln::Type>& in() const { return request.signature.in; }
+  Port port(const kiln::Type& type) const {
+    return {*type.as_floating_point(), request.subnormals, request.quietNaN};
+  }
+
+  // The number that a pattern stands for on an input.
+  Real valueOf(const MPZ& pattern, std::size_t input) const {
+    if (in()[input].as_floating_point()) return decode(pattern, port(in()[input]));
+    const kiln::FixedPoint& format = *in()[input].as_fixed_point();
+    const Exact x = exactOf(pattern, format);
+    Real value(format.width() + 1);
+    mpfr_set_z_2exp(value.get(), x.magnitude.get(), x.exponent, MPFR_RNDN);
+    if (x.negative) mpfr_neg(value.get(), value.get(), MPFR_RNDN);
+    return value;
+  }
 
   // Circuit and reference owe the same; the reference in whatever direction is asked, unless
   // `direction` is told.
   bool check(const std::vector<MPZ>& patterns, const std::vector<MPZ>& owed,
              std::optional<mpfr_rnd_t> direction = {}) {
-    const std::vector<MPZ> built = (*evaluator)(patterns);
+    const std::vector<MPZ> built = circuit(patterns);
     constexpr mpfr_rnd_t kAsked[] = {MPFR_RNDN, MPFR_RNDU, MPFR_RNDD};
     bool right = built == owed;
     const mpfr_rnd_t asked = direction.value_or(kAsked[turn++ % 3]);
@@ -192,32 +193,30 @@ class Conversion {
   }
 
  private:
+  static Request requestOf(const Signature& signature, bool subnormals, RoundMode rounding) {
+    Request request;
+    request.signature = signature;
+    request.accuracy.resize(signature.out.size());
+    request.rounding.fixed = rounding;
+    request.subnormals = request.quietNaN = subnormals;
+    return request;
+  }
+
   std::vector<MPZ> reference(const std::vector<MPZ>& patterns, mpfr_rnd_t direction) {
     const Signature& signature = request.signature;
     stimulus.resize(patterns.size());
-    for (std::size_t i = 0; i < patterns.size(); ++i)
-      if (const auto* format = signature.in[i].as_floating_point())
-        stimulus[i].real = decode(patterns[i], {*format, request.subnormals});
-      else
-        setFixed(stimulus[i].real, patterns[i], *signature.in[i].as_fixed_point());
-    row->evaluate(signature, results, stimulus, precisions,
-                  std::vector<mpfr_rnd_t>(signature.out.size(), direction), request.subnormals);
+    for (std::size_t i = 0; i < patterns.size(); ++i) stimulus[i].real = valueOf(patterns[i], i);
+    circuit.row.evaluate(signature, results, stimulus, precisions,
+                         std::vector<mpfr_rnd_t>(signature.out.size(), direction),
+                         request.subnormals);
     std::vector<MPZ> given;
     for (std::size_t k = 0; k < results.size(); ++k)
       given.push_back(patternOf(results[k].real.get(), signature.out[k]));
     return given;
   }
 
-  static void setFixed(Real& value, const MPZ& pattern, const kiln::FixedPoint& format) {
-    const Exact x = exactOf(pattern, format);
-    mpfr_ptr real = value.prepare(format.width() + 1);
-    mpfr_set_z_2exp(real, x.magnitude.get(), x.exponent, MPFR_RNDN);
-    if (x.negative) mpfr_neg(real, real, MPFR_RNDN);
-  }
-
   MPZ patternOf(mpfr_srcptr value, const kiln::Type& type) const {
-    if (const auto* format = type.as_floating_point())
-      return encode(value, {*format, request.subnormals, request.quietNaN});
+    if (type.as_floating_point()) return encode(value, port(type));
     const kiln::FixedPoint& fixed = *type.as_fixed_point();
     EXPECT_FALSE(mpfr_zero_p(value) && mpfr_signbit(value)) << label << ": a fixed-point -0";
     Real scaled(mpfr_get_prec(value));
@@ -234,11 +233,9 @@ class Conversion {
     return text;
   }
 
-  const UnitRow* row;
-  std::string label;
   Request request;
-  graph::Graph circuit;
-  std::unique_ptr<graph::Evaluator> evaluator;
+  UnitCircuit circuit;
+  std::string label;
   std::vector<unsigned> precisions;
   std::vector<NumValue> stimulus, results;
   unsigned turn = 0;
@@ -246,17 +243,7 @@ class Conversion {
 
 // `check(pattern)` for every pattern of `width` bits, until five are wrong.
 inline void forAllPatterns(int width, const std::function<bool(const MPZ&)>& check) {
-  int wrong = 0;
-  for (unsigned long i = 0; i < 1ul << width && wrong < 5; ++i)
-    if (!check(MPZ(i))) ++wrong;
-}
-
-// The end of the line that refuses a unit, or an empty text.
-inline std::string refusalOf(const std::string& unit, std::vector<kiln::Type> in,
-                             std::vector<kiln::Type> out, std::vector<std::int64_t> numbers) {
-  Request request;
-  request.signature = {std::move(in), std::move(out), {std::move(numbers)}};
-  return findUnit(unit)->refuses(request).value_or("");
+  checkEach(1 << width, [&](int i) { return check(MPZ(i)); });
 }
 
 }  // namespace functions::testing

@@ -8,7 +8,7 @@
 #include <random>
 
 #include "backend/functions/integer_values.h"
-#include "backend/graph/evaluator.h"
+#include "backend/functions/unit_circuit.h"
 #include "util/constant_product.h"
 
 namespace functions {
@@ -91,29 +91,24 @@ class Bench {
       places = -mpfr_get_z_2exp(mantissa.get(), constant.get()) + in.fraction() - out.fraction();
     label = fmt::format("{} {} {} times {} to {} {}", in.width(), in.fraction(), in.sign(),
                         tested.word, out.width(), out.fraction());
-    graph::Builder b(circuit);
-    const graph::Signal x = b.input("a", in.width());
+    std::vector<Request> requests;
     for (const Accuracy& accuracy : kAccuracies)
       for (const int architecture : {0, 1, 2}) {
         request.signature = {
             {in}, {out}, {{0, tested.constantBits, architecture, 0}, {tested.word}}};
         request.accuracy = {accuracy};
-        EXPECT_FALSE(unit().refuses(request)) << *unit().refuses(request);
-        const auto results = unit().decompose(b, request, std::span(&x, 1));
-        EXPECT_EQ(results[0].width, out.width());
-        b.output(fmt::format("q{}", circuit.outputs().size()), results[0]);
+        requests.push_back(request);
       }
-    evaluator.emplace(circuit);
+    circuit.emplace("CFxPConstMult", requests);
   }
 
   bool check(const MPZ& pattern) {
-    const MPZ x = in.sign() ? pattern.asSigned(static_cast<unsigned long>(in.width())) : pattern;
-    const std::vector<MPZ> outputs = (*evaluator)(std::vector<MPZ>{pattern});
+    const MPZ x = integerOf(pattern, in);
+    const std::vector<MPZ> outputs = (*circuit)({pattern});
     bool right = true;
     for (std::size_t i = 0; i < outputs.size(); ++i) {
       const Owed expected = owed(x, mantissa, places, out, kAccuracies[i / 3]);
-      const MPZ got =
-          out.sign() ? outputs[i].asSigned(static_cast<unsigned long>(out.width())) : outputs[i];
+      const MPZ got = integerOf(outputs[i], out);
       if (std::ranges::find(expected.accepted, got) != expected.accepted.end()) continue;
       ADD_FAILURE() << label << ": " << x.toText(10) << " gives " << got.toText(10) << " at "
                     << kAccuracies[i / 3].ulps << " ulp, architecture " << i % 3
@@ -154,8 +149,7 @@ class Bench {
   long places = 0;
   std::string label;
   Request request;
-  graph::Graph circuit;
-  std::optional<graph::Evaluator> evaluator;
+  std::optional<UnitCircuit> circuit;
   std::vector<NumValue> arguments, results;
 };
 
@@ -212,30 +206,23 @@ TEST(FixedConstMult, CroppedProductsOfAllNumbers) {
           const FixedPoint format(width, 0, isSigned);
           Request request;
           request.signature = {{format}, {format}, {{0, -1, architecture, 1}, {word}}};
-          ASSERT_FALSE(unit().refuses(request));
-          graph::Graph circuit;
-          graph::Builder b(circuit);
-          const graph::Signal a = b.input("a", width);
-          b.output("q", unit().decompose(b, request, std::span(&a, 1))[0]);
-          graph::Evaluator evaluator(circuit);
+          UnitCircuit circuit("CFxPConstMult", request);
           Real constant(53), product(2000);
           mpfr_set_d(constant.get(), std::strtod(word, nullptr), MPFR_RNDN);
           for (unsigned long pattern = 0; pattern < 1ul << width; ++pattern) {
-            const MPZ bits(pattern);
-            const MPZ x = isSigned ? bits.asSigned(static_cast<unsigned long>(width)) : bits;
+            const MPZ x = integerOf(MPZ(pattern), format);
             mpfr_mul_z(product.get(), constant.get(), x.get(), MPFR_RNDN);
             MPZ whole;
             mpfr_get_z(whole.get(), product.get(), MPFR_RNDZ);
             const MPZ expected = whole.lowBits(static_cast<unsigned long>(width));
-            ASSERT_EQ(evaluator(std::vector<MPZ>{bits})[0], expected)
+            ASSERT_EQ(circuit({MPZ(pattern)})[0], expected)
                 << word << " " << x.toText(10) << " " << width << isSigned << architecture;
             std::vector<NumValue> results, arguments(1);
             mpfr_set_z(arguments[0].real.prepare(64), x.get(), MPFR_RNDN);
             unit().evaluate(request.signature, results, arguments, {200}, {MPFR_RNDU}, false);
             MPZ reference;
             mpfr_get_z(reference.get(), results[0].real.get(), MPFR_RNDN);
-            ASSERT_EQ(reference,
-                      isSigned ? expected.asSigned(static_cast<unsigned long>(width)) : expected);
+            ASSERT_EQ(reference, integerOf(expected, format));
           }
         }
 }
@@ -249,35 +236,15 @@ TEST(FixedConstMult, SaturatesInNarrowerFormats) {
         Request request;
         request.signature = {{in}, {out}, {{0, -1, 0, 0}, {word}}};
         request.accuracy = {{Accuracy::kCorrect, 0.5}};
-        graph::Graph circuit;
-        graph::Builder b(circuit);
-        const graph::Signal a = b.input("a", 6);
-        b.output("q", unit().decompose(b, request, std::span(&a, 1))[0]);
-        graph::Evaluator evaluator(circuit);
+        UnitCircuit circuit("CFxPConstMult", request);
         for (unsigned long pattern = 0; pattern < 64; ++pattern) {
-          const long x = inSigned && pattern >= 32 ? static_cast<long>(pattern) - 64
-                                                   : static_cast<long>(pattern);
-          const long nearest = std::lround(static_cast<double>(x) * std::strtod(word, nullptr));
+          const MPZ x = integerOf(MPZ(pattern), in);
+          const long nearest = std::lround(mpz_get_d(x.get()) * std::strtod(word, nullptr));
           const long held = outSigned ? std::clamp(nearest, -8L, 7L) : std::clamp(nearest, 0L, 15L);
-          EXPECT_EQ(evaluator(std::vector<MPZ>{MPZ(pattern)})[0], MPZ(held).lowBits(4))
-              << x << " " << word << outSigned;
+          EXPECT_EQ(circuit({MPZ(pattern)})[0], MPZ(held).lowBits(4))
+              << x.toText(10) << " " << word << outSigned;
         }
       }
-}
-
-TEST(FixedConstMult, RefusesWhatItCannotBuild) {
-  const auto refusal = [](const FixedPoint& in, const FixedPoint& out, const Variant& variant) {
-    Request request;
-    request.signature = {{in}, {out}, variant};
-    return unit().refuses(request).value_or("");
-  };
-  const FixedPoint a(8, 0, false);
-  EXPECT_EQ(refusal(a, a, {{0, -1, 0, 0}, {"3"}}), "");
-  EXPECT_EQ(refusal(a, a, {{0, -1, 0, 0}, {}}), "the constant is missing");
-  EXPECT_EQ(refusal(a, a, {{0, -1, 0, 0}, {"inf"}}), "constant inf is not finite");
-  EXPECT_EQ(refusal({8, 2, false}, {8, 2, false}, {{0, -1, 2, 1}, {"3"}}), "f 2 is not 0");
-  EXPECT_EQ(refusal({150, 0, false}, a, {{0, -1, 0, 0}, {"0.1"}}),
-            "width 150 is out of range 1 to 148");
 }
 
 }  // namespace

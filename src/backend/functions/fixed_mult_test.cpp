@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "backend/functions/integer_values.h"
-#include "backend/graph/evaluator.h"
+#include "backend/functions/unit_circuit.h"
 
 namespace functions {
 namespace {
@@ -60,31 +60,25 @@ class Bench {
  public:
   Bench(const FixedPoint& a, const FixedPoint& factor, const std::vector<Asked>& asked)
       : a(a), factor(factor), asked(asked) {
-    graph::Builder b(circuit);
-    const std::vector<graph::Signal> inputs{b.input("a", a.width()), b.input("b", factor.width())};
-    for (const Asked& one : asked) {
-      Request request;
-      request.signature = {{a, factor}, {one.out}, {{0, 0}}};
-      request.accuracy = {one.accuracy};
-      request.wholeProducts = one.wholeProducts;
-      request.prices = one.prices;
-      request.budgets = &budgets;
-      EXPECT_FALSE(unit().refuses(request)) << *unit().refuses(request);
-      const auto results = unit().decompose(b, request, inputs);
-      EXPECT_EQ(results[0].width, one.out.width());
-      b.output(fmt::format("q{}", circuit.outputs().size()), results[0]);
+    std::vector<Request> requests(asked.size());
+    for (std::size_t i = 0; i < asked.size(); ++i) {
+      requests[i].signature = {{a, factor}, {asked[i].out}, {{0, 0}}};
+      requests[i].accuracy = {asked[i].accuracy};
+      requests[i].wholeProducts = asked[i].wholeProducts;
+      requests[i].prices = asked[i].prices;
+      requests[i].budgets = &budgets;
     }
-    evaluator.emplace(circuit);
+    circuit.emplace("CFxPTruncMult", requests);
   }
 
   bool check(const MPZ& patternA, const MPZ& patternB) {
-    const MPZ x = valueOf(patternA, a), y = valueOf(patternB, factor);
-    const std::vector<MPZ> outputs = (*evaluator)(std::vector<MPZ>{patternA, patternB});
+    const MPZ x = integerOf(patternA, a), y = integerOf(patternB, factor);
+    const std::vector<MPZ> outputs = (*circuit)({patternA, patternB});
     bool right = true;
     for (std::size_t i = 0; i < outputs.size(); ++i) {
       const FixedPoint& out = asked[i].out;
       const int places = a.fraction() + factor.fraction() - out.fraction();
-      const MPZ got = valueOf(outputs[i], out);
+      const MPZ got = integerOf(outputs[i], out);
       if (isAccepted(got, x * y, places, out, asked[i].accuracy)) continue;
       ADD_FAILURE() << a.width() << (a.sign() ? "s" : "u") << " x " << factor.width()
                     << (factor.sign() ? "s" : "u") << " to " << out.width() << "," << out.fraction()
@@ -132,15 +126,10 @@ class Bench {
   }
 
  private:
-  static MPZ valueOf(const MPZ& pattern, const FixedPoint& format) {
-    return format.sign() ? pattern.asSigned(static_cast<unsigned long>(format.width())) : pattern;
-  }
-
   FixedPoint a, factor;
   std::vector<Asked> asked;
   arithmetic::ErrorBudgets budgets;
-  graph::Graph circuit;
-  std::optional<graph::Evaluator> evaluator;
+  std::optional<UnitCircuit> circuit;
 };
 
 // Blocks so small and dear that narrow products leave partial products out.
@@ -248,18 +237,6 @@ TEST(FixedMult, ReferenceRoundsTheExactProductOnce) {
         EXPECT_TRUE(mpfr_equal_p(results[0].real.get(), owed.get())) << x << " * " << y;
         EXPECT_FALSE(mpfr_zero_p(results[0].real.get()) && mpfr_signbit(results[0].real.get()));
       }
-}
-
-TEST(FixedMult, RefusesWhatItCannotBuild) {
-  const auto refusal = [](const FixedPoint& a, const FixedPoint& out) {
-    Request request;
-    request.signature = {{a, a}, {out}, {{0, 0}}};
-    return unit().refuses(request).value_or("");
-  };
-  EXPECT_EQ(refusal({8, 8, false}, {8, 8, false}), "");
-  EXPECT_EQ(refusal({1025, 8, false}, {8, 8, false}), "width 1025 is out of range 1 to 1024");
-  EXPECT_EQ(refusal({8, 8, false}, {8, 9999, false}),
-            "output fraction 9999 is out of range -4080 to 4112");
 }
 
 }  // namespace

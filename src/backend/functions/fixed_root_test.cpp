@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "backend/functions/integer_values.h"
-#include "backend/graph/evaluator.h"
+#include "backend/functions/unit_circuit.h"
 
 namespace functions {
 namespace {
@@ -80,28 +80,23 @@ bool isAccepted(const MPZ& got, const Truth& t, const FixedPoint& out, double ul
 class Bench {
  public:
   explicit Bench(const Case& what) : what(what), row(*findUnit(what.unit())) {
-    graph::Builder b(circuit);
-    const std::vector<graph::Signal> inputs{b.input("a", what.in.width())};
     request.signature = {{what.in}, {what.out}, {{what.inOneTwo, 0, 0}}};
     request.budgets = &budgets;
+    std::vector<Request> requests;
     for (const double ulps : kBounds) {
       request.accuracy = {{ulps < 1 ? Accuracy::kCorrect : Accuracy::kWithin, ulps}};
-      EXPECT_EQ(row.refuses(request).value_or(""), "") << what.label();
-      b.output(fmt::format("q{}", ulps), row.decompose(b, request, inputs)[0]);
+      requests.push_back(request);
     }
-    evaluator.emplace(circuit);
+    circuit.emplace(what.unit(), requests);
   }
 
   bool check(const MPZ& pattern) {
-    const auto width = static_cast<unsigned long>(what.in.width());
-    const MPZ a = what.in.sign() ? pattern.asSigned(width) : pattern;
+    const MPZ a = integerOf(pattern, what.in);
     const Truth truth = truthOf(what, a);
-    const std::vector<MPZ> outputs = (*evaluator)(std::vector<MPZ>{pattern});
+    const std::vector<MPZ> outputs = (*circuit)({pattern});
     bool right = true;
     for (std::size_t i = 0; i < outputs.size(); ++i) {
-      const MPZ got = what.out.sign()
-                          ? outputs[i].asSigned(static_cast<unsigned long>(what.out.width()))
-                          : outputs[i];
+      const MPZ got = integerOf(outputs[i], what.out);
       if (isAccepted(got, truth, what.out, kBounds[i])) continue;
       ADD_FAILURE() << what.label() << " at " << kBounds[i] << " ulps: " << a.toText(10)
                     << " gives " << got.toText(10) << ", halves " << truth.halves.toText(10);
@@ -172,8 +167,7 @@ class Bench {
   const UnitRow& row;
   Request request;
   arithmetic::ErrorBudgets budgets;
-  graph::Graph circuit;
-  std::optional<graph::Evaluator> evaluator;
+  std::optional<UnitCircuit> circuit;
 };
 
 std::vector<Case> casesOf(int width, int fIn, int fOut) {
@@ -185,18 +179,10 @@ std::vector<Case> casesOf(int width, int fIn, int fOut) {
 }
 
 TEST(FixedRoots, AllNumbersOfSmallFormats) {
-  for (const auto& [width, fIn, fOut] : {std::tuple{1, 0, 0},
-                                         {2, 1, 3},
-                                         {4, 2, 2},
-                                         {8, 4, 4},
-                                         {8, -3, 5},
-                                         {9, 0, 8},
-                                         {9, 8, 8},
-                                         {10, 14, 3},
-                                         {10, 5, 1},
-                                         {11, -6, 12},
-
-                                         {10, 3, -2}})
+  constexpr int kFormats[][3] = {{1, 0, 0},  {2, 1, 3},    {4, 2, 2},  {8, 4, 4},
+                                 {8, -3, 5}, {9, 0, 8},    {9, 8, 8},  {10, 14, 3},
+                                 {10, 5, 1}, {11, -6, 12}, {10, 3, -2}};
+  for (const auto& [width, fIn, fOut] : kFormats)
     for (const Case& one : casesOf(width, fIn, fOut)) Bench(one).checkAll();
 }
 
@@ -222,26 +208,6 @@ TEST(FixedRoots, PromisedIntervals) {
       Bench bench({kind, {width, width - 1, false}, {width, width - 1, false}, true});
       width < 12 ? bench.checkAll() : bench.checkHard(600);
     }
-}
-
-// Worked by hand.
-TEST(FixedRoots, KnownResults) {
-  const auto results = [](const Case& what, double ulps, unsigned long pattern) {
-    Request request;
-    request.signature = {{what.in}, {what.out}, {{0, 0, 0}}};
-    request.accuracy = {{ulps < 1 ? Accuracy::kCorrect : Accuracy::kWithin, ulps}};
-    graph::Graph circuit;
-    graph::Builder b(circuit);
-    const std::vector<graph::Signal> in{b.input("a", what.in.width())};
-    b.output("q", findUnit(what.unit())->decompose(b, request, in)[0]);
-    return graph::Evaluator(circuit)(std::vector<MPZ>{pattern})[0];
-  };
-  EXPECT_EQ(results({kRoot, {8, 4, false}, {8, 4, false}}, 0.5, 32), MPZ(23));  // sqrt(2)
-  EXPECT_EQ(results({kRoot, {12, 4, false}, {12, 1, false}}, 0.5, 1), MPZ(1));  // 1/4, a tie
-  EXPECT_EQ(results({kRoot, {32, 30, false}, {32, 31, false}}, 1, 1ul << 30), MPZ(1ul << 31));
-  EXPECT_EQ(results({kReciprocal, {16, 8, true}, {16, 8, true}}, 1, 0), MPZ(32767));
-  EXPECT_EQ(results({kReciprocal, {16, 8, true}, {16, 8, true}}, 1, 0xFFFF), MPZ(32768));
-  EXPECT_EQ(results({kReciprocalRoot, {16, 8, true}, {16, 8, true}}, 1, 0x8000), MPZ(32767));
 }
 
 }  // namespace

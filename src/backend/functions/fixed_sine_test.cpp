@@ -8,7 +8,7 @@
 #include <random>
 
 #include "backend/functions/integer_values.h"
-#include "backend/graph/evaluator.h"
+#include "backend/functions/unit_circuit.h"
 
 namespace functions {
 namespace {
@@ -42,26 +42,17 @@ class Bench {
  public:
   Bench(const FixedPoint& in, int fOut, int outputs, const std::vector<Accuracy>& accuracies)
       : in(in), fOut(fOut), outputs(outputs), accuracies(accuracies) {
-    graph::Builder b(circuit);
-    const std::vector<graph::Signal> inputs{b.input("a", in.width())};
+    std::vector<Request> requests;
     for (const Accuracy& accuracy : accuracies) {
-      Request request = requestOf(accuracy);
-      request.budgets = &budgets;
-      EXPECT_FALSE(unit().refuses(request)) << *unit().refuses(request);
-      for (const graph::Signal q : unit().decompose(b, request, inputs)) {
-        EXPECT_EQ(q.width, fOut + 2);
-        b.output(fmt::format("q{}", circuit.outputs().size()), q);
-      }
+      requests.push_back(requestOf(accuracy));
+      requests.back().budgets = &budgets;
     }
-    evaluator.emplace(circuit);
+    circuit.emplace("DMFxPSinCosPiX", requests);
   }
 
-  std::size_t nodes() const { return circuit.size(); }
-
   bool check(const MPZ& pattern) {
-    const std::vector<MPZ> results = (*evaluator)(std::vector<MPZ>{pattern});
-    const MPZ integer =
-        in.sign() ? pattern.asSigned(static_cast<unsigned long>(in.width())) : pattern;
+    const std::vector<MPZ> results = (*circuit)({pattern});
+    const MPZ integer = integerOf(pattern, in);
     std::vector<NumValue> referred, input(1);
     mpfr_ptr a = input[0].real.prepare(in.width() + 1);
     mpfr_set_z_2exp(a, integer.get(), -in.fraction(), MPFR_RNDN);
@@ -125,8 +116,7 @@ class Bench {
   FixedPoint in;
   int fOut, outputs;
   std::vector<Accuracy> accuracies;
-  graph::Graph circuit;
-  std::optional<graph::Evaluator> evaluator;
+  std::optional<UnitCircuit> circuit;
 };
 
 TEST(FixedSine, AllAnglesOfNarrowPorts) {
@@ -145,19 +135,6 @@ TEST(FixedSine, DrawnAnglesOfWidePorts) {
   Bench({32, 31, true}, 30, kSine, {kFaithful, kNearest}).checkDrawn(300);
   Bench({70, 60, true}, 12, kBoth, {kFaithful, kNearest}).checkDrawn(300);
   Bench({53, 51, true}, 48, kSine, {kFaithful}).checkDrawn(200);
-}
-
-TEST(FixedSine, RefusesWhatItCannotBuild) {
-  const auto refusal = [](const FixedPoint& in, const FixedPoint& out) {
-    Request request;
-    request.signature = {{in}, {out}, {{7, kSine}}};
-    return unit().refuses(request).value_or("");
-  };
-  EXPECT_EQ(refusal({8, 7, true}, {9, 7, true}), "");
-  EXPECT_EQ(refusal({1025, 7, true}, {9, 7, true}), "width 1025 is out of range 1 to 1024");
-  EXPECT_EQ(refusal({8, 7, true}, {129, 127, true}), "fOut 127 is out of range 0 to 96");
-  EXPECT_EQ(refusal({8, 7, true}, {9, 7, false}),
-            "a result is not a signed fixed-point port of range -2 to 2");
 }
 
 }  // namespace

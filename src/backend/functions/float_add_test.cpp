@@ -177,13 +177,8 @@ TEST(FloatDim, AllPairsOfSmallFormatsAndDrawnOnes) {
 TEST(FloatAdd, WiderBoundsBuySmallerCircuits) {
   const Ports ports = portForms(8, 23)[0];
   const auto bitsOf = [&](Accuracy accuracy, int dualPath) {
-    graph::Graph circuit;
-    graph::Builder builder(circuit);
-    const Config config = configOf("CFloatAdd", ports, {"", RoundMode::kNearestEven, accuracy}, 0,
-                                   dualPath, false, {sum});
-    const std::vector inputs{builder.input("a", 32), builder.input("b", 32)};
-    builder.output("q", findUnit("CFloatAdd")->decompose(builder, config.request, inputs)[0]);
-    return logicBits(circuit);
+    return logicBits(configOf("CFloatAdd", ports, {"", RoundMode::kNearestEven, accuracy}, 0,
+                              dualPath, false, {sum}));
   };
   for (const int dualPath : {0, 1}) {
     const int correct = bitsOf({Accuracy::kCorrect, 0.5}, dualPath);
@@ -194,21 +189,6 @@ TEST(FloatAdd, WiderBoundsBuySmallerCircuits) {
     EXPECT_LT(four, faithful);
     EXPECT_LT(sixteen, four);
   }
-}
-
-TEST(FloatAdd, RefusesWhatNoCircuitHas) {
-  const UnitRow* row = findUnit("CFloatAdd");
-  const auto refusal = [&](std::vector<kiln::Type> in, std::vector<kiln::Type> out) {
-    Request request;
-    request.signature = {std::move(in), std::move(out), {}};
-    return row->refuses(request).value_or("");
-  };
-  EXPECT_EQ(refusal({ieee(8, 23), ieee(8, 23)}, {ieee(8, 23)}), "");
-  EXPECT_EQ(refusal({ieee(1, 5), ieee(1, 5)}, {ieee(1, 5)}), "wE 1 is out of range 2 to 15");
-  EXPECT_EQ(refusal({ieee(8, 113), ieee(8, 113)}, {ieee(8, 113)}),
-            "wF 113 is out of range 1 to 112");
-  EXPECT_NE(refusal({ieee(8, 23), ieee(8, 22)}, {ieee(8, 23)}), "");
-  EXPECT_NE(refusal({ieee(8, 23)}, {ieee(8, 23)}), "");
 }
 
 }  // namespace

@@ -93,25 +93,11 @@ TEST(FloatConstMult, PowersOfTwoNeedNoMultiplier) {
   const auto bits = [](const char* word) {
     Request request;
     request.signature = {{ieee(8, 23)}, {ieee(8, 23)}, {{8, 23, 0}, {word}}};
-    graph::Graph circuit;
-    graph::Builder b(circuit);
-    const graph::Signal x = b.input("a", 32);
-    b.output("q", findUnit("CFPConstMult")->decompose(b, request, std::span(&x, 1))[0]);
-    return logicBits(circuit);
+    return logicBits(UnitCircuit("CFPConstMult", request).graph);
   };
   EXPECT_LT(bits("0.25"), 200);
   EXPECT_LT(bits("0.25"), bits("0.3"));
   EXPECT_LT(bits("3"), bits("3.1"));
-}
-
-TEST(FloatConstMult, RefusesWhatItCannotBuild) {
-  Request request;
-  request.signature = {{ieee(8, 23)}, {ieee(8, 23)}, {{8, 23, 0}}};
-  EXPECT_EQ(findUnit("CFPConstMult")->refuses(request), "the constant is missing");
-  request.signature.variant.texts = {"3"};
-  EXPECT_FALSE(findUnit("CFPConstMult")->refuses(request));
-  request.signature.in[0] = ieee(1, 23);
-  EXPECT_EQ(findUnit("CFPConstMult")->refuses(request), "wE 1 is out of range 2 to 15");
 }
 
 }  // namespace

@@ -112,10 +112,7 @@ TEST(FloatDiv, BoundsAndPricesBuyArea) {
                              false, {quotient});
     config.request.prices = {};
     config.request.prices.lutPerDsp = config.request.prices.lutPerFurtherDsp = lutPerDsp;
-    graph::Graph circuit;
-    graph::Builder b(circuit);
-    const std::vector<graph::Signal> in = {b.input("a", 32), b.input("b", 32)};
-    b.output("q", findUnit("DMFloatDiv")->decompose(b, config.request, in)[0]);
+    const graph::Graph circuit = UnitCircuit("DMFloatDiv", config.request).graph;
     bool multiplies = false;
     for (const graph::Node& node : circuit.nodes())
       multiplies = multiplies || node.op == graph::Op::kMultiply;

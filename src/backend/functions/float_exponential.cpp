@@ -36,11 +36,6 @@ struct Base {
   int leastBits;     // |x| log2 b is below 2^-(wF + 2) for |x| below 2^-(wF + leastBits)
 };
 
-template <auto f>
-int ofFirst(mpfr_ptr result, std::span<const Real> x, mpfr_rnd_t direction) {
-  return f(result, x[0].get(), direction);
-}
-
 constexpr Base kBases[] = {
     {"DMFloatExpE", ofFirst<mpfr_exp>, 0, 1.4426, 3},
     {"DMFloatExp2", ofFirst<mpfr_exp2>, 2, 1, 3},
@@ -278,11 +273,7 @@ std::vector<Signal> decomposeBase(Builder& b, const Request& request,
 
 template <std::size_t place>
 std::optional<std::string> refuseBase(const Request& request) {
-  if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
-  if (auto reason = refuseMixedWidths(request)) return reason;
-  // Gaps are known of small formats only, which no approximation fails for.
-  const auto precision = functionPrecision(ulpsOf(request, 0), std::nullopt, true);
-  return refusePlaces(precision, outputFormat(request, 0).fractionBits, 0);
+  return refuseFunction(request, 0);
 }
 
 template <std::size_t place>

@@ -1,6 +1,6 @@
 #include "backend/functions/float_flags.h"
 
-#include "backend/functions/float_test_support.h"
+#include "backend/functions/conversion_test_support.h"
 
 namespace functions::testing {
 namespace {
@@ -19,78 +19,40 @@ constexpr mpfr_rnd_t kDirections[] = {MPFR_RNDN, MPFR_RNDD, MPFR_RNDU, MPFR_RNDZ
 constexpr RoundMode kModes[] = {RoundMode::kNearestEven, RoundMode::kDown, RoundMode::kUp,
                                 RoundMode::kTowardZero};
 
-struct Owed {
-  MPZ pattern, flags;
-};
-
 // A unit with flags against MPFR in the port's own exponent range.
-class FlagBench {
+class FlagBench : public Conversion {
  public:
   // `direction`: a number of kDirections, or -1 for a rounding port.
   FlagBench(bool multiplies, int wE, int wF, int direction, bool subnormals)
-      : multiplies(multiplies), direction(direction), port{ieee(wE, wF), subnormals, subnormals} {
-    request.signature.in.assign(2, port.format);
-    if (!multiplies) request.signature.in.emplace_back(FixedPoint(1, 0, false));
-    if (direction < 0) request.signature.in.emplace_back(FixedPoint(2, 0, false));
-    request.signature.out = {port.format, FixedPoint(5, 0, false)};
-    request.signature.variant.numbers = {wE, wF, 1, direction < 0 ? 1 : 0, subnormals ? 1 : 0};
-    request.accuracy.resize(2);
-    if (direction >= 0) request.rounding.fixed = kModes[direction];
-    request.subnormals = request.quietNaN = subnormals;
-    row = findUnit(multiplies ? "DMFPMult" : "DMFPALU");
-    EXPECT_EQ(row->refuses(request).value_or(""), "");
-    graph::Builder builder(circuit);
-    std::vector<graph::Signal> inputs;
-    for (const kiln::Type& type : request.signature.in)
-      inputs.push_back(builder.input(fmt::format("i{}", inputs.size()), type.width()));
-    const auto outputs = row->decompose(builder, request, inputs);
-    builder.output("q", outputs[0]);
-    builder.output("flags", outputs[1]);
-    evaluator = std::make_unique<graph::Evaluator>(circuit);
-  }
-
-  const std::vector<kiln::Type>& in() const { return request.signature.in; }
+      : Conversion(multiplies ? "DMFPMult" : "DMFPALU",
+                   signatureOf(multiplies, ieee(wE, wF), direction < 0, subnormals), subnormals,
+                   kModes[std::max(direction, 0)]),
+        multiplies(multiplies),
+        direction(direction),
+        port{ieee(wE, wF), subnormals, subnormals} {}
 
   bool check(const std::vector<MPZ>& patterns) {
-    std::vector<Real> values;
-    stimulus.resize(patterns.size());
-    for (std::size_t i = 0; i < patterns.size(); ++i) {
-      values.emplace_back(64);
-      if (i < 2)
-        values[i] = decode(patterns[i], port);
-      else
-        mpfr_set_z(values[i].get(), patterns[i].get(), MPFR_RNDN);
-      stimulus[i].real = values[i];
-    }
+    const std::vector<Real> values{valueOf(patterns[0], 0), valueOf(patterns[1], 1)};
     const bool subtracts = !multiplies && patterns[2] != MPZ(0);
     const mpfr_rnd_t rounding =
         kDirections[direction < 0 ? patterns.back().toUint64() : static_cast<unsigned>(direction)];
-    const Owed owed = expected(values, subtracts, rounding);
-    const std::vector<MPZ> built = (*evaluator)(patterns);
-
     // A prescribed rounding does not follow the caller's.
-    const mpfr_rnd_t asked = direction < 0 ? MPFR_RNDU : rounding;
-    row->evaluate(request.signature, results, stimulus,
-                  {static_cast<unsigned>(port.format.frac + 1), 5}, {asked, asked},
-                  port.subnormals);
-    const Owed referred{encode(results[0].real.get(), port),
-                        MPZ(mpfr_get_ui(results[1].real.get(), MPFR_RNDN))};
-    const bool right = built[0] == owed.pattern && built[1] == owed.flags &&
-                       referred.pattern == owed.pattern && referred.flags == owed.flags;
-    EXPECT_TRUE(right) << (multiplies  ? "mult"
-                           : subtracts ? "subtract"
-                                       : "add")
-                       << " " << port.format.exp << " " << port.format.frac << " rounding "
-                       << rounding << " subnormals " << port.subnormals << " x "
-                       << patterns[0].toText(2) << " y " << patterns[1].toText(2) << ": owed "
-                       << owed.pattern.toText(2) << " " << owed.flags.toText(2) << ", circuit "
-                       << built[0].toText(2) << " " << built[1].toText(2) << ", reference "
-                       << referred.pattern.toText(2) << " " << referred.flags.toText(2);
-    return right;
+    return Conversion::check(patterns, expected(values, subtracts, rounding),
+                             direction < 0 ? MPFR_RNDU : rounding);
   }
 
  private:
-  Owed expected(const std::vector<Real>& values, bool subtracts, mpfr_rnd_t rounding) const {
+  static Signature signatureOf(bool multiplies, const kiln::FloatingPoint& format, bool hasPort,
+                               bool subnormals) {
+    Signature signature{{format, format}, {format, FixedPoint(5, 0, false)}, {}};
+    if (!multiplies) signature.in.emplace_back(FixedPoint(1, 0, false));
+    if (hasPort) signature.in.emplace_back(FixedPoint(2, 0, false));
+    signature.variant.numbers = {format.exp, format.frac, 1, hasPort, subnormals};
+    return signature;
+  }
+
+  std::vector<MPZ> expected(const std::vector<Real>& values, bool subtracts,
+                            mpfr_rnd_t rounding) const {
     // Once with an unbounded exponent, once in the range of the port.
     Real unbounded(port.precision()), bounded(port.precision());
     operate(multiplies, subtracts, unbounded.get(), values, rounding);
@@ -123,27 +85,7 @@ class FlagBench {
   bool multiplies;
   int direction;
   Port port;
-  Request request;
-  const UnitRow* row;
-  graph::Graph circuit;
-  std::unique_ptr<graph::Evaluator> evaluator;
-  std::vector<NumValue> stimulus, results;
 };
-
-// Every combination of patterns on all ports.
-void checkAll(FlagBench& bench) {
-  int bits = 0, wrong = 0;
-  for (const kiln::Type& type : bench.in()) bits += type.width();
-  for (unsigned long row = 0; row < 1ul << bits && wrong < 5; ++row) {
-    std::vector<MPZ> patterns;
-    unsigned long rest = row;
-    for (const kiln::Type& type : bench.in()) {
-      patterns.push_back(MPZ(rest).lowBits(static_cast<unsigned long>(type.width())));
-      rest >>= type.width();
-    }
-    if (!bench.check(patterns)) ++wrong;
-  }
-}
 
 TEST(FloatFlags, AllPairsInEveryRounding) {
   for (const bool multiplies : {true, false})
@@ -151,7 +93,7 @@ TEST(FloatFlags, AllPairsInEveryRounding) {
       for (const bool subnormals : {false, true})
         for (int direction = -1; direction < 4; ++direction) {
           FlagBench bench(multiplies, wE, wF, direction, subnormals);
-          checkAll(bench);
+          forAllRows(bench.in(), [&](const auto& patterns) { return bench.check(patterns); });
         }
 }
 
@@ -163,9 +105,7 @@ TEST(FloatFlags, DrawnPairsOfLargeFormats) {
         for (const int direction : {-1, 0}) {
           FlagBench bench(multiplies, wE, wF, direction, subnormals);
           Draws draws(seed++);
-          int wrong = 0;
-          for (int i = 0; i < 4000 && wrong < 5; ++i)
-            if (!bench.check(draws.row(bench.in()))) ++wrong;
+          checkEach(4000, [&](int) { return bench.check(draws.row(bench.in())); });
         }
 }
 
@@ -179,8 +119,7 @@ TEST(FloatFlags, ResultsBesideBothEndsOfTheRange) {
         FlagBench bench(multiplies, wE, wF, -1, subnormals);
         const Port port{ieee(wE, wF), subnormals};
         Draws draws(seed++);
-        int wrong = 0;
-        for (int i = 0; i < 6000 && wrong < 5; ++i) {
+        checkEach(6000, [&](int i) {
           std::vector<MPZ> row = draws.row(bench.in());
           Real end(port.precision()), other(port.precision());
           mpfr_set_si_2exp(end.get(), 1, i % 2 ? port.lowestNormal() - 1 : port.largest(),
@@ -191,27 +130,9 @@ TEST(FloatFlags, ResultsBesideBothEndsOfTheRange) {
             mpfr_sub(other.get(), end.get(), decode(row[0], port).get(), MPFR_RNDN);
           const MPZ near = encode(other.get(), port) + MPZ(draws.below(5) - 2);
           if (near >= MPZ(0)) row[1] = near.lowBits(wE + wF + 1);
-          if (!bench.check(row)) ++wrong;
-        }
+          return bench.check(row);
+        });
       }
-}
-
-TEST(FloatFlags, RefusesPortsThatItDoesNotHave) {
-  const auto refusal = [](std::vector<kiln::Type> in, std::vector<kiln::Type> out, int dynamic) {
-    Request request;
-    request.signature = {std::move(in), std::move(out), {}};
-    request.signature.variant.numbers = {8, 23, 1, dynamic, 0};
-    return findUnit("DMFPMult")->refuses(request).value_or("");
-  };
-  const kiln::Type single = ieee(8, 23), flags = FixedPoint(5, 0, false);
-  EXPECT_EQ(refusal({single, single}, {single, flags}, 0), "");
-  EXPECT_EQ(refusal({single, single}, {single, flags}, 1),
-            "2 inputs and 2 outputs are not the 3 and 2 of this unit");
-  EXPECT_NE(refusal({single, single, FixedPoint(1, 0, false)}, {single, flags}, 1), "");
-  EXPECT_NE(refusal({single, kiln::fpLib(8, 23)}, {single, flags}, 0), "");
-  EXPECT_NE(refusal({single, ieee(8, 22)}, {single, flags}, 0), "");
-  EXPECT_EQ(refusal({ieee(1, 5), ieee(1, 5)}, {ieee(1, 5), flags}, 0),
-            "wE 1 is out of range 2 to 15");
 }
 
 }  // namespace

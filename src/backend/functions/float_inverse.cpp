@@ -6,7 +6,6 @@
 
 namespace functions {
 
-using arithmetic::FloatRoot;
 using arithmetic::Root;
 using graph::Builder;
 using graph::Signal;
@@ -27,9 +26,7 @@ int inverseSqrt(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direct
 
 template <Root root>
 std::vector<Signal> decompose(Builder& b, const Request& request, std::span<const Signal> inputs) {
-  const FloatRoot how = floatRootOf(request, root);
-  const auto x = arithmetic::unpack(b, inputs[0], how.in, arithmetic::ZeroFields::kLikeRegular);
-  return {arithmetic::rootOfFloat(b, x, how)};
+  return decomposeFloatRoot(b, request, inputs, root);
 }
 
 template <Root root>

@@ -43,11 +43,6 @@ struct Base {
   int leastExponent;
 };
 
-template <auto f>
-int ofFirst(mpfr_ptr result, std::span<const Real> x, mpfr_rnd_t direction) {
-  return f(result, x[0].get(), direction);
-}
-
 constexpr Base kBases[] = {
     {"DMFloatLoge", ofFirst<mpfr_log>, 0, "log(1 + x)/x", -3},
     {"DMFloatLog2", ofFirst<mpfr_log2>, 2, "log2(1 + x)/x", -2},
@@ -322,12 +317,7 @@ std::vector<Signal> decomposeBase(Builder& b, const Request& request,
 
 template <std::size_t place>
 std::optional<std::string> refuseBase(const Request& request) {
-  if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
-  if (auto reason = refuseMixedWidths(request)) return reason;
-  // Gaps are known of small formats only, which no approximation fails for.
-  const auto precision = functionPrecision(ulpsOf(request, 0), std::nullopt, true);
-  return refusePlaces(precision, outputFormat(request, 0).fractionBits,
-                      -kBases[place].leastExponent);
+  return refuseFunction(request, -kBases[place].leastExponent);
 }
 
 template <std::size_t place>

@@ -30,15 +30,8 @@ struct SineFunction {
   bool isTangentAtZero;  // sin x, which is x - x^3 / 6 or nearer to x
 };
 
-int sinePi(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direction) {
-  return mpfr_sinpi(result, inputs[0].get(), direction);
-}
-constexpr SineFunction kSinePi{"DMFloatSinPiX", sinePi, false};
-
-int sine(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direction) {
-  return mpfr_sin(result, inputs[0].get(), direction);
-}
-constexpr SineFunction kSine{"DMFloatSinX", sine, true};
+constexpr SineFunction kSinePi{"DMFloatSinPiX", ofFirst<mpfr_sinpi>, false};
+constexpr SineFunction kSine{"DMFloatSinX", ofFirst<mpfr_sin>, true};
 
 // sin x of |x| < 2^-tinyBits rounds as a number just below x in magnitude: x^2 / 6 is less than
 // 2^-(wF + 2), a quarter of an ulp, half of one where x is a power of two.
@@ -277,8 +270,8 @@ std::optional<std::string> refuseSin(const Request& request) {
 }
 
 constexpr UnitRow kRows[] = {
-    {"DMFloatSinPiX", evaluateReal<sinePi>, decomposeSinPi, refuseSinPi},
-    {"DMFloatSinX", evaluateReal<sine>, decomposeSin, refuseSin},
+    {"DMFloatSinPiX", evaluateReal<kSinePi.f>, decomposeSinPi, refuseSinPi},
+    {"DMFloatSinX", evaluateReal<kSine.f>, decomposeSin, refuseSin},
 };
 
 }  // namespace

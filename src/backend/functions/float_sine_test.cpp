@@ -117,16 +117,5 @@ TEST(FloatSine, DISABLED_AllAnglesOf16Bits) {
       }
 }
 
-TEST(FloatSine, RefusesWhatItCannotBuild) {
-  const auto refusal = [](const char* unit, int wE, int wF, std::int64_t noReduction) {
-    Request request;
-    request.signature = {{ieee(wE, wF)}, {ieee(wE, wF)}, {{8, 23, 0, noReduction, 0}}};
-    return findUnit(unit)->refuses(request).value_or("");
-  };
-  EXPECT_EQ(refusal("DMFloatSinX", 8, 23, 0), "");
-  EXPECT_EQ(refusal("DMFloatSinX", 8, 23, 1), "a sine without range reduction is not built");
-  EXPECT_EQ(refusal("DMFloatSinX", 16, 23, 0), "wE 16 is out of range 2 to 15");
-}
-
 }  // namespace
 }  // namespace functions::testing

@@ -15,18 +15,24 @@ namespace {
 
 constexpr std::size_t kRecurrence = 4;  // place in the variant
 
-bool isRecurrence(const Request& request) { return request.signature.variant[kRecurrence] != 0; }
-
-int squareRoot(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direction) {
-  return mpfr_sqrt(result, inputs[0].get(), direction);
+// What a request for a root of one floating-point port asks of the circuit.
+FloatRoot floatRootOf(const Request& request, Root root) {
+  return {.root = root,
+          .in = inputFormat(request, 0),
+          .out = outputFormat(request, 0),
+          .rounding = request.rounding.fixed,
+          .ulps = ulpsOf(request, 0),
+          .quietNaN = request.quietNaN,
+          .prices = evaluationPrices(request.prices),
+          .budgets = request.budgets};
 }
+
+bool isRecurrence(const Request& request) { return request.signature.variant[kRecurrence] != 0; }
 
 std::vector<Signal> decomposeSqrt(Builder& b, const Request& request,
                                   std::span<const Signal> inputs) {
   if (isRecurrence(request)) return decomposeSqrtLogic(b, request, inputs);
-  const FloatRoot how = floatRootOf(request, Root::kSquareRoot);
-  const auto x = arithmetic::unpack(b, inputs[0], how.in, arithmetic::ZeroFields::kLikeRegular);
-  return {arithmetic::rootOfFloat(b, x, how)};
+  return decomposeFloatRoot(b, request, inputs, Root::kSquareRoot);
 }
 
 std::optional<std::string> refuseSqrt(const Request& request) {
@@ -38,20 +44,16 @@ std::optional<std::string> refuseSqrt(const Request& request) {
 }
 
 constexpr UnitRow kRows[] = {
-    {"DMFloatSqrt", evaluateReal<squareRoot>, decomposeSqrt, refuseSqrt},
+    {"DMFloatSqrt", evaluateReal<ofFirst<mpfr_sqrt>>, decomposeSqrt, refuseSqrt},
 };
 
 }  // namespace
 
-FloatRoot floatRootOf(const Request& request, Root root) {
-  return {.root = root,
-          .in = inputFormat(request, 0),
-          .out = outputFormat(request, 0),
-          .rounding = request.rounding.fixed,
-          .ulps = ulpsOf(request, 0),
-          .quietNaN = request.quietNaN,
-          .prices = evaluationPrices(request.prices),
-          .budgets = request.budgets};
+std::vector<Signal> decomposeFloatRoot(Builder& b, const Request& request,
+                                       std::span<const Signal> inputs, Root root) {
+  const FloatRoot how = floatRootOf(request, root);
+  const auto x = arithmetic::unpack(b, inputs[0], how.in, arithmetic::ZeroFields::kLikeRegular);
+  return {arithmetic::rootOfFloat(b, x, how)};
 }
 
 std::optional<std::string> refuseFloatRoot(const Request& request, Root root) {

@@ -9,8 +9,10 @@ namespace functions {
 // Number 4 of the variant asks for a digit recurrence.
 std::span<const UnitRow> floatSqrtUnits();
 
-// What a request for a root of one floating-point port asks of the circuit.
-arithmetic::FloatRoot floatRootOf(const Request& request, arithmetic::Root root);
+// The circuit of a root of one floating-point port.
+std::vector<graph::Signal> decomposeFloatRoot(graph::Builder& b, const Request& request,
+                                              std::span<const graph::Signal> inputs,
+                                              arithmetic::Root root);
 
 // Refuses other ports, mixed formats, and those that no approximation serves.
 std::optional<std::string> refuseFloatRoot(const Request& request, arithmetic::Root root);

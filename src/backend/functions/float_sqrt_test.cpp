@@ -105,13 +105,8 @@ TEST(FloatRoots, DISABLED_AllNumbersOfHalfFormats) {
 
 TEST(FloatRoots, WiderBoundsBuySmallerCircuits) {
   const auto bitsOf = [](const std::string& unit, Accuracy accuracy) {
-    graph::Graph circuit;
-    graph::Builder builder(circuit);
     const Ports ports{"", {ieee(8, 23)}, {ieee(8, 23)}};
-    const Config config = rootConfig(unit, ports, {"", RoundMode::kNearestEven, accuracy}, false);
-    const std::vector<graph::Signal> in{builder.input("x", 32)};
-    builder.output("r", findUnit(unit)->decompose(builder, config.request, in)[0]);
-    return logicBits(circuit);
+    return logicBits(rootConfig(unit, ports, {"", RoundMode::kNearestEven, accuracy}, false));
   };
   for (const auto& [unit, operation] : kUnits) {
     const int correct = bitsOf(unit, {Accuracy::kCorrect, 0.5});

@@ -15,8 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "backend/functions/unit.h"
-#include "backend/graph/evaluator.h"
+#include "backend/functions/unit_circuit.h"
 
 namespace functions::testing {
 
@@ -93,6 +92,16 @@ inline MPZ encode(mpfr_srcptr x, const Port& port) {
   return (pattern << wF) | fraction;
 }
 
+// MPFR has no nearest number away from zero: ties are told apart by whoever asks.
+inline mpfr_rnd_t directionOf(RoundMode mode) {
+  static const std::map<RoundMode, mpfr_rnd_t> kDirections = {{RoundMode::kNearestEven, MPFR_RNDN},
+                                                              {RoundMode::kDown, MPFR_RNDD},
+                                                              {RoundMode::kUp, MPFR_RNDU},
+                                                              {RoundMode::kTowardZero, MPFR_RNDZ},
+                                                              {RoundMode::kNearestAway, MPFR_RNDN}};
+  return kDirections.at(mode);
+}
+
 // An operation on decoded inputs, rounded by MPFR; returns MPFR's ternary value.
 using Operation = int (*)(mpfr_ptr, const std::vector<Real>&, mpfr_rnd_t);
 
@@ -126,19 +135,7 @@ class Truth {
   }
 
   Real inMode(RoundMode mode) const {
-    switch (mode) {
-      case RoundMode::kNearestEven:
-        return rounded(MPFR_RNDN);
-      case RoundMode::kDown:
-        return rounded(MPFR_RNDD);
-      case RoundMode::kUp:
-        return rounded(MPFR_RNDU);
-      case RoundMode::kTowardZero:
-        return rounded(MPFR_RNDZ);
-      case RoundMode::kNearestAway:
-        return nearestAway();
-    }
-    return {};
+    return mode == RoundMode::kNearestAway ? nearestAway() : rounded(directionOf(mode));
   }
 
   // The patterns within `steps` of the exact result: both neighbours, then outward.
@@ -323,17 +320,11 @@ class Bench {
   // The reference, filtered, in the direction of the request (to nearest for a bound).
   bool checkReference(const Config& config, std::size_t k, const MPZ& expected, const Port& port,
                       const std::vector<MPZ>& inputs) {
-    static const std::map<RoundMode, mpfr_rnd_t> kDirections = {
-        {RoundMode::kNearestEven, MPFR_RNDN},
-        {RoundMode::kDown, MPFR_RNDD},
-        {RoundMode::kUp, MPFR_RNDU},
-        {RoundMode::kTowardZero, MPFR_RNDZ},
-        {RoundMode::kNearestAway, MPFR_RNDN}};
     const Signature& signature = config.request.signature;
     precisions.clear();
     for (const kiln::Type& type : signature.out)
       precisions.push_back(static_cast<unsigned>(type.as_floating_point()->frac + 1));
-    roundings.assign(signature.out.size(), kDirections.at(modeOf(config.request)));
+    roundings.assign(signature.out.size(), directionOf(modeOf(config.request)));
     findUnit(config.unit)
         ->evaluate(signature, results, stimulus, precisions, roundings, config.request.subnormals);
     EXPECT_EQ(results.size(), signature.out.size());
@@ -377,6 +368,11 @@ inline int logicBits(const graph::Graph& circuit) {
     if (!graph::traitsOf(node.op).wiring) bits += node.width;
   }
   return bits;
+}
+
+inline int logicBits(const Config& config) {
+  Request request = config.request;
+  return logicBits(UnitCircuit(config.unit, request).graph);
 }
 
 // Every pattern of a port; of an FPLib port every regular number, and each special as packing makes
@@ -506,9 +502,7 @@ class Draws {
 inline void checkDrawn(Bench& bench, const std::vector<kiln::Type>& in, int count, unsigned seed) {
   SCOPED_TRACE(fmt::format("seed {}", seed));
   Draws draws(seed);
-  int wrong = 0;
-  for (int i = 0; i < count && wrong < 5; ++i)
-    if (!bench.check(draws.row(in))) ++wrong;
+  checkEach(count, [&](int) { return bench.check(draws.row(in)); });
 }
 
 }  // namespace functions::testing

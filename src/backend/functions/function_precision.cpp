@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "backend/functions/float_unit.h"
+
 namespace functions {
 
 namespace {
@@ -23,7 +25,12 @@ FunctionPrecision functionPrecision(double ulps, const std::optional<RoundingGap
   return {.extraBits = std::max(bits, 2) + 1, .units = 1};
 }
 
-std::optional<std::string> refusePlaces(const FunctionPrecision& precision, int wF, int further) {
+std::optional<std::string> refuseFunction(const Request& request, int further) {
+  if (auto reason = refusePorts(request, 1, 0, 1)) return reason;
+  if (auto reason = refuseMixedWidths(request)) return reason;
+  // Gaps are known of small formats only, which no approximation fails for.
+  const auto precision = functionPrecision(ulpsOf(request, 0), std::nullopt, true);
+  const int wF = outputFormat(request, 0).fractionBits;
   const int most = kMostPlaces - precision.extraBits - further;
   if (wF <= most) return std::nullopt;
   return fmt::format("wF {} is out of range 1 to {}{}", wF, most,

@@ -21,9 +21,10 @@ struct FunctionPrecision {
 FunctionPrecision functionPrecision(double ulps, const std::optional<RoundingGap>& gap,
                                     bool isNearest);
 
-// Approximations reach so many bits of a result with its extra bits; the reason why not for a
-// fraction of wF bits where that, and `further` bits that the method takes, is more.
-std::optional<std::string> refusePlaces(const FunctionPrecision& precision, int wF, int further);
+// Refuses ports other than one floating input and output of one width, and fractions with more bits
+// than approximations reach: those of the result with its extra bits and `further` ones that the
+// method takes.
+std::optional<std::string> refuseFunction(const Request& request, int further);
 // The most coefficients that pay for a result of so many bits are those of this degree.
 int mostDegree(int places);
 

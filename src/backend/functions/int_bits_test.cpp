@@ -67,13 +67,5 @@ TEST(RightShift, TakesTwoBitsOfTheShiftALevel) {
   EXPECT_EQ(selects, 0);
 }
 
-TEST(BitUnits, RefuseWhatTheyCannotBuild) {
-  EXPECT_EQ(refusal(counter(), count(0)), "width 0 is out of range 1 to 4096");
-  EXPECT_EQ(refusal(counter(), count(4097)), "width 4097 is out of range 1 to 4096");
-  EXPECT_EQ(refusal(shifter(), shift(4097, 4, true)), "width 4097 is out of range 1 to 4096");
-  EXPECT_EQ(refusal(shifter(), shift(8, -1, true)),
-            "maxShift -1 is out of range 0 to 9223372036854775807");
-}
-
 }  // namespace
 }  // namespace functions

@@ -88,9 +88,5 @@ TEST(BarrettProduct, TakesFewerTilesThanThreeWholeProducts) {
   EXPECT_LE(tiles, 2 * 176 - 40 - 70);
 }
 
-TEST(BarrettProduct, RefusesWidthsBeyondALimit) {
-  EXPECT_EQ(refusal(row(), barrett(1025)), "width 1025 is out of range 1 to 1024");
-}
-
 }  // namespace
 }  // namespace functions

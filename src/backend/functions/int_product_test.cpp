@@ -48,11 +48,5 @@ TEST(IntegerProduct, LeavesASquareToBeFolded) {
   EXPECT_EQ(unit.graph().operands(node)[0], unit.graph().operands(node)[1]);
 }
 
-TEST(IntegerProduct, RefusesWhatItCannotBuild) {
-  EXPECT_EQ(refusal(row(), product(1025, false, 8, false)), "width 1025 is out of range 1 to 1024");
-  EXPECT_EQ(refusal(row(), product(8, false, 0, true)), "width 0 is out of range 1 to 1024");
-  EXPECT_EQ(refusal(row(), square(-1)), "width -1 is out of range 1 to 1024");
-}
-
 }  // namespace
 }  // namespace functions

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "backend/functions/integer_values.h"
-#include "backend/graph/evaluator.h"
+#include "backend/functions/unit_circuit.h"
 
 namespace functions {
 
@@ -19,21 +19,10 @@ class IntegerUnit {
   // The value that r owes for the values of the inputs.
   using Function = std::function<util::MPZ(const std::vector<util::MPZ>&)>;
 
-  IntegerUnit(const UnitRow& row, const Signature& signature) : row(row) {
-    request.signature = signature;
-    EXPECT_FALSE(row.refuses(request)) << *row.refuses(request);
-    graph::Builder builder(circuit);
-    std::vector<graph::Signal> inputs;
-    for (std::size_t i = 0; i < signature.in.size(); ++i)
-      inputs.push_back(builder.input(fmt::format("i{}", i), signature.in[i].width()));
-    const std::vector<graph::Signal> outputs = row.decompose(builder, request, inputs);
-    EXPECT_EQ(outputs.size(), 1u);
-    EXPECT_EQ(outputs[0].width, signature.out[0].width());
-    builder.output("r", outputs[0]);
-    evaluator.emplace(circuit);
-  }
+  IntegerUnit(const UnitRow& row, const Signature& signature)
+      : request(requestOf(signature)), circuit(std::string(row.name), request) {}
 
-  const graph::Graph& graph() const { return circuit; }
+  const graph::Graph& graph() const { return circuit.graph; }
 
   // True when circuit and reference both give what `function` owes for these patterns.
   ::testing::AssertionResult agrees(const std::vector<util::MPZ>& patterns,
@@ -45,7 +34,7 @@ class IntegerUnit {
       values.push_back(format.sign() ? patterns[i].asSigned(format.width()) : patterns[i]);
     }
     const util::MPZ owed = function(values);
-    const util::MPZ built = (*evaluator)(patterns)[0];
+    const util::MPZ built = circuit(patterns)[0];
     const util::MPZ referred = reference(values);
     if (built == owed.lowBits(signature.out[0].width()) && referred == owed)
       return ::testing::AssertionSuccess();
@@ -95,6 +84,11 @@ class IntegerUnit {
   }
 
  private:
+  static Request requestOf(const Signature& signature) {
+    Request request;
+    request.signature = signature;
+    return request;
+  }
   static util::MPZ cornerPattern(int corner, int width) {
     const util::MPZ ones = util::MPZ::allOnes(width), top = util::MPZ::powerOfTwo(width - 1);
     const util::MPZ corners[] = {0, 1, ones, top, top - util::MPZ(1), ones - util::MPZ(1)};
@@ -108,7 +102,7 @@ class IntegerUnit {
       mpfr_set_z(arguments[i].real.prepare(5000), values[i].get(), MPFR_RNDN);
     util::MPZ first;
     for (const mpfr_rnd_t rounding : {MPFR_RNDN, MPFR_RNDU, MPFR_RNDD}) {
-      row.evaluate(request.signature, results, arguments, {10000}, {rounding}, false);
+      circuit.row.evaluate(request.signature, results, arguments, {10000}, {rounding}, false);
       EXPECT_FALSE(mpfr_zero_p(results[0].real.get()) && mpfr_signbit(results[0].real.get()));
       util::MPZ value;
       mpfr_get_z(value.get(), results[0].real.get(), MPFR_RNDN);
@@ -118,19 +112,10 @@ class IntegerUnit {
     return first;
   }
 
-  const UnitRow& row;
   Request request;
-  graph::Graph circuit;
-  std::optional<graph::Evaluator> evaluator;
+  UnitCircuit circuit;
   std::vector<NumValue> arguments, results;
 };
-
-// The end of the line that refuses `signature`, or an empty text.
-inline std::string refusal(const UnitRow& row, const Signature& signature) {
-  Request request;
-  request.signature = signature;
-  return row.refuses(request).value_or("");
-}
 
 inline kiln::Type integers(int width, bool isSigned) {
   return kiln::FixedPoint(width, 0, isSigned);

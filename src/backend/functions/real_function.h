@@ -12,6 +12,12 @@ namespace functions {
 // MPFR's own cover most.
 using RealFunction = int (*)(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direction);
 
+// MPFR's function `f` of the first input.
+template <auto f>
+int ofFirst(mpfr_ptr result, std::span<const Real> inputs, mpfr_rnd_t direction) {
+  return f(result, inputs[0].get(), direction);
+}
+
 // The reference of a unit with floating inputs and one floating output that owes a real function:
 // `f` of what the ports carry, rounded once. What readFloat() and deliverOdd() say holds.
 void evaluateRealFunction(RealFunction f, const Signature& signature,

@@ -169,17 +169,13 @@ TEST(Verilog, StatesAndEnableHaveNoLintWarningAndSynthesise) {
     for (const bool isSplit : {false, true}) {
       StatefulUnit unit({.period = period, .hasEnable = true, .isSplit = isSplit});
       unit.dontCareOnReset = true;
-      unit.writeTexts(LANGUAGE_VERILOG);
-      const Outcome lint = runCommand(
-          fmt::format("cd '{}' && verilator --lint-only -Wall stateful.v", unit.folder.string()));
-      EXPECT_THAT(lint.output, IsEmpty());
+      EXPECT_THAT(unit.lint(), IsEmpty());
       if (isSplit) continue;
       // No register is without enable, and the reset comes first.
-      const Outcome made = runCommand(fmt::format(
-          "cd '{}' && yosys -q -p 'read_verilog stateful.v; synth -top stateful; check -assert; "
+      const Outcome made = unit.yosys(
+          "synth -top stateful; check -assert; "
           "select -assert-none t:$_DLATCH_* t:$_DFF_* t:$_SDFF_* t:$_SDFFCE_*; "
-          "select -assert-min 97 t:$_SDFFE_PP?P_'",
-          unit.folder.string()));
+          "select -assert-min 97 t:$_SDFFE_PP?P_");
       EXPECT_EQ(made.status, 0) << made.output;
       EXPECT_THAT(made.output, Not(HasSubstr("Warning")));
     }
@@ -195,21 +191,11 @@ TEST(Verilog, AnUnusedEnableHasNoLintWarning) {
   unit.drawDelayedVectors(20, 6);
   EXPECT_EQ(unit.replay(LANGUAGE_VERILOG).status, 0);
   EXPECT_EQ(unit.replay(LANGUAGE_VHDL).status, 0);
-  EXPECT_THAT(runCommand(fmt::format("cd '{}' && verilator --lint-only -Wall still.v",
-                                     unit.folder.string()))
-                  .output,
-              IsEmpty());
+  EXPECT_THAT(unit.lint(), IsEmpty());
 }
 
 TEST(Vhdl, StatesAndEnableSynthesise) {
-  StatefulUnit unit({.hasEnable = true});
-  unit.writeTexts(LANGUAGE_VHDL);
-  const Outcome outcome = runCommand(
-      fmt::format("cd '{}' && ghdl -a --std=08 stateful.vhd && ghdl --synth --std=08 stateful",
-                  unit.folder.string()));
-  EXPECT_EQ(outcome.status, 0) << outcome.output;
-  EXPECT_THAT(outcome.output, Not(HasSubstr("warning")));
-  EXPECT_THAT(outcome.output, Not(HasSubstr("latch")));
+  EXPECT_EQ(StatefulUnit({.hasEnable = true}).vhdlComplaints(), "");
 }
 
 }  // namespace

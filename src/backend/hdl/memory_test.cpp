@@ -68,10 +68,10 @@ Outcome blocksOf(ReplayedUnit& unit, LANGUAGE language, int small) {
       language == LANGUAGE_VHDL
           ? fmt::format("ghdl --synth --std=08 --out=verilog {0}.vhd -e {0} >{0}.v && ", unit.name)
           : "";
-  return runCommand(fmt::format(
-      "cd '{0}' && {1} yosys -q -p 'read_verilog {2}.v; synth_xilinx -top {2} -run begin:map_luts; "
-      "select -assert-count {3} t:RAMB18E1; select -assert-none t:RAMB36E1'",
-      unit.folder.string(), toVerilog, unit.name, small));
+  return unit.inFolder(
+      fmt::format("{0} yosys -q -p 'read_verilog {1}.v; synth_xilinx -top {1} -run begin:map_luts; "
+                  "select -assert-count {2} t:RAMB18E1; select -assert-none t:RAMB36E1'",
+                  toVerilog, unit.name, small));
 }
 
 TEST_P(MemoryIn, SynthesisesToBlocksAndTablesToLogic) {
@@ -96,11 +96,7 @@ TEST_P(MemoryIn, SynthesisesToBlocksAndTablesToLogic) {
 TEST(Memory, HasNoLintWarning) {
   for (const bool hasEnable : {false, true}) {
     TabledUnit unit({.hasEnable = hasEnable});
-    unit.writeTexts(LANGUAGE_VERILOG);
-    EXPECT_THAT(runCommand(fmt::format("cd '{}' && verilator --lint-only -Wall tabled.v",
-                                       unit.folder.string()))
-                    .output,
-                IsEmpty());
+    EXPECT_THAT(unit.lint(), IsEmpty());
   }
 }
 

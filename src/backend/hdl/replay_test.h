@@ -201,6 +201,29 @@ class ReplayedUnit {
     write(fmt::format("{}_atb.{}", name, end), benchText(design(), settings, language));
     write("simulate.sh", simulationScript(design(), language));
   }
+  // Of a shell command in the unit's folder.
+  Outcome inFolder(const std::string& command) const {
+    return runCommand(fmt::format("cd '{}' && {}", folder.string(), command));
+  }
+  // Warnings of the strictest lint.
+  std::string lint() {
+    writeTexts(LANGUAGE_VERILOG);
+    return inFolder(fmt::format("verilator --lint-only -Wall {}.v", name)).output;
+  }
+  // The unit in Verilog, read and given to further commands of yosys.
+  Outcome yosys(const std::string& commands) {
+    writeTexts(LANGUAGE_VERILOG);
+    return inFolder(fmt::format("yosys -q -p 'read_verilog {}.v; {}'", name, commands));
+  }
+  // What analysis and synthesis of the unit in VHDL complain of.
+  std::string vhdlComplaints() {
+    writeTexts(LANGUAGE_VHDL);
+    const Outcome made =
+        inFolder(fmt::format("ghdl -a --std=08 {0}.vhd && ghdl --synth --std=08 {0}", name));
+    const bool isClean = made.status == 0 && made.output.find("warning") == std::string::npos &&
+                         made.output.find("latch") == std::string::npos;
+    return isClean ? "" : made.output;
+  }
   Outcome simulate() { return runCommand(fmt::format("sh '{}/simulate.sh'", folder.string())); }
   // Everything written anew, then simulated.
   Outcome replay(LANGUAGE language) {

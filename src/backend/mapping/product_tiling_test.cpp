@@ -202,19 +202,12 @@ struct Case {
 };
 
 TEST(LowerProduct, TakesBlocksAsLongAsTheyAreWorthTheirPrice) {
-  for (const Case& c : {Case{24, 17, false, 1},
-                        {17, 24, false, 1},
-                        {25, 18, true, 1},
-                        {18, 25, true, 1},
-                        {8, 8, false, 0},
-                        {11, 11, false, 0},
-                        {3, 3, true, 0},
-                        {40, 4, false, 0},
-                        {24, 24, false, 2},
-                        {26, 18, false, 1},
-                        {32, 32, false, 2},
-                        {53, 53, false, 6},
-                        {64, 64, false, 8}}) {
+  constexpr Case kCases[] = {{24, 17, false, 1}, {17, 24, false, 1}, {25, 18, true, 1},
+                             {18, 25, true, 1},  {8, 8, false, 0},   {11, 11, false, 0},
+                             {3, 3, true, 0},    {40, 4, false, 0},  {24, 24, false, 2},
+                             {26, 18, false, 1}, {32, 32, false, 2}, {53, 53, false, 6},
+                             {64, 64, false, 8}};
+  for (const Case& c : kCases) {
     const LoweredProduct product("TarnV", {c.x}, {c.y}, c.isSigned);
     EXPECT_EQ(product.blocks(), c.blocks) << c.x << " x " << c.y;
   }

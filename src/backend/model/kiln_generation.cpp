@@ -92,7 +92,7 @@ void checkClock(kiln::Node& model) {
 
 CArithmeticUnit* addUnit(CSynthSingleEntity& model, const KilnUnit& unit) {
   LOAM_ASSERT(findInLibrary, "the unit library is required before a design is generated");
-  const functions::UnitRow* row = findInLibrary(unit.library);
+  const functions::UnitRow* row = findInLibrary(unit.unitName);
   if (!row) util::exitWith({unit.name + ": no unit yet"});
   auto* made = new CArithmeticUnit(&model, unit.name, *row, unit.variant);
   made->word = unit.name;

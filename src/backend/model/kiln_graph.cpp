@@ -144,7 +144,7 @@ class Walk {
   }
 
   void readUnitBlock(KilnUnit& found) const {
-    found.library = unit[kiln::A_UNIT_NAME].get_ptr()->text();
+    found.unitName = unit[kiln::A_UNIT_NAME].get_ptr()->text();
     for (const kiln::PureValueRef& one : tuple(kiln::A_UNIT_VARIANT))
       found.variant.numbers.push_back(integer(one));
     for (const kiln::PureValueRef& option : tuple(kiln::A_UNIT_OPTIONS)) {
@@ -169,7 +169,7 @@ class Walk {
       util::exitWith(
           {fmt::format("{}: {} has {} inputs and {} outputs, {} and {} are connected", found.name,
                        type->text(), inputs, row->outputs, found.inputs.size(), outputs)});
-    found.library = row->unit;
+    found.unitName = row->unit;
     found.variant.numbers = row->variant;
     const kiln::Type ofOperands = found.inputs[0].type;
     for (std::size_t k = 0; k < outputs; ++k)

@@ -8,8 +8,8 @@
 
 // The one unit that a model of the design kit describes, and what stands around it.
 struct KilnUnit {
-  std::string name;     // of its block; begins the line of a refusal
-  std::string library;  // name of its row in the unit table
+  std::string name;      // of its block; begins the line of a refusal
+  std::string unitName;  // name of its row in the unit table
   functions::Variant variant;
   PortSpecList inputs, outputs;
   bool hasChannelValid = false;

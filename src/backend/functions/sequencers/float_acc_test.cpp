@@ -20,30 +20,16 @@ int unchanged(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
 class LongAccumulator {
  public:
   LongAccumulator(const Window& window, bool subnormals, RoundMode mode, Accuracy accuracy)
-      : port{ieee(window.wE, window.wF), subnormals, subnormals}, window(window), mode(mode) {
-    const kiln::FixedPoint bit{1, 0, false};
-    request.signature = {{port.format, bit},
-                         {port.format, bit, bit, bit},
-                         {{window.lsbA, window.msbA, window.maxMSBX}}};
-    request.accuracy.assign(4, accuracy);
-    request.rounding.fixed = mode;
-    request.subnormals = subnormals;
-    request.quietNaN = subnormals;
-    graph::Builder builder(circuit);
-    request.valid = builder.input("valid", 1);
-    const std::vector<graph::Signal> inputs{builder.input("x", request.signature.in[0].width()),
-                                            builder.input("n", 1)};
-    const UnitRow* row = findUnit("CFloatAcc");
-    if (const auto reason = row->refuses(request)) throw std::runtime_error(*reason);
-    for (const graph::Signal output : row->decompose(builder, request, inputs))
-      builder.output("q", output);
-    evaluator = std::make_unique<graph::Evaluator>(circuit);
-  }
+      : port{ieee(window.wE, window.wF), subnormals, subnormals},
+        window(window),
+        mode(mode),
+        request(requestFor(port, window, mode, accuracy)),
+        circuit("CFloatAcc", request, /*hasValid=*/true) {}
 
   // One cycle; false when a valid one differs from the exact sum.
   bool step(bool valid, const MPZ& x, bool restarts) {
-    const std::vector<MPZ> got = (*evaluator)(std::vector<MPZ>{MPZ(valid), x, MPZ(restarts)});
-    evaluator->clock();
+    const std::vector<MPZ> got = circuit(std::vector<MPZ>{MPZ(valid), x, MPZ(restarts)});
+    circuit.clock();
     if (!valid) return true;
     const Real value = decode(x, port);
     const bool tooLarge = mpfr_nan_p(value.get()) || isAtLeast(value, window.maxMSBX + 1);
@@ -72,6 +58,18 @@ class LongAccumulator {
   const Port port;
 
  private:
+  static Request requestFor(const Port& port, const Window& window, RoundMode mode,
+                            Accuracy accuracy) {
+    const kiln::FixedPoint bit{1, 0, false};
+    Request request;
+    request.signature = {{port.format, bit},
+                         {port.format, bit, bit, bit},
+                         {{window.lsbA, window.msbA, window.maxMSBX}}};
+    request.accuracy.assign(4, accuracy);
+    request.rounding.fixed = mode;
+    request.subnormals = request.quietNaN = port.subnormals;
+    return request;
+  }
   static bool isAtLeast(const Real& value, long exponent) {
     Real power(2);
     mpfr_set_ui_2exp(power.get(), 1, exponent, MPFR_RNDN);
@@ -93,14 +91,9 @@ class LongAccumulator {
     inputs[0].real = value;
     inputs[1].real = Real(2);
     mpfr_set_ui(inputs[1].real.get(), restarts, MPFR_RNDN);
-    const std::map<RoundMode, mpfr_rnd_t> directions = {{RoundMode::kNearestEven, MPFR_RNDN},
-                                                        {RoundMode::kDown, MPFR_RNDD},
-                                                        {RoundMode::kUp, MPFR_RNDU},
-                                                        {RoundMode::kTowardZero, MPFR_RNDZ}};
     const unsigned precision = static_cast<unsigned>(port.precision());
-    findUnit("CFloatAcc")
-        ->evaluate(request.signature, results, inputs, {precision, 64, 64, 64},
-                   std::vector<mpfr_rnd_t>(4, directions.at(mode)), port.subnormals);
+    circuit.row.evaluate(request.signature, results, inputs, {precision, 64, 64, 64},
+                         std::vector<mpfr_rnd_t>(4, directionOf(mode)), port.subnormals);
     const auto isValue = [&](int k) { return results[k].type == NumType::kValue; };
     const bool known = restarts && !tooLarge;
     bool right = isValue(1) && isValue(2) && isValue(3) == known &&
@@ -123,8 +116,7 @@ class LongAccumulator {
   MPZ sum = 0;
   bool hasLeft = false;
   Request request;
-  graph::Graph circuit;
-  std::unique_ptr<graph::Evaluator> evaluator;
+  UnitCircuit circuit;
 };
 
 const std::vector<Precision>& precisions() {
@@ -135,14 +127,10 @@ const std::vector<Precision>& precisions() {
 
 // Windows inside the format's range, across its ends, of one bit, far below it.
 TEST(FloatAcc, AllTermsOfSmallFormatsAsSumsOfTwo) {
-  for (const Window& window : {Window{3, 2, -4, 2, 1},
-                               {3, 2, -6, 6, 5},
-                               {2, 1, -1, 0, -1},
-                               {2, 1, -3, 9, 2},
-                               {3, 1, -9, -3, -4},
-                               {3, 2, 0, 3, 3},
-                               {2, 2, 1, 12, 1},
-                               {3, 2, -20, -2, -19}})
+  constexpr Window kWindows[] = {{3, 2, -4, 2, 1}, {3, 2, -6, 6, 5},    {2, 1, -1, 0, -1},
+                                 {2, 1, -3, 9, 2}, {3, 1, -9, -3, -4},  {3, 2, 0, 3, 3},
+                                 {2, 2, 1, 12, 1}, {3, 2, -20, -2, -19}};
+  for (const Window& window : kWindows)
     for (const bool subnormals : {false, true})
       for (const Precision& precision : precisions()) {
         LongAccumulator unit(window, subnormals, precision.mode, precision.accuracy);
@@ -158,13 +146,11 @@ TEST(FloatAcc, AllTermsOfSmallFormatsAsSumsOfTwo) {
 // cycles that do not count.
 TEST(FloatAcc, LongSequencesAgainstExactSums) {
   unsigned seed = 1;
-  for (const Window& window : {Window{5, 10, -24, 20, 15},
-                               {8, 23, -20, 10, 8},
-                               {8, 23, -30, 40, 20},
-                               {8, 23, -149, 140, 127},
-                               {11, 52, -60, 60, 20},
-                               {11, 52, -1080, -1000, -1010},
-                               {15, 112, -120, 7, 3}})
+  constexpr Window kWindows[] = {{5, 10, -24, 20, 15},  {8, 23, -20, 10, 8},
+                                 {8, 23, -30, 40, 20},  {8, 23, -149, 140, 127},
+                                 {11, 52, -60, 60, 20}, {11, 52, -1080, -1000, -1010},
+                                 {15, 112, -120, 7, 3}};
+  for (const Window& window : kWindows)
     for (const bool subnormals : {false, true})
       for (const Precision& precision : precisions()) {
         LongAccumulator unit(window, subnormals, precision.mode, precision.accuracy);
@@ -187,21 +173,6 @@ TEST(FloatAcc, LongSequencesAgainstExactSums) {
             FAIL() << "window " << window.lsbA << " " << window.msbA << ", step " << i;
         }
       }
-}
-
-TEST(FloatAcc, RefusesWindowsThatNoCircuitHas) {
-  const auto refused = [](long lsbA, long msbA, long maxMSBX) {
-    Request request;
-    const kiln::FixedPoint bit{1, 0, false};
-    request.signature = {{ieee(8, 23), bit}, {ieee(8, 23), bit, bit, bit}, {{lsbA, msbA, maxMSBX}}};
-    return findUnit("CFloatAcc")->refuses(request).has_value();
-  };
-  EXPECT_FALSE(refused(-20, 10, 8));
-  EXPECT_TRUE(refused(10, -20, 8));
-  EXPECT_TRUE(refused(-20, -20, -20));
-  EXPECT_TRUE(refused(-20, 10, 11));
-  EXPECT_TRUE(refused(-20, 10, -21));
-  EXPECT_TRUE(refused(-4000, 1000, 0));
 }
 
 }  // namespace

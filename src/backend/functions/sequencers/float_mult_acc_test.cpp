@@ -11,30 +11,19 @@ using kiln::ieee;
 class Accumulator {
  public:
   Accumulator(int wE, int wF, bool sum, RoundMode mode, bool subnormals)
-      : port{ieee(wE, wF), subnormals, subnormals}, sums(sum), mode(mode), last(port.precision()) {
-    request.signature = {{kiln::FixedPoint{1, 0, false}, port.format}, {port.format}, {{sum}}};
-    if (!sum) request.signature.in.push_back(port.format);
-    request.accuracy = {{Accuracy::kWithin, 1}};
-    request.rounding.fixed = mode;
-    request.subnormals = subnormals;
-    request.quietNaN = subnormals;
-    graph::Builder builder(circuit);
-    request.valid = builder.input("valid", 1);
-    std::vector<graph::Signal> inputs;
-    for (const kiln::Type& type : request.signature.in)
-      inputs.push_back(builder.input("x", type.width()));
-    const UnitRow* row = findUnit("CFloatMultAcc");
-    EXPECT_FALSE(row->refuses(request));
-    builder.output("q", row->decompose(builder, request, inputs)[0]);
-    evaluator = std::make_unique<graph::Evaluator>(circuit);
-  }
+      : port{ieee(wE, wF), subnormals, subnormals},
+        sums(sum),
+        mode(mode),
+        last(port.precision()),
+        request(requestFor(port, sum, mode)),
+        circuit("CFloatMultAcc", request, /*hasValid=*/true) {}
 
   // One cycle; false when a valid one gives another pattern than MPFR.
   bool step(bool valid, bool continues, const MPZ& a, const MPZ& b) {
     std::vector<MPZ> row{MPZ(valid), MPZ(continues), a, b};
     if (sums) row.pop_back();
-    const MPZ got = (*evaluator)(row)[0];
-    evaluator->clock();
+    const MPZ got = circuit(row)[0];
+    circuit.clock();
     if (!valid) return true;
     std::vector<Real> terms{decode(a, port), decode(b, port), Real(port.precision())};
     if (sums) mpfr_set_ui(terms[1].prepare(2), 1, MPFR_RNDN);
@@ -58,19 +47,24 @@ class Accumulator {
   const Port port;
 
  private:
+  static Request requestFor(const Port& port, bool sum, RoundMode mode) {
+    Request request;
+    request.signature = {{kiln::FixedPoint{1, 0, false}, port.format}, {port.format}, {{sum}}};
+    if (!sum) request.signature.in.push_back(port.format);
+    request.accuracy = {{Accuracy::kWithin, 1}};
+    request.rounding.fixed = mode;
+    request.subnormals = request.quietNaN = port.subnormals;
+    return request;
+  }
   bool checkReference(bool continues, const std::vector<Real>& terms, const MPZ& expected) {
     std::vector<NumValue> inputs(4), results;
     inputs[0].real = Real(2);
     mpfr_set_ui(inputs[0].real.get(), continues, MPFR_RNDN);
     for (int i = 0; i < 3; ++i) inputs[1 + i].real = terms[i];
     if (sums) inputs.resize(2);
-    const std::map<RoundMode, mpfr_rnd_t> directions = {{RoundMode::kNearestEven, MPFR_RNDN},
-                                                        {RoundMode::kDown, MPFR_RNDD},
-                                                        {RoundMode::kUp, MPFR_RNDU},
-                                                        {RoundMode::kTowardZero, MPFR_RNDZ}};
-    findUnit("CFloatMultAcc")
-        ->evaluate(request.signature, results, inputs, {static_cast<unsigned>(port.precision())},
-                   {directions.at(mode)}, port.subnormals);
+    circuit.row.evaluate(request.signature, results, inputs,
+                         {static_cast<unsigned>(port.precision())}, {directionOf(mode)},
+                         port.subnormals);
     if (sums && continues) return results[0].type == NumType::kDontCare;
     const MPZ reference = encode(results[0].real.get(), port);
     EXPECT_EQ(reference, expected);
@@ -81,8 +75,7 @@ class Accumulator {
   RoundMode mode;
   Real last;
   Request request;
-  graph::Graph circuit;
-  std::unique_ptr<graph::Evaluator> evaluator;
+  UnitCircuit circuit;
 };
 
 constexpr RoundMode kModes[] = {RoundMode::kNearestEven, RoundMode::kDown, RoundMode::kUp,
