@@ -25,7 +25,7 @@ constexpr Family kTarnV{
     .treePerDoubling = 375,
     .wideTable = 963,
     .wideParity = 1611,
-    .threeLevels = 2564,
+    .threeLevels = 2138,
     .pickPerDoubling = 433,
     .tableOfEight = 1049,
     .tableOfNine = 1730,
