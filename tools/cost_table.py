@@ -19,8 +19,8 @@ import synthesis
 CLOCK = 300
 
 # Figures to beat, of an open generator's circuits in flow x: look-up tables, DSP and memory blocks,
-# cycles, ns. Its product of 8 23 comes with two blocks and with one; its adder of 128 bits does not hold
-# the clock; its exponential is right at 150 MHz and below.
+# cycles, ns. Its product of 8 23 comes with two blocks and with one; its adder of 128 bits does not
+# hold the clock; its exponential is right at 150 MHz and below.
 BEAT = {
     "-correctRounding FPAddInFPLibOutFPLib 5 10": (157, 0, 0, 5, 3.5),
     "-correctRounding FPAddInFPLibOutFPLib 8 23": (346, 0, 0, 6, 4.9),
