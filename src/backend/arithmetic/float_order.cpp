@@ -6,12 +6,6 @@ namespace arithmetic {
 
 namespace {
 
-// Two's complement that is ordered as the numbers are, -0 just before +0.
-Signal orderedKey(Builder& b, const Unpacked& x) {
-  const Signal magnitude = magnitudeKey(b, x);
-  return b.concat({x.sign, b.bitXor(magnitude, b.replicate(x.sign, magnitude.width))});
-}
-
 void requireOneForm(const Unpacked& x, const Unpacked& y) {
   LOAM_ASSERT(x.format.fpLib == y.format.fpLib, "numbers of one form");
 }
@@ -25,7 +19,7 @@ Signal sameNumber(Builder& b, const Unpacked& x, const Unpacked& y) {
   requireOneForm(x, y);
   const Signal sameSign = b.bitNot(b.bitXor(x.sign, y.sign));
   const Signal sameMagnitude = b.equal(magnitudeKey(b, x), magnitudeKey(b, y));
-  return b.bitAnd(sameMagnitude, b.bitOr(sameSign, bothZero(b, x, y)));
+  return b.bitOr(b.bitAnd(sameMagnitude, sameSign), bothZero(b, x, y));
 }
 
 }  // namespace
@@ -42,7 +36,11 @@ Signal magnitudeKey(Builder& b, const Unpacked& x) {
 
 Signal precedes(Builder& b, const Unpacked& x, const Unpacked& y) {
   requireOneForm(x, y);
-  return b.lessSigned(orderedKey(b, x), orderedKey(b, y));
+  // Logic before the chain would slow it down, so the signs come behind it; as the lowest bit they
+  // make it say of equal negative numbers that the first one is smaller, which negated is no.
+  const Signal isSmaller =
+      b.less(b.concat({magnitudeKey(b, x), b.bit(false)}), b.concat({magnitudeKey(b, y), x.sign}));
+  return b.select(b.bitXor(x.sign, y.sign), x.sign, b.bitXor(isSmaller, x.sign));
 }
 
 Signal precedesInMagnitude(Builder& b, const Unpacked& x, const Unpacked& y) {

@@ -11,7 +11,8 @@ namespace arithmetic {
 // for a zero only; undefined for a NaN.
 Signal magnitudeKey(Builder& b, const Unpacked& x);
 
-// 1: x goes before y, 0: y before x, with -0 before +0. The same number or a NaN: undefined.
+// 1: x goes before y, 0: y before x, with -0 before +0. The same number: 0. Two zeros of one sign
+// whose fields are not cleared, or a NaN: undefined.
 Signal precedes(Builder& b, const Unpacked& x, const Unpacked& y);
 // The same by magnitudes; numbers of one magnitude as precedes() has them.
 Signal precedesInMagnitude(Builder& b, const Unpacked& x, const Unpacked& y);
@@ -29,6 +30,11 @@ enum class Comparison { kLess, kLessEqual, kEqual, kGreaterEqual, kGreater, kNot
 // kEqual and kNotEqual are one comparison of the patterns, kLess and kGreaterEqual another; the
 // others take both.
 Signal holds(Builder& b, Comparison comparison, const Unpacked& x, const Unpacked& y);
+// How operands are read that nothing but precedes() and holds() put in order: where a zero has an
+// exponent of 0, it comes before all other magnitudes whatever its fraction.
+inline ZeroFields zeroFieldsForOrder(const FloatFormat& format) {
+  return format.fpLib ? ZeroFields::kCleared : ZeroFields::kAsTheyAre;
+}
 // 1 when either is a NaN.
 Signal isUnordered(Builder& b, const Unpacked& x, const Unpacked& y);
 

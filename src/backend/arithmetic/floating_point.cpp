@@ -164,8 +164,12 @@ RoundingStep halfAddedStep(Builder& b, Signal significand, int below, Signal lef
   const Signal isBelowTwo = leftShift, lower = bit(below - 2);
   const Signal both = b.bitAnd(bit(below - 1), lower);
   const Signal rest = b.slice(significand, 0, below - 2);
-  const Signal isHalfWay = b.bitAnd(rest.width > 0 ? b.isZero(rest) : b.bit(true),
-                                    b.select(isBelowTwo, b.bitNot(lower), both));
+  const Signal isZero = rest.width > 0 ? b.isZero(rest) : b.bit(true);
+  const Signal halfBits = b.select(isBelowTwo, b.bitNot(lower), both);
+  // Of a wide zero test and the carry that chooses, joined in one stage, tools make one late table.
+  constexpr int kTwoLevels = 36;
+  const Signal isHalfWay =
+      rest.width > kTwoLevels ? b.concat({isZero, halfBits}) : b.bitAnd(isZero, halfBits);
   return {.hidden = b.bit(true),
           .fraction =
               b.slice(shiftLeft(b, b.slice(significand, below - 1, wF + 1), leftShift, 1), 1, wF),
@@ -207,6 +211,13 @@ RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& for
 }
 
 namespace {
+
+// A bit, or 0 where all bits of `clears`, 1 or 2, are 1; in one step.
+Signal keptUnless(Builder& b, Signal x, Signal clears) {
+  if (clears.width == 1) return b.bitAnd(x, b.bitNot(clears));
+  constexpr unsigned long kKeeping = 0b00101010;  // by the two bits and x
+  return b.lut(b.concat({clears, x}), MPZ(kKeeping), 1);
+}
 
 struct OutOfRange {
   Signal overflow, underflow;
@@ -283,7 +294,7 @@ Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
   const Signal sum = b.addCarry(b.concat({field, fraction}), b.shiftedUp(addend, wF), raise);
   const Signal roundedField = b.slice(sum, wF, wE);
   const Signal roundedFraction =
-      b.concat({b.slice(sum, 1, wF - 1), b.bitAnd(b.bitOf(sum, 0), b.bitNot(clearsLast))});
+      b.concat({b.slice(sum, 1, wF - 1), keptUnless(b, b.bitOf(sum, 0), clearsLast)});
   const auto [overflow, underflow] = rangeOf(b, x, format, sum);
 
   const Signal stopsShort = b.bitAnd(overflow, saturates(b, rule, x.sign));

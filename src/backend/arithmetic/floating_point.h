@@ -108,11 +108,11 @@ struct Unrounded {
 Unrounded settled(Builder& b, Unrounded x);
 
 // What a rounding to the fraction of `format` adds up: `raise` units of the last place; where
-// `clearsLast` the last bit of the sum is then 0.
+// all bits of `clearsLast` are 1 the last bit of the sum is then 0.
 struct RoundingStep {
   Signal hidden, fraction;
-  Signal raise;  // 1 bit
-  Signal clearsLast;
+  Signal raise;       // 1 bit
+  Signal clearsLast;  // 1 or 2 bits
 };
 RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& format,
                           const RoundingRule& rule);

@@ -38,7 +38,8 @@ class Coverer {
         fans(fanOuts(graph)),
         cuts(graph.size()),
         arrival(graph.size()),
-        flow(graph.size()) {
+        flow(graph.size()),
+        reach(graph.size()) {
     for (const graph::State& state : graph.states()) {
       const Node& next = graph.node(state.next);
       if (next.op != Op::kSelect || fans[state.next.index] != 1) continue;
@@ -227,9 +228,23 @@ class Coverer {
       cut.arrival = std::max(cut.arrival, arrival[leaf.node.index]);
       cut.area += flow[leaf.node.index];
     }
+    cut.delay = std::max(cut.delay, delayBehindPieces(id, cut));
     cut.arrival += cut.delay;
     const bool isAlone = cut.takenCount == 0;
     if (isAlone || cut.delay + route(id) <= limit.value) found.push_back(cut);
+  }
+
+  // Tools undo the cut of a wide reduction into pieces, and then all is as late as if there were
+  // none.
+  int delayBehindPieces(NodeId id, const Cut& cut) const {
+    const Op op = graph.node(id).op;
+    int bits = 0, before = 0;
+    for (const Leaf& leaf : cut.all()) {
+      const bool isPiece = graph.node(leaf.node).op == op && reach[leaf.node.index] > 0;
+      bits += isPiece ? reach[leaf.node.index] : 1;
+      if (isPiece) before = std::max(before, cuts[leaf.node.index][0].delay);
+    }
+    return before > 0 ? device.treeDelay(op, bits).value - before : 0;
   }
 
   // A tree of tables over more bits than one has: it takes in the narrow logic right before it.
@@ -262,6 +277,7 @@ class Coverer {
       wide.delay = device.treeDelay(node.op, bits).value;
       wide.tables = device.functionTables(node.op, bits);
       wide.arrival = latest + wide.delay;
+      reach[id.index] = bits;
       const bool fits = wide.delay + route(id) <= limit.value;
       if (wide.takenCount == 0 || (fits && (!cycles.empty() || wide.arrival <= cut.arrival)))
         cut = wide;
@@ -427,6 +443,7 @@ class Coverer {
   std::vector<std::vector<Cut>> cuts;  // of logic, best first
   std::vector<int> arrival;            // in ps, without registers
   std::vector<double> flow;            // tables, shared among readers
+  std::vector<int> reach;              // bits that a wide reduction reads, 0 for others
   std::vector<std::uint32_t> enables;  // nodes that isEnable(), in order
 };
 

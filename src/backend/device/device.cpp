@@ -25,6 +25,9 @@ namespace {
 // A product narrower than this is logic; a wider one occupies DSP blocks.
 constexpr int kNarrowestDspProduct = 9;
 
+// Tools make tables of eight inputs out of tables and multiplexers: so many inputs have two levels.
+constexpr int kInputsOfTwoLevels = 64;
+
 // Look-up tables of each bit of a pick of more than four ways, for each way but one.
 constexpr double kTablesPerWay = 0.385;
 
@@ -108,7 +111,10 @@ double Device::functionDelay(Op op, int inputs) const {
     return family.lut[static_cast<std::size_t>(std::max(inputs, 0))];
   const double doublings = std::log2(static_cast<double>(inputs) / family.lutInputs());
   const bool isParity = op == Op::kReduceXor && inputs > 8;
-  return std::max(isParity ? family.wideParity : family.wideTable,
+  const bool isThreeLevels = inputs > kInputsOfTwoLevels;
+  return std::max(isThreeLevels ? family.threeLevels
+                  : isParity    ? family.wideParity
+                                : family.wideTable,
                   family.lut.back() + family.treePerDoubling * doublings);
 }
 

@@ -25,6 +25,7 @@ constexpr Family kTarnV{
     .treePerDoubling = 375,
     .wideTable = 963,
     .wideParity = 1611,
+    .threeLevels = 2138,
     .pickPerDoubling = 433,
     .tableOfEight = 1049,
     .tableOfNine = 1730,
@@ -75,8 +76,9 @@ constexpr Family modelled(const Model& model) {
   family.calibrated = false;
   for (std::size_t inputs = 1; inputs < family.lut.size(); ++inputs)
     family.lut[inputs] = family.lut[inputs] * model.speed + model.route;
-  for (double Family::*figure : {&Family::sumEntry, &Family::lessEntry, &Family::wideTable,
-                                 &Family::wideParity, &Family::tableOfEight, &Family::tableOfNine})
+  for (double Family::*figure :
+       {&Family::sumEntry, &Family::lessEntry, &Family::wideTable, &Family::wideParity,
+        &Family::threeLevels, &Family::tableOfEight, &Family::tableOfNine})
     family.*figure = family.*figure * model.speed + model.route;
   for (double Family::*figure :
        {&Family::treePerDoubling, &Family::pickPerDoubling, &Family::tablePerInput})

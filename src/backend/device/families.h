@@ -21,11 +21,12 @@ struct Family {
 
   std::array<double, 7> lut{};  // through one look-up table, by the number of inputs it uses
   // A tree of tables over n > 6 bits takes lut[6] + treePerDoubling * log2(n / 6), but wideTable at
-  // least, and of more than 8 for a parity wideParity; a pick of n > 4 ways lut[6] +
-  // pickPerDoubling * log2(n / 4).
+  // least, of more than 8 for a parity wideParity, of more than 64 threeLevels; a pick of n > 4
+  // ways lut[6] + pickPerDoubling * log2(n / 4).
   double treePerDoubling = 0;
   double wideTable = 0;
   double wideParity = 0;
+  double threeLevels = 0;
   double pickPerDoubling = 0;
   // A table of constants over 7 or 8 bits takes tableOfEight, over n > 8 bits tableOfNine +
   // tablePerInput * (n - 9).

@@ -102,10 +102,12 @@ Signal truthOf(Builder& b, const Unpacked& x, const Unpacked& y, Signal code) {
 std::vector<Signal> decompose(Builder& b, const Request& request, std::span<const Signal> inputs) {
   const auto scope = b.scope("multifunction");
   const Signal select = inputs[3], code = inputs[4];
-  const auto operand = [&](std::size_t port) {
-    return arithmetic::unpack(b, inputs[port], inputFormat(request, port));
+  const auto operand = [&](std::size_t port, arithmetic::ZeroFields zeros) {
+    return arithmetic::unpack(b, inputs[port], inputFormat(request, port), zeros);
   };
-  const Unpacked x = operand(0), y = operand(1), z = operand(2);
+  constexpr auto kCleared = arithmetic::ZeroFields::kCleared;
+  const Unpacked x = operand(0, kCleared), y = operand(1, kCleared),
+                 z = operand(2, arithmetic::zeroFieldsForOrder(inputFormat(request, 2)));
   const auto codeIn = [&](auto accepts) {
     MPZ contents;
     for (unsigned i = 0; i < 1u << kCodeBits; ++i)

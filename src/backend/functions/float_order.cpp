@@ -169,15 +169,19 @@ void evaluateCompareFused(const Signature& signature, std::vector<NumValue>& res
 }
 
 Unpacked operand(Builder& b, const Request& request, std::span<const Signal> inputs,
-                 std::size_t port) {
-  return arithmetic::unpack(b, inputs[port], inputFormat(request, port));
+                 std::size_t port, bool byMagnitude = false) {
+  const auto format = inputFormat(request, port);
+  return arithmetic::unpack(
+      b, inputs[port], format,
+      byMagnitude ? arithmetic::ZeroFields::kCleared : arithmetic::zeroFieldsForOrder(format));
 }
 
 std::vector<Signal> decomposeExtreme(Builder& b, const Request& request,
                                      std::span<const Signal> inputs, Signal greatest,
                                      bool byMagnitude) {
   const auto scope = b.scope("min_max");
-  const Unpacked x = operand(b, request, inputs, 0), y = operand(b, request, inputs, 1);
+  const Unpacked x = operand(b, request, inputs, 0, byMagnitude);
+  const Unpacked y = operand(b, request, inputs, 1, byMagnitude);
   const Signal xPrecedes = byMagnitude ? precedesInMagnitude(b, x, y) : precedes(b, x, y);
   const Signal takesY =
       b.select(greatest, greatestIsSecond(b, x, y, xPrecedes), leastIsSecond(b, x, y, xPrecedes));

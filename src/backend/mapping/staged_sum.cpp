@@ -331,8 +331,8 @@ class StagedSum {
         return b.zeroExtend(b.slice(row, from, to - from), to - from + out);
       };
       const Signal x = part(rows[0]), y = part(rows[1]);
-      const Signal sum = block == 0 ? b.addCarry(x, y, carry)
-                                    : b.select(carry, b.addCarry(x, y, b.bit(true)), b.add(x, y));
+      const Signal sum =
+          block == 0 ? b.addCarry(x, y, carry) : b.select(carry, sumAndOne(x, y), b.add(x, y));
       topFirst.insert(topFirst.begin(), b.slice(sum, 0, to - from));
       carry = b.topBit(sum);
     }
