@@ -40,7 +40,6 @@ class Printer {
   std::string slice(NodeId id, int cycle) const;
   std::string expression(NodeId id) const;
   std::string sum(const Node& node, int cycle) const;
-  std::string carrySelect(const Node& select, int cycle) const;
   std::string heap(const Node& node, int cycle) const;
   std::string assignment(NodeId id) const;
   std::string pick(NodeId id) const;
@@ -95,24 +94,6 @@ std::string Printer::sum(const Node& node, int cycle) const {
     text += fmt::format(" + {{{}, {}}}", literalText(0, node.width - 1), operand(carry, cycle));
   }
   return text;
-}
-
-// A sum with and without a carry, picked by a late one.
-bool isCarrySelect(const graph::Graph& graph, const Node& select) {
-  const auto arms = graph.operands(select).subspan(1);
-  const Node &with = graph.node(arms[0]), &without = graph.node(arms[1]);
-  return with.op == Op::kAdd && without.op == Op::kAdd &&
-         std::ranges::equal(graph.operands(with).first(2), graph.operands(without).first(2));
-}
-
-// Tools turn a choice between two such sums into one that waits for its carry.
-std::string Printer::carrySelect(const Node& select, int cycle) const {
-  const auto operands = graph.operands(select);
-  const auto masked = [&](const char* inversion, NodeId sum) {
-    return fmt::format("({{{}{{{}{}}}}} & {})", select.width, inversion,
-                       operand(operands[0], cycle), operand(sum, cycle));
-  };
-  return fmt::format("{} | {}", masked("", operands[1]), masked("~", operands[2]));
 }
 
 std::string Printer::heap(const Node& node, int cycle) const {
@@ -190,10 +171,8 @@ std::string Printer::expression(NodeId id) const {
     case Op::kHeap:
       return heap(node, cycle);
     case Op::kSelect:
-      return isCarrySelect(graph, node)
-                 ? carrySelect(node, cycle)
-                 : fmt::format("{} ? {} : {}", operand(operands[0], cycle),
-                               operand(operands[1], cycle), operand(operands[2], cycle));
+      return fmt::format("{} ? {} : {}", operand(operands[0], cycle), operand(operands[1], cycle),
+                         operand(operands[2], cycle));
     case Op::kPick:
     case Op::kCount:
       break;
