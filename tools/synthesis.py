@@ -1,8 +1,8 @@
 """What the tools that compare our figures with synthesis share: lines of operators, and one unit
 generated and put through flow x of synth_flow.sh.
 
-What synthesis found is kept in the folder that SYNTHESIS_CACHE names, or build/synthesis: a file for
-each different circuit, flow script and yosys."""
+What synthesis found is kept in the folder that SYNTHESIS_CACHE names, or build/synthesis: a file
+for each different circuit, flow script and yosys."""
 import dataclasses
 import functools
 import hashlib
