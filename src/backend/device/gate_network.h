@@ -63,6 +63,6 @@ std::optional<LogicBetweenRegisters> logicBetweenRegisters(const graph::Graph& g
 // first, then, where the depth allows, those of least area flow and of least area itself
 // (Mishchenko et al., "Improvements to technology mapping for LUT-based FPGAs", IEEE Trans. CAD
 // 2007). Linear in the gates.
-int countTables(const GateNetwork& network, int inputs);
+int countTables(const GateNetwork& network);
 
 }  // namespace device

@@ -47,7 +47,7 @@ TEST(GateNetwork, FindsEqualGatesAndConstants) {
 TEST(GateNetwork, CountsTablesAsSynthesisDoes) {
   const auto word = [](Builder& b, const char* name, int width) { return b.input(name, width); };
   EXPECT_EQ(
-      tablesOf([&](Builder& b) -> std::vector<Signal> { return {b.bitNot(word(b, "a", 8))}; }), 8);
+      tablesOf([&](Builder& b) -> std::vector<Signal> { return {b.bitNot(word(b, "a", 8))}; }), 0);
   EXPECT_EQ(tablesOf([&](Builder& b) -> std::vector<Signal> {
               return {b.reduceXor(word(b, "a", 6)), b.reduceOr(word(b, "c", 36))};
             }),
