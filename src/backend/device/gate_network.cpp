@@ -185,8 +185,7 @@ class Builder {
       case Op::kLessSigned:
         return {less(operand(id, 0), operand(id, 1), node.op == Op::kLessSigned)};
       case Op::kAdd:
-        if (isChain(node)) return sum(id);
-        return block(id);
+        return device.isDspSum(graph, node) ? block(id) : sum(id);
       case Op::kTable:
       case Op::kMemory:
       case Op::kMultiply:
@@ -210,15 +209,25 @@ class Builder {
     return inputs(graph.node(id).width);
   }
 
-  // Two addends outside of blocks.
-  bool isChain(const Node& node) const {
-    return node.operandCount == 3 && !device.isDspSum(graph, node);
+  // Addends, of which two stand on a chain: three are first brought down to two.
+  std::pair<Word, Word> addends(NodeId id) {
+    Word a = operand(id, 0), b = operand(id, 1);
+    if (graph.node(id).operandCount == 3) return {a, b};
+    const Word c = operand(id, 2);
+    Word sums, carries = operand(id, 3);
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      const Literal differ = net().differ(a[i], b[i]);
+      sums.push_back(net().differ(differ, c[i]));
+      carries.push_back(net().either(net().both(a[i], b[i]), net().both(differ, c[i])));
+    }
+    carries.pop_back();
+    return {sums, carries};
   }
 
   Word sum(NodeId id) {
     const Node& node = graph.node(id);
-    Word a = operand(id, 0), b = operand(id, 1);
-    const Literal carry = operand(id, 2)[0];
+    auto [a, b] = addends(id);
+    const Literal carry = node.operandCount == 3 ? operand(id, 2)[0] : kFalse;
     const bool hasCarry = carry != kFalse;
     // An addend of logic goes to the chain as well as to the exclusive or: tools take the first one
     // of a difference, and of a plain sum that which is not free.
