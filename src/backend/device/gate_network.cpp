@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "backend/device/cuts.h"
 #include "util/failure.h"
 
 namespace device {
@@ -61,7 +62,11 @@ using Word = std::vector<Literal>;  // bit 0 first
 class Builder {
  public:
   Builder(const Graph& graph, const Device& device, std::span<const int> cycles)
-      : graph(graph), device(device), cycles(cycles), words(graph.size()) {}
+      : graph(graph),
+        device(device),
+        cycles(cycles),
+        readers(soleReaders(graph)),
+        words(graph.size()) {}
 
   LogicBetweenRegisters build() && {
     for (std::uint32_t i = 0; i < graph.size(); ++i) {
@@ -185,7 +190,7 @@ class Builder {
       case Op::kLessSigned:
         return {less(operand(id, 0), operand(id, 1), node.op == Op::kLessSigned)};
       case Op::kAdd:
-        return device.isDspSum(graph, node) ? block(id) : sum(id);
+        return device.isDspSum(graph, node) || isBehindProduct(id) ? block(id) : sum(id);
       case Op::kTable:
       case Op::kMemory:
       case Op::kMultiply:
@@ -201,12 +206,34 @@ class Builder {
   // What is counted by itself.
   Word block(NodeId id) {
     for (std::size_t i = 0; i < graph.operands(id).size(); ++i) addRoots(operand(id, i));
-    const Cost own = device.costOf(graph, id);
+    const bool isSum = graph.node(id).op == Op::kAdd;
+    const Cost own = isSum ? Cost{} : device.costOf(graph, id);
     result.others.luts += own.luts;
     result.others.dsps += own.dsps;
     result.others.ramBits += own.ramBits;
     result.others.ramBlocks += own.ramBlocks;
     return inputs(graph.node(id).width);
+  }
+
+  // True for a sum that tools move into the block of a product: nothing else reads the product, and
+  // no more than the block's own register stands between them.
+  bool isBehindProduct(NodeId id) const {
+    constexpr int kWidestBlockSum = 48;
+    const Node& node = graph.node(id);
+    const auto operands = graph.operands(node);
+    const auto isLiteral = [&](NodeId x) { return graph.node(x).op == Op::kLiteral; };
+    if (operands.size() != 3 || node.width > kWidestBlockSum || !isLiteral(operands[2]) ||
+        !graph.literal(graph.node(operands[2])).isZero())
+      return false;
+    return std::ranges::any_of(operands.first(2), [&](NodeId x) {
+      if (const auto parts = graph.operands(x);
+          graph.node(x).op == Op::kConcat && parts.size() == 2 &&
+          (isLiteral(parts[0]) || graph.node(parts[0]).op == Op::kReplicate))
+        x = parts[1];
+      if (graph.node(x).op == Op::kSlice && graph.node(x).aux == 0) x = graph.operands(x)[0];
+      return device.isDspProduct(graph, graph.node(x)) && readers[x.index] == id &&
+             cycles[id.index] - cycles[x.index] <= 1;
+    });
   }
 
   // Addends, of which two stand on a chain: three are first brought down to two.
@@ -338,6 +365,7 @@ class Builder {
   const Graph& graph;
   const Device& device;
   const std::span<const int> cycles;
+  const std::vector<NodeId> readers;  // the only one, seen through wiring; none where several read
   std::vector<Word> words;
   std::map<Literal, Literal> registers;
   LogicBetweenRegisters result;
