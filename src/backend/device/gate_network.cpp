@@ -257,7 +257,8 @@ class Builder {
     const Literal carry = node.operandCount == 3 ? operand(id, 2)[0] : kFalse;
     const bool hasCarry = carry != kFalse;
     // An addend of logic goes to the chain as well as to the exclusive or: tools take the first one
-    // of a difference, and of a plain sum that which is not free.
+    // of a difference, that which is free where the carry fits into a gap at bit 0, and else that
+    // which is not.
     const auto isInverted = [&](std::size_t index) {
       return graph.node(graph.operands(node)[index]).op == Op::kNot;
     };
@@ -265,7 +266,11 @@ class Builder {
       return std::ranges::count_if(word,
                                    [&](Literal x) { return !net().gates()[gateOf(x)].isInput; });
     };
-    const bool swaps = hasCarry ? isInverted(0) && !isInverted(1) : logicBits(b) > logicBits(a);
+    const bool subtracts = carry == kTrue && (isInverted(0) || isInverted(1));
+    const bool hasGap = hasCarry && carry != kTrue && (a[0] == kFalse || b[0] == kFalse);
+    const bool swaps = subtracts ? isInverted(0) && !isInverted(1)
+                       : hasGap  ? logicBits(b) < logicBits(a)
+                                 : logicBits(b) > logicBits(a);
     if (swaps) std::swap(a, b);
     net().addRoot(carry);
     Word word;
