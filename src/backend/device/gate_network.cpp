@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <tuple>
 
 #include "backend/device/cuts.h"
 #include "util/failure.h"
@@ -251,14 +252,54 @@ class Builder {
     return {sums, carries};
   }
 
+  // Neighbouring bits of one node, as part of a word.
+  struct Piece {
+    NodeId node;
+    int low, width;
+  };
+  std::vector<Piece> piecesOf(NodeId id) const {
+    std::vector<Piece> pieces;
+    addPieces(id, 0, graph.node(id).width, pieces);
+    return pieces;
+  }
+  void addPieces(NodeId id, int low, int width, std::vector<Piece>& pieces) const {
+    const Node& node = graph.node(id);
+    const auto operands = graph.operands(node);
+    if (node.op == Op::kSlice)
+      return addPieces(operands[0], low + static_cast<int>(node.aux), width, pieces);
+    if (node.op == Op::kConcat || node.op == Op::kReplicate) {
+      int first = 0;
+      for (std::size_t i = 0; first < node.width; ++i) {
+        const NodeId part =
+            node.op == Op::kConcat ? operands[operands.size() - 1 - i] : operands[0];
+        const int own = graph.node(part).width;
+        const int from = std::max(low, first), to = std::min(low + width, first + own);
+        if (from < to) addPieces(part, from - first, to - from, pieces);
+        first += own;
+      }
+      return;
+    }
+    const bool isLiteral = node.op == Op::kLiteral;
+    if (!pieces.empty()) {
+      Piece& last = pieces.back();
+      if (isLiteral ? graph.node(last.node).op == Op::kLiteral
+                    : last.node == id && last.low + last.width == low) {
+        last.width += width;
+        return;
+      }
+    }
+    pieces.push_back({id, low, width});
+  }
+
   Word sum(NodeId id) {
     const Node& node = graph.node(id);
     auto [a, b] = addends(id);
     const Literal carry = node.operandCount == 3 ? operand(id, 2)[0] : kFalse;
     const bool hasCarry = carry != kFalse;
     // An addend of logic goes to the chain as well as to the exclusive or: tools take the first one
-    // of a difference, that which is free where the carry fits into a gap at bit 0, and else that
-    // which is not.
+    // of a difference, that which is free where the carry fits into a gap at bit 0, else the
+    // shorter one, or that of fewer pieces; of two alike about as often either, here that which is
+    // not free.
     const auto isInverted = [&](std::size_t index) {
       return graph.node(graph.operands(node)[index]).op == Op::kNot;
     };
@@ -268,8 +309,17 @@ class Builder {
     };
     const bool subtracts = carry == kTrue && (isInverted(0) || isInverted(1));
     const bool hasGap = hasCarry && carry != kTrue && (a[0] == kFalse || b[0] == kFalse);
+    const auto rank = [&](std::size_t index, const Word& word) {
+      const auto zeros =
+          std::ranges::find_if(word.rbegin(), word.rend(), [](Literal x) { return x != kFalse; }) -
+          word.rbegin();
+      const auto pieces = static_cast<long>(piecesOf(graph.operands(node)[index]).size());
+      return std::tuple(-zeros, zeros > 0 ? pieces - 1 : pieces, -logicBits(word));
+    };
+    const bool isPlain = node.operandCount == 3 && !hasCarry;
     const bool swaps = subtracts ? isInverted(0) && !isInverted(1)
                        : hasGap  ? logicBits(b) < logicBits(a)
+                       : isPlain ? rank(1, b) < rank(0, a)
                                  : logicBits(b) > logicBits(a);
     if (swaps) std::swap(a, b);
     net().addRoot(carry);
