@@ -67,6 +67,7 @@ class Builder {
         device(device),
         cycles(cycles),
         readers(soleReaders(graph)),
+        fans(fanOuts(graph)),
         words(graph.size()) {}
 
   LogicBetweenRegisters build() && {
@@ -75,11 +76,21 @@ class Builder {
                   "a bit for each of the word's");
     }
     for (const graph::Port& port : graph.outputs()) addRoots(words[port.signal.node.index]);
-    for (const graph::State& state : graph.states()) addRoots(words[state.next.index]);
+    for (const graph::State& state : graph.states()) addNext(state);
     return std::move(result);
   }
 
  private:
+  // A choice between a state and its next value is that register's enable, unless others read it.
+  void addNext(const graph::State& state) {
+    const Node& next = graph.node(state.next);
+    const auto operands = graph.operands(next);
+    if (next.op != Op::kSelect || fans[state.next.index] != 1 ||
+        (operands[1] != state.node && operands[2] != state.node))
+      return addRoots(words[state.next.index]);
+    addRoots(operand(state.next, 0));
+    addRoots(operand(state.next, operands[1] == state.node ? 2 : 1));
+  }
   void addRoots(const Word& word) {
     for (const Literal x : word) net().addRoot(x);
   }
@@ -421,6 +432,7 @@ class Builder {
   const Device& device;
   const std::span<const int> cycles;
   const std::vector<NodeId> readers;  // the only one, seen through wiring; none where several read
+  const std::vector<int> fans;
   std::vector<Word> words;
   std::map<Literal, Literal> registers;
   LogicBetweenRegisters result;
