@@ -398,15 +398,22 @@ class Builder {
 
   // a < b: groups of bits from the top, of which each says whether it decides and how.
   Literal less(const Word& a, const Word& b, bool isSigned) {
-    constexpr std::size_t kPerGroup = 3, kFewestGroups = 3;
+    constexpr int kInputs = 6;
+    constexpr std::size_t kFewestGroups = 3;
     struct Group {
       Literal isEqual, isLess;
     };
     std::vector<Group> groups;
     for (std::size_t done = 0; done < a.size();) {
       Group group{kTrue, kFalse};
-      for (std::size_t i = 0; i < kPerGroup && done < a.size(); ++i, ++done) {
+      for (int left = kInputs; done < a.size(); ++done) {
         const std::size_t at = a.size() - 1 - done;
+        // Tools take a whole side for constant when a bit of it is.
+        const auto isConstant = [](Literal x) { return gateOf(x) == 0; };
+        const auto end = static_cast<std::ptrdiff_t>(at) + 1;
+        left -= (std::none_of(a.begin(), a.begin() + end, isConstant) ? 1 : 0) +
+                (std::none_of(b.begin(), b.begin() + end, isConstant) ? 1 : 0);
+        if (left < 0) break;
         const bool isSign = isSigned && done == 0;
         const Literal x = isSign ? b[at] : a[at], y = isSign ? a[at] : b[at];
         group.isLess =
@@ -417,7 +424,7 @@ class Builder {
     }
     if (groups.size() >= kFewestGroups) {
       for (const Group& group : groups) {
-        net().addRoot(net().both(group.isEqual, inverse(group.isLess)));
+        net().addRoot(group.isEqual);
         net().addRoot(group.isLess);
       }
       return net().input();
