@@ -60,6 +60,9 @@ namespace {
 
 using Word = std::vector<Literal>;  // bit 0 first
 
+// Larger tables are counted by their contents.
+constexpr long kMostTableBits = 1 << 14;
+
 class Builder {
  public:
   Builder(const Graph& graph, const Device& device, std::span<const int> cycles)
@@ -103,7 +106,9 @@ class Builder {
 
   // Operand number `index` as `reader` sees it, through registers where its cycle is later.
   Word operand(NodeId reader, std::size_t index) {
-    const NodeId id = graph.operands(reader)[index];
+    return seenBy(reader, graph.operands(reader)[index]);
+  }
+  Word seenBy(NodeId reader, NodeId id) {
     Word word = words[id.index];
     if (cycles[id.index] >= cycles[reader.index]) return word;
     for (Literal& x : word) x = behindRegister(x);
@@ -164,10 +169,8 @@ class Builder {
         for (std::size_t i = 0; i < width; ++i) word.push_back(combined(node.op, a[i], b[i]));
         return word;
       }
-      case Op::kSelect: {
-        const Literal condition = operand(id, 0)[0];
-        return chosen(condition, operand(id, 1), operand(id, 2));
-      }
+      case Op::kSelect:
+        return selected(id, graph.operands(node)[1], graph.operands(node)[2], id, id);
       case Op::kPick: {
         const Word index = operand(id, 0);
         std::vector<Word> choices;
@@ -203,7 +206,18 @@ class Builder {
         return {less(operand(id, 0), operand(id, 1), node.op == Op::kLessSigned)};
       case Op::kAdd:
         return device.isDspSum(graph, node) || isBehindProduct(id) ? block(id) : sum(id);
-      case Op::kTable:
+      case Op::kTable: {
+        const auto entries = graph.rows(node);
+        if (static_cast<long>(entries.size()) * node.width > kMostTableBits) return block(id);
+        std::vector<Word> rows;
+        for (const util::MPZ& entry : entries) {
+          Word word;
+          for (std::size_t i = 0; i < width; ++i) word.push_back(entry.bit(i) ? kTrue : kFalse);
+          rows.push_back(std::move(word));
+        }
+        const Word index = operand(id, 0);
+        return picked(index, static_cast<int>(index.size()), rows);
+      }
       case Op::kMemory:
       case Op::kMultiply:
       case Op::kMultiplySigned:
@@ -213,6 +227,30 @@ class Builder {
         break;
     }
     LOAM_ASSERT(false, "an operation of the graph");
+  }
+
+  // A choice between operands of `reader`. Of two functions with an operand in common, which
+  // nothing else reads, tools choose between the further operands.
+  Word selected(NodeId reader, NodeId ifOne, NodeId ifZero, NodeId readsOne, NodeId readsZero) {
+    const Node &one = graph.node(ifOne), &zero = graph.node(ifZero);
+    const bool isAlike = one.op == zero.op && (one.op == Op::kAnd || one.op == Op::kOr) &&
+                         readers[ifOne.index] == readsOne && readers[ifZero.index] == readsZero &&
+                         cycles[ifOne.index] == cycles[reader.index] &&
+                         cycles[ifZero.index] == cycles[reader.index];
+    if (isAlike)
+      for (std::size_t i = 0; i < 2; ++i)
+        for (std::size_t k = 0; k < 2; ++k) {
+          const NodeId common = graph.operands(one)[i];
+          if (common != graph.operands(zero)[k]) continue;
+          const Word x = seenBy(reader, common),
+                     rest = selected(reader, graph.operands(one)[1 - i],
+                                     graph.operands(zero)[1 - k], ifOne, ifZero);
+          Word word;
+          for (std::size_t bit = 0; bit < x.size(); ++bit)
+            word.push_back(combined(one.op, x[bit], rest[bit]));
+          return word;
+        }
+    return chosen(operand(reader, 0)[0], seenBy(reader, ifOne), seenBy(reader, ifZero));
   }
 
   // What is counted by itself.
