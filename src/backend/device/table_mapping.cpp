@@ -78,15 +78,13 @@ class Mapper {
 
   static double weightOf(const Cut& cut) { return kWeights[static_cast<std::size_t>(cut.count)]; }
 
-  // A function of more inputs than a table has is chosen by its latest ones, gates before what the
-  // network reads, among functions of the others, of which constants take no table.
+  // A function of more inputs than a table has is chosen by its latest ones among functions of the
+  // others, of which constants take no table.
   int tablesOf(std::uint32_t gate, const Cut& cut) {
     if (cut.count <= kTableInputs) return 1;
     truths.clear();
-    std::vector<std::uint32_t> leaves(cut.all().begin(), cut.all().end());
-    std::ranges::stable_partition(leaves, [&](std::uint32_t leaf) { return gates[leaf].isInput; });
     for (int k = 0; k < cut.count; ++k) {
-      Truth& leaf = truths[leaves[static_cast<std::size_t>(k)]];
+      Truth& leaf = truths[cut.leaves[static_cast<std::size_t>(k)]];
       for (std::size_t row = 0; row < leaf.size(); ++row) leaf[row] = row >> k & 1;
     }
     const Truth whole = truthOf(gate);
