@@ -1,6 +1,11 @@
 """What the tools that compare our figures with synthesis share: lines of operators, and one unit
-generated and put through flow x of synth_flow.sh."""
+generated and put through flow x of synth_flow.sh.
+
+What synthesis found is kept in the folder that SYNTHESIS_CACHE names, or build/synthesis: a file
+for each different circuit, flow script and yosys."""
 import dataclasses
+import functools
+import hashlib
 import json
 import os
 import re
@@ -13,6 +18,9 @@ COMMON = "-lang Verilog -target TarnV -noChanValid -dontCareOnReset"
 FORMATS = ["5 10", "8 23", "11 52"]
 WIDTHS = ["8", "33", "64"]
 GENERATION_SECONDS = 300
+TOOLS = os.path.dirname(os.path.realpath(__file__))
+FLOW = os.path.join(TOOLS, "synth_flow.sh")
+CACHE = os.environ.get("SYNTHESIS_CACHE") or os.path.join(os.path.dirname(TOOLS), "build/synthesis")
 
 
 def unit_lines(formats=3):
@@ -54,9 +62,43 @@ class Unit:
         return self.record["longest_stage"]["delay_ps"] / 1000
 
 
+@functools.cache
+def flow_identity():
+    """The bytes that tell one flow from another: its script and the version of yosys."""
+    with open(FLOW, "rb") as file:
+        version = subprocess.run(["yosys", "-V"], capture_output=True, check=True).stdout
+        return file.read() + version
+
+
+def figures_of(verilog):
+    """The seven figures of flow x, LUT to ns, of a file whose top is topModel; or a text that says
+    why there are none."""
+    with open(verilog, "rb") as file:
+        # Comments name the line that made the circuit, and others may make the same one.
+        code = b"".join(line for line in file if not line.lstrip().startswith(b"//"))
+    key = hashlib.sha256(flow_identity() + code).hexdigest()
+    kept = os.path.join(CACHE, key + ".json")
+    try:
+        with open(kept, encoding="utf-8") as file:
+            return json.load(file)
+    except (OSError, ValueError):
+        pass
+    text = subprocess.run([FLOW, "-top", "topModel", "-flows", "x", "-limit", "900", verilog],
+                          capture_output=True, text=True, check=False).stdout
+    cells = [cell.strip() for cell in text.strip().strip("|").split("|")][7:14]
+    try:
+        figures = [*(int(cell) for cell in cells[:6]), float(cells[6])]
+    except (ValueError, IndexError):
+        return "not synthesised: " + text.strip()[:100]
+    os.makedirs(CACHE, exist_ok=True)
+    with tempfile.NamedTemporaryFile("w", dir=CACHE, delete=False, encoding="utf-8") as file:
+        json.dump(figures, file)
+    os.replace(file.name, kept)
+    return figures
+
+
 def synthesised(program, words, clock):
     """The unit, or a text that says why there is none."""
-    flow = os.path.join(os.path.dirname(os.path.realpath(__file__)), "synth_flow.sh")
     with tempfile.TemporaryDirectory() as folder:
         try:
             run = subprocess.run([program, *COMMON.split(), "-frequency", str(clock), *words.split()],
@@ -68,13 +110,9 @@ def synthesised(program, words, clock):
             return f"not generated in {GENERATION_SECONDS} s"
         except OSError:
             return "not generated: " + run.stderr.strip()[:100]
-        text = subprocess.run([flow, "-top", "topModel", "-flows", "x", "-limit", "900",
-                               os.path.join(folder, "topModel/topModel.v")],
-                              capture_output=True, text=True, check=False).stdout
-    cells = [cell.strip() for cell in text.strip().strip("|").split("|")][7:14]
+        figures = figures_of(os.path.join(folder, "topModel/topModel.v"))
+    if isinstance(figures, str):
+        return figures
     named = re.search(r"built for ([0-9.]+) MHz", run.stdout + run.stderr)
     period = max(1000 / clock, record["period_ps"] / 1000 if named else 0)
-    try:
-        return Unit(record, period, *(int(cell) for cell in cells[:6]), float(cells[6]))
-    except (ValueError, IndexError):
-        return "not synthesised: " + text.strip()[:100]
+    return Unit(record, period, *figures)

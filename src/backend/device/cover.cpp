@@ -469,7 +469,7 @@ Cost Cover::costBetweenRegisters(const Graph& graph, const Device& device,
   constexpr long kMostBits = 100000;
   if (const auto logic = logicBetweenRegisters(graph, device, cycles, kMostBits)) {
     Cost total = logic->others;
-    total.luts += countTables(logic->network, device.data().lutInputs());
+    total.luts += countTables(logic->network);
     return total;
   }
   constexpr Picoseconds kAnyDelay{std::numeric_limits<int>::max() / 2};

@@ -70,6 +70,8 @@ class Device {
   graph::NodeId productBehind(const graph::Graph& graph, graph::NodeId sum) const;
   // True for an addition that the adder behind a product's block does.
   bool isDspSum(const graph::Graph& graph, const graph::Node& node) const;
+  // True for a product that one block computes.
+  bool isDspProduct(const graph::Graph& graph, const graph::Node& node) const;
   // Look-up tables, DSP and memory blocks of one node; registers are not counted here.
   Cost costOf(const graph::Graph& graph, graph::NodeId node) const;
   // Memory blocks that hold a table of 2^indexWidth words of `width` bits.
@@ -108,7 +110,6 @@ class Device {
   double productDelay(int a, int b, bool isSigned) const;
   int tiles(int a, int b, bool isSigned) const;
   bool isDspConstantSum(const graph::Graph& graph, const graph::Node& node) const;
-  bool isDspProduct(const graph::Graph& graph, const graph::Node& node) const;
 
   const Family& family;
   std::string grade;

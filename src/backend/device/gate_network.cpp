@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <map>
+#include <tuple>
 
+#include "backend/device/cuts.h"
 #include "util/failure.h"
 
 namespace device {
@@ -58,10 +60,18 @@ namespace {
 
 using Word = std::vector<Literal>;  // bit 0 first
 
+// Larger tables are counted by their contents.
+constexpr long kMostTableBits = 1 << 14;
+
 class Builder {
  public:
   Builder(const Graph& graph, const Device& device, std::span<const int> cycles)
-      : graph(graph), device(device), cycles(cycles), words(graph.size()) {}
+      : graph(graph),
+        device(device),
+        cycles(cycles),
+        readers(soleReaders(graph)),
+        fans(fanOuts(graph)),
+        words(graph.size()) {}
 
   LogicBetweenRegisters build() && {
     for (std::uint32_t i = 0; i < graph.size(); ++i) {
@@ -69,11 +79,21 @@ class Builder {
                   "a bit for each of the word's");
     }
     for (const graph::Port& port : graph.outputs()) addRoots(words[port.signal.node.index]);
-    for (const graph::State& state : graph.states()) addRoots(words[state.next.index]);
+    for (const graph::State& state : graph.states()) addNext(state);
     return std::move(result);
   }
 
  private:
+  // A choice between a state and its next value is that register's enable, unless others read it.
+  void addNext(const graph::State& state) {
+    const Node& next = graph.node(state.next);
+    const auto operands = graph.operands(next);
+    if (next.op != Op::kSelect || fans[state.next.index] != 1 ||
+        (operands[1] != state.node && operands[2] != state.node))
+      return addRoots(words[state.next.index]);
+    addRoots(operand(state.next, 0));
+    addRoots(operand(state.next, operands[1] == state.node ? 2 : 1));
+  }
   void addRoots(const Word& word) {
     for (const Literal x : word) net().addRoot(x);
   }
@@ -86,7 +106,9 @@ class Builder {
 
   // Operand number `index` as `reader` sees it, through registers where its cycle is later.
   Word operand(NodeId reader, std::size_t index) {
-    const NodeId id = graph.operands(reader)[index];
+    return seenBy(reader, graph.operands(reader)[index]);
+  }
+  Word seenBy(NodeId reader, NodeId id) {
     Word word = words[id.index];
     if (cycles[id.index] >= cycles[reader.index]) return word;
     for (Literal& x : word) x = behindRegister(x);
@@ -147,10 +169,8 @@ class Builder {
         for (std::size_t i = 0; i < width; ++i) word.push_back(combined(node.op, a[i], b[i]));
         return word;
       }
-      case Op::kSelect: {
-        const Literal condition = operand(id, 0)[0];
-        return chosen(condition, operand(id, 1), operand(id, 2));
-      }
+      case Op::kSelect:
+        return selected(id, graph.operands(node)[1], graph.operands(node)[2], id, id);
       case Op::kPick: {
         const Word index = operand(id, 0);
         std::vector<Word> choices;
@@ -185,9 +205,19 @@ class Builder {
       case Op::kLessSigned:
         return {less(operand(id, 0), operand(id, 1), node.op == Op::kLessSigned)};
       case Op::kAdd:
-        if (isChain(node)) return sum(id);
-        return block(id);
-      case Op::kTable:
+        return device.isDspSum(graph, node) || isBehindProduct(id) ? block(id) : sum(id);
+      case Op::kTable: {
+        const auto entries = graph.rows(node);
+        if (static_cast<long>(entries.size()) * node.width > kMostTableBits) return block(id);
+        std::vector<Word> rows;
+        for (const util::MPZ& entry : entries) {
+          Word word;
+          for (std::size_t i = 0; i < width; ++i) word.push_back(entry.bit(i) ? kTrue : kFalse);
+          rows.push_back(std::move(word));
+        }
+        const Word index = operand(id, 0);
+        return picked(index, static_cast<int>(index.size()), rows);
+      }
       case Op::kMemory:
       case Op::kMultiply:
       case Op::kMultiplySigned:
@@ -199,10 +229,35 @@ class Builder {
     LOAM_ASSERT(false, "an operation of the graph");
   }
 
+  // A choice between operands of `reader`. Of two functions with an operand in common, which
+  // nothing else reads, tools choose between the further operands.
+  Word selected(NodeId reader, NodeId ifOne, NodeId ifZero, NodeId readsOne, NodeId readsZero) {
+    const Node &one = graph.node(ifOne), &zero = graph.node(ifZero);
+    const bool isAlike = one.op == zero.op && (one.op == Op::kAnd || one.op == Op::kOr) &&
+                         readers[ifOne.index] == readsOne && readers[ifZero.index] == readsZero &&
+                         cycles[ifOne.index] == cycles[reader.index] &&
+                         cycles[ifZero.index] == cycles[reader.index];
+    if (isAlike)
+      for (std::size_t i = 0; i < 2; ++i)
+        for (std::size_t k = 0; k < 2; ++k) {
+          const NodeId common = graph.operands(one)[i];
+          if (common != graph.operands(zero)[k]) continue;
+          const Word x = seenBy(reader, common),
+                     rest = selected(reader, graph.operands(one)[1 - i],
+                                     graph.operands(zero)[1 - k], ifOne, ifZero);
+          Word word;
+          for (std::size_t bit = 0; bit < x.size(); ++bit)
+            word.push_back(combined(one.op, x[bit], rest[bit]));
+          return word;
+        }
+    return chosen(operand(reader, 0)[0], seenBy(reader, ifOne), seenBy(reader, ifZero));
+  }
+
   // What is counted by itself.
   Word block(NodeId id) {
     for (std::size_t i = 0; i < graph.operands(id).size(); ++i) addRoots(operand(id, i));
-    const Cost own = device.costOf(graph, id);
+    const bool isSum = graph.node(id).op == Op::kAdd;
+    const Cost own = isSum ? Cost{} : device.costOf(graph, id);
     result.others.luts += own.luts;
     result.others.dsps += own.dsps;
     result.others.ramBits += own.ramBits;
@@ -210,18 +265,90 @@ class Builder {
     return inputs(graph.node(id).width);
   }
 
-  // Two addends outside of blocks.
-  bool isChain(const Node& node) const {
-    return node.operandCount == 3 && !device.isDspSum(graph, node);
+  // True for a sum that tools move into the block of a product: nothing else reads the product, and
+  // no more than the block's own register stands between them.
+  bool isBehindProduct(NodeId id) const {
+    constexpr int kWidestBlockSum = 48;
+    const Node& node = graph.node(id);
+    const auto operands = graph.operands(node);
+    const auto isLiteral = [&](NodeId x) { return graph.node(x).op == Op::kLiteral; };
+    if (operands.size() != 3 || node.width > kWidestBlockSum || !isLiteral(operands[2]) ||
+        !graph.literal(graph.node(operands[2])).isZero())
+      return false;
+    return std::ranges::any_of(operands.first(2), [&](NodeId x) {
+      if (const auto parts = graph.operands(x);
+          graph.node(x).op == Op::kConcat && parts.size() == 2 &&
+          (isLiteral(parts[0]) || graph.node(parts[0]).op == Op::kReplicate))
+        x = parts[1];
+      if (graph.node(x).op == Op::kSlice && graph.node(x).aux == 0) x = graph.operands(x)[0];
+      return device.isDspProduct(graph, graph.node(x)) && readers[x.index] == id &&
+             cycles[id.index] - cycles[x.index] <= 1;
+    });
+  }
+
+  // Addends, of which two stand on a chain: three are first brought down to two.
+  std::pair<Word, Word> addends(NodeId id) {
+    Word a = operand(id, 0), b = operand(id, 1);
+    if (graph.node(id).operandCount == 3) return {a, b};
+    const Word c = operand(id, 2);
+    Word sums, carries = operand(id, 3);
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      const Literal differ = net().differ(a[i], b[i]);
+      sums.push_back(net().differ(differ, c[i]));
+      carries.push_back(net().either(net().both(a[i], b[i]), net().both(differ, c[i])));
+    }
+    carries.pop_back();
+    return {sums, carries};
+  }
+
+  // Neighbouring bits of one node, as part of a word.
+  struct Piece {
+    NodeId node;
+    int low, width;
+  };
+  std::vector<Piece> piecesOf(NodeId id) const {
+    std::vector<Piece> pieces;
+    addPieces(id, 0, graph.node(id).width, pieces);
+    return pieces;
+  }
+  void addPieces(NodeId id, int low, int width, std::vector<Piece>& pieces) const {
+    const Node& node = graph.node(id);
+    const auto operands = graph.operands(node);
+    if (node.op == Op::kSlice)
+      return addPieces(operands[0], low + static_cast<int>(node.aux), width, pieces);
+    if (node.op == Op::kConcat || node.op == Op::kReplicate) {
+      int first = 0;
+      for (std::size_t i = 0; first < node.width; ++i) {
+        const NodeId part =
+            node.op == Op::kConcat ? operands[operands.size() - 1 - i] : operands[0];
+        const int own = graph.node(part).width;
+        const int from = std::max(low, first), to = std::min(low + width, first + own);
+        if (from < to) addPieces(part, from - first, to - from, pieces);
+        first += own;
+      }
+      return;
+    }
+    const bool isLiteral = node.op == Op::kLiteral;
+    if (!pieces.empty()) {
+      Piece& last = pieces.back();
+      if (isLiteral ? graph.node(last.node).op == Op::kLiteral
+                    : last.node == id && last.low + last.width == low) {
+        last.width += width;
+        return;
+      }
+    }
+    pieces.push_back({id, low, width});
   }
 
   Word sum(NodeId id) {
     const Node& node = graph.node(id);
-    Word a = operand(id, 0), b = operand(id, 1);
-    const Literal carry = operand(id, 2)[0];
+    auto [a, b] = addends(id);
+    const Literal carry = node.operandCount == 3 ? operand(id, 2)[0] : kFalse;
     const bool hasCarry = carry != kFalse;
     // An addend of logic goes to the chain as well as to the exclusive or: tools take the first one
-    // of a difference, and of a plain sum that which is not free.
+    // of a difference, that which is free where the carry fits into a gap at bit 0, else the
+    // shorter one, or that of fewer pieces; of two alike about as often either, here that which is
+    // not free.
     const auto isInverted = [&](std::size_t index) {
       return graph.node(graph.operands(node)[index]).op == Op::kNot;
     };
@@ -229,7 +356,20 @@ class Builder {
       return std::ranges::count_if(word,
                                    [&](Literal x) { return !net().gates()[gateOf(x)].isInput; });
     };
-    const bool swaps = hasCarry ? isInverted(0) && !isInverted(1) : logicBits(b) > logicBits(a);
+    const bool subtracts = carry == kTrue && (isInverted(0) || isInverted(1));
+    const bool hasGap = hasCarry && carry != kTrue && (a[0] == kFalse || b[0] == kFalse);
+    const auto rank = [&](std::size_t index, const Word& word) {
+      const auto zeros =
+          std::ranges::find_if(word.rbegin(), word.rend(), [](Literal x) { return x != kFalse; }) -
+          word.rbegin();
+      const auto pieces = static_cast<long>(piecesOf(graph.operands(node)[index]).size());
+      return std::tuple(-zeros, zeros > 0 ? pieces - 1 : pieces, -logicBits(word));
+    };
+    const bool isPlain = node.operandCount == 3 && !hasCarry;
+    const bool swaps = subtracts ? isInverted(0) && !isInverted(1)
+                       : hasGap  ? logicBits(b) < logicBits(a)
+                       : isPlain ? rank(1, b) < rank(0, a)
+                                 : logicBits(b) > logicBits(a);
     if (swaps) std::swap(a, b);
     net().addRoot(carry);
     Word word;
@@ -296,15 +436,22 @@ class Builder {
 
   // a < b: groups of bits from the top, of which each says whether it decides and how.
   Literal less(const Word& a, const Word& b, bool isSigned) {
-    constexpr std::size_t kPerGroup = 3, kFewestGroups = 3;
+    constexpr int kInputs = 6;
+    constexpr std::size_t kFewestGroups = 3;
     struct Group {
       Literal isEqual, isLess;
     };
     std::vector<Group> groups;
     for (std::size_t done = 0; done < a.size();) {
       Group group{kTrue, kFalse};
-      for (std::size_t i = 0; i < kPerGroup && done < a.size(); ++i, ++done) {
+      for (int left = kInputs; done < a.size(); ++done) {
         const std::size_t at = a.size() - 1 - done;
+        // Tools take a whole side for constant when a bit of it is.
+        const auto isConstant = [](Literal x) { return gateOf(x) == 0; };
+        const auto end = static_cast<std::ptrdiff_t>(at) + 1;
+        left -= (std::none_of(a.begin(), a.begin() + end, isConstant) ? 1 : 0) +
+                (std::none_of(b.begin(), b.begin() + end, isConstant) ? 1 : 0);
+        if (left < 0) break;
         const bool isSign = isSigned && done == 0;
         const Literal x = isSign ? b[at] : a[at], y = isSign ? a[at] : b[at];
         group.isLess =
@@ -315,7 +462,7 @@ class Builder {
     }
     if (groups.size() >= kFewestGroups) {
       for (const Group& group : groups) {
-        net().addRoot(net().both(group.isEqual, inverse(group.isLess)));
+        net().addRoot(group.isEqual);
         net().addRoot(group.isLess);
       }
       return net().input();
@@ -329,6 +476,8 @@ class Builder {
   const Graph& graph;
   const Device& device;
   const std::span<const int> cycles;
+  const std::vector<NodeId> readers;  // the only one, seen through wiring; none where several read
+  const std::vector<int> fans;
   std::vector<Word> words;
   std::map<Literal, Literal> registers;
   LogicBetweenRegisters result;

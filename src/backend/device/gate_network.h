@@ -47,9 +47,10 @@ class GateNetwork {
 
 // The logic of a graph between the registers that `cycles` (by node) leaves, constants and equal
 // gates removed, and what stands beside it: carry chains and blocks are inputs and roots of the
-// network. A sum of two addends is a chain whose every bit has a root for what it passes on, the
-// exclusive or, and one for an addend; comparisons of more than two groups of three bits are
-// chains, too. Nothing where the graph has more than `mostBits` bits of logic.
+// network. Each bit of a chain has a root for what it passes on, the exclusive or, and one for an
+// addend; three addends stand behind a row of full adders. A sum that tools move into the block of
+// a product takes nothing, and neither does a register's enable. Comparisons of more than two
+// groups of bits are chains, too. Nothing where the graph has more than `mostBits` bits of logic.
 struct LogicBetweenRegisters {
   GateNetwork network;
   Cost others;  // of what is none of the network's
@@ -59,10 +60,11 @@ std::optional<LogicBetweenRegisters> logicBetweenRegisters(const graph::Graph& g
                                                            std::span<const int> cycles,
                                                            long mostBits);
 
-// How many look-up tables of `inputs` inputs (at most 6) a network takes: cuts of least depth
-// first, then, where the depth allows, those of least area flow and of least area itself
+// How many look-up tables of six inputs a network takes; functions of seven and eight are made of
+// several behind the multiplexers of a slice, constants and inverters of none. Cuts of least depth
+// come first, then, where the depth allows, those of least area flow and of least area itself
 // (Mishchenko et al., "Improvements to technology mapping for LUT-based FPGAs", IEEE Trans. CAD
 // 2007). Linear in the gates.
-int countTables(const GateNetwork& network, int inputs);
+int countTables(const GateNetwork& network);
 
 }  // namespace device

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <array>
+#include <bitset>
 #include <limits>
 #include <set>
+#include <unordered_map>
 
 #include "backend/device/gate_network.h"
 #include "util/failure.h"
@@ -10,7 +12,13 @@ namespace device {
 
 namespace {
 
-constexpr int kMostInputs = 6;
+constexpr int kMostInputs = 8;
+constexpr int kTableInputs = 6;
+// What mapping weighs a function with, by its inputs. Two tables behind a multiplexer of the slice
+// make one of seven, four one of eight.
+constexpr std::array<double, kMostInputs + 1> kWeights = {0, 2, 2, 3, 5, 5, 5, 10, 20};
+// What a gate is for each row of its cut's leaves.
+using Truth = std::bitset<1 << kMostInputs>;
 constexpr std::size_t kKept = 8;  // cuts of a gate
 constexpr int kAnyDepth = std::numeric_limits<int>::max();
 
@@ -29,27 +37,19 @@ struct Cut {
 
 class Mapper {
  public:
-  Mapper(const GateNetwork& network, int inputs)
+  explicit Mapper(const GateNetwork& network)
       : gates(network.gates()),
-        inputs(inputs),
         cuts(gates.size()),
         depth(gates.size()),
         required(gates.size(), kAnyDepth),
         flow(gates.size()),
         readers(gates.size()),
         expected(gates.size()) {
-    std::set<Literal> distinct(network.roots().begin(), network.roots().end());
-    for (const Literal root : distinct) {
-      const std::uint32_t gate = gateOf(root);
-      if (gate == 0) continue;
-      if (gates[gate].isInput) {
-        inverters += static_cast<int>(root % 2);
-        continue;
-      }
-      // A table gives a value or its inverse.
-      if (root % 2 == 1 && distinct.contains(inverse(root))) ++inverters;
-      rootGates.push_back(gate);
-    }
+    // A value and its inverse are the same: cells that only invert are no tables.
+    std::set<std::uint32_t> distinct;
+    for (const Literal root : network.roots()) distinct.insert(gateOf(root));
+    for (const std::uint32_t gate : distinct)
+      if (!gates[gate].isInput) rootGates.push_back(gate);
     for (std::uint32_t i = 0; i < gates.size(); ++i)
       if (!gates[i].isInput)
         for (const Literal operand : {gates[i].a, gates[i].b}) expected[gateOf(operand)] += 1;
@@ -61,9 +61,9 @@ class Mapper {
     pass(/*byDepth=*/true);
     for (int i = 0; i < kFlowPasses; ++i) pass(/*byDepth=*/false);
     for (int i = 0; i < kAreaPasses; ++i) shrink();
-    int tables = inverters;
+    int tables = 0;
     for (std::uint32_t i = 0; i < gates.size(); ++i)
-      if (!gates[i].isInput && readers[i] > 0) ++tables;
+      if (!gates[i].isInput && readers[i] > 0) tables += tablesOf(i, cuts[i][0]);
     return tables;
   }
 
@@ -76,9 +76,41 @@ class Mapper {
       expected[i] = (expected[i] + 2.0 * readers[i]) / 3;
   }
 
+  static double weightOf(const Cut& cut) { return kWeights[static_cast<std::size_t>(cut.count)]; }
+
+  // A function of more inputs than a table has is chosen by its latest ones among functions of the
+  // others, of which constants take no table.
+  int tablesOf(std::uint32_t gate, const Cut& cut) {
+    if (cut.count <= kTableInputs) return 1;
+    truths.clear();
+    for (int k = 0; k < cut.count; ++k) {
+      Truth& leaf = truths[cut.leaves[static_cast<std::size_t>(k)]];
+      for (std::size_t row = 0; row < leaf.size(); ++row) leaf[row] = row >> k & 1;
+    }
+    const Truth whole = truthOf(gate);
+    int tables = 0;
+    for (std::size_t first = 0; first < std::size_t{1} << cut.count;
+         first += std::size_t{1} << kTableInputs) {
+      bool isConstant = true;
+      for (std::size_t row = 1; row < std::size_t{1} << kTableInputs; ++row)
+        isConstant = isConstant && whole[first + row] == whole[first];
+      tables += isConstant ? 0 : 1;
+    }
+    return tables;
+  }
+  Truth truthOf(std::uint32_t gate) {
+    if (const auto found = truths.find(gate); found != truths.end()) return found->second;
+    const auto operand = [&](Literal x) {
+      return x % 2 == 0 ? truthOf(gateOf(x)) : ~truthOf(gateOf(x));
+    };
+    const Truth truth = gate == 0 ? Truth{} : operand(gates[gate].a) & operand(gates[gate].b);
+    truths.emplace(gate, truth);
+    return truth;
+  }
+
   void rate(Cut& cut) const {
     cut.depth = 0;
-    cut.flow = 1;
+    cut.flow = weightOf(cut);
     for (const std::uint32_t leaf : cut.all()) {
       cut.depth = std::max(cut.depth, depth[leaf] + 1);
       cut.flow += flow[leaf];
@@ -123,7 +155,7 @@ class Mapper {
     std::array<std::uint32_t, 2 * kMostInputs> both{};
     const auto end = std::ranges::set_union(x.all(), y.all(), both.begin()).out;
     const auto size = end - both.begin();
-    if (size > inputs) return false;
+    if (size > kMostInputs) return false;
     std::copy(both.begin(), end, cut.leaves.begin());
     cut.count = static_cast<int>(size);
     return true;
@@ -148,21 +180,21 @@ class Mapper {
     }
   }
 
-  // Tables that a cut needs beside those in use, and takes into use.
-  int take(const Cut& cut) {
-    int tables = 1;
+  // The weight of what a cut needs beside what is in use, and takes into use.
+  double take(const Cut& cut) {
+    double weight = weightOf(cut);
     for (const std::uint32_t leaf : cut.all())
-      if (readers[leaf]++ == 0 && !gates[leaf].isInput) tables += take(cuts[leaf][0]);
-    return tables;
+      if (readers[leaf]++ == 0 && !gates[leaf].isInput) weight += take(cuts[leaf][0]);
+    return weight;
   }
-  int giveBack(const Cut& cut) {
-    int tables = 1;
+  double giveBack(const Cut& cut) {
+    double weight = weightOf(cut);
     for (const std::uint32_t leaf : cut.all())
-      if (--readers[leaf] == 0 && !gates[leaf].isInput) tables += giveBack(cuts[leaf][0]);
-    return tables;
+      if (--readers[leaf] == 0 && !gates[leaf].isInput) weight += giveBack(cuts[leaf][0]);
+    return weight;
   }
 
-  // For each gate in use the cut that needs fewest tables.
+  // For each gate in use the cut that needs least.
   void shrink() {
     for (std::uint32_t i = 0; i < gates.size(); ++i) {
       if (gates[i].isInput) continue;
@@ -170,13 +202,13 @@ class Mapper {
       if (readers[i] > 0) {
         giveBack(cuts[i][0]);
         std::size_t best = 0;
-        int fewest = std::numeric_limits<int>::max();
+        double least = std::numeric_limits<double>::max();
         for (std::size_t k = 0; k < cuts[i].size(); ++k) {
           if (cuts[i][k].depth > required[i]) continue;
-          const int tables = take(cuts[i][k]);
+          const double weight = take(cuts[i][k]);
           giveBack(cuts[i][k]);
-          if (tables < fewest) {
-            fewest = tables;
+          if (weight < least) {
+            least = weight;
             best = k;
           }
         }
@@ -189,20 +221,17 @@ class Mapper {
   }
 
   const std::vector<GateNetwork::Gate>& gates;
-  const int inputs;
   std::vector<std::uint32_t> rootGates;
-  int inverters = 0;
   std::vector<std::vector<Cut>> cuts;  // by gate, the best first
   std::vector<int> depth, required;
   std::vector<double> flow;
   std::vector<int> readers;
-  std::vector<double> expected;  // readers, about
+  std::vector<double> expected;                     // readers, about
+  std::unordered_map<std::uint32_t, Truth> truths;  // inside the cut that tablesOf() looks at
 };
 
 }  // namespace
 
-int countTables(const GateNetwork& network, int inputs) {
-  return Mapper(network, std::min(inputs, kMostInputs)).count();
-}
+int countTables(const GateNetwork& network) { return Mapper(network).count(); }
 
 }  // namespace device
