@@ -148,20 +148,5 @@ TEST(FloatElementary, DISABLED_AllNumbersOf16BitFormats) {
     }
 }
 
-TEST(FloatElementary, DISABLED_ManyNumbersOfLargeFormats) {
-  unsigned seed = 100;
-  for (const auto& [wE, wF] : {std::pair{8, 23}, {5, 20}, {7, 16}, {9, 30}, {11, 40}, {15, 64}})
-    for (const bool subnormals : {false, true}) checkLarge(ieee(wE, wF), subnormals, 20000, seed++);
-  // A million of double precision, faithful.
-  for (const Unit& unit : kUnits) {
-    Bench bench({priced(unit, ieee(11, 52), kPrecisions[5], true)});
-    Draws draws(seed++);
-    int wrong = 0;
-    for (int i = 0; i < 1000000 && wrong < 5; ++i)
-      if (!bench.check(i % 4 ? draws.row({ieee(11, 52)}) : nearSpecial(draws, ieee(11, 52))))
-        ++wrong;
-  }
-}
-
 }  // namespace
 }  // namespace functions::testing

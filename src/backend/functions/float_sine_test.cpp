@@ -65,9 +65,6 @@ void checkDrawnAndHard(int wE, int wF, Kinds kinds, int draws, int stride) {
 TEST(FloatSine, DrawnAndHardestAnglesOfSinglePrecision) {
   checkDrawnAndHard(8, 23, Kinds::kAll, 400, 1);
 }
-TEST(FloatSine, DrawnAndHardestAnglesOfDoublePrecision) {
-  checkDrawnAndHard(11, 52, Kinds::kFaithful, 100, 9);
-}
 TEST(FloatSine, DrawnAndHardestAnglesOfOddFormats) {
   checkDrawnAndHard(7, 16, Kinds::kNearest, 200, 1);
   checkDrawnAndHard(9, 30, Kinds::kFaithful, 200, 3);
