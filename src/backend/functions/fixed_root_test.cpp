@@ -221,6 +221,7 @@ TEST(FixedRoots, DISABLED_AllAndHardNumbersOfFurtherFormats) {
     for (const Case& one : casesOf(width, fIn, fOut)) Bench(one).checkHard(20000);
   for (int width = 1; width <= 64; ++width)
     Bench({kRoot, {width, width / 2, false}, {width, width - 1, false}}).checkHard(500);
+  Bench({kRoot, {200, 100, false}, {200, 20, false}}).checkHard(5000);
   for (const Kind kind : {kReciprocal, kRoot, kReciprocalRoot})
     for (const int width : {16, 32, 48, 64})
       Bench({kind, {width, width - 1, false}, {width, width - 1, false}, true}).checkHard(20000);
