@@ -229,6 +229,7 @@ void stateSumErrors(const Setting& s, const arithmetic::ErrorBudget& toBothSides
   under.add("cut", 1);
   stateErrors(s.precision, s.ulps, above, stated, "error above");
   stateErrors(s.precision, s.ulps, under, stated, "error below");
+  if (!s.precision.isRounded()) stateFinalRounding(s.precision, s.isNearest, stated);
 }
 
 // |log x| * 2^z.count, cut off below 2^s.lsb().
