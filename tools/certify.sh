@@ -1,7 +1,7 @@
 #!/bin/sh
 # The full replay: a pairwise cover of formats, settings and languages for every operator word, once
-# for each kind of vectors; all pairs of FPLib patterns, which the files show few of; and
-# the long tests of functions.
+# for each kind of vectors; all pairs of FPLib patterns, which the files show few of;
+# functions in wide formats; and the long tests of functions.
 #   certify.sh PROGRAM FOLDER
 # Each case is one command with one result file under FOLDER; a run that was stopped goes on where it
 # was (delete FOLDER to begin anew). Ends with a summary in FOLDER/summary.txt; status 0 only when
@@ -21,6 +21,14 @@ for format in "2 1" "3 2" "4 3"; do
   "$(dirname "$program")/fplib_pairs" $format || pairs_passed=no
 done >"$pairs"
 echo "$(grep -c '^ok' "$pairs" || true) of $(grep -c '^ok\|^FAILED' "$pairs" || true) sets of FPLib pairs passed"
+# A million inputs of each function in double precision, fewer in odd formats.
+draws=$folder/function_draws.txt
+draws_passed=yes
+for run in "1000000 11 52" "20000 6 9" "20000 7 16" "20000 9 30" "20000 11 40" "5000 15 64"; do
+  # shellcheck disable=SC2086
+  "$(dirname "$program")/function_draws" $run || draws_passed=no
+done >"$draws"
+echo "$(grep -c '^ok' "$draws" || true) of $(grep -c '^ok\|^FAILED' "$draws" || true) sets of function inputs passed"
 functions=$folder/functions.txt
 functions_passed=yes
 "$(dirname "$program")/backend_functions_test" --gtest_also_run_disabled_tests \
@@ -39,6 +47,6 @@ passed=$(grep -c '^ok ' "$folder/verdicts.txt" || true)
 rows=$(sed -n 's/^ok \([0-9]*\) rows.*/\1/p' "$folder/verdicts.txt" | awk '{s += $1} END {print s + 0}')
 {
   echo "$passed of $total cases passed, $rows rows compared"
-  grep -h '^FAILED' "$folder/verdicts.txt" "$pairs" || true
+  grep -h '^FAILED' "$folder/verdicts.txt" "$pairs" "$draws" || true
 } | tee "$folder/summary.txt"
-[ "$passed" = "$total" ] && [ "$pairs_passed" = yes ] && [ "$functions_passed" = yes ]
+[ "$passed" = "$total" ] && [ "$pairs_passed" = yes ] && [ "$draws_passed" = yes ] && [ "$functions_passed" = yes ]

@@ -25,7 +25,7 @@ enum class SeedOf { kReciprocal, kReciprocalRoot };
 
 // Bounds in interval arithmetic: the functions are convex, so that on a segment f(s) + slope * s is
 // not above its larger end value and not below the tangent in the middle.
-//   indexBits 2 to 12, bits 3 to 40
+//   indexBits 2 to 14, bits 3 to 40
 NewtonSeed newtonSeed(SeedOf function, int indexBits, int bits);
 
 }  // namespace arithmetic

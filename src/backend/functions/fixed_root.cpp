@@ -24,7 +24,7 @@ using util::MPZ;
 namespace {
 
 constexpr std::size_t kInOneTwo = 0, kFunction = 2;  // places in the variant
-constexpr int kWidest = 128;
+constexpr int kWidest = 200;
 constexpr int kWidestTabulated = 8;  // operands up to this width are the index of one table
 constexpr double kLessThanOne = 1 - 0x1p-20;
 

@@ -194,12 +194,23 @@ TEST(FixedRoots, HardNumbersOfLargeFormats) {
 }
 
 // Not among the tests for its time.
-TEST(FixedRoots, DISABLED_HardNumbersOfFurtherFormats) {
-  for (const auto& [width, fIn, fOut] :
-       {std::tuple{24, 23, 22}, {33, 0, 20}, {47, 50, 31}, {64, 62, 63}, {64, 32, 31}})
-    for (const Case& one : casesOf(width, fIn, fOut)) Bench(one).checkHard(2000);
+TEST(FixedRoots, DISABLED_AllAndHardNumbersOfFurtherFormats) {
+  for (const auto& [width, fIn, fOut] : {std::tuple{16, 8, 12}, {16, 15, 15}, {16, 0, 8}})
+    for (const Case& one : casesOf(width, fIn, fOut)) Bench(one).checkAll();
+  for (const auto& [width, fIn, fOut] : {std::tuple{24, 23, 22},
+                                         {32, 16, 16},
+                                         {33, 0, 20},
+                                         {47, 50, 31},
+                                         {48, 24, 24},
+                                         {64, 62, 63},
+                                         {64, 32, 31}})
+    for (const Case& one : casesOf(width, fIn, fOut)) Bench(one).checkHard(20000);
   for (int width = 1; width <= 64; ++width)
     Bench({kRoot, {width, width / 2, false}, {width, width - 1, false}}).checkHard(500);
+  Bench({kRoot, {200, 100, false}, {200, 20, false}}).checkHard(5000);
+  for (const Kind kind : {kReciprocal, kRoot, kReciprocalRoot})
+    for (const int width : {16, 32, 48, 64})
+      Bench({kind, {width, width - 1, false}, {width, width - 1, false}, true}).checkHard(20000);
 }
 
 TEST(FixedRoots, PromisedIntervals) {

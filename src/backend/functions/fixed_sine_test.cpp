@@ -137,5 +137,16 @@ TEST(FixedSine, DrawnAnglesOfWidePorts) {
   Bench({53, 51, true}, 48, kSine, {kFaithful}).checkDrawn(200);
 }
 
+// Not among the tests for its time.
+TEST(FixedSine, DISABLED_AllAndDrawnAnglesOfFurtherPorts) {
+  for (const int fOut : {14, 7})
+    Bench({16, 15, true}, fOut, kBoth, {kFaithful, kNearest}).checkAll();
+  for (const auto& [width, fraction, fOut] :
+       {std::tuple{32, 31, 30}, {48, 47, 46}, {64, 63, 62}, {64, 40, 30}})
+    for (const bool isSigned : {false, true})
+      Bench({width, fraction, isSigned}, fOut, kBoth, {kFaithful, kNearest, kFive})
+          .checkDrawn(20000);
+}
+
 }  // namespace
 }  // namespace functions

@@ -56,6 +56,7 @@ struct Setting {
   double ulps;
   bool isNearest;
   FunctionPrecision precision;
+  int snappedBits = 0;  // numbers 1 + z with |z| below 2^snappedBits last places of z are snapped
   // The sum's last place: that of the least result with the precision's extra bits.
   int lsb() const { return base.leastExponent - out.fractionBits - precision.extraBits; }
   // The greatest |E|, and |log x|.
@@ -68,6 +69,14 @@ struct Setting {
     return std::bit_width(static_cast<unsigned>(log2 * greatestExponent() + 1));
   }
 };
+
+// Very near 1 results lie next to where a rounding changes, nearer than any approximation tells:
+// with u = 2^-(wF + 1) and |z| = q u, 2^L <= q < 2^(L + 1), |log(1 + z)| is q u -+ q^2 u^2 / 2 and
+// less than q^3 u^3 / 2 more. An ulp is 2^L u^2 at least, so that the first two terms are a
+// multiple of 2^-(L + 1) ulp, and the rest is below 2^(2L + 1 - wF). For L up to 17 and (wF - 20) /
+// 2 a sum of 2^-21 ulp units, off by one at most, is from 1 unit below to 5 above a multiple of 8:
+// raised by 2 and cut to that it is the first two terms, and a sticky bit stands for the rest.
+constexpr int kSnapReach = 18, kMostSnapped = 18, kSnapCut = 3;
 
 Setting settingOf(const Request& request, const Base& base) {
   const double ulps = ulpsOf(request, 0);
@@ -83,6 +92,8 @@ Setting settingOf(const Request& request, const Base& base) {
             ulps,
             isNearest,
             functionPrecision(ulps, gap, isNearest)};
+  if (ulps < 1 && !gap && base.base == 0)
+    s.snappedBits = std::clamp((s.out.fractionBits - kSnapReach) / 2, 0, kMostSnapped);
   // The sum stays above 2^leastExponent, of which the least one is at least 5/4.
   s.precision.units = std::min(s.precision.units, 1 + std::ldexp(1.0, s.out.fractionBits - 2));
   return s;
@@ -94,6 +105,7 @@ struct Split {
   Signal magnitude;  // |exponent|
   Signal isNear;     // exponent = 0
   Signal argument;   // z + 1/4, in units of 2^-(wF + 1), wF + 1 bits
+  Signal isSnapped;  // z is so small that the sum is snapped; no signal where none is
   Signal z;          // in the same units, negated for x below 1, wF + 1 bits in two's complement
 };
 
@@ -128,6 +140,9 @@ Split split(Builder& b, const Setting& s, const Unpacked& x) {
   const Signal z = b.concat({isHalved, low});
   parts.z = b.addCarry(b.bitXor(z, b.replicate(parts.isBelowOne, wF + 1)), b.zeros(wF + 1),
                        parts.isBelowOne);
+  if (s.snappedBits > 0)
+    parts.isSnapped =
+        b.bitAnd(parts.isNear, b.isZero(b.slice(parts.z, s.snappedBits, wF + 1 - s.snappedBits)));
   return parts;
 }
 
@@ -209,6 +224,7 @@ void stateSumErrors(const Setting& s, const arithmetic::ErrorBudget& toBothSides
   under.add("cut", 1);
   stateErrors(s.precision, s.ulps, above, stated, "error above");
   stateErrors(s.precision, s.ulps, under, stated, "error below");
+  if (!s.precision.isRounded()) stateFinalRounding(s.precision, s.isNearest, stated);
 }
 
 // |log x| * 2^z.count, cut off below 2^s.lsb().
@@ -254,6 +270,7 @@ Signal sumUp(Builder& b, const Request& request, const Setting& s, const Split& 
                   kExponentBits + kConstantBits);
   const MPZ lift = liftOf(s, toBothSides, below);
   early.push_back({b.literal(lift, width), 0});
+  if (parts.isSnapped) early.push_back({parts.isSnapped, below + 1});
   const Signal half = b.shiftedUp(g.result.bits, g.result.lsb - 1 - fine);
   terms.push_back({b.subtract(b.heap(early, width), b.zeroExtend(half, width)), 0});
   stateSumErrors(s, toBothSides, lift,
@@ -268,7 +285,10 @@ Signal decomposeLogarithm(Builder& b, const Request& request, const Base& base, 
   const Unpacked x = arithmetic::unpack(b, input, s.in, arithmetic::ZeroFields::kAsTheyAre);
   const Split parts = split(b, s, x);
   const NormalisedZ z = normaliseNear(b, parts);
-  const Signal sum = sumUp(b, request, s, parts, z);
+  Signal sum = sumUp(b, request, s, parts, z);
+  if (parts.isSnapped)
+    sum = b.bitAnd(sum, b.concat({b.ones(sum.width - kSnapCut),
+                                  b.replicate(b.bitNot(parts.isSnapped), kSnapCut)}));
 
   // The sum's highest 1 has a weight from 2^leastExponent to 2^(integerBits - 1).
   const int wF = s.out.fractionBits, counted = s.integerBits() - base.leastExponent;
@@ -284,7 +304,7 @@ Signal decomposeLogarithm(Builder& b, const Request& request, const Base& base, 
       .sign = b.bitOr(x.isZero, b.bitAnd(parts.isBelowOne, b.bitNot(x.isInf))),
       .exponent = b.subtract(unscaled, b.zeroExtend(count, width)),
       .significand = normal,
-      .sticky = b.bit(false),
+      .sticky = parts.isSnapped ? parts.isSnapped : b.bit(false),
       .isZero = parts.isOne,
       .isInf = b.bitOr(x.isInf, x.isZero),
       .isNan = b.bitOr(x.isNan, b.bitAnd(x.sign, b.bitNot(x.isZero))),

@@ -91,18 +91,18 @@ SineRequest sineRequest(const Request& request, const SineAccuracy& accuracy, in
 void stateBudget(const Request& request, const SineAccuracy& accuracy,
                  const arithmetic::ErrorBudget& ofSine) {
   const bool isBesideRounding = accuracy.isKnown;
-  const double promise = isBesideRounding     ? std::ldexp(1.0, -accuracy.guardBits)
-                         : accuracy.isCorrect ? 0.5 + std::ldexp(1.0, -kUnknownGap)
-                                              : ulpsOf(request, 0);
+  const bool isNearest = arithmetic::RoundingRule{request.rounding.fixed}.isNearest();
+  const double promise = isBesideRounding ? std::ldexp(1.0, -accuracy.guardBits)
+                         : accuracy.isCorrect
+                             ? (isNearest ? 0.5 : 1) + std::ldexp(1.0, -kUnknownGap)
+                             : ulpsOf(request, 0);
   arithmetic::ErrorBudget budget(
       promise, isBesideRounding ? "error before a rounding that does not see it" : "error");
   for (const auto& term : ofSine.terms())
     budget.add(term.name, term.numerator, term.log2Denominator + accuracy.guardBits);
-  if (accuracy.isCorrect && !isBesideRounding) budget.add("rounding", 1, 1);
+  if (accuracy.isCorrect && !isBesideRounding) budget.add("rounding", 1, isNearest ? 1 : 0);
   budget.assertKept(request.budgets);
-  if (isBesideRounding)
-    arithmetic::stateRounding(request.budgets,
-                              arithmetic::RoundingRule{request.rounding.fixed}.isNearest());
+  if (isBesideRounding) arithmetic::stateRounding(request.budgets, isNearest);
 }
 
 // The sine of `angle`, rounded and packed.

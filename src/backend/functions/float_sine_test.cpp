@@ -41,32 +41,6 @@ std::vector<Config> sines(const Function& function, const Ports& ports, bool sub
   return configs;
 }
 
-// Numbers that come nearest to multiples of pi: for some exponents the denominators of convergents
-// of 2^exponent / pi that are significands.
-std::vector<MPZ> hardestRadians(const kiln::FloatingPoint& format, int stride) {
-  const long wF = format.frac, top = (1L << (format.exp - 1)) - 1;
-  std::vector<MPZ> patterns;
-  Real pi(4 * wF + top + 64), scaled(4 * wF + top + 64);
-  mpfr_const_pi(pi.get(), MPFR_RNDN);
-  for (long exponent = top; exponent >= 0; exponent -= stride) {
-    mpfr_ui_div(scaled.get(), 1, pi.get(), MPFR_RNDN);
-    mpfr_mul_2si(scaled.get(), scaled.get(), exponent - wF, MPFR_RNDN);
-    mpfr_frac(scaled.get(), scaled.get(), MPFR_RNDN);
-    MPZ before = 0, q = 1;
-    while (q < MPZ::powerOfTwo(wF + 1)) {
-      if (q >= MPZ::powerOfTwo(wF))
-        patterns.push_back((MPZ(exponent + top) << wF) + q - MPZ::powerOfTwo(wF));
-      mpfr_ui_div(scaled.get(), 1, scaled.get(), MPFR_RNDN);
-      MPZ digit;
-      mpfr_get_z(digit.get(), scaled.get(), MPFR_RNDD);
-      mpfr_frac(scaled.get(), scaled.get(), MPFR_RNDN);
-      before += digit * q;
-      std::swap(before, q);
-    }
-  }
-  return patterns;
-}
-
 TEST(FloatSine, AllAnglesOfSmallFormats) {
   for (const auto& [wE, wF] : {std::pair{4, 3}, {3, 4}, {2, 1}})
     for (const bool subnormals : {false, true})
@@ -90,9 +64,6 @@ void checkDrawnAndHard(int wE, int wF, Kinds kinds, int draws, int stride) {
 
 TEST(FloatSine, DrawnAndHardestAnglesOfSinglePrecision) {
   checkDrawnAndHard(8, 23, Kinds::kAll, 400, 1);
-}
-TEST(FloatSine, DrawnAndHardestAnglesOfDoublePrecision) {
-  checkDrawnAndHard(11, 52, Kinds::kFaithful, 100, 9);
 }
 TEST(FloatSine, DrawnAndHardestAnglesOfOddFormats) {
   checkDrawnAndHard(7, 16, Kinds::kNearest, 200, 1);

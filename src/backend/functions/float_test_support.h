@@ -505,4 +505,30 @@ inline void checkDrawn(Bench& bench, const std::vector<kiln::Type>& in, int coun
   checkEach(count, [&](int) { return bench.check(draws.row(in)); });
 }
 
+// Numbers that come nearest to multiples of pi: for some exponents the denominators of convergents
+// of 2^exponent / pi that are significands.
+inline std::vector<MPZ> hardestRadians(const kiln::FloatingPoint& format, int stride) {
+  const long wF = format.frac, top = (1L << (format.exp - 1)) - 1;
+  std::vector<MPZ> patterns;
+  Real pi(4 * wF + top + 64), scaled(4 * wF + top + 64);
+  mpfr_const_pi(pi.get(), MPFR_RNDN);
+  for (long exponent = top; exponent >= 0; exponent -= stride) {
+    mpfr_ui_div(scaled.get(), 1, pi.get(), MPFR_RNDN);
+    mpfr_mul_2si(scaled.get(), scaled.get(), exponent - wF, MPFR_RNDN);
+    mpfr_frac(scaled.get(), scaled.get(), MPFR_RNDN);
+    MPZ before = 0, q = 1;
+    while (q < MPZ::powerOfTwo(wF + 1)) {
+      if (q >= MPZ::powerOfTwo(wF))
+        patterns.push_back((MPZ(exponent + top) << wF) + q - MPZ::powerOfTwo(wF));
+      mpfr_ui_div(scaled.get(), 1, scaled.get(), MPFR_RNDN);
+      MPZ digit;
+      mpfr_get_z(digit.get(), scaled.get(), MPFR_RNDD);
+      mpfr_frac(scaled.get(), scaled.get(), MPFR_RNDN);
+      before += digit * q;
+      std::swap(before, q);
+    }
+  }
+  return patterns;
+}
+
 }  // namespace functions::testing

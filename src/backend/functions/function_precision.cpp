@@ -22,7 +22,7 @@ FunctionPrecision functionPrecision(double ulps, const std::optional<RoundingGap
   if (ulps >= 1) return {.extraBits = 0, .units = ulps};
   // One bit more: a result may come out in the binade above the exact one's.
   const int bits = gap ? (isNearest ? gap->nearest : gap->directed) : kUnknownGap;
-  return {.extraBits = std::max(bits, 2) + 1, .units = 1};
+  return {.extraBits = std::max(bits, 2) + 1, .units = 1, .isProven = gap.has_value()};
 }
 
 std::optional<std::string> refuseFunction(const Request& request, int further) {
@@ -47,6 +47,15 @@ void stateErrors(const FunctionPrecision& precision, double ulps,
                                  precision.isRounded() ? name : name + " before rounding");
   for (const auto& term : errors.terms())
     budget.add(term.name, term.numerator, term.log2Denominator + extra);
+  budget.assertKept(stated);
+}
+
+void stateFinalRounding(const FunctionPrecision& precision, bool isNearest,
+                        arithmetic::ErrorBudgets* stated) {
+  if (precision.isProven) return arithmetic::stateRounding(stated, isNearest);
+  arithmetic::ErrorBudget budget((isNearest ? 0.5 : 1) + std::ldexp(1.0, -kUnknownGap));
+  budget.add("before rounding", 1, kUnknownGap);
+  budget.add("rounding", 1, isNearest ? 1 : 0);
   budget.assertKept(stated);
 }
 

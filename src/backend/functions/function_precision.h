@@ -16,6 +16,7 @@ namespace functions {
 struct FunctionPrecision {
   int extraBits = 0;
   double units = 1;  // the error in units of the last place, that of the final rounding included
+  bool isProven = true;  // of a rounding that is to be correct: that it is, for every input
   bool isRounded() const { return extraBits == 0; }
 };
 FunctionPrecision functionPrecision(double ulps, const std::optional<RoundingGap>& gap,
@@ -33,5 +34,8 @@ int mostDegree(int places);
 void stateErrors(const FunctionPrecision& precision, double ulps,
                  const arithmetic::ErrorBudget& errors, arithmetic::ErrorBudgets* stated,
                  const std::string& name = "error");
+// Puts the budget of the final rounding of a result with extra bits, in its ulps.
+void stateFinalRounding(const FunctionPrecision& precision, bool isNearest,
+                        arithmetic::ErrorBudgets* stated);
 
 }  // namespace functions

@@ -149,13 +149,13 @@ const Refusal kRefusals[] = {
     {"CFloatAcc", "8,23 u1.0 -> 8,23 3*u1.0", {{-20, 10, -21}}, kAnything},
     {"CFloatAcc", "8,23 u1.0 -> 8,23 3*u1.0", {{-4000, 1000, 0}}, kAnything},
     {"CFPFoldedALUNR",
-     "2*11,52 u3.0 u1.0 -> 11,52",
+     "2*11,53 u3.0 u1.0 -> 11,53",
      {},
-     range("wF 52", "3 to 40: one iteration from a seed must do")},
+     range("wF 53", "3 to 52: one iteration from a seed must do")},
     {"CFPFoldedALUNR",
      "2*4,2 u3.0 u1.0 -> 4,2",
      {},
-     range("wF 2", "3 to 40: one iteration from a seed must do")},
+     range("wF 2", "3 to 52: one iteration from a seed must do")},
     {"CFPFoldedALUNR", "2*1,10 u3.0 u1.0 -> 1,10", {}, kExponent},
 };
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <limits>
 
@@ -260,6 +261,7 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   asked.budgets = &budgets;
   buildCircuit(asked);
   if (scheduled->warning) loam_error_printf(*scheduled->warning);
+  warnOfUnproven();
   if (shared->getOptionValue(synthOption::verbosity) > 0)
     std::printf("%s", longestStageText(*scheduled).c_str());
   const std::vector<int> latencies = outputLatencies();
@@ -268,6 +270,23 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   for (const std::string& line : budgetLines()) log(line + "\n");
   log(resourcesText(GetResourceUsage()));
   writeLog();
+}
+
+// A correct rounding that is not proven says so: its budget is a little above a rounding's.
+void CSynthSingleEntity::warnOfUnproven() const {
+  const bool asksCorrect = std::ranges::any_of(request.accuracy, [](const auto& accuracy) {
+    return accuracy.kind == functions::Accuracy::kCorrect;
+  });
+  double promise = 0;
+  for (const arithmetic::ErrorBudget& budget : budgets)
+    if (const double halves = 2 * budget.promise(), above = halves - std::floor(halves);
+        halves > 1 && above > 0 && above < 0x1p-10)
+      promise = std::max(promise, budget.promise());
+  if (asksCorrect && promise > 0)
+    loam_error_printf(
+        fmt::format("Warning: {}: correct rounding is not proven in this format; results are "
+                    "within {:.7f} ulp",
+                    topUnit->word, promise));
 }
 
 // One line for each budget that the circuit stated.

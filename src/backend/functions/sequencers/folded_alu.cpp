@@ -16,7 +16,7 @@ namespace {
 enum Input { kX, kY, kOp, kGo, kInputs };
 constexpr int kOpBits = 3;
 // From 3 bits on the check of a candidate can do with its lowest bits.
-constexpr int kLeastFraction = 3, kMostFraction = 40;
+constexpr int kLeastFraction = 3, kMostFraction = 52;
 
 int applyOp(unsigned op, mpfr_ptr r, mpfr_srcptr x, mpfr_srcptr y, mpfr_rnd_t direction) {
   switch (op) {

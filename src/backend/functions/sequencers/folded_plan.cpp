@@ -12,7 +12,7 @@ using util::MPZ;
 
 namespace {
 
-constexpr int kLeastIndex = 3, kMostIndex = 11;
+constexpr int kLeastIndex = 3, kMostIndex = 14;
 constexpr int kScale = 2 * NewtonSeed::kErrorBits;  // of squares of errors
 
 // What reaches a result of 1/2 to 1 before it is rounded, or a candidate, in its last places.
