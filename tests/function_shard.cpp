@@ -88,7 +88,7 @@ void check(Truth& truth, const Claim& claim, std::uint32_t x, std::uint32_t answ
     if ((!isBeyond && apart >= Truth::kOpen) || place.sign != exact.sign ||
         truth.delivered(place, false) != truth.delivered(exact, false) ||
         truth.delivered(place, true) != truth.delivered(exact, true) ||
-        place.isNearAbove != exact.isNearAbove)
+        truth.delivered(place, place.isNearAbove) != truth.delivered(exact, exact.isNearAbove))
       report(tally, x, answer, "reference");
   }
   const std::uint32_t low = truth.delivered(place, false);

@@ -304,7 +304,7 @@ inline bool Truth::locate(double magnitude, Place& place) const {
                      (std::int64_t{1023 - 127} << 52);
   place.floor = steps >> 29;
   place.rest = static_cast<double>(steps & 0x1fffffff) * 0x1p-29;
-  place.isExact = false;
+  place.isExact = place.isNearAbove = false;
   // Nothing is decided by the last places of what lies beyond the range.
   if (place.floor > kInfinity + 1 || (!subnormals && place.floor < kSmallestNormal - 2))
     return true;

@@ -5,7 +5,7 @@
       generates and compiles each unit under FOLDER and writes FOLDER/shards.txt: commands that
       check a part of a function's inputs each (tests/function_shard.cpp) and leave one file with
       what they found; one that finds its file does nothing. A unit that the generator builds
-      otherwise than before loses its results.
+      otherwise than before loses its results, and so do all when the check has changed.
   exhaustive.py table FOLDER
       prints what the files say, as docs/accuracy.md has it. Status 0 only when every part is there
       and no answer was wrong.
@@ -50,12 +50,15 @@ def prepare_unit(program, place, line):
                        stdout=subprocess.DEVNULL)
         unit = pathlib.Path(fresh) / "topModel"
         model = "topModel_model.cpp"
-        if not (place / "shard").exists() or not filecmp.cmp(unit / model, place / model, False):
+        shard = place / "shard"
+        checked = shard.exists() and all(source.stat().st_mtime < shard.stat().st_mtime
+                                         for source in TESTS.glob("function_*"))
+        if not checked or not filecmp.cmp(unit / model, place / model, False):
             shutil.rmtree(place, ignore_errors=True)
             shutil.copytree(unit, place)
             subprocess.run(["g++", "-std=c++20", "-O2", f"-I{place}", "-include",
                             "topModel_model.h", TESTS / "function_shard.cpp", place / model,
-                            "-lmpfr", "-lgmp", "-o", place / "shard"], check=True)
+                            "-lmpfr", "-lgmp", "-o", shard], check=True)
     (place / "parts").mkdir(exist_ok=True)
 
 

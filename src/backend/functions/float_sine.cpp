@@ -95,21 +95,33 @@ SineRequest sineRequest(const Request& request, const SineAccuracy& accuracy, in
           .prices = evaluationPrices(request.prices)};
 }
 
+// Of a faithful result the last place of a P of 2 or more is cut off, which adds half a unit to
+// half the error of the finer grid; of a subnormal more, which leaves any part of a unit.
 void stateBudget(const Request& request, const SineAccuracy& accuracy,
                  const arithmetic::ErrorBudget& ofSine) {
-  const bool isBesideRounding = accuracy.isKnown;
-  const double promise = isBesideRounding     ? std::ldexp(1.0, -accuracy.guardBits)
-                         : accuracy.isCorrect ? 0.5 + std::ldexp(1.0, -kUnknownGap)
-                                              : ulpsOf(request, 0);
-  arithmetic::ErrorBudget budget(
-      promise, isBesideRounding ? "error before a rounding that does not see it" : "error");
-  for (const auto& term : ofSine.terms())
-    budget.add(term.name, term.numerator, term.log2Denominator + accuracy.guardBits);
-  if (accuracy.isCorrect && !isBesideRounding) budget.add("rounding", 1, 1);
-  budget.assertKept(request.budgets);
-  if (isBesideRounding)
-    arithmetic::stateRounding(request.budgets,
-                              arithmetic::RoundingRule{request.rounding.fixed}.isNearest());
+  const double ulps = ulpsOf(request, 0);
+  const auto state = [&](double promise, const std::string& name, int log2Divisor,
+                         const char* rounding) {
+    arithmetic::ErrorBudget budget(promise, name);
+    for (const auto& term : ofSine.terms())
+      budget.add(term.name, term.numerator, term.log2Denominator + log2Divisor);
+    if (*rounding) budget.add(rounding, 1, 1);
+    budget.assertKept(request.budgets);
+  };
+  if (accuracy.isKnown) {
+    state(std::ldexp(1.0, -accuracy.guardBits), "error before a rounding that does not see it",
+          accuracy.guardBits, "");
+    return arithmetic::stateRounding(request.budgets,
+                                     arithmetic::RoundingRule{request.rounding.fixed}.isNearest());
+  }
+  if (accuracy.isCorrect)
+    return state(0.5 + std::ldexp(1.0, -kUnknownGap), "error", accuracy.guardBits, "rounding");
+  if (ulps > 1) return state(ulps, "error", 0, "");
+  state(ulps, "error above", 0, "");
+  if (!outputFormat(request, 0).gradual) return state(ulps, "error below", 1, "cut");
+  arithmetic::ErrorBudget below(ulps, "error below");
+  below.add("cut", 1);
+  below.assertKept(request.budgets);
 }
 
 // The sine of `angle`, rounded and packed.
