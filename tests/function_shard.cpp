@@ -1,10 +1,10 @@
 // All single-precision inputs of a function, or a part of them, through the C++ model of its unit.
 // Built with the header of the model put in front (-include topModel_model.h) and its source.
-//   shard FUNCTION SUBNORMALS ULPS ABOVE BELOW K N FILE
+//   shard FUNCTION SUBNORMALS ULPS ABOVE BELOW SUBNORMAL K N FILE
 // checks the K-th of N parts, K from 0: each answer is the number below or above the exact result
-// (ULPS 1) or the nearest one (0.5), and within ABOVE and BELOW ulps of it. FILE receives one line
-// of JSON at the end; a FILE that is there already is left, and nothing is done.
-// Status 0 when no answer was wrong.
+// (ULPS 1) or the nearest one (0.5), and within ABOVE and BELOW ulps of it, or within SUBNORMAL
+// where it is subnormal. FILE receives one line of JSON at the end; a FILE that is there already is
+// left, and nothing is done. Status 0 when no answer was wrong.
 
 #include <cstdio>
 #include <cstring>
@@ -28,7 +28,12 @@ struct Extreme {
 };
 
 struct Claim {
-  double ulps, above, below;
+  double ulps, above, below, subnormal;
+  bool holds(const Place& place, double error, double allowance) const {
+    const bool isSubnormal = place.floor < truth::kSmallestNormal;
+    return error + allowance <= (isSubnormal ? subnormal : above) &&
+           allowance - error <= (isSubnormal ? subnormal : below);
+  }
 };
 
 struct Tally {
@@ -107,12 +112,11 @@ void check(Truth& truth, const Claim& claim, std::uint32_t x, std::uint32_t answ
   ++tally.compared;
   tally.nearest += answer == nearest;
   double error = static_cast<double>(step) - place.rest;
-  if (!isExactPlace &&
-      (error > claim.above - Truth::kOpen || -error > claim.below - Truth::kOpen)) {
+  if (!isExactPlace && !claim.holds(place, error, Truth::kOpen)) {
     askMpfr();
     error = static_cast<double>(step) - place.rest;
   }
-  if (error > claim.above || -error > claim.below) report(tally, x, answer, "beyond the budget");
+  if (!claim.holds(place, error, 0)) report(tally, x, answer, "beyond the budget");
   tally.above.see(error, x);
   tally.below.see(-error, x);
 }
@@ -148,20 +152,21 @@ constexpr Row kRows[] = {
 }  // namespace
 
 int main(int count, char** words) {
-  if (count != 9) {
-    std::fprintf(stderr, "shard FUNCTION SUBNORMALS ULPS ABOVE BELOW K N FILE\n");
+  if (count != 10) {
+    std::fprintf(stderr, "shard FUNCTION SUBNORMALS ULPS ABOVE BELOW SUBNORMAL K N FILE\n");
     return 255;
   }
-  const std::string file = words[8], unfinished = file + ".unfinished";
+  const std::string file = words[9], unfinished = file + ".unfinished";
   if (std::FILE* f = std::fopen(file.c_str(), "r")) return std::fclose(f);
   const Row* row = nullptr;
   for (const Row& candidate : kRows)
     if (std::strcmp(candidate.word, words[1]) == 0) row = &candidate;
   if (row == nullptr) return std::fprintf(stderr, "no function %s\n", words[1]), 255;
   Truth truth(std::atoi(words[2]) != 0);
-  const Claim claim{std::atof(words[3]), std::atof(words[4]), std::atof(words[5])};
-  const std::uint64_t part = std::strtoull(words[6], nullptr, 10),
-                      parts = std::strtoull(words[7], nullptr, 10);
+  const Claim claim{std::atof(words[3]), std::atof(words[4]), std::atof(words[5]),
+                    std::atof(words[6])};
+  const std::uint64_t part = std::strtoull(words[7], nullptr, 10),
+                      parts = std::strtoull(words[8], nullptr, 10);
   const std::uint64_t all = std::uint64_t{1} << 32;
   const std::uint64_t first = all * part / parts, last = all * (part + 1) / parts;
   Tally tally;

@@ -32,16 +32,16 @@ def folder_of(folder, line):
 
 
 def claim_of(record):
-    """Ulps above and below the exact result that the generator stated."""
+    """Ulps above and below the exact result, and of a subnormal one, that the generator stated."""
     bound = record["error_bound_ulp"][0]
-    if bound < 1:
-        return bound, bound, bound
-    sides = {"above": bound, "below": bound}
-    for budget in record["error_budget"]:
-        for side in sides:
-            if side in budget["name"] or not any(s in budget["name"] for s in sides):
-                sides[side] = min(sides[side], budget["sum_ulp"])
-    return bound, sides["above"], sides["below"]
+    sides = {"above": bound, "below": bound, "subnormal": bound}
+    for budget in record["error_budget"] if bound >= 1 else []:
+        named = [side for side in sides if side in budget["name"]]
+        for side in named or ["above", "below"]:
+            sides[side] = min(sides[side], budget["sum_ulp"])
+    if not any("subnormal" in budget["name"] for budget in record["error_budget"]):
+        sides["subnormal"] = max(sides["above"], sides["below"])
+    return bound, sides["above"], sides["below"], sides["subnormal"]
 
 
 def prepare_unit(program, place, line):
@@ -70,9 +70,9 @@ def prepare(program, folder):
         place = folder_of(folder, line)
         prepare_unit(program, place, line)
         record = json.loads((place / "topModel.json").read_text())
-        ulps, above, below = claim_of(record)
-        commands += [f"{place}/shard {line.split()[-3]} {int(record['subnormals'])} {ulps} {above!r} "
-                     f"{below!r} {part} {PARTS} {place}/parts/{part}.json" for part in range(PARTS)]
+        ulps, *claims = claim_of(record)
+        commands += [f"{place}/shard {line.split()[-3]} {int(record['subnormals'])} {ulps} "
+                     f"{' '.join(map(repr, claims))} {part} {PARTS} {place}/parts/{part}.json" for part in range(PARTS)]
     (folder / "shards.txt").write_text("\n".join(commands) + "\n")
 
 
@@ -115,7 +115,7 @@ def table(folder):
         if len(files) < PARTS:
             continue
         total = merged(files)
-        _, above, below = claim_of(json.loads((place / "topModel.json").read_text()))
+        _, above, below, _ = claim_of(json.loads((place / "topModel.json").read_text()))
         side = lambda name, claim: (f"{total[name][0]:.7f} | {total[name][1]} | {claim:.4f}"
                                     if total[name][0] else f"0 | | {claim:.4f}")
         share = f"{100 * total['nearest'] / total['compared']:.3f}"

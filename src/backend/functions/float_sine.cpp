@@ -96,7 +96,7 @@ SineRequest sineRequest(const Request& request, const SineAccuracy& accuracy, in
 }
 
 // Of a faithful result the last place of a P of 2 or more is cut off, which adds half a unit to
-// half the error of the finer grid; of a subnormal more, which leaves any part of a unit.
+// half the error of the finer grid.
 void stateBudget(const Request& request, const SineAccuracy& accuracy,
                  const arithmetic::ErrorBudget& ofSine) {
   const double ulps = ulpsOf(request, 0);
@@ -118,10 +118,9 @@ void stateBudget(const Request& request, const SineAccuracy& accuracy,
     return state(0.5 + std::ldexp(1.0, -kUnknownGap), "error", accuracy.guardBits, "rounding");
   if (ulps > 1) return state(ulps, "error", 0, "");
   state(ulps, "error above", 0, "");
-  if (!outputFormat(request, 0).gradual) return state(ulps, "error below", 1, "cut");
-  arithmetic::ErrorBudget below(ulps, "error below");
-  below.add("cut", 1);
-  below.assertKept(request.budgets);
+  state(ulps, "error below", 1, "cut");
+  if (outputFormat(request, 0).gradual)
+    arithmetic::stateSubnormal(request.budgets, ofSine, /*toNearest=*/false);
 }
 
 // The sine of `angle`, rounded and packed.
