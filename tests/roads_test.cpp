@@ -96,41 +96,6 @@ Rows executed(const graph::Graph& circuit, const schedule::Schedule& schedule,
   return rows;
 }
 
-// A program that reads rows of bits, calls the C++ model and prints its answers.
-std::string harnessOf(const graph::Graph& circuit) {
-  std::string text = R"(#include "topModel_model.h"
-#include <iostream>
-#include <string>
-template <typename Port>
-std::uint64_t& word(Port& port, int i) {
-  if constexpr (requires { port[0]; }) return port[i]; else return port;
-}
-template <typename Port>
-void read(Port& port) {
-  std::string bits;
-  std::cin >> bits;
-  for (std::size_t i = 0; i < bits.size(); ++i)
-    if (bits[bits.size() - 1 - i] == '1') word(port, i / 64) |= std::uint64_t{1} << i % 64;
-}
-template <typename Port>
-void print(Port port, int width) {
-  std::cout << ' ';
-  for (int i = width - 1; i >= 0; --i) std::cout << (word(port, i / 64) >> i % 64 & 1);
-}
-int main() {
-)";
-  if (!circuit.states().empty()) text += "topModel_state state;\n";
-  text += R"(  while (std::cin >> std::ws && !std::cin.eof()) {
-    topModel_inputs in;
-)";
-  for (const graph::Port& port : circuit.inputs()) text += fmt::format("read(in.{});\n", port.name);
-  text += fmt::format("const topModel_outputs out = topModel(in{});\nif (out.xOut_v) {{\n",
-                      circuit.states().empty() ? "" : ", state");
-  for (const graph::Port& port : circuit.outputs())
-    text += fmt::format("print(out.{}, {});\n", port.name, port.signal.width);
-  return text + "std::cout << '\\n';\n}\n}\n}\n";
-}
-
 std::string shellOutput(const Folder& folder, const std::string& command) {
   const std::string inFolder =
       fmt::format("cd {} && {} >shell.out 2>shell.err", folder.path().string(), command);
@@ -206,11 +171,13 @@ TEST_P(Roads, Agree) {
   EXPECT_EQ(difference(seenInVhdl, expected), "");
   EXPECT_EQ(difference(seenInVerilog, expected), "");
 
-  std::ofstream(vhdl.path() / "harness.cpp") << harnessOf(circuit);
   shellOutput(vhdl,
-              "g++ -std=c++20 -O1 -Wall -Wextra -Werror -ItopModel harness.cpp "
-              "topModel/topModel_model.cpp -o harness");
-  EXPECT_EQ(difference(rowsOf(shellOutput(vhdl, "./harness <topModel/topModel_xIn.stm")), answers),
+              "g++ -std=c++20 -O1 -Wall -Wextra -Werror -ItopModel -include "
+              "topModel_model.h " CMDGAUGE_SOURCE
+              "/tests/model_replay.cpp topModel/topModel_model.cpp -o replay");
+  std::string replay = "./replay";
+  for (const graph::Port& port : circuit.outputs()) replay += fmt::format(" {}", port.signal.width);
+  EXPECT_EQ(difference(rowsOf(shellOutput(vhdl, replay + " <topModel/topModel_xIn.stm")), answers),
             "");
 }
 

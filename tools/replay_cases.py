@@ -14,6 +14,7 @@ lines on every run.
              special: special cases, of integers at small widths
              sweeps: sums and products near cancellation, infinity and zero
              kiln: units that the model flow builds, with its options
+             model: all patterns of 16-bit formats for functions of one number, for the C++ model
              further: all tests at once, hand-built and injected vectors, value ranges
 --rows N     random rows a case (default 200)
 --spread N   only N lines a word, far apart in the cover, both languages among them
@@ -314,8 +315,17 @@ def kiln(word, settings):
                 rounding=["", "-correctRounding", "-error 2"], pipelining=["", "-pipelining 0"])
 
 
+def model(word, settings):
+    if word not in ELEMENTARY and word not in FUNCTIONS or word.endswith("OutFPLib"):
+        return None
+    ways = [subnormals + rounding for subnormals in ("", "-subnormals 1 ") for rounding in CORRECT]
+    return dict(parameters=["5 10", "8 7"], rounding=[way.strip() for way in ways],
+                tests=["-testbench 10 -exhaustiveTests"])
+
+
 KINDS = {"random": lambda word, settings: settings, "exhaustive": exhaustive, "special": special,
-         "sweeps": sweeps, "further": further, "kiln": kiln}
+         "sweeps": sweeps, "further": further, "kiln": kiln,
+         "model": model}
 
 
 def cover(settings, seed):
@@ -349,10 +359,10 @@ def cover(settings, seed):
 
 def line(word, settings, case, rows):
     value = {name: settings[name][index] for name, index in case.items()}
-    parts = [value["language"], value["frequency"], value["pipelining"],
-             value.get("subnormals", ""), value["rounding"],
+    parts = [value.get("language"), value.get("frequency"), value.get("pipelining"),
+             value.get("subnormals"), value["rounding"],
              value.get("tests", f"-testbench {rows} -randomTests"), value.get("word", word),
-             value["parameters"], value["further"]]
+             value["parameters"], value.get("further")]
     return " ".join(part for part in parts if part)
 
 

@@ -71,4 +71,14 @@ void stateRounding(ErrorBudgets* stated, bool toNearest) {
   budget.assertKept(stated);
 }
 
+void stateSubnormal(ErrorBudgets* stated, const ErrorBudget& normal, bool toNearest) {
+  if (normal.sum() > 1) return;
+  ErrorBudget budget(normal.promise(), "error of a subnormal");
+  if (toNearest)
+    for (const ErrorBudget::Term& term : normal.terms())
+      budget.add(term.name, term.numerator, term.log2Denominator + 1);
+  budget.add(toNearest ? "rounding" : "cut", 1, toNearest ? 1 : 0);
+  budget.assertKept(stated);
+}
+
 }  // namespace arithmetic

@@ -48,4 +48,10 @@ class ErrorBudget {
 // States that an exact result is rounded once: half an ulp to nearest, one in any other direction.
 void stateRounding(ErrorBudgets* stated, bool toNearest);
 
+// States what a result with this error on the grid of normal numbers errs by as a subnormal, whose
+// last place is coarser by a bit or more: half the error and half a unit where it is rounded to
+// nearest there, any part of a unit where it is cut off. No more than before if that is above a
+// unit.
+void stateSubnormal(ErrorBudgets* stated, const ErrorBudget& normal, bool toNearest);
+
 }  // namespace arithmetic

@@ -210,6 +210,7 @@ class Circuit {
       budget.add(term.name, term.numerator << static_cast<unsigned long>(coarser),
                  term.log2Denominator);
     budget.assertKept(how.budgets);
+    if (plan.places > 0) stateSubnormal(how.budgets, budget, /*toNearest=*/false);
     return b.shiftedUp(c, coarser);
   }
 

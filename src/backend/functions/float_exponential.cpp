@@ -208,7 +208,10 @@ Signal decomposePower(Builder& b, const Request& request, const Base& base, Sign
   auto power = arithmetic::evaluateFunction(b, f, *plan, wanted);
   power.budget.add("argument", error.numerator, error.log2Denominator);
   stateErrors(s.precision, s.ulps, power.budget, request.budgets);
-  if (!isRounded) stateFinalRounding(s.precision, s.isNearest, request.budgets);
+  if (!isRounded)
+    stateFinalRounding(s.precision, s.isNearest, request.budgets);
+  else if (s.out.gradual)
+    arithmetic::stateSubnormal(request.budgets, power.budget, true);
 
   // 2^f is about 1 to 2. Beside them by its error it is the neighbour in the next binade, as near
   // or nearer, and its bits stay: ones below 1, and zeros, but for the last ones, above 2.

@@ -88,21 +88,33 @@ SineRequest sineRequest(const Request& request, const SineAccuracy& accuracy, in
           .prices = evaluationPrices(request.prices)};
 }
 
+// Of a faithful result the last place of a P of 2 or more is cut off, which adds half a unit to
+// half the error of the finer grid.
 void stateBudget(const Request& request, const SineAccuracy& accuracy,
                  const arithmetic::ErrorBudget& ofSine) {
-  const bool isBesideRounding = accuracy.isKnown;
+  const double ulps = ulpsOf(request, 0);
   const bool isNearest = arithmetic::RoundingRule{request.rounding.fixed}.isNearest();
-  const double promise = isBesideRounding ? std::ldexp(1.0, -accuracy.guardBits)
-                         : accuracy.isCorrect
-                             ? (isNearest ? 0.5 : 1) + std::ldexp(1.0, -kUnknownGap)
-                             : ulpsOf(request, 0);
-  arithmetic::ErrorBudget budget(
-      promise, isBesideRounding ? "error before a rounding that does not see it" : "error");
-  for (const auto& term : ofSine.terms())
-    budget.add(term.name, term.numerator, term.log2Denominator + accuracy.guardBits);
-  if (accuracy.isCorrect && !isBesideRounding) budget.add("rounding", 1, isNearest ? 1 : 0);
-  budget.assertKept(request.budgets);
-  if (isBesideRounding) arithmetic::stateRounding(request.budgets, isNearest);
+  const auto state = [&](double promise, const std::string& name, int log2Divisor,
+                         const char* rounding, int log2Rounding) {
+    arithmetic::ErrorBudget budget(promise, name);
+    for (const auto& term : ofSine.terms())
+      budget.add(term.name, term.numerator, term.log2Denominator + log2Divisor);
+    if (*rounding) budget.add(rounding, 1, log2Rounding);
+    budget.assertKept(request.budgets);
+  };
+  if (accuracy.isKnown) {
+    state(std::ldexp(1.0, -accuracy.guardBits), "error before a rounding that does not see it",
+          accuracy.guardBits, "", 0);
+    return arithmetic::stateRounding(request.budgets, isNearest);
+  }
+  if (accuracy.isCorrect)
+    return state((isNearest ? 0.5 : 1) + std::ldexp(1.0, -kUnknownGap), "error",
+                 accuracy.guardBits, "rounding", isNearest ? 1 : 0);
+  if (ulps > 1) return state(ulps, "error", 0, "", 0);
+  state(ulps, "error above", 0, "", 0);
+  state(ulps, "error below", 1, "cut", 1);
+  if (outputFormat(request, 0).gradual)
+    arithmetic::stateSubnormal(request.budgets, ofSine, /*toNearest=*/false);
 }
 
 // The sine of `angle`, rounded and packed.
