@@ -204,6 +204,15 @@ TEST(WordOrder, TheClockCountsInFrontOfTheOperatorOnly) {
             "Warning: -frequency stands behind the operator and does not change the unit\n");
 }
 
+TEST(CorrectRounding, SaysWhereItIsNotProven) {
+  EXPECT_EQ(run("-correctRounding FPExp 7 16").err,
+            "Warning: FPExp: correct rounding is not proven in this format; results are within "
+            "0.5000010 ulp\n");
+  for (const char* line :
+       {"FPExp 7 16", "-correctRounding FPExp 8 23", "-correctRounding FPSqrt 7 16"})
+    EXPECT_EQ(run(line).err, "") << line;
+}
+
 TEST(WordOrder, LateOptionsChangeReportAndVectorsButNotTheUnit) {
   const Folder early, late;
   const std::string rest = " -noChanValid -printMachineReadable";

@@ -232,4 +232,18 @@ TEST(SimulationScript, FailsWhenOneBitOfOneAnswerIsWrong) {
   }
 }
 
+// The check of all inputs passes a faithful unit as that, and not as one that rounds to nearest.
+TEST(ExhaustiveCheck, TellsTheNearestNumberFromItsNeighbour) {
+  const Folder folder;
+  ASSERT_EQ(program::run(folder, "-generateCSimulationModel FPExp 8 23").status, 0);
+  shellOutput(folder,
+              "g++ -std=c++20 -O1 -Wall -Wextra -Werror -ItopModel -include "
+              "topModel_model.h " CMDGAUGE_SOURCE
+              "/tests/function_shard.cpp topModel/topModel_model.cpp -lmpfr -lgmp "
+              "-o shard");
+  shellOutput(folder, "./shard FPExp 0 1 1 1 1 16256 65536 1.json");
+  shellOutput(folder, "! ./shard FPExp 0 0.5 1 1 1 16256 65536 2.json");
+  shellOutput(folder, "! ./shard FPExp 0 1 0.5 0.5 1 16256 65536 3.json");
+}
+
 }  // namespace

@@ -73,7 +73,7 @@ void stateRounding(ErrorBudgets* stated, bool toNearest) {
 
 void stateSubnormal(ErrorBudgets* stated, const ErrorBudget& normal, bool toNearest) {
   if (normal.sum() > 1) return;
-  ErrorBudget budget(normal.promise(), "error of a subnormal");
+  ErrorBudget budget(1, "error of a subnormal");
   if (toNearest)
     for (const ErrorBudget::Term& term : normal.terms())
       budget.add(term.name, term.numerator, term.log2Denominator + 1);
