@@ -41,6 +41,7 @@ void keepProductsWhole(const StageModel& model, Schedule& schedule) {
            !model.loops.isJoint(model.loops.setOf(id));
   };
   std::vector<int> firstRead(graph.size(), INT_MAX);  // by node; of products through such wiring
+  const auto isMoved = [&](NodeId id) { return isMovable(id) && firstRead[id.index] != INT_MAX; };
   const auto readIn = [&](NodeId id, int cycle) {
     int& first = firstRead[id.index];
     first = std::min(first, cycle);
@@ -50,9 +51,9 @@ void keepProductsWhole(const StageModel& model, Schedule& schedule) {
   for (const graph::State& state : graph.states()) readIn(state.next, schedule.cycleOf(state.node));
   for (std::uint32_t i = static_cast<std::uint32_t>(graph.size()); i-- > 0;)
     for (const NodeId operand : graph.operands(NodeId{i}))
-      readIn(operand, isMovable({i}) ? firstRead[i] : schedule.cycleByNode[i]);
+      readIn(operand, isMoved({i}) ? firstRead[i] : schedule.cycleByNode[i]);
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
-    if (!isMovable({i}) || firstRead[i] == INT_MAX) continue;
+    if (!isMoved({i})) continue;
     const NodeId product = products[i];
     const int end = std::min(firstRead[product.index], schedule.cycleOf(product) + kBlockRegisters);
     schedule.cycleByNode[i] = std::max(schedule.cycleByNode[i], end);
