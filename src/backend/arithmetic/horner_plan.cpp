@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
+#include <tuple>
 
 namespace arithmetic {
 
@@ -19,6 +21,11 @@ constexpr double kSlack = 1 - 1e-9;
 constexpr double kSavedInLogic = 0.6;
 
 double asDouble(const util::MPZ& x) { return mpz_get_d(x.get()); }
+
+struct WholeProduct {
+  double inLogic = 0, withBlocks = 0;  // prices
+  int blocks = 0;
+};
 
 class Planner {
  public:
@@ -113,14 +120,23 @@ class Planner {
     const ProductShape product{argumentBits - step.argumentCut, bitsOf(inUnits), true,
                                inUnits.low.sign() < 0};
     const double left = leftOutShare(product, step.roomBits);
-    const double inLogic =
-        priceOf(planProduct(product, logicOnly), logicOnly) * (1 - kSavedInLogic * left);
-    const ProductPlan whole = planProduct(product, prices.product);
-    double withBlocks = priceOf(whole, prices.product);
-    if (whole.blocks > 2) withBlocks *= 1 - left / 2;
+    const WholeProduct& whole = wholeProduct(product);
+    const double inLogic = whole.inLogic * (1 - kSavedInLogic * left);
+    const double withBlocks = whole.withBlocks * (whole.blocks > 2 ? 1 - left / 2 : 1);
     into.productLuts += std::min(inLogic, withBlocks);
     const double top = std::ilogb(magnitude(i)) + 1;
     into.adderLuts += std::max(0.0, top - step.lsb) + 1;
+  }
+  // The same few shapes come up again and again.
+  const WholeProduct& wholeProduct(const ProductShape& product) const {
+    const auto [known, isNew] =
+        wholeProducts.try_emplace({product.x, product.y, product.xSigned, product.ySigned});
+    if (isNew) {
+      const ProductPlan whole = planProduct(product, prices.product);
+      known->second = {priceOf(planProduct(product, logicOnly), logicOnly),
+                       priceOf(whole, prices.product), whole.blocks};
+    }
+    return known->second;
   }
   // Of the product's partial products, those of a weight that the room covers.
   static double leftOutShare(const ProductShape& product, int roomBits) {
@@ -188,6 +204,7 @@ class Planner {
   const int resultLsb;
   const EvaluationPrices& prices;
   ProductPrices logicOnly;
+  mutable std::map<std::tuple<int, int, bool, bool>, WholeProduct> wholeProducts;
   int argumentBits = 0, logHalf = 0;
 };
 
