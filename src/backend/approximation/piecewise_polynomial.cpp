@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "util/long_run.h"
+
 namespace approximation {
 
 using util::MPZ;
@@ -59,7 +61,9 @@ std::optional<PiecewisePolynomial> fitPiecewise(const Function& f, const Argumen
   bool isFirst = true;
   result.coefficient.resize(lsb.size());
   result.partial.resize(lsb.size());
+  util::LongRun run("Segments of " + f.text());
   for (const Segmentation::Segment& segment : segmentation.segments()) {
+    run.show(result.rows.size(), segmentation.rows());
     const Span span = segment.span(argument);
     const auto model = localModel(f, span, 0, logTolerance);
     if (!model) return std::nullopt;

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <tuple>
 
 #include "backend/device/families.h"
 #include "backend/kiln/attributes.h"
@@ -207,6 +208,31 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   }
 }
 
+// Units plan by estimates; where more than an ulp is allowed, a faithful circuit may still be the
+// cheaper one.
+void CSynthSingleEntity::buildCheapest(functions::Request asked) {
+  buildCircuit(asked);
+  bool isLoose = false;
+  for (functions::Accuracy& accuracy : asked.accuracy) {
+    if (accuracy.kind != functions::Accuracy::kWithin || accuracy.ulps <= 1) continue;
+    accuracy.ulps = 1;
+    isLoose = true;
+  }
+  if (!isLoose || hardFloat || constrainedLatency(0) || topUnit->row().refuses(asked)) return;
+  const auto price = [&] {
+    const device::Cost& cost = scheduled->cost;
+    return cost.luts + cost.dsps * asked.prices.lutPerDsp +
+           (cost.ramBlocks > 0 ? cost.ramBlocks * asked.prices.lutPerMemory : 0);
+  };
+  const double priceOfLoose = price();
+  auto loose = std::tuple{std::move(mapped), std::move(scheduled), std::move(budgets)};
+  mapped = {}, scheduled.reset(), budgets.clear();
+  buildCircuit(asked);
+  if (price() < priceOfLoose) return log("the faithful circuit is the cheaper one\n");
+  log("the first circuit is the cheaper one\n");
+  std::tie(mapped, scheduled, budgets) = std::move(loose);
+}
+
 // The registers are the block's own; a longer latency that was asked for adds some behind them.
 void CSynthSingleEntity::scheduleHardFloat() {
   const int wrappers = (wrapper & kWrapperIn ? 1 : 0) + (wrapper & kWrapperOut ? 1 : 0);
@@ -259,7 +285,7 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   log(requestText(topUnit->row(), request, *settings.device));
   functions::Request asked = request;
   asked.budgets = &budgets;
-  buildCircuit(asked);
+  buildCheapest(asked);
   if (scheduled->warning) loam_error_printf(*scheduled->warning);
   warnOfUnproven();
   if (shared->getOptionValue(synthOption::verbosity) > 0)

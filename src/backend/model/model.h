@@ -116,6 +116,7 @@ class CSynthSingleEntity : public CSynth {
   std::string entityName() const;
   std::vector<std::string> headerLines() const;
   std::vector<std::string> budgetLines() const;
+  void buildCheapest(functions::Request asked);
   void warnOfUnproven() const;
 
   WrapperTypeEnum wrapper;
