@@ -7,7 +7,6 @@
 
 #include "numbers/draws.h"
 #include "util/failure.h"
-#include "vectors/population.h"
 #include "vectors/population_parts.h"
 #include "vectors/stm_writer.h"
 

@@ -9,7 +9,6 @@
 #include "stimuli/exhaustive.h"
 #include "stimuli/random.h"
 #include "util/failure.h"
-#include "vectors/population.h"
 #include "vectors/population_parts.h"
 #include "vectors/reference.h"
 #include "vectors/stm_writer.h"

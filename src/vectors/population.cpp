@@ -107,16 +107,6 @@ std::optional<std::string> refusal(const PortSpecList& inPorts, const PortSpecLi
   return std::nullopt;
 }
 
-void drawProgress(int current, int total) {
-  constexpr int kColumns = 40;
-  const float done = total < 1 ? 1.0f : static_cast<float>(current) / static_cast<float>(total);
-  const auto filled = static_cast<std::size_t>(kColumns * done);
-  std::printf("%s",
-              fmt::format("{}% [{:<40}]\r", static_cast<int>(done * 100), std::string(filled, '='))
-                  .c_str());
-  std::fflush(stdout);
-}
-
 int populateGeneric(CFuncUnitFunctionInterface& unit, const std::string& baseName,
                     const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
                     const TestingOptions& options) {
@@ -145,7 +135,7 @@ int populateGeneric(CFuncUnitFunctionInterface& unit, const std::string& baseNam
     int channel = 0;
     for (int i = 0; i < category.count; ++i) {
       if (i % 1000 == 0) {
-        drawProgress(i, category.count);
+        progressBar(i, category.count, 1);
         files.check();
       }
       category.generate(stimulus, i);
@@ -189,22 +179,4 @@ int populateStmFilesFP(CFuncUnitFunctionInterface* unit, const std::string& base
                                                  options);
   }
   return populateGeneric(*unit, baseName, inPorts, outPorts, latency, options);
-}
-
-void filterAndOutToFile(const PortSpecList& outPorts, std::vector<NumValue>& down,
-                        std::vector<NumValue>& up, std::vector<NumValue>& nearest,
-                        const std::vector<unsigned>& precisions, const PortSpecList& inPorts,
-                        const std::vector<NumValue>& stimulus, const TestingOptions& options,
-                        FILE* xIn, FILE* xOut, int channel) {
-  thread_local std::vector<std::vector<NumValue>> candidates;  // storage only
-  filterFixedPointOutputs(outPorts, down, up, nearest, options);
-  filterFloatingPointOutputs(outPorts, down, up, nearest, options);
-  generateOutputsForBeyondFaithfulTesting(candidates, outPorts, down, up, nearest, precisions,
-                                          options);
-  printToStimuliFile(xIn, stimulus, inPorts, /*valid=*/1, channel, options, /*enable=*/1);
-  printToStimuliFileVV(xOut, candidates, outPorts, channel, /*valid=*/1, options);
-}
-
-void progressBar(int current, int total, int every) {
-  if (current % every == 0) drawProgress(current, total);
 }

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "accuracy/accepted_values.h"
 #include "util/failure.h"
 #include "util/random.h"
-#include "vectors/population.h"
 #include "vectors/reference.h"
 #include "vectors/stm_writer.h"
 
@@ -66,4 +66,36 @@ int progressStep(int total) { return std::clamp(total - 1, 1, 1000); }
 bool enableOfRow(int row, int latency, const TestingOptions& options) {
   constexpr int kPercent = 80;
   return !options.enable || row <= latency || generateEnable(kPercent);
+}
+
+namespace {
+
+void drawProgress(int current, int total) {
+  constexpr int kColumns = 40;
+  const float done = total < 1 ? 1.0f : static_cast<float>(current) / static_cast<float>(total);
+  const auto filled = static_cast<std::size_t>(kColumns * done);
+  std::printf("%s",
+              fmt::format("{}% [{:<40}]\r", static_cast<int>(done * 100), std::string(filled, '='))
+                  .c_str());
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+void filterAndOutToFile(const PortSpecList& outPorts, std::vector<NumValue>& down,
+                        std::vector<NumValue>& up, std::vector<NumValue>& nearest,
+                        const std::vector<unsigned>& precisions, const PortSpecList& inPorts,
+                        const std::vector<NumValue>& stimulus, const TestingOptions& options,
+                        FILE* xIn, FILE* xOut, int channel) {
+  thread_local std::vector<std::vector<NumValue>> candidates;  // storage only
+  filterFixedPointOutputs(outPorts, down, up, nearest, options);
+  filterFloatingPointOutputs(outPorts, down, up, nearest, options);
+  generateOutputsForBeyondFaithfulTesting(candidates, outPorts, down, up, nearest, precisions,
+                                          options);
+  printToStimuliFile(xIn, stimulus, inPorts, /*valid=*/1, channel, options, /*enable=*/1);
+  printToStimuliFileVV(xOut, candidates, outPorts, channel, /*valid=*/1, options);
+}
+
+void progressBar(int current, int total, int every) {
+  if (current % every == 0) drawProgress(current, total);
 }

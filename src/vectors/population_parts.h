@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "accuracy/rounding.h"
 #include "backend/model/function_interface.h"
 #include "numbers/ports.h"
 #include "numbers/testing_options.h"
@@ -66,3 +67,13 @@ int progressStep(int total);
 // The enable of row `row`. With `-enable` a unit stalls in 20 of 101 rows, but in none of the first
 // `latency` + 1, in which it fills.
 bool enableOfRow(int row, int latency, const TestingOptions& options);
+
+// Brings the three results to their ports, finds the legal values and writes one row to each file.
+void filterAndOutToFile(const PortSpecList& outPorts, std::vector<NumValue>& down,
+                        std::vector<NumValue>& up, std::vector<NumValue>& nearest,
+                        const std::vector<unsigned>& precisions, const PortSpecList& inPorts,
+                        const std::vector<NumValue>& stimulus, const TestingOptions& options,
+                        FILE* xIn, FILE* xOut, int channel);
+
+// Draws the state of a job of `total` steps on standard output, every `every` steps.
+void progressBar(int current, int total, int every);
