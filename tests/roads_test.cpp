@@ -174,7 +174,7 @@ TEST_P(Roads, Agree) {
   shellOutput(vhdl,
               "g++ -std=c++20 -O1 -Wall -Wextra -Werror -ItopModel -include "
               "topModel_model.h " CMDGAUGE_SOURCE
-              "/tests/model_replay.cpp topModel/topModel_model.cpp -o replay");
+              "/proofs/model_replay.cpp topModel/topModel_model.cpp -o replay");
   std::string replay = "./replay";
   for (const graph::Port& port : circuit.outputs()) replay += fmt::format(" {}", port.signal.width);
   EXPECT_EQ(difference(rowsOf(shellOutput(vhdl, replay + " <topModel/topModel_xIn.stm")), answers),
@@ -239,7 +239,7 @@ TEST(ExhaustiveCheck, TellsTheNearestNumberFromItsNeighbour) {
   shellOutput(folder,
               "g++ -std=c++20 -O1 -Wall -Wextra -Werror -ItopModel -include "
               "topModel_model.h " CMDGAUGE_SOURCE
-              "/tests/function_shard.cpp topModel/topModel_model.cpp -lmpfr -lgmp "
+              "/proofs/function_shard.cpp topModel/topModel_model.cpp -lmpfr -lgmp "
               "-o shard");
   shellOutput(folder, "./shard FPExp 0 1 1 1 1 16256 65536 1.json");
   shellOutput(folder, "! ./shard FPExp 0 0.5 1 1 1 16256 65536 2.json");

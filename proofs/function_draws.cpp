@@ -1,9 +1,7 @@
 // Functions in wide formats: many drawn and hard inputs of each operator word go through the graphs
 // of its roundings, and each answer is compared with what MPFR gives.
-//   function_draws COUNT WE WF [WORD...]   COUNT inputs a word, half of them with subnormals;
-//   prints
-//                                          "ok" or "FAILED" and a line a word; status 0 if all
-//                                          passed
+//   function_draws COUNT WE WF [WORD...]   COUNT inputs a word, half of them with subnormals
+// Prints "ok" or "FAILED" and a line a word; status 0 if all passed.
 
 #include <fmt/format.h>
 
