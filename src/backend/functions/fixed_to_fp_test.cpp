@@ -5,10 +5,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::FixedPoint;
-using kiln::FloatingPoint;
-using kiln::ieee;
-
 const FixedPoint kDirection(2, 0, false), kFlags(5, 0, false);
 
 // The conversions of one port to one format: each rounding by itself and by a port.

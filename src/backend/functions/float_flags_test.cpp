@@ -5,9 +5,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::FixedPoint;
-using kiln::ieee;
-
 int operate(bool multiplies, bool subtracts, mpfr_ptr r, const std::vector<Real>& in,
             mpfr_rnd_t direction) {
   if (multiplies) return mpfr_mul(r, in[0].get(), in[1].get(), direction);
@@ -42,7 +39,7 @@ class FlagBench : public Conversion {
   }
 
  private:
-  static Signature signatureOf(bool multiplies, const kiln::FloatingPoint& format, bool hasPort,
+  static Signature signatureOf(bool multiplies, const FloatingPoint& format, bool hasPort,
                                bool subnormals) {
     Signature signature{{format, format}, {format, FixedPoint(5, 0, false)}, {}};
     if (!multiplies) signature.in.emplace_back(FixedPoint(1, 0, false));

@@ -5,10 +5,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::FixedPoint;
-using kiln::FloatingPoint;
-using kiln::ieee;
-
 const FixedPoint kSelect(1, 0, false), kDirection(2, 0, false), kFlags(5, 0, false);
 
 // The conversions of one format to one port: each rounding by itself, by a select and by a port.

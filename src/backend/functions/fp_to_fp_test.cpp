@@ -5,10 +5,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::FixedPoint;
-using kiln::FloatingPoint;
-using kiln::ieee;
-
 const FixedPoint kClass(3, 0, false);
 
 // The conversions of one format to another, by the number of the rounding.

@@ -5,8 +5,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::ieee;
-
 struct Window {
   int wE, wF;
   long lsbA, msbA, maxMSBX;
@@ -60,7 +58,7 @@ class LongAccumulator {
  private:
   static Request requestFor(const Port& port, const Window& window, RoundMode mode,
                             Accuracy accuracy) {
-    const kiln::FixedPoint bit{1, 0, false};
+    const FixedPoint bit{1, 0, false};
     Request request;
     request.signature = {{port.format, bit},
                          {port.format, bit, bit, bit},

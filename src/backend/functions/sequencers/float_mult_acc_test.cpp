@@ -5,8 +5,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::ieee;
-
 // One accumulator as a circuit with its valid bit, beside a running result in MPFR.
 class Accumulator {
  public:
@@ -49,7 +47,7 @@ class Accumulator {
  private:
   static Request requestFor(const Port& port, bool sum, RoundMode mode) {
     Request request;
-    request.signature = {{kiln::FixedPoint{1, 0, false}, port.format}, {port.format}, {{sum}}};
+    request.signature = {{FixedPoint{1, 0, false}, port.format}, {port.format}, {{sum}}};
     if (!sum) request.signature.in.push_back(port.format);
     request.accuracy = {{Accuracy::kWithin, 1}};
     request.rounding.fixed = mode;
