@@ -27,16 +27,16 @@ class Conversions {
   bool check(const MPZ& pattern) {
     const Exact x = exactOf(pattern, in);
     bool right = true;
-    constexpr RoundMode kModes[] = {RoundMode::kTowardZero, RoundMode::kNearestEven,
-                                    RoundMode::kNearestAway, RoundMode::kUp, RoundMode::kDown};
+    constexpr RoundMode kNumberedModes[] = {RoundMode::kTowardZero, RoundMode::kNearestEven,
+                                            RoundMode::kNearestAway, RoundMode::kUp,
+                                            RoundMode::kDown};
     for (std::size_t i = 0; i < 5; ++i)
-      right = units[i]->check({pattern}, {owedFloat(x, out, kModes[i], false).pattern}) && right;
+      right = units[i]->check({pattern}, {owedFloat(x, out, kNumberedModes[i], false).pattern}) &&
+              right;
     const Owed nearest = owedFloat(x, out, RoundMode::kNearestEven, false);
     right = units[5]->check({pattern}, {nearest.pattern, nearest.flags}) && right;
-    constexpr RoundMode kDirections[] = {RoundMode::kNearestEven, RoundMode::kDown, RoundMode::kUp,
-                                         RoundMode::kTowardZero};
     for (int i = 0; i < 4; ++i) {
-      const Owed owed = owedFloat(x, out, kDirections[i], true);
+      const Owed owed = owedFloat(x, out, kModes[i], true);
       right = units[6]->check({pattern, i}, {owed.pattern, owed.flags}) && right;
     }
     return right;

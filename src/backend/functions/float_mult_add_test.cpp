@@ -5,18 +5,11 @@
 namespace functions::testing {
 namespace {
 
-int productAndSum(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_fma(r, in[0].get(), in[1].get(), in[2].get(), direction);
-}
-int productAndDifference(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_fms(r, in[0].get(), in[1].get(), in[2].get(), direction);
-}
-
 std::vector<Config> multiplyAdds(const Ports& ports, bool subnormals) {
   // Ties have one rule here, and all bounds from 1 on build one circuit.
   const auto takes = [](const Precision& p) { return p.tiesAway == 0 && p.accuracy.ulps <= 1; };
-  auto configs = configsOf("CFloatMultAdd", ports, subnormals, {productAndSum}, takes);
-  append(configs, configsOf("CFloatMultAdd", ports, subnormals, {productAndDifference}, takes, 1));
+  auto configs = configsOf("CFloatMultAdd", ports, subnormals, {ofThree<mpfr_fma>}, takes);
+  append(configs, configsOf("CFloatMultAdd", ports, subnormals, {ofThree<mpfr_fms>}, takes, 1));
   return configs;
 }
 

@@ -118,6 +118,15 @@ int ofTwo(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
   return f(r, in[0].get(), in[1].get(), direction);
 }
 
+template <auto f>
+int ofThree(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return f(r, in[0].get(), in[1].get(), in[2].get(), direction);
+}
+
+// The modes of a rounding port, by number.
+constexpr RoundMode kModes[] = {RoundMode::kNearestEven, RoundMode::kDown, RoundMode::kUp,
+                                RoundMode::kTowardZero};
+
 // What one output may carry for one set of inputs.
 class Truth {
  public:
