@@ -37,11 +37,9 @@ Pipeline pipelineOf(const std::string& line) {
   Pipeline found;
   const std::string& record = files.at("topModel/topModel.json");
   const std::string cycles = matched(record, R"("latency": \[([^\]]*)\])");
-  for (const char* digit = cycles.c_str(); *digit;) {
-    char* end = nullptr;
-    found.latencies.push_back(static_cast<int>(std::strtol(digit, &end, 10)));
-    digit = *end ? end + 1 : end;
-  }
+  const std::regex number("[0-9]+");
+  for (std::sregex_iterator at(cycles.begin(), cycles.end(), number), end; at != end; ++at)
+    found.latencies.push_back(std::stoi(at->str()));
   found.registerBits = std::stol(matched(record, R"("register_bits": (\d+))"));
   return found;
 }

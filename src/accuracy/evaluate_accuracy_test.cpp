@@ -178,11 +178,6 @@ TEST_F(Evaluation, TheBoundItselfFails) {
   EXPECT_THAT(evaluate({{3, 1, 3}}), EndsWith(failures(0, 0)));
 }
 
-double nanAsDouble() {
-  Real x(2);
-  return mpfr_get_d(x.get(), MPFR_RNDN);
-}
-
 TEST_F(Evaluation, SpecialValuesAreToldApart) {
   const float big = 0x1p100f, tiny = 0x1p-100f;
   struct Case {
@@ -212,7 +207,7 @@ TEST_F(Evaluation, SpecialValuesAreToldApart) {
     std::string line = c.line;
     // A NaN's double may have either sign, which the text shows.
     if (const auto at = line.find("NAN"); at != std::string::npos) {
-      line.replace(at, 3, fmt::sprintf("%f", nanAsDouble()));
+      line.replace(at, 3, fmt::sprintf("%f", mpfr_get_d(Real(2).get(), MPFR_RNDN)));
     }
     EXPECT_THAT(console, StartsWith(line + "@@start\n@mpre out 0 0.000000e+00 "))
         << c.row.a << ' ' << c.row.b << ' ' << c.row.q;

@@ -247,9 +247,7 @@ TEST_F(EnablePopulation, SplitFixedOutputsEndAtTheirRange) {
   std::size_t i = 0;
   for (const Cycle& c : cycles()) {
     const int sum = c.a + c.b, low = -(1 << (kIn - 1)), high = -low - 1;
-    const auto text = [&](int v) {
-      return fmt::format(" {:0{}b} ", unsigned(std::clamp(v, low, high)) & 0x1ff, kIn);
-    };
+    const auto text = [&](int v) { return columnsOf(std::clamp(v, low, high), kIn, 0.5f); };
     EXPECT_EQ(rows.at(i),
               fmt::format(" 1  {:08b} ", i & 255) + text(sum) + text(sum < 0 ? sum - 1 : sum + 1));
     clamped += sum < low || sum > high;

@@ -7,31 +7,23 @@
 namespace hdl {
 namespace {
 
-struct Place {
-  LANGUAGE language;
-  int latency;
+class EveryPlace : public testing::TestWithParam<std::tuple<LANGUAGE, int>> {
+ protected:
+  const LANGUAGE language = std::get<0>(GetParam());
+  const int latency = std::get<1>(GetParam());
 };
 
-class EveryPlace : public testing::TestWithParam<Place> {};
-
 INSTANTIATE_TEST_SUITE_P(Emission, EveryPlace,
-                         testing::Values(Place{LANGUAGE_VHDL, 0}, Place{LANGUAGE_VHDL, 1},
-                                         Place{LANGUAGE_VHDL, 3}, Place{LANGUAGE_VERILOG, 0},
-                                         Place{LANGUAGE_VERILOG, 1}, Place{LANGUAGE_VERILOG, 3}),
-                         [](const auto& info) {
-                           return fmt::format(
-                               "{}{}", info.param.language == LANGUAGE_VHDL ? "Vhdl" : "Verilog",
-                               info.param.latency);
-                         });
+                         testing::Combine(kBothLanguages, testing::Values(0, 1, 3)));
 
 TEST_P(EveryPlace, EveryOperationReplays) {
   ReplayedUnit unit("operations");
   unit.addChannelAndValid();
   graph::buildEveryOperation(unit.builder, {1, 2, 31, 32, 33, 64, 65, 200});
-  unit.scheduleBy(GetParam().latency);
+  unit.scheduleBy(latency);
   unit.drawVectors(100, 1);
   EXPECT_EQ(unit.comparedRows(), 100);
-  unit.expectReplay(GetParam().language);
+  unit.expectReplay(language);
 }
 
 TEST_P(EveryPlace, DrawnGraphsReplay) {
@@ -40,10 +32,10 @@ TEST_P(EveryPlace, DrawnGraphsReplay) {
     ReplayedUnit unit("drawn");
     graph::buildDrawn(unit.builder, random, 250, 40);
     unit.dontCareOnReset = true;
-    unit.scheduleBy(2 * GetParam().latency);
+    unit.scheduleBy(2 * latency);
     unit.drawVectors(200, seed);
     EXPECT_EQ(unit.comparedRows(), 200);
-    unit.expectReplay(GetParam().language);
+    unit.expectReplay(language);
   }
 }
 
@@ -52,13 +44,13 @@ TEST_P(EveryPlace, RowsThatNeverChangeReplay) {
   const auto x = unit.builder.input("a", 9), y = unit.builder.input("b", 9);
   unit.builder.output("r", unit.builder.select(unit.builder.less(x, y), x, unit.builder.bitNot(y)));
   unit.builder.output("constant", unit.builder.literal(19, 70));
-  unit.scheduleBy(GetParam().latency);
+  unit.scheduleBy(latency);
   unit.drawVectors(0, 0);
   for (int row = 0; row < 5; ++row) {
     unit.stimuli.push_back({"000000000", "000000000"});
     unit.responses.push_back({"111111111", std::string(65, '0') + "10011"});
   }
-  EXPECT_EQ(unit.replay(GetParam().language).output, "5 rows compared, 0 mismatches\n");
+  EXPECT_EQ(unit.replay(language).output, "5 rows compared, 0 mismatches\n");
 }
 
 // A small unit of three cycles with a name in each language's way.

@@ -26,12 +26,13 @@ TEST(NumTypeSpec, DescribesAFormatAndReadsItBack) {
   EXPECT_EQ(textOf(NumTypeSpec::of(ieee(8, 23))), "(NUMTYPE_SFLOAT_IEEE, 23, 8)");
   EXPECT_EQ(textOf(NumTypeSpec::of(fpLib(11, 52))), "(NUMTYPE_SFLOAT_FPLIB, 52, 11)");
 
-  for (const NumTypeSpec& spec :
-       {NumTypeSpec::of(FixedPoint(20, 12, true)), NumTypeSpec::of(FixedPoint(4, -3, false)),
-        NumTypeSpec::ufixed(5, 3), NumTypeSpec::of(ieee(5, 10)), NumTypeSpec::of(fpLib(5, 10))}) {
-    const Type type = NumTypeSpec::typeOf(spec.toValue(ContextMgr::get()).get_ptr());
-    EXPECT_EQ(textOf(NumTypeSpec::of(type)), textOf(spec));
-  }
+  const auto readBack = [&](const NumTypeSpec& spec) {
+    return textOf(NumTypeSpec::of(NumTypeSpec::typeOf(spec.toValue(ContextMgr::get()).get_ptr())));
+  };
+  for (const Type& type : {Type(FixedPoint(20, 12, true)), Type(FixedPoint(4, -3, false)),
+                           Type(ieee(5, 10)), Type(fpLib(5, 10))})
+    EXPECT_EQ(readBack(NumTypeSpec::of(type)), textOf(NumTypeSpec::of(type)));
+  EXPECT_EQ(readBack(NumTypeSpec::ufixed(5, 3)), "(NUMTYPE_FIXED, 0, 5, 3)");
 }
 
 // A model with the two operands of a unit.

@@ -34,30 +34,22 @@ int misfits(const Graph& mapped, int period) {
   return count;
 }
 
-TEST(MapGraph, KeepsTheFunctionOfDrawnGraphs) {
-  for (std::uint32_t seed = 1; seed <= 150; ++seed) {
-    RandomGraph draw(seed);
-    const Graph graph =
-        draw.make({.nodes = 60, .maxWidth = seed % 3 == 0 ? 150 : 20, .tables = seed % 2 == 0});
-    const MappingOptions options{.period = {seed % 2 == 0 ? 1700 : 3333},
-                                 .combinational = seed % 5 == 0};
-    const Graph mapped = mapGraph(graph, tarn(), options);
-    expectSameFunction(graph, mapped, draw, 20);
-    EXPECT_EQ(countOf(mapped, Op::kHeap), 0) << seed;
-  }
-}
-
-TEST(MapGraph, KeepsTheSequencesOfDrawnGraphsWithStates) {
+TEST(MapGraph, KeepsTheSequencesOfDrawnGraphs) {
   std::size_t states = 0;
-  for (std::uint32_t seed = 1; seed <= 100; ++seed) {
-    RandomGraph draw(seed);
-    const Graph graph =
-        draw.make({.nodes = 60, .maxWidth = seed % 3 == 0 ? 150 : 20, .states = draw.upTo(8)});
-    const Graph mapped =
-        mapGraph(graph, tarn(), {.period = {1700}, .combinational = seed % 5 == 0});
-    expectSameFunction(graph, mapped, draw, 60);
-    states += mapped.states().size();
-  }
+  for (const bool hasStates : {false, true})
+    for (std::uint32_t seed = 1; seed <= (hasStates ? 100 : 150); ++seed) {
+      RandomGraph draw(seed);
+      const Graph graph = draw.make({.nodes = 60,
+                                     .maxWidth = seed % 3 == 0 ? 150 : 20,
+                                     .states = hasStates ? draw.upTo(8) : 0,
+                                     .tables = !hasStates && seed % 2 == 0});
+      const int period = hasStates || seed % 2 == 0 ? 1700 : 3333;
+      const Graph mapped =
+          mapGraph(graph, tarn(), {.period = {period}, .combinational = seed % 5 == 0});
+      expectSameFunction(graph, mapped, draw, hasStates ? 60 : 20);
+      EXPECT_EQ(countOf(mapped, Op::kHeap), 0) << seed;
+      states += mapped.states().size();
+    }
   EXPECT_GT(states, 150u);
 }
 
