@@ -76,7 +76,6 @@ TEST(Record, IsRefusedWhereItDoesNotFit) {
 }
 
 struct BudgetCase {
-  const char* label;
   const char* line;
   const char* bounds;
   const char* budgets;  // of the record
@@ -84,54 +83,47 @@ struct BudgetCase {
 };
 
 const BudgetCase kBudgetCases[] = {
-    {"ToNearest",
-     "-correctRounding FPAdd 8 23",
+    {"-correctRounding FPAdd 8 23",
      "[0.5]",
      R"([{"name": "error", "bound_ulp": 0.5, "sum_ulp": 0.5, "terms": [{"name": "rounding", "ulp": 0.5}]}])",
      {"Budget in ulp, error: rounding 0.5 = 0.5 of 0.5."}},
     // A directed result is up to one ulp away.
-    {"Directed",
-     "-correctRounding -roundType 1 FPMul 8 23",
+    {"-correctRounding -roundType 1 FPMul 8 23",
      "[1]",
      R"([{"name": "error", "bound_ulp": 1, "sum_ulp": 1, "terms": [{"name": "rounding", "ulp": 1}]}])",
      {"Budget in ulp, error: rounding 1 = 1 of 1."}},
-    {"CornerLeftOut",
-     "-error 4 FPMul 11 52",
+    {"-error 4 FPMul 11 52",
      "[4]",
      R"([{"name": "below", "bound_ulp": 4, "sum_ulp": 3, "terms": [{"name": "corner left out", "ulp": 2}, {"name": "truncation", "ulp": 1}]}, {"name": "above", "bound_ulp": 4, "sum_ulp": 2, "terms": [{"name": "correction", "ulp": 2}]}])",
      {"Budget in ulp, below: corner left out 2 + truncation 1 = 3 of 4.",
       "Budget in ulp, above: correction 2 = 2 of 4."}},
-    {"OnesComplement",
-     "-error 4 FPAddExpert 8 23 1 1 1",
+    {"-error 4 FPAddExpert 8 23 1 1 1",
      "[4]",
      R"([{"name": "above", "bound_ulp": 4, "sum_ulp": 4, "terms": [{"name": "alignment", "ulp": 4}]}, {"name": "below", "bound_ulp": 4, "sum_ulp": 3, "terms": [{"name": "ones' complement", "ulp": 2}, {"name": "truncation", "ulp": 1}]}])",
      {}},
-    {"BlockOfTheDevice",
-     "-enableHardFP 1 FPMultAdd 8 23",
+    {"-enableHardFP 1 FPMultAdd 8 23",
      "[0.5]",
      R"([{"name": "error", "bound_ulp": 0.5, "sum_ulp": 0.5, "terms": [{"name": "rounding", "ulp": 0.5}]}])",
      {}},
-    {"Nothing", "LongAdd 8", "[1]", "[]", {}},
+    {"LongAdd 8", "[1]", "[]", {}},
 };
 
-class Budgets : public testing::TestWithParam<BudgetCase> {};
-
-TEST_P(Budgets, StandInRecordAndComments) {
-  const Folder folder;
-  ASSERT_EQ(
-      program::run(folder, std::string("-generateCSimulationModel ") + GetParam().line).status, 0);
-  auto files = folder.files();
-  const std::string& record = files["topModel/topModel.json"];
-  EXPECT_EQ(fieldOf(record, "error_bound_ulp"), GetParam().bounds);
-  EXPECT_EQ(fieldOf(record, "error_budget"), GetParam().budgets);
-  for (const char* comment : GetParam().comments) {
-    EXPECT_THAT(files["topModel/topModel.vhd"], HasSubstr(fmt::format("\n-- {}\n", comment)));
-    EXPECT_THAT(files["topModel/topModel_model.cpp"], HasSubstr(fmt::format("\n// {}\n", comment)));
+TEST(Budgets, StandInRecordAndComments) {
+  for (const BudgetCase& row : kBudgetCases) {
+    SCOPED_TRACE(row.line);
+    const Folder folder;
+    ASSERT_EQ(program::run(folder, std::string("-generateCSimulationModel ") + row.line).status, 0);
+    auto files = folder.files();
+    const std::string& record = files["topModel/topModel.json"];
+    EXPECT_EQ(fieldOf(record, "error_bound_ulp"), row.bounds);
+    EXPECT_EQ(fieldOf(record, "error_budget"), row.budgets);
+    for (const char* comment : row.comments) {
+      EXPECT_THAT(files["topModel/topModel.vhd"], HasSubstr(fmt::format("\n-- {}\n", comment)));
+      EXPECT_THAT(files["topModel/topModel_model.cpp"],
+                  HasSubstr(fmt::format("\n// {}\n", comment)));
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(All, Budgets, testing::ValuesIn(kBudgetCases),
-                         [](const auto& info) { return std::string(info.param.label); });
 
 TEST(Debug, LeavesALogAndADrawing) {
   const Folder folder;

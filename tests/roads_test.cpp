@@ -103,6 +103,10 @@ std::string shellOutput(const Folder& folder, const std::string& command) {
   return folder.files()["shell.out"];
 }
 
+const std::string kCompile =
+    "g++ -std=c++20 -O1 -Wall -Wextra -Werror -ItopModel -include topModel_model.h " CMDGAUGE_SOURCE
+    "/proofs/";
+
 // A line, and for an accumulator the column of the port that begins a new sum, with the bit that
 // does: drawn bits would end most sums after two steps.
 struct Road {
@@ -171,10 +175,7 @@ TEST_P(Roads, Agree) {
   EXPECT_EQ(difference(seenInVhdl, expected), "");
   EXPECT_EQ(difference(seenInVerilog, expected), "");
 
-  shellOutput(vhdl,
-              "g++ -std=c++20 -O1 -Wall -Wextra -Werror -ItopModel -include "
-              "topModel_model.h " CMDGAUGE_SOURCE
-              "/tests/model_replay.cpp topModel/topModel_model.cpp -o replay");
+  shellOutput(vhdl, kCompile + "model_replay.cpp topModel/topModel_model.cpp -o replay");
   std::string replay = "./replay";
   for (const graph::Port& port : circuit.outputs()) replay += fmt::format(" {}", port.signal.width);
   EXPECT_EQ(difference(rowsOf(shellOutput(vhdl, replay + " <topModel/topModel_xIn.stm")), answers),
@@ -236,11 +237,9 @@ TEST(SimulationScript, FailsWhenOneBitOfOneAnswerIsWrong) {
 TEST(ExhaustiveCheck, TellsTheNearestNumberFromItsNeighbour) {
   const Folder folder;
   ASSERT_EQ(program::run(folder, "-generateCSimulationModel FPExp 8 23").status, 0);
-  shellOutput(folder,
-              "g++ -std=c++20 -O1 -Wall -Wextra -Werror -ItopModel -include "
-              "topModel_model.h " CMDGAUGE_SOURCE
-              "/tests/function_shard.cpp topModel/topModel_model.cpp -lmpfr -lgmp "
-              "-o shard");
+  shellOutput(folder, kCompile +
+                          "function_shard.cpp topModel/topModel_model.cpp -lmpfr -lgmp "
+                          "-o shard");
   shellOutput(folder, "./shard FPExp 0 1 1 1 1 16256 65536 1.json");
   shellOutput(folder, "! ./shard FPExp 0 0.5 1 1 1 16256 65536 2.json");
   shellOutput(folder, "! ./shard FPExp 0 1 0.5 0.5 1 16256 65536 3.json");

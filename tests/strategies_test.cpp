@@ -37,11 +37,9 @@ Pipeline pipelineOf(const std::string& line) {
   Pipeline found;
   const std::string& record = files.at("topModel/topModel.json");
   const std::string cycles = matched(record, R"("latency": \[([^\]]*)\])");
-  for (const char* digit = cycles.c_str(); *digit;) {
-    char* end = nullptr;
-    found.latencies.push_back(static_cast<int>(std::strtol(digit, &end, 10)));
-    digit = *end ? end + 1 : end;
-  }
+  const std::regex number("[0-9]+");
+  for (std::sregex_iterator at(cycles.begin(), cycles.end(), number), end; at != end; ++at)
+    found.latencies.push_back(std::stoi(at->str()));
   found.registerBits = std::stol(matched(record, R"("register_bits": (\d+))"));
   return found;
 }
@@ -154,9 +152,6 @@ TEST(SplitOutputs, AreEachAsEarlyAsTheyCanUnlessALatencyIsAsked) {
 }
 
 TEST(ConstrainedLatency, BelowTheShortestIsRefusedInALineThatNamesItAndTheClock) {
-  expectRefusal("-frequency 333 -constrainLatency 1 FPAdd 8 23",
-                "Latency 1 asked, but [0-9]+ is the shortest at 333.0 MHz; ask for more cycles or "
-                "a lower frequency");
   expectRefusal("-frequency 2000 -constrainLatency 3 FPAdd 8 23",
                 "Latency 3 asked, but [0-9]+ is the shortest at [0-9.]+ MHz, the highest clock as "
                 "[a-z-]+ [0-9]+ takes [0-9]+ ps between registers; ask for more cycles or a lower "

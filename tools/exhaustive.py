@@ -3,7 +3,7 @@
 
   exhaustive.py prepare PROGRAM FOLDER
       generates and compiles each unit under FOLDER and writes FOLDER/shards.txt: commands that
-      check a part of a function's inputs each (tests/function_shard.cpp) and leave one file with
+      check a part of a function's inputs each (proofs/function_shard.cpp) and leave one file with
       what they found; one that finds its file does nothing. A unit that the generator builds
       otherwise than before loses its results, and so do all when the check has changed.
   exhaustive.py table FOLDER
@@ -24,7 +24,7 @@ WORDS = ["FPExp", "FPLn", "FPSqrt", "FPSinPiX", "FPExp2", "FPLog2", "FPLog10", "
          "FPSqrtLogic", "FPRecipSqrt", "FPInverse"]
 OPTIONS = ["", "-correctRounding ", "-subnormals 1 ", "-subnormals 1 -correctRounding "]
 LINES = [f"{options}{word} 8 23" for options in OPTIONS for word in WORDS]
-TESTS = pathlib.Path(__file__).resolve().parent.parent / "tests"
+PROOFS = pathlib.Path(__file__).resolve().parent.parent / "proofs"
 
 
 def folder_of(folder, line):
@@ -52,12 +52,12 @@ def prepare_unit(program, place, line):
         model = "topModel_model.cpp"
         shard = place / "shard"
         checked = shard.exists() and all(source.stat().st_mtime < shard.stat().st_mtime
-                                         for source in TESTS.glob("function_*"))
+                                         for source in PROOFS.glob("function_*"))
         if not checked or not filecmp.cmp(unit / model, place / model, False):
             shutil.rmtree(place, ignore_errors=True)
             shutil.copytree(unit, place)
             subprocess.run(["g++", "-std=c++20", "-O2", f"-I{place}", "-include",
-                            "topModel_model.h", TESTS / "function_shard.cpp", place / model,
+                            "topModel_model.h", PROOFS / "function_shard.cpp", place / model,
                             "-lmpfr", "-lgmp", "-o", shard], check=True)
     (place / "parts").mkdir(exist_ok=True)
 
@@ -94,7 +94,7 @@ INTRODUCTION = """# Accuracy of functions in single precision
 What `make certify` found when it ran **all 2^32 inputs** of format 8 23 through the C++ model of each
 unit (`tools/exhaustive.py` writes this page). The exact results come from MPFR, or from a bound in
 doubles that MPFR decides wherever it leaves a question open, and confirms at every 1024th input; for
-square roots from integers (`tests/function_truth.h`, with the proofs).
+square roots from integers (`proofs/function_truth.h`, with the proofs).
 
 An answer is *wrong* when it is not one of the two numbers beside the exact result (with
 `-correctRounding`: not the nearest one), when it is further from it than the error budget in the

@@ -6,7 +6,7 @@
 # an accepted answer.
 set -u
 program=$(realpath "$1")
-tests=$(dirname "$(dirname "$(realpath "$0")")")/tests
+proofs=$(dirname "$(dirname "$(realpath "$0")")")/proofs
 shift
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
@@ -21,7 +21,7 @@ fail() {
 timeout 300 "$program" -generateCSimulationModel $words >generator.log 2>generator.err ||
   fail "generator: $(tail -n 1 generator.err)"
 cd topModel || exit 1
-g++ -std=c++20 -O1 -I. -include topModel_model.h "$tests/model_replay.cpp" topModel_model.cpp \
+g++ -std=c++20 -O1 -I. -include topModel_model.h "$proofs/model_replay.cpp" topModel_model.cpp \
   -o replay 2>../compiler.log || fail "compiler: $(head -n 1 ../compiler.log)"
 awk '$1 == 1' topModel_xOut.stm >accepted
 widths=$(awk '{for (i = 1; i <= 3; ++i) print length($i); exit}' accepted)

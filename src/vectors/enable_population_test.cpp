@@ -45,32 +45,6 @@ int signedOf(const std::string& bits) {
   return bits.front() == '1' ? value - (1 << bits.size()) : value;
 }
 
-struct Shown {
-  std::string flow, data;
-};
-
-// The rows of an output with `latency` registers behind the stimuli: a register takes a new value
-// only while the enable is high.
-std::vector<std::string> shownBy(const std::vector<Cycle>& cycles, int latency, bool noChanValid,
-                                 const std::function<std::string(const Cycle&)>& dataOf,
-                                 const std::string& open) {
-  std::deque<Shown> registers(static_cast<std::size_t>(latency),
-                              {noChanValid ? "" : " 0  00000000 ", open});
-  std::vector<std::string> rows;
-  for (const Cycle& cycle : cycles) {
-    const Shown now = {noChanValid ? "" : fmt::format(" {}  {:08b} ", cycle.valid, cycle.channel),
-                       dataOf(cycle)};
-    registers.push_back(now);
-    rows.push_back(registers.front().flow + registers.front().data);
-    if (cycle.enable) {
-      registers.pop_front();
-    } else {
-      registers.pop_back();
-    }
-  }
-  return rows;
-}
-
 class EnablePopulation : public PopulationFolder {
  protected:
   EnablePopulation() {
@@ -123,6 +97,25 @@ class EnablePopulation : public PopulationFolder {
     }
   }
 
+  // The rows of a file of outputs with `latency` registers behind the stimuli: a register takes a
+  // new value only while the enable is high.
+  void expectRows(const char* file, const std::vector<Cycle>& list, int latency,
+                  const std::vector<int>& ports) const {
+    std::string open = t.noChanValid ? "" : " 0  00000000 ";
+    for (const int port : ports) open += openColumns(kOut, t.errorBounds[port]);
+    std::deque<std::string> registers(static_cast<std::size_t>(latency), open);
+    std::vector<std::string> shown;
+    for (const Cycle& c : list) {
+      std::string row = t.noChanValid ? "" : fmt::format(" {}  {:08b} ", c.valid, c.channel);
+      for (const int port : ports)
+        row += columnsOf(port == 0 ? c.a + c.b : c.a - c.b, kOut, t.errorBounds[port]);
+      registers.push_back(row);
+      shown.push_back(registers.front());
+      c.enable ? registers.pop_front() : registers.pop_back();
+    }
+    EXPECT_EQ(rowsOf(file), shown) << file << " " << latency << t.noChanValid << t.enable;
+  }
+
   static constexpr int kIn = 9, kOut = 12;
   TestUnit unit{sumAndDifference};
 };
@@ -137,13 +130,7 @@ TEST_F(EnablePopulation, RowsAreThoseOfRegistersThatStall) {
         const std::vector<Cycle> list = cycles();
         EXPECT_EQ(count, static_cast<int>(list.size()));
         if (!noChanValid) expectDrained(list, latency);
-        const auto dataOf = [&](const Cycle& c) {
-          return columnsOf(c.a + c.b, kOut, bound) + columnsOf(c.a - c.b, kOut, 0.5f);
-        };
-        EXPECT_EQ(rowsOf("unit/unit_xOut.stm"),
-                  shownBy(list, latency, noChanValid, dataOf,
-                          openColumns(kOut, bound) + openColumns(kOut, 0.5f)))
-            << latency << noChanValid << bound;
+        expectRows("unit/unit_xOut.stm", list, latency, {0, 1});
       }
     }
   }
@@ -186,15 +173,8 @@ TEST_F(EnablePopulation, SplitOutputsHaveFilesAndDelaysOfTheirOwn) {
       populate(/*latency=*/7);
       const std::vector<Cycle> list = cycles();
       if (!noChanValid) expectDrained(list, 3);
-      EXPECT_EQ(
-          rowsOf("unit/unit_xOut0.stm"),
-          shownBy(
-              list, 3, noChanValid, [&](const Cycle& c) { return columnsOf(c.a + c.b, kOut, 1); },
-              openColumns(kOut, 1)));
-      EXPECT_EQ(rowsOf("unit/unit_xOut1.stm"),
-                shownBy(
-                    list, 0, noChanValid,
-                    [&](const Cycle& c) { return columnsOf(c.a - c.b, kOut, 0.5f); }, ""));
+      expectRows("unit/unit_xOut0.stm", list, 3, {0});
+      expectRows("unit/unit_xOut1.stm", list, 0, {1});
       EXPECT_FALSE(fs::exists("unit/unit_xOut.stm"));
     }
   }
@@ -239,14 +219,11 @@ TEST_F(EnablePopulation, ExhaustiveTestsMeetEveryPairAndGoOnWhileTheUnitDrains) 
       EXPECT_EQ(list[i].a & 15, i % 16);
       EXPECT_EQ(list[i].b & 15, i / 16 % 16);
     }
-    const auto sumOf = [](const Cycle& c) { return columnsOf(c.a + c.b, kOut, 0.5f); };
-    const auto both = [&](const Cycle& c) { return sumOf(c) + columnsOf(c.a - c.b, kOut, 0.5f); };
-    const std::string open = openColumns(kOut, 0.5f);
     if (enable) {
-      EXPECT_EQ(rowsOf("unit/unit_xOut.stm"), shownBy(list, 3, false, both, open + open));
+      expectRows("unit/unit_xOut.stm", list, 3, {0, 1});
     } else {
       EXPECT_EQ(count, 256 + 3);
-      EXPECT_EQ(rowsOf("unit/unit_xOut0.stm"), shownBy(list, 3, false, sumOf, open));
+      expectRows("unit/unit_xOut0.stm", list, 3, {0});
     }
   }
   // With random tests beside them all stimuli are drawn, and the longer count ends the run.
@@ -270,9 +247,7 @@ TEST_F(EnablePopulation, SplitFixedOutputsEndAtTheirRange) {
   std::size_t i = 0;
   for (const Cycle& c : cycles()) {
     const int sum = c.a + c.b, low = -(1 << (kIn - 1)), high = -low - 1;
-    const auto text = [&](int v) {
-      return fmt::format(" {:0{}b} ", unsigned(std::clamp(v, low, high)) & 0x1ff, kIn);
-    };
+    const auto text = [&](int v) { return columnsOf(std::clamp(v, low, high), kIn, 0.5f); };
     EXPECT_EQ(rows.at(i),
               fmt::format(" 1  {:08b} ", i & 255) + text(sum) + text(sum < 0 ? sum - 1 : sum + 1));
     clamped += sum < low || sum > high;

@@ -1,23 +1,13 @@
 #include "backend/functions/fixed_const_mult.h"
 
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cstdlib>
 #include <random>
 
-#include "backend/functions/integer_values.h"
-#include "backend/functions/unit_circuit.h"
+#include "backend/functions/integer_unit_test.h"
 #include "util/constant_product.h"
 
 namespace functions {
 namespace {
-
-using kiln::FixedPoint;
-using util::MPZ;
-
-const UnitRow& unit() { return *findUnit("CFxPConstMult"); }
 
 FixedPoint outputFormat(const FixedPoint& in, const std::string& word, int width, int bits) {
   Real constant(53);
@@ -27,12 +17,6 @@ FixedPoint outputFormat(const FixedPoint& in, const std::string& word, int width
   util::constantMultiplierOutputType(constant.get(), in.width(), in.fraction(), in.sign(), width,
                                      &w, &f, &s, bits, false);
   return {w, f, s};
-}
-
-// n / 2^places by the given rounding toward an integer, all of it in integers.
-MPZ floorOf(const MPZ& n, long places) {
-  return places >= 0 ? n >> static_cast<unsigned long>(places)
-                     : n << static_cast<unsigned long>(-places);
 }
 
 // The integers that q may show for a number of the input, made of exact integers.
@@ -73,10 +57,7 @@ struct Case {
   int constantBits = -1;
 };
 
-const std::vector<Accuracy> kAccuracies = {{Accuracy::kWithin, 1},
-                                           {Accuracy::kCorrect, 0.5},
-                                           {Accuracy::kWithin, 2},
-                                           {Accuracy::kWithin, 5}};
+constexpr Accuracy kAccuracies[] = {kFaithful, kNearest, kTwo, kFive};
 
 // Circuits of one constant for each accuracy and architecture, and the reference.
 class Bench {
@@ -131,8 +112,8 @@ class Bench {
     const Owed expected = owed(x, mantissa, places, out, {Accuracy::kWithin, 1});
     bool right = true;
     for (const bool up : {false, true}) {
-      unit().evaluate(request.signature, results, arguments, {200}, {up ? MPFR_RNDU : MPFR_RNDD},
-                      false);
+      circuit->row.evaluate(request.signature, results, arguments, {200},
+                            {up ? MPFR_RNDU : MPFR_RNDD}, false);
       mpfr_ptr value = results[0].real.get();
       EXPECT_FALSE(mpfr_zero_p(value) && mpfr_signbit(value));
       mpfr_mul_2si(value, value, out.fraction(), MPFR_RNDN);
@@ -219,7 +200,7 @@ TEST(FixedConstMult, CroppedProductsOfAllNumbers) {
                 << word << " " << x.toText(10) << " " << width << isSigned << architecture;
             std::vector<NumValue> results, arguments(1);
             mpfr_set_z(arguments[0].real.prepare(64), x.get(), MPFR_RNDN);
-            unit().evaluate(request.signature, results, arguments, {200}, {MPFR_RNDU}, false);
+            circuit.row.evaluate(request.signature, results, arguments, {200}, {MPFR_RNDU}, false);
             MPZ reference;
             mpfr_get_z(reference.get(), results[0].real.get(), MPFR_RNDN);
             ASSERT_EQ(reference, integerOf(expected, format));

@@ -1,29 +1,11 @@
 #include "backend/functions/fixed_mult.h"
 
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <optional>
 
-#include "backend/functions/integer_values.h"
-#include "backend/functions/unit_circuit.h"
+#include "backend/functions/integer_unit_test.h"
 
 namespace functions {
 namespace {
-
-using kiln::FixedPoint;
-using util::MPZ;
-
-const UnitRow& unit() { return *findUnit("CFxPTruncMult"); }
-
-// n / 2^places rounded down.
-MPZ floorOf(const MPZ& n, int places) {
-  MPZ result = n;
-  if (places < 0) return result << static_cast<unsigned long>(-places);
-  mpz_fdiv_q_2exp(result.get(), n.get(), static_cast<mp_bitcnt_t>(places));
-  return result;
-}
 
 // What a result may show for the product n, `places` bits of which lie below its last place.
 bool isAccepted(const MPZ& got, const MPZ& n, int places, const FixedPoint& out,
@@ -140,9 +122,6 @@ Prices smallBlocks() {
   return prices;
 }
 
-const Accuracy kFaithful{Accuracy::kWithin, 1}, kNearest{Accuracy::kCorrect, 0.5},
-    kTwo{Accuracy::kWithin, 2}, kFive{Accuracy::kWithin, 5};
-
 // The formats of the words: all fraction, all fraction behind a sign, and top bits of any product.
 TEST(FixedMult, AllPatternsOfEightBitsToEveryWidth) {
   bool leftOut = false;
@@ -231,7 +210,8 @@ TEST(FixedMult, ReferenceRoundsTheExactProductOnce) {
       for (const mpfr_rnd_t rounding : {MPFR_RNDD, MPFR_RNDU, MPFR_RNDN}) {
         mpfr_set_si_2exp(inputs[0].real.prepare(53), x, -3, MPFR_RNDN);
         mpfr_set_si_2exp(inputs[1].real.prepare(53), y, -3, MPFR_RNDN);
-        unit().evaluate(request.signature, results, inputs, {3}, {rounding}, false);
+        findUnit("CFxPTruncMult")
+            ->evaluate(request.signature, results, inputs, {3}, {rounding}, false);
         Real owed(3);
         mpfr_set_si_2exp(owed.get(), std::min(x * y, 56), -6, rounding);
         EXPECT_TRUE(mpfr_equal_p(results[0].real.get(), owed.get())) << x << " * " << y;

@@ -1,19 +1,11 @@
 #include "backend/functions/fixed_root.h"
 
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <optional>
 
-#include "backend/functions/integer_values.h"
-#include "backend/functions/unit_circuit.h"
+#include "backend/functions/integer_unit_test.h"
 
 namespace functions {
 namespace {
-
-using kiln::FixedPoint;
-using util::MPZ;
 
 enum Kind { kReciprocal, kRoot, kReciprocalRoot };
 
@@ -79,7 +71,7 @@ bool isAccepted(const MPZ& got, const Truth& t, const FixedPoint& out, double ul
 
 class Bench {
  public:
-  explicit Bench(const Case& what) : what(what), row(*findUnit(what.unit())) {
+  explicit Bench(const Case& what) : what(what) {
     request.signature = {{what.in}, {what.out}, {{what.inOneTwo, 0, 0}}};
     request.budgets = &budgets;
     std::vector<Request> requests;
@@ -147,7 +139,7 @@ class Bench {
   bool checkReference(const MPZ& a, const Truth& t) {
     std::vector<NumValue> results, inputs(1);
     mpfr_set_z_2exp(inputs[0].real.prepare(200), a.get(), -what.in.fraction(), MPFR_RNDN);
-    row.evaluate(request.signature, results, inputs, {200}, {MPFR_RNDD}, false);
+    circuit->row.evaluate(request.signature, results, inputs, {200}, {MPFR_RNDD}, false);
     mpfr_mul_2si(results[0].real.get(), results[0].real.get(), what.out.fraction() + 1, MPFR_RNDN);
     MPZ halves, above;
     mpfr_get_z(halves.get(), results[0].real.get(), MPFR_RNDZ);
@@ -164,7 +156,6 @@ class Bench {
   }
 
   Case what;
-  const UnitRow& row;
   Request request;
   arithmetic::ErrorBudgets budgets;
   std::optional<UnitCircuit> circuit;

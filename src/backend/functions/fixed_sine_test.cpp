@@ -1,27 +1,14 @@
 #include "backend/functions/fixed_sine.h"
 
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <optional>
 #include <random>
 
-#include "backend/functions/integer_values.h"
-#include "backend/functions/unit_circuit.h"
+#include "backend/functions/integer_unit_test.h"
 
 namespace functions {
 namespace {
 
-using kiln::FixedPoint;
-using util::MPZ;
-
 enum { kBoth, kSine, kCosine };
-
-const UnitRow& unit() { return *findUnit("DMFxPSinCosPiX"); }
-
-constexpr Accuracy kFaithful{Accuracy::kWithin, 1}, kNearest{Accuracy::kCorrect, 0.5},
-    kTwo{Accuracy::kWithin, 2}, kFive{Accuracy::kWithin, 5};
 
 // The values that a port of `fOut` places may show for a sine or cosine, as integers.
 bool isAccepted(const MPZ& got, mpfr_srcptr exact, int fOut, const Accuracy& accuracy) {
@@ -57,9 +44,9 @@ class Bench {
     mpfr_ptr a = input[0].real.prepare(in.width() + 1);
     mpfr_set_z_2exp(a, integer.get(), -in.fraction(), MPFR_RNDN);
     const std::size_t count = outputs == kBoth ? 2 : 1;
-    unit().evaluate(requestOf(kFaithful).signature, referred, input,
-                    std::vector<unsigned>(count, 200), std::vector<mpfr_rnd_t>(count, MPFR_RNDD),
-                    false);
+    circuit->row.evaluate(requestOf(kFaithful).signature, referred, input,
+                          std::vector<unsigned>(count, 200),
+                          std::vector<mpfr_rnd_t>(count, MPFR_RNDD), false);
     bool right = true;
     for (std::size_t k = 0; k < count; ++k) {
       Real exact(200);

@@ -5,10 +5,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::FixedPoint;
-using kiln::FloatingPoint;
-using kiln::ieee;
-
 const FixedPoint kDirection(2, 0, false), kFlags(5, 0, false);
 
 // The conversions of one port to one format: each rounding by itself and by a port.
@@ -31,16 +27,16 @@ class Conversions {
   bool check(const MPZ& pattern) {
     const Exact x = exactOf(pattern, in);
     bool right = true;
-    constexpr RoundMode kModes[] = {RoundMode::kTowardZero, RoundMode::kNearestEven,
-                                    RoundMode::kNearestAway, RoundMode::kUp, RoundMode::kDown};
+    constexpr RoundMode kNumberedModes[] = {RoundMode::kTowardZero, RoundMode::kNearestEven,
+                                            RoundMode::kNearestAway, RoundMode::kUp,
+                                            RoundMode::kDown};
     for (std::size_t i = 0; i < 5; ++i)
-      right = units[i]->check({pattern}, {owedFloat(x, out, kModes[i], false).pattern}) && right;
+      right = units[i]->check({pattern}, {owedFloat(x, out, kNumberedModes[i], false).pattern}) &&
+              right;
     const Owed nearest = owedFloat(x, out, RoundMode::kNearestEven, false);
     right = units[5]->check({pattern}, {nearest.pattern, nearest.flags}) && right;
-    constexpr RoundMode kDirections[] = {RoundMode::kNearestEven, RoundMode::kDown, RoundMode::kUp,
-                                         RoundMode::kTowardZero};
     for (int i = 0; i < 4; ++i) {
-      const Owed owed = owedFloat(x, out, kDirections[i], true);
+      const Owed owed = owedFloat(x, out, kModes[i], true);
       right = units[6]->check({pattern, i}, {owed.pattern, owed.flags}) && right;
     }
     return right;

@@ -5,21 +5,14 @@
 namespace functions::testing {
 namespace {
 
-using kiln::fpLib;
-using kiln::ieee;
-
-int quotient(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_div(r, in[0].get(), in[1].get(), direction);
-}
-
 // What blocks cost decides between digits and reciprocals; version 1 is Newton-Raphson's at 11 52.
 enum Method { kDigits, kReciprocal, kNewton };
 
 std::vector<Config> dividers(const Ports& ports, bool subnormals, Method method) {
   std::vector<Config> configs;
   const auto add = [&](const Precision& precision) {
-    Config config =
-        configOf("DMFloatDiv", ports, precision, 0, method == kNewton, subnormals, {quotient});
+    Config config = configOf("DMFloatDiv", ports, precision, 0, method == kNewton, subnormals,
+                             {ofTwo<mpfr_div>});
     config.label += fmt::format(" {}, method {}", precision.accuracy.ulps, int{method});
     config.request.signature.variant.numbers = {0, 0, 0, method == kNewton, 0};
     config.request.prices = {};
@@ -41,19 +34,15 @@ TEST(FloatDiv, AllPairsOfSmallFormats) {
       for (const bool subnormals : {false, true}) {
         const Ports ports{"small", {format, format}, {format}};
         auto configs = dividers(ports, subnormals, kDigits);
-        for (const Config& config : dividers(ports, subnormals, kReciprocal))
-          configs.push_back(config);
-        Bench bench(configs);
-        checkAll(bench, ports.in);
+        append(configs, dividers(ports, subnormals, kReciprocal));
+        checkAll(configs);
       }
-  const Ports ports{"4 3", {ieee(4, 3), ieee(4, 3)}, {ieee(4, 3)}};
-  Bench bench(dividers(ports, true, kReciprocal));
-  checkAll(bench, ports.in);
+  checkAll(dividers({"4 3", {ieee(4, 3), ieee(4, 3)}, {ieee(4, 3)}}, true, kReciprocal));
 }
 
 // Dividends that are the nearest ones to a divisor times a number half way between two neighbours,
 // or to a number itself: where a bound that is a little too wide gives a wrong bit.
-void checkHard(Bench& bench, const kiln::FloatingPoint& format, int count, unsigned seed) {
+void checkHard(Bench& bench, const FloatingPoint& format, int count, unsigned seed) {
   SCOPED_TRACE(fmt::format("seed {}", seed));
   Draws draws(seed);
   const int wF = format.frac;
@@ -79,7 +68,7 @@ void checkHard(Bench& bench, const kiln::FloatingPoint& format, int count, unsig
 
 TEST(FloatDiv, DrawnAndHardPairsOfLargeFormats) {
   struct Row {
-    kiln::FloatingPoint format;
+    FloatingPoint format;
     int count;
     std::vector<Method> methods;
   };
@@ -105,24 +94,20 @@ TEST(FloatDiv, DrawnAndHardPairsOfLargeFormats) {
 
 // Each ulp more saves, and so does a faithful result; dear blocks are not taken, free ones are.
 TEST(FloatDiv, BoundsAndPricesBuyArea) {
-  const auto bitsOf = [](double ulps, double lutPerDsp) {
-    const Ports ports{"8 23", {ieee(8, 23), ieee(8, 23)}, {ieee(8, 23)}};
-    const Accuracy accuracy{ulps < 1 ? Accuracy::kCorrect : Accuracy::kWithin, ulps};
-    Config config = configOf("DMFloatDiv", ports, {"", RoundMode::kNearestEven, accuracy}, 0, 0,
-                             false, {quotient});
+  const Ports ports{"8 23", {ieee(8, 23), ieee(8, 23)}, {ieee(8, 23)}};
+  Config config = configOf("DMFloatDiv", ports, kPrecisions[0], 0, 0, false, {ofTwo<mpfr_div>});
+  const auto multiplies = [&](double lutPerDsp) {
     config.request.prices = {};
     config.request.prices.lutPerDsp = config.request.prices.lutPerFurtherDsp = lutPerDsp;
     const graph::Graph circuit = UnitCircuit("DMFloatDiv", config.request).graph;
-    bool multiplies = false;
-    for (const graph::Node& node : circuit.nodes())
-      multiplies = multiplies || node.op == graph::Op::kMultiply;
-    return std::pair{logicBits(circuit), multiplies};
+    return std::ranges::count(circuit.nodes(), graph::Op::kMultiply, &graph::Node::op) > 0;
   };
-  EXPECT_LT(bitsOf(1, 1000).first, bitsOf(0.5, 1000).first * 9 / 10);
-  EXPECT_LT(bitsOf(2, 1000).first, bitsOf(1, 1000).first);
-  EXPECT_LT(bitsOf(8, 1000).first, bitsOf(2, 1000).first);
-  EXPECT_FALSE(bitsOf(0.5, 120).second);
-  EXPECT_TRUE(bitsOf(0.5, 1).second);
+  EXPECT_TRUE(multiplies(1));
+  EXPECT_FALSE(multiplies(120));
+  multiplies(1000);
+  expectBoundsToPay(config, {0.5, 1, 2, 8});
+  const std::vector<int> bits = logicBitsAt(config, {0.5, 1});
+  EXPECT_LT(bits[1], bits[0] * 9 / 10);
 }
 
 }  // namespace

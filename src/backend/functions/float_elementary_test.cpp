@@ -6,13 +6,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::fpLib;
-using kiln::ieee;
-
-template <auto f>
-int ofFirst(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return f(r, in[0].get(), direction);
-}
 template <auto f>
 int real(mpfr_ptr r, std::span<const Real> in, mpfr_rnd_t direction) {
   return f(r, in[0].get(), direction);
@@ -31,16 +24,6 @@ constexpr Unit kUnits[] = {unitOf<mpfr_exp>("DMFloatExpE"), unitOf<mpfr_exp2>("D
                            unitOf<mpfr_log>("DMFloatLoge"), unitOf<mpfr_log2>("DMFloatLog2"),
                            unitOf<mpfr_log10>("DMFloatLog10")};
 
-Bench benchOf(const Ports& ports, bool subnormals) {
-  std::vector<Config> configs;
-  for (const Unit& unit : kUnits)
-    for (const Precision& precision : kPrecisions)
-      if (precision.tiesAway == 0)
-        configs.push_back(
-            configOf(unit.name, ports, precision, 0, 0, subnormals, {unit.operation}));
-  return Bench(configs);
-}
-
 TEST(FloatElementary, AllNumbersOfSmallFormats) {
   for (const bool subnormals : {false, true})
     for (const auto& [wE, wF] : {std::pair{2, 1}, {3, 4}, {4, 3}, {2, 6}})
@@ -48,13 +31,15 @@ TEST(FloatElementary, AllNumbersOfSmallFormats) {
         if (format.is_fp_lib && subnormals) continue;
         const Ports ports{format.is_fp_lib ? "FPLib" : "", {format}, {format}};
         SCOPED_TRACE(fmt::format("{} {}", wE, wF));
-        Bench bench = benchOf(ports, subnormals);
-        checkAll(bench, ports.in);
+        std::vector<Config> configs;
+        for (const Unit& unit : kUnits)
+          append(configs, configsOf(unit.name, ports, subnormals, {unit.operation}, hasEvenTies));
+        checkAll(configs);
       }
 }
 
 // One circuit of a unit as a request on the target's prices has it.
-Config priced(const Unit& unit, const kiln::FloatingPoint& format, const Precision& precision,
+Config priced(const Unit& unit, const FloatingPoint& format, const Precision& precision,
               bool subnormals) {
   const Ports ports{"", {format}, {format}};
   Config config = configOf(unit.name, ports, precision, 0, 0, subnormals, {unit.operation});
@@ -62,7 +47,7 @@ Config priced(const Unit& unit, const kiln::FloatingPoint& format, const Precisi
   return config;
 }
 
-MPZ patternOf(double number, const kiln::FloatingPoint& format) {
+MPZ patternOf(double number, const FloatingPoint& format) {
   Real x(53);
   mpfr_set_d(x.get(), number, MPFR_RNDN);
   return encode(x.get(), {format, true, false});
@@ -70,7 +55,7 @@ MPZ patternOf(double number, const kiln::FloatingPoint& format) {
 
 // The inputs nearest to where a rounding changes, in every rounding.
 TEST(FloatElementary, HardestInputsOfSinglePrecision) {
-  const kiln::FloatingPoint format = ieee(8, 23);
+  const FloatingPoint format = ieee(8, 23);
   for (const Unit& unit : kUnits)
     for (const KeptGap& row : keptGaps()) {
       if (row.name != unit.name) continue;
@@ -89,7 +74,7 @@ TEST(FloatElementary, HardestInputsOfSinglePrecision) {
 
 // Arguments that matter for these functions: about 1 and 0, whole numbers and their neighbours, the
 // ends of the range of results.
-std::vector<MPZ> nearSpecial(Draws& draws, const kiln::FloatingPoint& format) {
+std::vector<MPZ> nearSpecial(Draws& draws, const FloatingPoint& format) {
   Real x(format.frac + 1);
   const int kind = draws.below(4);
   const long reach = 1L << std::min(format.exp, 12);
@@ -102,7 +87,7 @@ std::vector<MPZ> nearSpecial(Draws& draws, const kiln::FloatingPoint& format) {
   return {encode(x.get(), {format, true, false})};
 }
 
-void checkLarge(const kiln::FloatingPoint& format, bool subnormals, int count, unsigned seed) {
+void checkLarge(const FloatingPoint& format, bool subnormals, int count, unsigned seed) {
   SCOPED_TRACE(fmt::format("{} {}, seed {}", format.exp, format.frac, seed));
   std::vector<Config> configs;
   for (const Unit& unit : kUnits)
@@ -111,11 +96,9 @@ void checkLarge(const kiln::FloatingPoint& format, bool subnormals, int count, u
         configs.push_back(priced(unit, format, kPrecisions[precision], subnormals));
   Bench bench(configs);
   Draws draws(seed);
-  int wrong = 0;
-  for (int i = 0; i < count && wrong < 5; ++i) {
-    const std::vector<MPZ> row = i % 2 ? draws.row({format}) : nearSpecial(draws, format);
-    if (!bench.check(row)) ++wrong;
-  }
+  checkEach(count, [&](int i) {
+    return bench.check(i % 2 ? draws.row({format}) : nearSpecial(draws, format));
+  });
 }
 
 TEST(FloatElementary, DrawnNumbersOfLargeFormats) {
@@ -125,7 +108,7 @@ TEST(FloatElementary, DrawnNumbersOfLargeFormats) {
 
 // Logarithms next to 1 come closer to where a rounding changes than approximations tell.
 TEST(FloatElementary, LogarithmsOfNeighboursOfOne) {
-  const kiln::FloatingPoint format = ieee(11, 52);
+  const FloatingPoint format = ieee(11, 52);
   std::vector<Config> configs;
   for (const std::size_t precision : {0u, 1u, 2u})
     configs.push_back(priced(kUnits[2], format, kPrecisions[precision], false));
@@ -142,14 +125,12 @@ TEST(FloatElementary, LogarithmsOfNeighboursOfOne) {
 TEST(FloatElementary, DISABLED_AllNumbersOf16BitFormats) {
   for (const auto& [wE, wF] : {std::pair{5, 10}, {8, 7}})
     for (const bool subnormals : {false, true}) {
-      const Ports ports{"", {ieee(wE, wF)}, {ieee(wE, wF)}};
       std::vector<Config> configs;
       for (const Unit& unit : kUnits)
         for (const Precision& precision : kPrecisions)
           if (precision.tiesAway == 0 && precision.degrade == 0)
             configs.push_back(priced(unit, ieee(wE, wF), precision, subnormals));
-      Bench bench(configs);
-      checkAll(bench, ports.in);
+      checkAll(configs);
     }
 }
 

@@ -5,9 +5,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::FixedPoint;
-using kiln::ieee;
-
 int operate(bool multiplies, bool subtracts, mpfr_ptr r, const std::vector<Real>& in,
             mpfr_rnd_t direction) {
   if (multiplies) return mpfr_mul(r, in[0].get(), in[1].get(), direction);
@@ -15,14 +12,10 @@ int operate(bool multiplies, bool subtracts, mpfr_ptr r, const std::vector<Real>
                    : mpfr_add(r, in[0].get(), in[1].get(), direction);
 }
 
-constexpr mpfr_rnd_t kDirections[] = {MPFR_RNDN, MPFR_RNDD, MPFR_RNDU, MPFR_RNDZ};
-constexpr RoundMode kModes[] = {RoundMode::kNearestEven, RoundMode::kDown, RoundMode::kUp,
-                                RoundMode::kTowardZero};
-
 // A unit with flags against MPFR in the port's own exponent range.
 class FlagBench : public Conversion {
  public:
-  // `direction`: a number of kDirections, or -1 for a rounding port.
+  // `direction`: a number of kModes, or -1 for a rounding port.
   FlagBench(bool multiplies, int wE, int wF, int direction, bool subnormals)
       : Conversion(multiplies ? "DMFPMult" : "DMFPALU",
                    signatureOf(multiplies, ieee(wE, wF), direction < 0, subnormals), subnormals,
@@ -35,14 +28,14 @@ class FlagBench : public Conversion {
     const std::vector<Real> values{valueOf(patterns[0], 0), valueOf(patterns[1], 1)};
     const bool subtracts = !multiplies && patterns[2] != MPZ(0);
     const mpfr_rnd_t rounding =
-        kDirections[direction < 0 ? patterns.back().toUint64() : static_cast<unsigned>(direction)];
+        directionOf(kModes[direction < 0 ? patterns.back().toUint64() : unsigned(direction)]);
     // A prescribed rounding does not follow the caller's.
     return Conversion::check(patterns, expected(values, subtracts, rounding),
                              direction < 0 ? MPFR_RNDU : rounding);
   }
 
  private:
-  static Signature signatureOf(bool multiplies, const kiln::FloatingPoint& format, bool hasPort,
+  static Signature signatureOf(bool multiplies, const FloatingPoint& format, bool hasPort,
                                bool subnormals) {
     Signature signature{{format, format}, {format, FixedPoint(5, 0, false)}, {}};
     if (!multiplies) signature.in.emplace_back(FixedPoint(1, 0, false));

@@ -3,9 +3,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::fpLib;
-using kiln::ieee;
-
 // The parts of |m| * 2^-k, k > 0, by integers: m is divided by 2^k, and what is left compared with
 // one half.
 struct PartCase {
@@ -51,7 +48,7 @@ Real partOf(const PartCase& part, const Real& x) {
 }
 
 // All numbers, or as many drawn ones, half of them where some fraction bits are below the units.
-void checkFormat(const kiln::FloatingPoint& format, bool subnormals, int count) {
+void checkFormat(const FloatingPoint& format, bool subnormals, int count) {
   SCOPED_TRACE(
       fmt::format("{} {} {}", format.is_fp_lib ? "FPLib" : "IEEE", format.exp, format.frac));
   for (const PartCase& part : kParts) {

@@ -5,25 +5,11 @@
 namespace functions::testing {
 namespace {
 
-using kiln::ieee;
-
-int productAndSum(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_fma(r, in[0].get(), in[1].get(), in[2].get(), direction);
-}
-int productAndDifference(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_fms(r, in[0].get(), in[1].get(), in[2].get(), direction);
-}
-
 std::vector<Config> multiplyAdds(const Ports& ports, bool subnormals) {
-  std::vector<Config> configs;
-  for (const Precision& precision : kPrecisions) {
-    // Ties have one rule here, and all bounds from 1 on build one circuit.
-    if (precision.tiesAway != 0 || precision.accuracy.ulps > 1) continue;
-    configs.push_back(
-        configOf("CFloatMultAdd", ports, precision, 0, 0, subnormals, {productAndSum}));
-    configs.push_back(
-        configOf("CFloatMultAdd", ports, precision, 1, 0, subnormals, {productAndDifference}));
-  }
+  // Ties have one rule here, and all bounds from 1 on build one circuit.
+  const auto takes = [](const Precision& p) { return p.tiesAway == 0 && p.accuracy.ulps <= 1; };
+  auto configs = configsOf("CFloatMultAdd", ports, subnormals, {ofThree<mpfr_fma>}, takes);
+  append(configs, configsOf("CFloatMultAdd", ports, subnormals, {ofThree<mpfr_fms>}, takes, 1));
   return configs;
 }
 
@@ -33,21 +19,14 @@ Ports threeOf(int wE, int wF) {
 
 TEST(FloatMultAdd, AllTriplesOfSmallFormats) {
   for (const auto& [wE, wF] : {std::pair{2, 1}, {2, 2}, {3, 1}, {3, 2}})
-    for (const bool subnormals : {false, true}) {
-      const Ports ports = threeOf(wE, wF);
-      Bench bench(multiplyAdds(ports, subnormals));
-      checkAll(bench, ports.in);
-    }
+    for (const bool subnormals : {false, true}) checkAll(multiplyAdds(threeOf(wE, wF), subnormals));
 }
 
 TEST(FloatMultAdd, DrawnTriplesOfLargeFormats) {
   unsigned seed = 1;
   for (const auto& [wE, wF] : {std::pair{4, 3}, {5, 10}, {8, 23}, {11, 52}, {15, 112}, {2, 40}})
-    for (const bool subnormals : {false, true}) {
-      const Ports ports = threeOf(wE, wF);
-      Bench bench(multiplyAdds(ports, subnormals));
-      checkDrawn(bench, ports.in, 4000, seed++);
-    }
+    for (const bool subnormals : {false, true})
+      checkDrawn(multiplyAdds(threeOf(wE, wF), subnormals), 4000, seed++);
 }
 
 // Addends at every distance from the product, and within a few units of cancelling it: what random
@@ -56,12 +35,10 @@ TEST(FloatMultAdd, AddendsAtEveryDistanceAndNearlyCancelling) {
   unsigned seed = 1;
   for (const auto& [wE, wF] : {std::pair{5, 10}, {8, 23}, {11, 52}})
     for (const bool subnormals : {false, true}) {
-      const Ports ports = threeOf(wE, wF);
       const Port port{ieee(wE, wF), subnormals};
-      Bench bench(multiplyAdds(ports, subnormals));
+      Bench bench(multiplyAdds(threeOf(wE, wF), subnormals));
       Draws draws(seed++);
-      int wrong = 0;
-      for (int i = 0; i < 6000 && wrong < 5; ++i) {
+      checkEach(6000, [&](int i) {
         std::vector<MPZ> row{draws.number(port.format), draws.number(port.format)};
         const Real x = decode(row[0], port), y = decode(row[1], port);
         Real addend(port.precision());
@@ -71,8 +48,8 @@ TEST(FloatMultAdd, AddendsAtEveryDistanceAndNearlyCancelling) {
         const MPZ near = encode(addend.get(), port) + MPZ(draws.below(5) - 2);
         const MPZ sign = MPZ(draws.below(2)) << (wE + wF);
         row.push_back((near < MPZ(0) ? MPZ(0) : near.lowBits(wE + wF)) | sign);
-        if (!bench.check(row)) ++wrong;
-      }
+        return bench.check(row);
+      });
     }
 }
 

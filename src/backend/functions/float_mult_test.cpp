@@ -6,25 +6,12 @@
 namespace functions::testing {
 namespace {
 
-using kiln::fpLib;
-using kiln::ieee;
-
-int product(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_mul(r, in[0].get(), in[1].get(), direction);
-}
-
 std::vector<Config> multipliers(const Ports& ports, bool subnormals) {
-  std::vector<Config> configs;
-  for (const Precision& precision : kPrecisions)
-    configs.push_back(configOf("CFloatMult", ports, precision, 0, 0, subnormals, {product}));
-  return configs;
+  return configsOf("CFloatMult", ports, subnormals, {ofTwo<mpfr_mul>});
 }
 
 void checkAllPairs(const Ports& ports) {
-  for (const bool subnormals : {false, true}) {
-    Bench bench(multipliers(ports, subnormals));
-    checkAll(bench, ports.in);
-  }
+  for (const bool subnormals : {false, true}) checkAll(multipliers(ports, subnormals));
 }
 
 TEST(FloatMult, AllPairsOfSmallFormats) {
@@ -63,10 +50,8 @@ TEST(FloatMult, DrawnAndHardPairsOfLargeFormats) {
       {"single to single, wide range", {ieee(8, 23), ieee(8, 23)}, {ieee(11, 23)}}};
   unsigned seed = 1;
   for (const Ports& ports : forms)
-    for (const bool subnormals : {false, true}) {
-      Bench bench(multipliers(ports, subnormals));
-      checkDrawn(bench, ports.in, 4000, seed++);
-    }
+    for (const bool subnormals : {false, true})
+      checkDrawn(multipliers(ports, subnormals), 4000, seed++);
 }
 
 TEST(FloatMult, TruncationLeavesOutOnlyWhatPays) {
@@ -83,15 +68,10 @@ TEST(FloatMult, TruncationLeavesOutOnlyWhatPays) {
 }
 
 TEST(FloatAbs, AllPatternsOfSmallFormats) {
-  const Operation absolute = [](mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-    return mpfr_abs(r, in[0].get(), direction);
-  };
   for (const auto& format : {ieee(2, 1), ieee(4, 3), fpLib(3, 2)})
-    for (const bool subnormals : {false, true}) {
-      const Ports ports{"abs", {format}, {format}};
-      Bench bench({configOf("CFloatAbs", ports, kPrecisions[0], 0, 0, subnormals, {absolute})});
-      checkAll(bench, ports.in);
-    }
+    for (const bool subnormals : {false, true})
+      checkAll({configOf("CFloatAbs", {"abs", {format}, {format}}, kPrecisions[0], 0, 0, subnormals,
+                         {ofFirst<mpfr_abs>})});
 }
 
 }  // namespace

@@ -3,10 +3,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::FixedPoint;
-using kiln::fpLib;
-using kiln::ieee;
-
 int scaled(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
   // Beyond every format of 15 exponent and 112 fraction bits.
   constexpr long kFar = 100000;
@@ -14,12 +10,8 @@ int scaled(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
   return mpfr_mul_2si(r, in[0].get(), scale, direction);
 }
 
-Bench scaleBench(const Ports& ports, bool subnormals) {
-  std::vector<Config> configs;
-  for (const Precision& precision : kPrecisions)
-    if (precision.tiesAway == 0)
-      configs.push_back(configOf("DMFloatLdExp", ports, precision, 0, 0, subnormals, {scaled}));
-  return Bench(configs);
+std::vector<Config> scalers(const Ports& ports, bool subnormals) {
+  return configsOf("DMFloatLdExp", ports, subnormals, {scaled}, hasEvenTies);
 }
 
 TEST(FloatLdExp, AllNumbersAndIntegersOfSmallFormats) {
@@ -32,9 +24,7 @@ TEST(FloatLdExp, AllNumbersAndIntegersOfSmallFormats) {
                 FixedPoint(7, 0, true), FixedPoint(5, 0, false)}) {
             if (wE == 4 && (number.is_fp_lib || result.is_fp_lib || integer.width() % 2 == 0))
               continue;
-            const Ports ports{"", {number, integer}, {result}};
-            Bench bench = scaleBench(ports, subnormals);
-            checkAll(bench, ports.in);
+            checkAll(scalers({"", {number, integer}, {result}}, subnormals));
           }
 }
 
@@ -44,9 +34,8 @@ TEST(FloatLdExp, DrawnNumbersOfLargeFormats) {
   for (const bool subnormals : {false, true})
     for (const auto& [wE, wF] : {std::pair{6, 9}, {8, 23}, {11, 52}, {15, 112}})
       for (const int width : {8, 11, 17, 32, 64}) {
-        const kiln::FloatingPoint format = ieee(wE, wF);
-        const Ports ports{"", {format, FixedPoint(width, 0, true)}, {format}};
-        Bench bench = scaleBench(ports, subnormals);
+        const Ports ports{"", {ieee(wE, wF), FixedPoint(width, 0, true)}, {ieee(wE, wF)}};
+        Bench bench(scalers(ports, subnormals));
         Draws draws(seed);
         SCOPED_TRACE(fmt::format("{} {} by {} bits, seed {}", wE, wF, width, seed++));
         checkEach(1500, [&](int i) {
@@ -63,15 +52,14 @@ TEST(FloatLdExp, DrawnNumbersOfLargeFormats) {
 
 // A subnormal is all that rounding costs: without it no bound makes a difference.
 TEST(FloatLdExp, WiderBoundsBuySmallerCircuits) {
-  const auto bitsOf = [](Accuracy accuracy, bool subnormals) {
+  const auto bitsOf = [](bool subnormals) {
     const Ports ports{"", {ieee(8, 23), FixedPoint(8, 0, true)}, {ieee(8, 23)}};
-    return logicBits(configOf("DMFloatLdExp", ports, {"", RoundMode::kNearestEven, accuracy}, 0, 0,
-                              subnormals, {scaled}));
+    return logicBitsAt(scalers(ports, subnormals)[0], {0.5, 1});
   };
-  const Accuracy correct{Accuracy::kCorrect, 0.5}, faithful{Accuracy::kWithin, 1};
-  EXPECT_LT(bitsOf(faithful, true), bitsOf(correct, true));
-  EXPECT_LT(bitsOf(correct, false), bitsOf(faithful, true));
-  EXPECT_EQ(bitsOf(correct, false), bitsOf(faithful, false));
+  const auto gradual = bitsOf(true), flushed = bitsOf(false);
+  EXPECT_LT(gradual[1], gradual[0]);
+  EXPECT_LT(flushed[0], gradual[1]);
+  EXPECT_EQ(flushed[0], flushed[1]);
 }
 
 const kiln::Type kLog = FixedPoint(32, 0, true);

@@ -5,23 +5,12 @@
 namespace functions::testing {
 namespace {
 
-using kiln::ieee;
-
-int sinePi(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_sinpi(r, in[0].get(), direction);
-}
-
-int sine(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_sin(r, in[0].get(), direction);
-}
-
 struct Function {
   const char* unit;
   Operation operation;
 };
-constexpr Function kFunctions[] = {{"DMFloatSinPiX", sinePi}, {"DMFloatSinX", sine}};
-
-Ports portsOf(int wE, int wF) { return {"", {ieee(wE, wF)}, {ieee(wE, wF)}}; }
+constexpr Function kFunctions[] = {{"DMFloatSinPiX", ofFirst<mpfr_sinpi>},
+                                   {"DMFloatSinX", ofFirst<mpfr_sin>}};
 
 // The bounds and roundings that one unit is built for: all, those to nearest, or one.
 enum class Kinds { kAll, kNearest, kFaithful };
@@ -41,23 +30,26 @@ std::vector<Config> sines(const Function& function, const Ports& ports, bool sub
   return configs;
 }
 
-TEST(FloatSine, AllAnglesOfSmallFormats) {
-  for (const auto& [wE, wF] : {std::pair{4, 3}, {3, 4}, {2, 1}})
+void checkAllAngles(const std::vector<FloatingPoint>& formats) {
+  for (const FloatingPoint& format : formats)
     for (const bool subnormals : {false, true})
-      for (const Function& function : kFunctions) {
-        const Ports ports = portsOf(wE, wF);
-        Bench bench(sines(function, ports, subnormals));
-        checkAll(bench, ports.in);
-      }
+      for (const Function& function : kFunctions)
+        checkAll(sines(function, {"", {format}, {format}}, subnormals));
+}
+
+TEST(FloatSine, AllAnglesOfSmallFormats) {
+  checkAllAngles({ieee(4, 3), ieee(3, 4), ieee(2, 1)});
+  // An FPLib format has a binade more at either end and no subnormals.
+  checkAll(sines(kFunctions[0], {"FPLib", {fpLib(4, 3)}, {fpLib(4, 3)}}, false));
 }
 
 void checkDrawnAndHard(int wE, int wF, Kinds kinds, int draws, int stride) {
   for (const Function& function : kFunctions) {
     SCOPED_TRACE(fmt::format("{} {} {}", function.unit, wE, wF));
-    const Ports ports = portsOf(wE, wF);
+    const Ports ports{"", {ieee(wE, wF)}, {ieee(wE, wF)}};
     Bench bench(sines(function, ports, true, kinds));
     checkDrawn(bench, ports.in, draws, 1);
-    if (function.operation == sine)
+    if (function.operation == Operation{ofFirst<mpfr_sin>})
       for (const MPZ& pattern : hardestRadians(ieee(wE, wF), stride)) bench.check({pattern});
   }
 }
@@ -70,22 +62,9 @@ TEST(FloatSine, DrawnAndHardestAnglesOfOddFormats) {
   checkDrawnAndHard(9, 30, Kinds::kFaithful, 200, 3);
 }
 
-// An FPLib format has a binade more at either end and no subnormals.
-TEST(FloatSine, AllAnglesOfFPLibPorts) {
-  const Ports ports{"FPLib", {kiln::fpLib(4, 3)}, {kiln::fpLib(4, 3)}};
-  Bench bench(sines(kFunctions[0], ports, false));
-  checkAll(bench, ports.in);
-}
-
 // Minutes: every input of the formats of 16 bits.
 TEST(FloatSine, DISABLED_AllAnglesOf16Bits) {
-  for (const auto& [wE, wF] : {std::pair{5, 10}, {8, 7}, {6, 9}})
-    for (const bool subnormals : {false, true})
-      for (const Function& function : kFunctions) {
-        const Ports ports = portsOf(wE, wF);
-        Bench bench(sines(function, ports, subnormals));
-        checkAll(bench, ports.in);
-      }
+  checkAllAngles({ieee(5, 10), ieee(8, 7), ieee(6, 9)});
 }
 
 }  // namespace

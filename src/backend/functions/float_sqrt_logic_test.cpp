@@ -5,19 +5,13 @@
 namespace functions::testing {
 namespace {
 
-using kiln::fpLib;
-using kiln::ieee;
-
-int squareRoot(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_sqrt(r, in[0].get(), direction);
-}
-
 // A root has no ties.
-std::vector<Config> roots(const kiln::FloatingPoint& format, bool subnormals) {
+std::vector<Config> roots(const FloatingPoint& format, bool subnormals) {
   const Ports ports{"same", {format}, {format}};
   std::vector<Config> configs;
   const auto add = [&](const Precision& precision) {
-    configs.push_back(configOf("DMFloatSqrt", ports, precision, 0, 0, subnormals, {squareRoot}));
+    configs.push_back(
+        configOf("DMFloatSqrt", ports, precision, 0, 0, subnormals, {ofFirst<mpfr_sqrt>}));
     configs.back().label += fmt::format(" {}", precision.accuracy.ulps);
     configs.back().request.signature.variant.numbers = {0, 0, 0, 0, 1};
   };
@@ -28,21 +22,16 @@ std::vector<Config> roots(const kiln::FloatingPoint& format, bool subnormals) {
   return configs;
 }
 
-void checkAllPatterns(const kiln::FloatingPoint& format, bool subnormals) {
-  Bench bench(roots(format, subnormals));
-  checkAll(bench, {format});
-}
-
 // Those with more fraction bits than exponents have roots below the lowest regular number.
 TEST(FloatSqrtLogic, AllPatternsOfSmallFormats) {
   for (const auto& [wE, wF] : {std::pair{2, 1}, {2, 2}, {2, 6}, {3, 2}, {2, 3}, {4, 3}, {3, 8}})
     for (const auto& format : {ieee(wE, wF), fpLib(wE, wF)})
-      for (const bool subnormals : {false, true}) checkAllPatterns(format, subnormals);
+      for (const bool subnormals : {false, true}) checkAll(roots(format, subnormals));
 }
 
 TEST(FloatSqrtLogic, DISABLED_AllPatternsOfSixteenBits) {
   for (const auto& format : {ieee(5, 10), ieee(8, 7)})
-    for (const bool subnormals : {false, true}) checkAllPatterns(format, subnormals);
+    for (const bool subnormals : {false, true}) checkAll(roots(format, subnormals));
 }
 
 // Squares of numbers of as many bits and of those half way between them, and their neighbours.
@@ -78,13 +67,10 @@ TEST(FloatSqrtLogic, DrawnAndHardNumbersOfLargeFormats) {
 }
 
 TEST(FloatSqrtLogic, BoundsBuyArea) {
-  const auto bitsOf = [](int which) {
-    return logicBits(roots(ieee(8, 23), false)[static_cast<std::size_t>(which)]);
-  };
-  constexpr int kNearest = 0, kTwoUlps = 4, kFaithful = 5, kFiveUlps = 6;
-  EXPECT_LT(bitsOf(kFaithful), bitsOf(kNearest) * 9 / 10);
-  EXPECT_LT(bitsOf(kTwoUlps), bitsOf(kFaithful));
-  EXPECT_LT(bitsOf(kFiveUlps), bitsOf(kTwoUlps));
+  const Config config = roots(ieee(8, 23), false)[0];
+  expectBoundsToPay(config, {0.5, 1, 2, 5});
+  const std::vector<int> bits = logicBitsAt(config, {0.5, 1});
+  EXPECT_LT(bits[1], bits[0] * 9 / 10);
 }
 
 }  // namespace

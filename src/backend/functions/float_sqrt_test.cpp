@@ -6,12 +6,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::fpLib;
-using kiln::ieee;
-
-int squareRoot(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_sqrt(r, in[0].get(), direction);
-}
 int inverse(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
   return mpfr_ui_div(r, 1, in[0].get(), direction);
 }
@@ -21,8 +15,9 @@ int inverseSqrt(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
                                   : mpfr_rec_sqrt(r, in[0].get(), direction);
 }
 
-const std::map<std::string, Operation> kUnits = {
-    {"DMFloatSqrt", squareRoot}, {"DMFloatInverse", inverse}, {"DMFloatInverseSqrt", inverseSqrt}};
+const std::map<std::string, Operation> kUnits = {{"DMFloatSqrt", ofFirst<mpfr_sqrt>},
+                                                 {"DMFloatInverse", inverse},
+                                                 {"DMFloatInverseSqrt", inverseSqrt}};
 
 Config rootConfig(const std::string& unit, const Ports& ports, const Precision& precision,
                   bool subnormals) {
@@ -31,7 +26,7 @@ Config rootConfig(const std::string& unit, const Ports& ports, const Precision& 
   return config;
 }
 
-Bench rootBench(const std::string& unit, const Ports& ports, bool subnormals) {
+std::vector<Config> roots(const std::string& unit, const Ports& ports, bool subnormals) {
   // Polynomials for many bits take their time to be found.
   const bool isSmall = ports.in[0].width() < 32;
   std::vector<Config> configs;
@@ -39,18 +34,15 @@ Bench rootBench(const std::string& unit, const Ports& ports, bool subnormals) {
     if (precision.tiesAway == 0 && (precision.degrade == 0 || precision.accuracy.ulps == 1) &&
         (isSmall || (precision.mode == RoundMode::kNearestEven && precision.accuracy.ulps < 2)))
       configs.push_back(rootConfig(unit, ports, precision, subnormals));
-  return Bench(configs);
+  return configs;
 }
 
 TEST(FloatRoots, AllNumbersOfSmallFormats) {
   for (const auto& [unit, operation] : kUnits)
     for (const bool subnormals : {false, true})
       for (const auto& [wE, wF] : {std::pair{2, 1}, {2, 5}, {3, 4}, {4, 3}, {3, 7}, {5, 4}})
-        for (const auto& result : {ieee(wE, wF), fpLib(wE, wF)}) {
-          const Ports ports{"", {ieee(wE, wF)}, {result}};
-          Bench bench = rootBench(unit, ports, subnormals);
-          checkAll(bench, ports.in);
-        }
+        for (const auto& result : {ieee(wE, wF), fpLib(wE, wF)})
+          checkAll(roots(unit, {"", {ieee(wE, wF)}, {result}}, subnormals));
 }
 
 // A number whose root is a drawn number of wF + 2 bits, or as close to it as a number comes: half
@@ -82,13 +74,13 @@ TEST(FloatRoots, DrawnAndHardNumbersOfLargeFormats) {
     for (const auto& [wE, wF] : {std::pair{8, 23}, {11, 40}, {5, 10}, {7, 16}, {2, 14}})
       for (const bool subnormals : {false, true}) {
         const Ports ports{"", {ieee(wE, wF)}, {wF == 16 ? fpLib(wE, wF) : ieee(wE, wF)}};
-        Bench bench = rootBench(unit, ports, subnormals);
+        Bench bench(roots(unit, ports, subnormals));
         SCOPED_TRACE(fmt::format("{} {}, seed {}", wE, wF, seed));
         checkDrawn(bench, ports.in, 200, seed);
         Draws draws(seed++);
-        int wrong = 0;
-        for (int i = 0; i < 300 && wrong < 5; ++i)
-          if (!bench.check({nearDecision(draws, unit, {ieee(wE, wF), subnormals})})) ++wrong;
+        checkEach(300, [&](int) {
+          return bench.check({nearDecision(draws, unit, {ieee(wE, wF), subnormals})});
+        });
       }
 }
 
@@ -96,24 +88,14 @@ TEST(FloatRoots, DrawnAndHardNumbersOfLargeFormats) {
 TEST(FloatRoots, DISABLED_AllNumbersOfHalfFormats) {
   for (const auto& [unit, operation] : kUnits)
     for (const bool subnormals : {false, true})
-      for (const auto& [wE, wF] : {std::pair{5, 10}, {8, 7}, {6, 9}, {3, 12}}) {
-        const Ports ports{"", {ieee(wE, wF)}, {ieee(wE, wF)}};
-        Bench bench = rootBench(unit, ports, subnormals);
-        checkAll(bench, ports.in);
-      }
+      for (const auto& [wE, wF] : {std::pair{5, 10}, {8, 7}, {6, 9}, {3, 12}})
+        checkAll(roots(unit, {"", {ieee(wE, wF)}, {ieee(wE, wF)}}, subnormals));
 }
 
 TEST(FloatRoots, WiderBoundsBuySmallerCircuits) {
-  const auto bitsOf = [](const std::string& unit, Accuracy accuracy) {
-    const Ports ports{"", {ieee(8, 23)}, {ieee(8, 23)}};
-    return logicBits(rootConfig(unit, ports, {"", RoundMode::kNearestEven, accuracy}, false));
-  };
-  for (const auto& [unit, operation] : kUnits) {
-    const int correct = bitsOf(unit, {Accuracy::kCorrect, 0.5});
-    const int faithful = bitsOf(unit, {Accuracy::kWithin, 1});
-    EXPECT_GT(correct, faithful + 20) << unit;
-    EXPECT_GT(faithful, bitsOf(unit, {Accuracy::kWithin, 64}) + 20) << unit;
-  }
+  const Ports ports{"", {ieee(8, 23)}, {ieee(8, 23)}};
+  for (const auto& [unit, operation] : kUnits)
+    expectBoundsToPay(rootConfig(unit, ports, kPrecisions[0], false), {0.5, 1, 64}, 21);
 }
 
 }  // namespace

@@ -19,6 +19,10 @@
 
 namespace functions::testing {
 
+using kiln::FixedPoint;
+using kiln::FloatingPoint;
+using kiln::fpLib;
+using kiln::ieee;
 using util::MPZ;
 
 struct Port {
@@ -104,6 +108,24 @@ inline mpfr_rnd_t directionOf(RoundMode mode) {
 
 // An operation on decoded inputs, rounded by MPFR; returns MPFR's ternary value.
 using Operation = int (*)(mpfr_ptr, const std::vector<Real>&, mpfr_rnd_t);
+
+template <auto f>
+int ofFirst(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return f(r, in[0].get(), direction);
+}
+template <auto f>
+int ofTwo(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return f(r, in[0].get(), in[1].get(), direction);
+}
+
+template <auto f>
+int ofThree(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+  return f(r, in[0].get(), in[1].get(), in[2].get(), direction);
+}
+
+// The modes of a rounding port, by number.
+constexpr RoundMode kModes[] = {RoundMode::kNearestEven, RoundMode::kDown, RoundMode::kUp,
+                                RoundMode::kTowardZero};
 
 // What one output may carry for one set of inputs.
 class Truth {
@@ -228,6 +250,24 @@ inline Config configOf(const std::string& unit, const Ports& ports, const Precis
   config.request.prices.lutPerDsp = 4;
   config.operations = std::move(operations);
   return config;
+}
+
+inline bool isAny(const Precision&) { return true; }
+inline bool hasEvenTies(const Precision& precision) { return precision.tiesAway == 0; }
+
+inline std::vector<Config> configsOf(const std::string& unit, const Ports& ports, bool subnormals,
+                                     const std::vector<Operation>& operations,
+                                     bool (*takes)(const Precision&) = isAny,
+                                     std::int64_t subtract = 0, std::int64_t dualPath = 0) {
+  std::vector<Config> configs;
+  for (const Precision& precision : kPrecisions)
+    if (takes(precision))
+      configs.push_back(
+          configOf(unit, ports, precision, subtract, dualPath, subnormals, operations));
+  return configs;
+}
+inline void append(std::vector<Config>& configs, const std::vector<Config>& more) {
+  configs.insert(configs.end(), more.begin(), more.end());
 }
 
 // Circuits that share their inputs in one graph, checked beside their references.
@@ -375,6 +415,25 @@ inline int logicBits(const Config& config) {
   return logicBits(UnitCircuit(config.unit, request).graph);
 }
 
+// The size of a circuit at bounds that grow: 0.5 ulps are correct rounding.
+inline std::vector<int> logicBitsAt(Config config, const std::vector<double>& bounds) {
+  std::vector<int> bits;
+  for (const double ulps : bounds) {
+    const Accuracy accuracy{ulps < 1 ? Accuracy::kCorrect : Accuracy::kWithin, ulps};
+    config.request.accuracy.assign(config.request.accuracy.size(), accuracy);
+    bits.push_back(logicBits(config));
+  }
+  return bits;
+}
+
+// A bound pays: what is promised less is built of `least` bits of logic fewer.
+inline void expectBoundsToPay(const Config& config, const std::vector<double>& bounds,
+                              int least = 1) {
+  const std::vector<int> bits = logicBitsAt(config, bounds);
+  for (std::size_t i = 1; i < bits.size(); ++i)
+    EXPECT_GE(bits[i - 1], bits[i] + least) << config.label << " at " << bounds[i] << " ulps";
+}
+
 // Every pattern of a port; of an FPLib port every regular number, and each special as packing makes
 // it and once with all fields set.
 inline std::vector<MPZ> allPatterns(const kiln::FloatingPoint& format) {
@@ -422,6 +481,11 @@ inline void checkAll(Bench& bench, const std::vector<kiln::Type>& in) {
     if (!bench.check(patterns)) ++wrong;
     return wrong < 5;
   });
+}
+
+inline void checkAll(const std::vector<Config>& configs) {
+  Bench bench(configs);
+  checkAll(bench, configs[0].request.signature.in);
 }
 
 // Draws patterns that matter: any, near 1, at both ends of the range, sparse or dense fractions;
@@ -503,6 +567,11 @@ inline void checkDrawn(Bench& bench, const std::vector<kiln::Type>& in, int coun
   SCOPED_TRACE(fmt::format("seed {}", seed));
   Draws draws(seed);
   checkEach(count, [&](int) { return bench.check(draws.row(in)); });
+}
+
+inline void checkDrawn(const std::vector<Config>& configs, int count, unsigned seed) {
+  Bench bench(configs);
+  checkDrawn(bench, configs[0].request.signature.in, count, seed);
 }
 
 // Numbers that come nearest to multiples of pi: for some exponents the denominators of convergents

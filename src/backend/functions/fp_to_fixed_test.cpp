@@ -5,10 +5,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::FixedPoint;
-using kiln::FloatingPoint;
-using kiln::ieee;
-
 const FixedPoint kSelect(1, 0, false), kDirection(2, 0, false), kFlags(5, 0, false);
 
 // The conversions of one format to one port: each rounding by itself, by a select and by a port.
@@ -16,7 +12,7 @@ class Conversions {
  public:
   Conversions(const FloatingPoint& in, const FixedPoint& out, bool subnormals)
       : in{in, subnormals}, out(out) {
-    for (const auto& [number, mode] : kModes)
+    for (const auto& [number, mode] : kNumberedModes)
       fixed.emplace_back(std::make_unique<Conversion>(
           "DMFPToFxP", Signature{{in}, {out, kFlags}, {variant(0, number)}}, subnormals));
     tied = make({in}, {out}, variant(1, 3));
@@ -30,18 +26,16 @@ class Conversions {
     const Exact x = exactOf(pattern, in);
     bool right = true;
     const auto owedBy = [&](RoundMode mode) { return owedFixed(x, out, mode); };
-    for (std::size_t i = 0; i < std::size(kModes); ++i) {
-      const Owed owed = owedBy(kModes[i].second);
+    for (std::size_t i = 0; i < std::size(kNumberedModes); ++i) {
+      const Owed owed = owedBy(kNumberedModes[i].second);
       right = fixed[i]->check({pattern}, {owed.pattern, owed.flags}) && right;
     }
     const MPZ cut = owedBy(RoundMode::kTowardZero).pattern;
     right = tied->check({pattern}, {cut}) && right;
     right = selected->check({pattern, 0}, {cut}) && right;
     right = selected->check({pattern, 1}, {owedBy(RoundMode::kNearestAway).pattern}) && right;
-    constexpr RoundMode kDirections[] = {RoundMode::kNearestEven, RoundMode::kDown, RoundMode::kUp,
-                                         RoundMode::kTowardZero};
     for (int i = 0; i < 4; ++i) {
-      const Owed owed = owedBy(kDirections[i]);
+      const Owed owed = owedBy(kModes[i]);
       right = directed->check({pattern, i}, {owed.pattern, owed.flags}) && right;
     }
     return checkTruth(pattern, x) && right;
@@ -64,11 +58,11 @@ class Conversions {
     return std::make_unique<Conversion>("DMFPToFxP", Signature{from, to, {numbers}}, in.subnormals);
   }
 
-  static constexpr std::pair<int, RoundMode> kModes[] = {{0, RoundMode::kTowardZero},
-                                                         {1, RoundMode::kNearestAway},
-                                                         {2, RoundMode::kNearestEven},
-                                                         {4, RoundMode::kDown},
-                                                         {5, RoundMode::kUp}};
+  static constexpr std::pair<int, RoundMode> kNumberedModes[] = {{0, RoundMode::kTowardZero},
+                                                                 {1, RoundMode::kNearestAway},
+                                                                 {2, RoundMode::kNearestEven},
+                                                                 {4, RoundMode::kDown},
+                                                                 {5, RoundMode::kUp}};
   Port in;
   FixedPoint out;
   std::vector<std::unique_ptr<Conversion>> fixed;

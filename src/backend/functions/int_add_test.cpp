@@ -5,8 +5,6 @@
 namespace functions {
 namespace {
 
-using util::MPZ;
-
 const UnitRow& row() { return longAddUnits()[0]; }
 
 struct AddCase {

@@ -5,8 +5,6 @@
 namespace functions {
 namespace {
 
-using util::MPZ;
-
 const UnitRow& counter() { return bitUnits()[0]; }
 const UnitRow& shifter() { return bitUnits()[1]; }
 

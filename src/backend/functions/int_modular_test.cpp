@@ -5,8 +5,6 @@
 namespace functions {
 namespace {
 
-using util::MPZ;
-
 const UnitRow& row() { return modularUnits()[0]; }
 
 Signature barrett(int width) {

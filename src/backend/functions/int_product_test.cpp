@@ -5,8 +5,6 @@
 namespace functions {
 namespace {
 
-using util::MPZ;
-
 const UnitRow& row() { return integerProductUnits()[0]; }
 
 Signature product(int widthX, bool signX, int widthY, bool signY) {

@@ -13,6 +13,18 @@
 
 namespace functions {
 
+using kiln::FixedPoint;
+using util::MPZ;
+
+constexpr Accuracy kFaithful{Accuracy::kWithin, 1}, kNearest{Accuracy::kCorrect, 0.5},
+    kTwo{Accuracy::kWithin, 2}, kFive{Accuracy::kWithin, 5};
+
+// n / 2^places rounded down.
+inline MPZ floorOf(const MPZ& n, long places) {
+  return places >= 0 ? n >> static_cast<unsigned long>(places)
+                     : n << static_cast<unsigned long>(-places);
+}
+
 // One unit on fixed-point ports, its circuit and its reference held against exact integers.
 class IntegerUnit {
  public:

@@ -3,9 +3,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::FixedPoint;
-using kiln::ieee;
-
 ExactBench benchOf(const char* unit, const kiln::Type& operand, int codeBits, bool subnormals) {
   return ExactBench(
       unit,

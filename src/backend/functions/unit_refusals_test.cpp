@@ -40,7 +40,12 @@ std::string range(const std::string& what, const std::string& bounds) {
   return what + " is out of range " + bounds;
 }
 const std::string kExponent = "wE 1 is out of range 2 to 15",
-                  kFraction = "wF 113 is out of range 1 to 112";
+                  kFraction = "wF 113 is out of range 1 to 112",
+                  k201 = range("width 201", "1 to 200"),
+                  kOneSeed = "3 to 52: one iteration from a seed must do";
+std::string counts(const std::string& asked, const std::string& own) {
+  return asked + " outputs are not the " + own + " of this unit";
+}
 
 const Refusal kRefusals[] = {
     {"CFloatAdd", "2*8,23 -> 8,23", {}, ""},
@@ -52,10 +57,7 @@ const Refusal kRefusals[] = {
     {"CFPConstMult", "8,23 -> 8,23", {{8, 23, 0}, {"3"}}, ""},
     {"CFPConstMult", "1,23 -> 8,23", {{8, 23, 0}, {"3"}}, kExponent},
     {"DMFPMult", "2*8,23 -> 8,23 u5.0", {{8, 23, 1, 0, 0}}, ""},
-    {"DMFPMult",
-     "2*8,23 -> 8,23 u5.0",
-     {{8, 23, 1, 1, 0}},
-     "2 inputs and 2 outputs are not the 3 and 2 of this unit"},
+    {"DMFPMult", "2*8,23 -> 8,23 u5.0", {{8, 23, 1, 1, 0}}, counts("2 inputs and 2", "3 and 2")},
     {"DMFPMult", "8,23 8,23 u1.0 -> 8,23 u5.0", {{8, 23, 1, 1, 0}}, kAnything},
     {"DMFPMult", "8,23 L8,23 -> 8,23 u5.0", {{8, 23, 1, 0, 0}}, kAnything},
     {"DMFPMult", "8,23 8,22 -> 8,23 u5.0", {{8, 23, 1, 0, 0}}, kAnything},
@@ -72,10 +74,7 @@ const Refusal kRefusals[] = {
     {"DMFloatFloor", "8,23 -> L8,23", {}, kAnything},
     {"DMFloatFloor", "2*8,23 -> 8,23", {}, kAnything},
     {"DMFloatSinX", "8,23 -> 8,23", {}, ""},
-    {"DMFloatSinX",
-     "8,23 -> 8,23",
-     {{8, 23, 0, 1, 0}},
-     "a sine without range reduction is not built"},
+    {"DMFloatSinX", "8,23 -> 8,23", {{8, 23, 0, 1}}, "a sine without range reduction is not built"},
     {"DMFloatSinX", "16,23 -> 16,23", {}, range("wE 16", "2 to 15")},
     {"DMFloatCompare", "2*8,23 -> u1.0", {{8, 23, 4, 0, 1}}, range("comparison 4", "-2 to 3")},
     {"DMFPToFxP", "8,23 -> s32.16", {}, ""},
@@ -88,10 +87,7 @@ const Refusal kRefusals[] = {
     {"DMFxPToFP", "s32.16 -> 8,23", {{8, 23, 1}}, ""},
     {"DMFxPToFP", "s32.16 -> 8,23", {{8, 23, 5}}, range("rounding 5", "0 to 4")},
     {"DMFxPToFP", "s0.0 -> 8,23", {{8, 23, 1}}, range("width 0", "1 to 4096")},
-    {"DMFxPToFP",
-     "s32.16 -> 8,23 u5.0",
-     {{8, 23, 1}},
-     "1 inputs and 2 outputs are not the 1 and 1 of this unit"},
+    {"DMFxPToFP", "s32.16 -> 8,23 u5.0", {{8, 23, 1}}, counts("1 inputs and 2", "1 and 1")},
     {"DMFxPToFP", "s32.16 u5.0 -> 8,23 u5.0", {{8, 23, 1, 1, 1}}, kAnything},
     {"DMFxPToFP", "s32.16 -> 16,5", {{8, 23, 1}}, range("wE 16", "2 to 15")},
     {"DMFPIEEEToFPIEEE", "5,10 -> 8,23", {}, ""},
@@ -129,14 +125,8 @@ const Refusal kRefusals[] = {
     {"DMFxPModularMult", "u1025.0 u8.0 -> u1033.0", {{2}}, range("width 1025", "1 to 1024")},
     {"DMFxPModularMult", "u8.0 u0.0 -> u8.0", {{2}}, range("width 0", "1 to 1024")},
     {"DMFxPModularMult", "u-1.0 -> u-2.0", {{19}}, range("width -1", "1 to 1024")},
-    {"DMFxPModularMult",
-     "u1025.0 u1025.0 u1025.0 u1026.0 -> u1025.0",
-     {{14}},
-     range("width 1025", "1 to 1024")},
-    {"DMFxPFusedMultiFunction",
-     "3*s201.0 u2.0 u5.0 -> s201.0 u1.0",
-     {},
-     range("width 201", "1 to 200")},
+    {"DMFxPModularMult", "3*u1025.0 u1026.0 -> u1025.0", {{14}}, range("width 1025", "1 to 1024")},
+    {"DMFxPFusedMultiFunction", "3*s201.0 u2.0 u5.0 -> s201.0 u1.0", {}, k201},
     {"DMFxPFusedMultiFunction", "3*u8.0 u2.0 u5.0 -> u8.0 u1.0", {}, kAnything},
     {"DMFxPFusedMultiFunction", "3*s8.0 u2.0 u4.0 -> s8.0 u1.0", {}, kAnything},
     {"DMFloatFusedMultiFunction", "3*1,5 u2.0 u4.0 -> 1,5 u1.0", {}, kExponent},
@@ -148,14 +138,8 @@ const Refusal kRefusals[] = {
     {"CFloatAcc", "8,23 u1.0 -> 8,23 3*u1.0", {{-20, 10, 11}}, kAnything},
     {"CFloatAcc", "8,23 u1.0 -> 8,23 3*u1.0", {{-20, 10, -21}}, kAnything},
     {"CFloatAcc", "8,23 u1.0 -> 8,23 3*u1.0", {{-4000, 1000, 0}}, kAnything},
-    {"CFPFoldedALUNR",
-     "2*11,53 u3.0 u1.0 -> 11,53",
-     {},
-     range("wF 53", "3 to 52: one iteration from a seed must do")},
-    {"CFPFoldedALUNR",
-     "2*4,2 u3.0 u1.0 -> 4,2",
-     {},
-     range("wF 2", "3 to 52: one iteration from a seed must do")},
+    {"CFPFoldedALUNR", "2*11,53 u3.0 u1.0 -> 11,53", {}, range("wF 53", kOneSeed)},
+    {"CFPFoldedALUNR", "2*4,2 u3.0 u1.0 -> 4,2", {}, range("wF 2", kOneSeed)},
     {"CFPFoldedALUNR", "2*1,10 u3.0 u1.0 -> 1,10", {}, kExponent},
 };
 

@@ -1,13 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "backend/hdl/replay_test.h"
 
 namespace hdl {
 namespace {
 
 using graph::Signal;
-using testing::IsEmpty;
 
 // Memory blocks read with an index that is an input or computed, behind them wiring, logic, another
 // memory block and ports.
@@ -37,11 +33,8 @@ struct TabledUnit : ReplayedUnit {
   }
 };
 
-class MemoryIn : public testing::TestWithParam<LANGUAGE> {};
-INSTANTIATE_TEST_SUITE_P(Languages, MemoryIn, testing::Values(LANGUAGE_VHDL, LANGUAGE_VERILOG),
-                         [](const auto& info) {
-                           return info.param == LANGUAGE_VHDL ? "Vhdl" : "Verilog";
-                         });
+class MemoryIn : public LanguageTest {};
+INSTANTIATE_TEST_SUITE_P(Languages, MemoryIn, kBothLanguages, languageName);
 
 // At 2600 ps no logic stands behind the first register of a block, at 20000 behind no second one.
 TEST_P(MemoryIn, ReplaysBehindOneRegisterAndTwo) {
@@ -53,9 +46,9 @@ TEST_P(MemoryIn, ReplaysBehindOneRegisterAndTwo) {
         EXPECT_EQ(unit.settings.latency, period == 20000 ? 2 : 3);
         unit.dontCareOnReset = hasEnable == hasChannelValid;
         unit.drawDelayedVectors(600, 3);
-        EXPECT_EQ(unit.replay(GetParam()).output,
-                  fmt::format("{} rows compared, 0 mismatches\n", unit.comparedRows()))
-            << period << hasEnable << hasChannelValid;
+        SCOPED_TRACE(fmt::format("{} {} {}", period, hasEnable, hasChannelValid));
+        unit.expectReplay(GetParam());
+        EXPECT_THAT(unit.lint(), IsEmpty());
       }
     }
   }
@@ -91,13 +84,6 @@ TEST_P(MemoryIn, SynthesisesToBlocksAndTablesToLogic) {
   logic.dontCareOnReset = true;
   const Outcome outcome = blocksOf(logic, GetParam(), 0);
   EXPECT_EQ(outcome.status, 0) << outcome.output;
-}
-
-TEST(Memory, HasNoLintWarning) {
-  for (const bool hasEnable : {false, true}) {
-    TabledUnit unit({.hasEnable = hasEnable});
-    EXPECT_THAT(unit.lint(), IsEmpty());
-  }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +21,21 @@
 #include "backend/hdl/emission.h"
 
 namespace hdl {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+// Tests of texts in both languages: a file has its own of these.
+using LanguageTest = testing::TestWithParam<LANGUAGE>;
+inline const auto kBothLanguages = testing::Values(LANGUAGE_VHDL, LANGUAGE_VERILOG);
+inline std::string languageName(const testing::TestParamInfo<LANGUAGE>& info) {
+  return info.param == LANGUAGE_VHDL ? "Vhdl" : "Verilog";
+}
+
+inline void flip(std::string& bits, std::size_t index) {
+  bits[index] = bits[index] == '0' ? '1' : '0';
+}
 
 struct Outcome {
   int status = 0;
@@ -181,6 +198,10 @@ class ReplayedUnit {
     });
   }
 
+  std::string verdict(long mismatches = 0) const {
+    return fmt::format("{} rows compared, {} mismatches", comparedRows(), mismatches);
+  }
+
   void write(const std::string& file, const std::string& text) {
     std::ofstream(folder / file) << text;
   }
@@ -230,6 +251,11 @@ class ReplayedUnit {
     writeVectors();
     writeTexts(language);
     return simulate();
+  }
+  void expectReplay(LANGUAGE language) {
+    const Outcome outcome = replay(language);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, verdict() + "\n");
   }
 
   graph::Graph graph;

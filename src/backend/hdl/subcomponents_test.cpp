@@ -1,8 +1,5 @@
 #include "backend/hdl/subcomponents.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <regex>
 #include <set>
 
@@ -11,10 +8,6 @@
 
 namespace hdl {
 namespace {
-
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 std::vector<std::string> matchesOf(const std::string& text, const std::string& pattern) {
   const std::regex wanted(pattern);
@@ -41,11 +34,8 @@ Outcome replayed(ReplayedUnit& unit, LANGUAGE language) {
   return unit.simulate();
 }
 
-std::string verdict(const ReplayedUnit& unit) {
-  return fmt::format("{} rows compared, 0 mismatches\n", unit.comparedRows());
-}
-
-class SubcomponentsIn : public testing::TestWithParam<LANGUAGE> {};
+class SubcomponentsIn : public LanguageTest {};
+INSTANTIATE_TEST_SUITE_P(Both, SubcomponentsIn, kBothLanguages, languageName);
 
 // Every operation, seven scopes that read each other in all directions, states among them.
 TEST_P(SubcomponentsIn, AnswerAsOneEntityWould) {
@@ -59,7 +49,7 @@ TEST_P(SubcomponentsIn, AnswerAsOneEntityWould) {
     unit.scheduleFor(seed % 4 == 1 ? 0 : 1500 + 500 * static_cast<int>(seed % 5));
     unit.drawDelayedVectors(60, seed);
     const Outcome outcome = replayed(unit, GetParam());
-    EXPECT_THAT(outcome.output, HasSubstr(verdict(unit))) << seed;
+    EXPECT_THAT(outcome.output, HasSubstr(unit.verdict() + "\n")) << seed;
     const std::string text = subcomponentsText(unit.design(), LANGUAGE_VHDL);
     EXPECT_EQ(registerBitsOf(text), registerBitsOf(designText(unit.design(), LANGUAGE_VHDL)))
         << seed;
@@ -67,11 +57,6 @@ TEST_P(SubcomponentsIn, AnswerAsOneEntityWould) {
   }
   EXPECT_GE(entities, 12 * 7U);
 }
-
-INSTANTIATE_TEST_SUITE_P(Both, SubcomponentsIn, testing::Values(LANGUAGE_VHDL, LANGUAGE_VERILOG),
-                         [](const auto& info) {
-                           return info.param == LANGUAGE_VHDL ? "Vhdl" : "Verilog";
-                         });
 
 // Scopes of one name, of a name that no language allows and of a port's name; nested ones stay with
 // the outermost.
@@ -106,7 +91,7 @@ TEST(Subcomponents, HaveNamesOfTheirOwn) {
   EXPECT_EQ(subcomponentsText(unit.design(), LANGUAGE_VHDL), vhdl);
   unit.drawVectors(40, 1);
   for (const LANGUAGE language : {LANGUAGE_VHDL, LANGUAGE_VERILOG})
-    EXPECT_THAT(replayed(unit, language).output, HasSubstr(verdict(unit)));
+    EXPECT_THAT(replayed(unit, language).output, HasSubstr(unit.verdict() + "\n"));
 }
 
 TEST(Subcomponents, PassTheToolsWithoutAWarning) {
@@ -117,19 +102,18 @@ TEST(Subcomponents, PassTheToolsWithoutAWarning) {
     unit.scheduleFor(period);
     unit.write("unit.v", subcomponentsText(unit.design(), LANGUAGE_VERILOG));
     unit.write("unit.vhd", subcomponentsText(unit.design(), LANGUAGE_VHDL));
-    const std::string enter = fmt::format("cd '{}' && ", unit.folder.string());
-    EXPECT_THAT(runCommand(enter + "verilator --lint-only -Wall --top-module unit unit.v").output,
+    EXPECT_THAT(unit.inFolder("verilator --lint-only -Wall --top-module unit unit.v").output,
                 IsEmpty());
     for (const char* flags : {"-top unit", "-flatten -top unit"}) {
       const Outcome outcome =
-          runCommand(fmt::format("{}yosys -q -p 'read_verilog unit.v; synth {}; check -assert; "
-                                 "select -assert-none t:$_DLATCH_*'",
-                                 enter, flags));
+          unit.inFolder(fmt::format("yosys -q -p 'read_verilog unit.v; synth {}; check -assert; "
+                                    "select -assert-none t:$_DLATCH_*'",
+                                    flags));
       EXPECT_EQ(outcome.status, 0) << outcome.output;
       EXPECT_THAT(outcome.output, Not(HasSubstr("Warning")));
     }
     const Outcome outcome =
-        runCommand(enter + "ghdl -a --std=08 unit.vhd && ghdl --synth --std=08 unit");
+        unit.inFolder("ghdl -a --std=08 unit.vhd && ghdl --synth --std=08 unit");
     EXPECT_EQ(outcome.status, 0) << outcome.output;
     EXPECT_THAT(outcome.output, Not(HasSubstr("warning")));
   }

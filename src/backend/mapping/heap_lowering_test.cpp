@@ -1,83 +1,44 @@
 #include "backend/mapping/heap_lowering.h"
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <random>
 #include <vector>
 
-#include "backend/graph/evaluator.h"
 #include "backend/mapping/arrivals.h"
+#include "backend/mapping/mapping_test_support.h"
 
 namespace mapping {
 namespace {
 
-using graph::Builder;
-using graph::Graph;
 using graph::HeapTerm;
-using graph::Op;
-using graph::Signal;
-using util::MPZ;
-
-const device::Device& device() {
-  static const device::Device* const made =
-      device::deviceFactory.GetDevice("TarnV", "", "fast", "", "");
-  return *made;
-}
-
-int count(const Graph& graph, Op op) {
-  return static_cast<int>(
-      std::ranges::count(graph.nodes(), op, [](const graph::Node& node) { return node.op; }));
-}
 
 // A term as a unit may write it, with the number that it adds for an input's value.
 enum Form { kPlain, kComplement, kSignExtended, kConstant, kWithConstantPart, kFormCount };
+
+struct FormRow {
+  Signal (*bits)(Builder&, Signal x);
+  MPZ (*value)(const MPZ& x, int width);
+};
+const FormRow kForms[kFormCount] = {
+    {[](Builder&, Signal x) { return x; }, [](const MPZ& x, int) { return x; }},
+    {[](Builder& b, Signal x) { return b.bitNot(x); },
+     [](const MPZ& x, int width) { return MPZ::allOnes(width) - x; }},
+    {[](Builder& b, Signal x) { return b.signExtend(x, x.width + 9); },
+     [](const MPZ& x, int width) { return x.asSigned(width).lowBits(width + 9); }},
+    {[](Builder& b, Signal x) { return b.literal(0x2d, x.width); },
+     [](const MPZ&, int width) { return MPZ(0x2d).lowBits(width); }},
+    {[](Builder& b, Signal x) {
+       return b.concat({x, b.literal(0x55, 7)});
+     },
+     [](const MPZ& x, int) -> MPZ { return (x << 7) + MPZ(0x55); }},
+};
 
 struct Term {
   Form form;
   int inputWidth, shift;
 };
-
-MPZ valueOf(const Term& term, const MPZ& x, int width) {
-  const MPZ value = [&]() -> MPZ {
-    switch (term.form) {
-      case kPlain:
-        return x;
-      case kComplement:
-        return MPZ::allOnes(term.inputWidth) - x;
-      case kSignExtended:
-        return x.asSigned(term.inputWidth).lowBits(term.inputWidth + 9);
-      case kConstant:
-        return MPZ(0x2d).lowBits(term.inputWidth);
-      case kWithConstantPart:
-        return (x << 7) + MPZ(0x55);
-      case kFormCount:
-        break;
-    }
-    return {};
-  }();
-  return (value << term.shift).lowBits(width);
-}
-
-Signal bitsOf(Builder& b, const Term& term, Signal x) {
-  switch (term.form) {
-    case kPlain:
-      return x;
-    case kComplement:
-      return b.bitNot(x);
-    case kSignExtended:
-      return b.signExtend(x, x.width + 9);
-    case kConstant:
-      return b.literal(0x2d, x.width);
-    case kWithConstantPart:
-      return b.concat({x, b.literal(0x55, 7)});
-    case kFormCount:
-      break;
-  }
-  return {};
-}
 
 class LoweredHeap {
  public:
@@ -87,17 +48,18 @@ class LoweredHeap {
     std::vector<HeapTerm> heap;
     for (const Term& term : terms) {
       const Signal x = builder.input(fmt::format("x{}", heap.size()), term.inputWidth);
-      heap.push_back({bitsOf(builder, term, x), term.shift});
+      heap.push_back({kForms[term.form].bits(builder, x), term.shift});
     }
-    const Signal sum = lowerHeap(builder, device(), options, heap, width);
+    const Signal sum = lowerHeap(builder, tarn(), options, heap, width);
     EXPECT_EQ(sum.width, width);
     builder.output("r", sum);
-    EXPECT_EQ(count(graph, Op::kHeap), 0);
+    EXPECT_EQ(countOf(graph, Op::kHeap), 0);
   }
 
   ::testing::AssertionResult isRightFor(const std::vector<MPZ>& inputs) {
     MPZ owed;
-    for (std::size_t i = 0; i < terms.size(); ++i) owed += valueOf(terms[i], inputs[i], width);
+    for (std::size_t i = 0; i < terms.size(); ++i)
+      owed += kForms[terms[i].form].value(inputs[i], terms[i].inputWidth) << terms[i].shift;
     owed = owed.lowBits(width);
     const MPZ built = graph::Evaluator(graph)(inputs)[0];
     if (built == owed) return ::testing::AssertionSuccess();
@@ -177,7 +139,7 @@ TEST(LowerHeap, PutsNoTwoTablesBehindAChainInItsStage) {
                                      .sums = {.inStages = true, .counters = true}};
         const LoweredHeap heap(std::vector<Term>(rows, {kPlain, width, 0}), width + 5, options);
         const Graph& graph = heap.graph;
-        const Arrivals arrivals(graph, device(), {period});
+        const Arrivals arrivals(graph, tarn(), {period});
         std::vector<int> tables(graph.size(), -1);  // behind a chain, which has 0
         for (std::uint32_t i = 0; i < graph.size(); ++i) {
           const graph::Node& node = graph.node({i});
@@ -206,7 +168,7 @@ TEST(LowerHeap, AddsCopiesOfOneSignal) {
       terms.push_back({x, shift});
       factor += MPZ::powerOfTwo(static_cast<unsigned long>(shift));
     }
-    b.output("r", lowerHeap(b, device(), {}, terms, sumWidth));
+    b.output("r", lowerHeap(b, tarn(), {}, terms, sumWidth));
     graph::Evaluator evaluate(graph);
     for (int draw = 0; draw < 20; ++draw) {
       const MPZ value = MPZ(random()).lowBits(static_cast<unsigned long>(width));
@@ -234,7 +196,7 @@ TEST(LowerHeap, AddsLargeHeapsByWholeRows) {
 
 // The operands of the only addition, its carry among them.
 std::size_t operandsOfAddition(const Graph& graph) {
-  EXPECT_EQ(count(graph, Op::kAdd), 1);
+  EXPECT_EQ(countOf(graph, Op::kAdd), 1);
   for (const graph::Node& node : graph.nodes())
     if (node.op == Op::kAdd) return graph.operands(node).size();
   return 0;
@@ -243,20 +205,20 @@ std::size_t operandsOfAddition(const Graph& graph) {
 TEST(LowerHeap, NeedsOneAdditionForThreeRowsAndACarry) {
   const LoweredHeap heap({{kPlain, 60, 0}, {kPlain, 60, 0}, {kPlain, 60, 0}, {kPlain, 1, 0}}, 60);
   EXPECT_EQ(operandsOfAddition(heap.graph), 4u);
-  EXPECT_EQ(count(heap.graph, Op::kLut), 0);
+  EXPECT_EQ(countOf(heap.graph, Op::kLut), 0);
 }
 
 // Three rows overlap in six columns only: counters there instead of a third addend.
 TEST(LowerHeap, TakesTwoRowsWhereTheThirdIsShort) {
   const LoweredHeap heap({{kPlain, 40, 0}, {kPlain, 24, 17}, {kPlain, 24, 34}}, 60);
   EXPECT_EQ(operandsOfAddition(heap.graph), 3u);
-  EXPECT_LE(count(heap.graph, Op::kLut), 7);
+  EXPECT_LE(countOf(heap.graph, Op::kLut), 7);
 }
 
 TEST(LowerHeap, PassesASingleTermThrough) {
   for (const Term term : {Term{kPlain, 8, 3}, Term{kConstant, 8, 0}, Term{kPlain, 8, 20}}) {
     LoweredHeap heap({term}, 16);
-    EXPECT_EQ(count(heap.graph, Op::kAdd), 0);
+    EXPECT_EQ(countOf(heap.graph, Op::kAdd), 0);
     EXPECT_TRUE(heap.isRightFor({MPZ(0xb7)}));
   }
 }
@@ -264,8 +226,8 @@ TEST(LowerHeap, PassesASingleTermThrough) {
 // A counter of six bits in each of 24 columns, and one addition no wider than the sum.
 TEST(LowerHeap, TakesOneLevelOfCountersForSixRows) {
   const LoweredHeap heap(std::vector<Term>(6, {kPlain, 24, 0}), 40);
-  EXPECT_EQ(count(heap.graph, Op::kLut), 24);
-  EXPECT_EQ(count(heap.graph, Op::kAdd), 1);
+  EXPECT_EQ(countOf(heap.graph, Op::kLut), 24);
+  EXPECT_EQ(countOf(heap.graph, Op::kAdd), 1);
   for (const graph::Node& node : heap.graph.nodes())
     EXPECT_TRUE(node.op != Op::kAdd || node.width <= 27) << node.width;
 }
@@ -277,8 +239,8 @@ TEST(LowerHeap, DoesNotAddCopiesOfSigns) {
   std::vector<HeapTerm> terms;
   for (int i = 0; i < 8; ++i)
     terms.push_back({builder.signExtend(builder.input(fmt::format("x{}", i), 16), 64), 0});
-  builder.output("r", lowerHeap(builder, device(), {}, terms, 64));
-  EXPECT_LE(count(graph, Op::kLut), 60);
+  builder.output("r", lowerHeap(builder, tarn(), {}, terms, 64));
+  EXPECT_LE(countOf(graph, Op::kLut), 60);
 }
 
 }  // namespace

@@ -1,28 +1,14 @@
 #include "backend/mapping/product_tiling.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <optional>
-#include <string>
 #include <tuple>
 #include <vector>
 
 #include "backend/device/cover.h"
-#include "backend/graph/evaluator.h"
+#include "backend/mapping/mapping_test_support.h"
 
 namespace mapping {
 namespace {
-
-using graph::Builder;
-using graph::Graph;
-using graph::Op;
-using graph::Signal;
-using util::MPZ;
-
-const device::Device& deviceOf(const std::string& family) {
-  return *device::deviceFactory.GetDevice(family, "", "fast", "", "");
-}
 
 struct Size {
   int width;
@@ -51,11 +37,7 @@ class LoweredProduct {
 
   const Graph& built() const { return graph; }
 
-  int blocks() const {
-    return static_cast<int>(std::ranges::count_if(graph.nodes(), [](const graph::Node& node) {
-      return node.op == Op::kMultiply || node.op == Op::kMultiplySigned;
-    }));
-  }
+  int blocks() const { return countOf(graph, Op::kMultiply) + countOf(graph, Op::kMultiplySigned); }
 
   // Every product is one that a block of wide x narrow bits has, unsigned ones a bit less.
   void expectOnlyBlocksOf(int wide, int narrow) const {
@@ -181,8 +163,8 @@ TEST(LowerProduct, TakesConstantBits) {
       for (int place = 5; place >= 0; --place)
         topFirst.push_back(place % 2 == 0 ? b.bitOf(y, place / 2) : b.bit(pattern >> place & 1));
       const Signal factor = b.concat(topFirst);
-      b.output("r", lowerProduct(b, deviceOf("TarnV"), {.period = {3333}, .lutPerDsp = 1000}, x,
-                                 factor, isSigned));
+      b.output("r",
+               lowerProduct(b, tarn(), {.period = {3333}, .lutPerDsp = 1000}, x, factor, isSigned));
       b.output("f", factor);
       graph::Evaluator evaluate(graph);
       for (unsigned long draw = 0; draw < 64; ++draw) {
@@ -195,19 +177,16 @@ TEST(LowerProduct, TakesConstantBits) {
     }
 }
 
-struct Case {
-  int x, y;
-  bool isSigned;
-  int blocks;
-};
-
 TEST(LowerProduct, TakesBlocksAsLongAsTheyAreWorthTheirPrice) {
-  constexpr Case kCases[] = {{24, 17, false, 1}, {17, 24, false, 1}, {25, 18, true, 1},
-                             {18, 25, true, 1},  {8, 8, false, 0},   {11, 11, false, 0},
-                             {3, 3, true, 0},    {40, 4, false, 0},  {24, 24, false, 2},
-                             {26, 18, false, 1}, {32, 32, false, 2}, {53, 53, false, 6},
-                             {64, 64, false, 8}};
-  for (const Case& c : kCases) {
+  constexpr struct {
+    int x, y;
+    bool isSigned;
+    int blocks;
+  } kCases[] = {{24, 17, false, 1}, {17, 24, false, 1}, {25, 18, true, 1},  {18, 25, true, 1},
+                {8, 8, false, 0},   {11, 11, false, 0}, {3, 3, true, 0},    {40, 4, false, 0},
+                {24, 24, false, 2}, {26, 18, false, 1}, {32, 32, false, 2}, {53, 53, false, 6},
+                {64, 64, false, 8}};
+  for (const auto& c : kCases) {
     const LoweredProduct product("TarnV", {c.x}, {c.y}, c.isSigned);
     EXPECT_EQ(product.blocks(), c.blocks) << c.x << " x " << c.y;
   }
@@ -237,21 +216,12 @@ TEST(LowerProduct, FollowsThePriceThatWasAskedFor) {
 // Look-up tables that additions with the logic before them take: one for each bit.
 int tablesOf(const Graph& graph) {
   const std::vector<int> oneCycle(graph.size());
-  return static_cast<int>(
-      device::Cover::costBetweenRegisters(graph, deviceOf("TarnV"), oneCycle).luts);
-}
-
-// A row of two bits of a factor is one carry chain, its partial products made in the same tables.
-TEST(LowerProduct, MakesRowsInTheTablesThatAddThem) {
-  for (const auto& [x, y, most] : {std::tuple{11, 11, 84}, {24, 7, 110}, {8, 8, 53}}) {
-    const LoweredProduct product("TarnV", {x}, {y}, false, {.period = {8000}, .lutPerDsp = 1000});
-    EXPECT_LE(tablesOf(product.built()), most) << x << " x " << y;
-  }
+  return static_cast<int>(device::Cover::costBetweenRegisters(graph, tarn(), oneCycle).luts);
 }
 
 // The longest way through a graph without registers, in ps.
 int longestPath(const Graph& graph) {
-  const device::Cover cover(graph, deviceOf("TarnV"), {20000});
+  const device::Cover cover(graph, tarn(), {20000});
   std::vector<int> arrival(graph.size());
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     for (const graph::NodeId operand : graph.operands(graph::NodeId{i}))
@@ -261,8 +231,13 @@ int longestPath(const Graph& graph) {
   return *std::ranges::max_element(arrival);
 }
 
-// Synthesised chains of 4 and 6 rows.
-TEST(LowerProduct, RowsAreNoFasterThanMeasured) {
+// A row of two bits of a factor is one carry chain, its partial products made in the same tables;
+// synthesised chains of 4 and 6 rows take as long as measured.
+TEST(LowerProduct, MakesRowsInTheTablesThatAddThem) {
+  for (const auto& [x, y, most] : {std::tuple{11, 11, 84}, {24, 7, 110}, {8, 8, 53}}) {
+    const LoweredProduct product("TarnV", {x}, {y}, false, {.period = {8000}, .lutPerDsp = 1000});
+    EXPECT_LE(tablesOf(product.built()), most) << x << " x " << y;
+  }
   for (const auto& [x, y, measured] : {std::tuple{8, 7, 4000}, {24, 7, 4500}, {11, 11, 5700}}) {
     const LoweredProduct product("TarnV", {x}, {y}, false, {.period = {20000}, .lutPerDsp = 1000});
     EXPECT_GE(longestPath(product.built()), measured) << x << " x " << y;

@@ -1,8 +1,6 @@
 #include "backend/schedule/drawing.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -19,14 +17,6 @@
 
 namespace schedule {
 namespace {
-
-using graph::Builder;
-using graph::Graph;
-using graph::NodeId;
-using graph::Op;
-using graph::Signal;
-using testing::HasSubstr;
-using testing::Not;
 
 // What graphviz makes of a drawing: the place of each node, or its complaint.
 struct Layout {

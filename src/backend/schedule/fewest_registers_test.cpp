@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <optional>
@@ -8,22 +7,14 @@
 #include "backend/graph/builder.h"
 #include "backend/graph/random_graph.h"
 #include "backend/schedule/block_registers.h"
-#include "backend/schedule/checker.h"
 #include "backend/schedule/round_device_test.h"
-#include "backend/schedule/schedule.h"
 #include "backend/schedule/stage_model.h"
 #include "backend/schedule/wiring_placement.h"
 
 namespace schedule {
 namespace {
 
-using device::Device;
-using graph::Builder;
-using graph::Graph;
-using graph::NodeId;
-using graph::Op;
 using graph::RandomGraph;
-using graph::Signal;
 
 Scheduled scheduledBy(Strategy strategy, const Graph& graph, ScheduleOptions options,
                       const Device& device = roundDevice()) {
@@ -31,7 +22,9 @@ Scheduled scheduledBy(Strategy strategy, const Graph& graph, ScheduleOptions opt
   return scheduled(graph, options, device);
 }
 
-const Device& tarn() { return *device::deviceFactory.GetDevice("TarnV", "", "fast", "", ""); }
+long tarnBits(const Graph& graph, const Scheduled& result) {
+  return registerBitsOutsideBlocks(graph, tarn(), result.schedule);
+}
 
 // All schedules that the checker passes with the outputs as in `like`: every cycle of every node,
 // from its operands' on, is tried while fewer register bits than allowed are counted. A search that
@@ -300,16 +293,15 @@ TEST(FewestRegisters, OfALongerLatencyAreNoMoreThanDelayAtTheNarrowestCut) {
     readEverything(graph);
     ScheduleOptions options{.period = {1000 + 100 * draw.upTo(35)}};
     const Scheduled shortest = scheduledBy(Strategy::kFewestRegisters, graph, options, tarn());
-    const long bits = registerBitsOutsideBlocks(graph, tarn(), shortest.schedule);
+    const long bits = tarnBits(graph, shortest);
     const long cut = narrowestCut(graph, shortest.schedule);
     for (const int more : {1, 2, 5, 20}) {
       options.latency = shortest.schedule.latency() + more;
       const Scheduled longer = scheduledBy(Strategy::kFewestRegisters, graph, options, tarn());
       EXPECT_EQ(longer.schedule.cycleByOutput,
                 std::vector(graph.outputs().size(), *options.latency));
-      EXPECT_LE(registerBitsOutsideBlocks(graph, tarn(), longer.schedule), bits + more * cut)
-          << seed << " " << more;
-      saved += bits + more * cut - registerBitsOutsideBlocks(graph, tarn(), longer.schedule);
+      EXPECT_LE(tarnBits(graph, longer), bits + more * cut) << seed << " " << more;
+      saved += bits + more * cut - tarnBits(graph, longer);
     }
   }
   EXPECT_GT(saved, 0);
@@ -331,9 +323,7 @@ TEST(FewestRegisters, IsNeverMoreThanAnyOtherStrategyNeeds) {
     const Scheduled simple = scheduledBy(Strategy::kGreedy, graph, options, tarn());
     const Scheduled best = scheduledBy(Strategy::kFewestRegisters, graph, options, tarn());
     EXPECT_EQ(best.schedule.cycleByOutput, simple.schedule.cycleByOutput) << seed;
-    EXPECT_LE(registerBitsOutsideBlocks(graph, tarn(), best.schedule),
-              registerBitsOutsideBlocks(graph, tarn(), simple.schedule))
-        << seed;
+    EXPECT_LE(tarnBits(graph, best), tarnBits(graph, simple)) << seed;
     for (const Strategy strategy : {Strategy::kTimed, Strategy::kScopes}) {
       const Scheduled other = scheduledBy(strategy, graph, options, tarn());
       EXPECT_GE(other.schedule.latency(), simple.schedule.latency()) << seed;
@@ -343,12 +333,10 @@ TEST(FewestRegisters, IsNeverMoreThanAnyOtherStrategyNeeds) {
       options.latency = other.schedule.latency();
       const Scheduled same = scheduledBy(Strategy::kFewestRegisters, graph, options, tarn());
       options.latency.reset();
-      EXPECT_LE(registerBitsOutsideBlocks(graph, tarn(), same.schedule),
-                registerBitsOutsideBlocks(graph, tarn(), other.schedule))
-          << seed;
+      EXPECT_LE(tarnBits(graph, same), tarnBits(graph, other)) << seed;
     }
-    greedy += registerBitsOutsideBlocks(graph, tarn(), simple.schedule);
-    fewest += registerBitsOutsideBlocks(graph, tarn(), best.schedule);
+    greedy += tarnBits(graph, simple);
+    fewest += tarnBits(graph, best);
   }
   EXPECT_LT(fewest, greedy * 9 / 10);
 }

@@ -1,13 +1,25 @@
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "backend/device/device.h"
 #include "backend/device/families.h"
 #include "backend/graph/builder.h"
+#include "backend/schedule/checker.h"
 #include "backend/schedule/schedule.h"
 
 namespace schedule {
+
+using device::Device;
+using graph::Builder;
+using graph::Graph;
+using graph::NodeId;
+using graph::Op;
+using graph::Signal;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 // A device of round numbers: gates take 100, sums 300, registers 50 before and 50 after a stage;
 // a product 500, or 300 to the register inside its block and 200 from there; a memory block 100 to
@@ -39,6 +51,9 @@ inline const device::Device& roundDevice() {
   static const device::Device device(roundFamily(), "fast", 1);
   return device;
 }
+inline const Device& tarn() {
+  return *device::deviceFactory.GetDevice("TarnV", "", "fast", "", "");
+}
 
 // x of 8 bits moved up by the parity of all of them: takes 100 and is a cluster of its own.
 inline graph::Signal shiftedParity(graph::Builder& b, graph::Signal x) {
@@ -50,6 +65,12 @@ inline Scheduled scheduled(const graph::Graph& graph, const ScheduleOptions& opt
   const auto result = scheduleGraph(graph, device, options);
   EXPECT_TRUE(result) << (result ? "" : result.failure().message);
   return *result;
+}
+
+// What the checker says of a schedule.
+inline std::string faultOf(const Graph& graph, const Schedule& schedule,
+                           const ScheduleOptions& rules) {
+  return analyseStages(graph, roundDevice(), schedule, rules).fault.value_or("");
 }
 
 }  // namespace schedule

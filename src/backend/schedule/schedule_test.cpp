@@ -1,25 +1,15 @@
 #include "backend/schedule/schedule.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "backend/graph/builder.h"
 #include "backend/graph/random_graph.h"
-#include "backend/schedule/checker.h"
 #include "backend/schedule/round_device_test.h"
 
 namespace schedule {
 namespace {
 
-using device::Device;
-using graph::Builder;
-using graph::Graph;
 using graph::RandomGraph;
-using graph::Signal;
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::Not;
 
 // Two inputs of 8 bits and a chain of sums on them, each with the gate before it in one cluster.
 struct Chain {
@@ -48,16 +38,6 @@ TEST(ScheduleGraph, FillsStagesUpToThePeriod) {
     EXPECT_FALSE(result.warning);
     EXPECT_EQ(result.longestStep, "add 8");
   }
-}
-
-TEST(ScheduleGraph, RaisesThePeriodToTheSlowestStepAndSaysSo) {
-  const Chain chain(3);
-  const Scheduled result = scheduled(chain.graph, {.period = {250}});
-  EXPECT_EQ(result.period.value, 400);
-  EXPECT_LE(result.longestStage, result.period);
-  ASSERT_TRUE(result.warning);
-  EXPECT_THAT(*result.warning, AllOf(HasSubstr("add 8"), HasSubstr("4000.0 MHz asked"),
-                                     HasSubstr("2500.0 MHz"), Not(HasSubstr("\n"))));
 }
 
 TEST(ScheduleGraph, CombinationalIsOneCycleWhateverItTakes) {
@@ -94,16 +74,10 @@ TEST(ScheduleGraph, MeetsAnyLatencyFromTheShortestUp) {
   for (int latency = 0; latency <= 6; ++latency) {
     const auto result =
         scheduleGraph(chain.graph, roundDevice(), {.period = {800}, .latency = latency});
-    if (latency < 1) {
-      ASSERT_FALSE(result);
-      EXPECT_THAT(result.failure().message,
-                  AllOf(HasSubstr("Latency 0 asked"), HasSubstr("1 is the shortest"),
-                        HasSubstr("1250.0 MHz"), Not(HasSubstr("\n"))));
-    } else {
-      ASSERT_TRUE(result);
-      EXPECT_EQ(result->schedule.latency(), latency);
-      EXPECT_LE(result->longestStage.value, 800);
-    }
+    ASSERT_EQ(static_cast<bool>(result), latency >= 1);
+    if (!result) continue;
+    EXPECT_EQ(result->schedule.latency(), latency);
+    EXPECT_LE(result->longestStage.value, 800);
   }
 }
 
@@ -118,10 +92,15 @@ TEST(ScheduleGraph, TellsTheStepTheClockAndTheShortestLatencyInOneLine) {
       scheduleGraph(chain.graph, roundDevice(), options).failure().message,
       "Latency 2 asked, but 3 is the shortest at 2500.0 MHz, the highest clock as add 8 takes "
       "400 ps between registers; ask for more cycles or a lower frequency");
-  options = {.period = {333}, .megahertz = 3000};
-  EXPECT_EQ(scheduled(chain.graph, options).warning,
-            "Warning: 3000.0 MHz asked, but add 8 takes 400 ps between registers; built for 2500.0 "
-            "MHz, the highest clock");
+  options = {.period = {250}};
+  const Scheduled slower = scheduled(chain.graph, options);
+  EXPECT_EQ(slower.period.value, 400);
+  EXPECT_LE(slower.longestStage, slower.period);
+  for (options.megahertz = 4000; options.megahertz >= 3000; options.megahertz -= 1000)
+    EXPECT_EQ(scheduled(chain.graph, options).warning,
+              fmt::format("Warning: {:.1f} MHz asked, but add 8 takes 400 ps between registers; "
+                          "built for 2500.0 MHz, the highest clock",
+                          options.megahertz));
 }
 
 // Wide in the middle, narrow at one end: added cycles go where the fewest bits cross.
@@ -180,8 +159,8 @@ TEST(Checker, FindsEveryKindOfViolation) {
   const Chain chain(3);
   const ScheduleOptions options{.period = {400}};
   const Schedule good = scheduled(chain.graph, options).schedule;
-  const auto faultOf = [&](Schedule changed, const ScheduleOptions& rules) {
-    return analyseStages(chain.graph, roundDevice(), changed, rules).fault.value_or("");
+  const auto faultOf = [&](const Schedule& changed, const ScheduleOptions& rules) {
+    return schedule::faultOf(chain.graph, changed, rules);
   };
   const auto moved = [&](std::uint32_t node, int cycle) {
     Schedule changed = good;
@@ -222,17 +201,14 @@ TEST(Checker, FindsAMemoryBlockThatIsReadWithoutARegister) {
   const Schedule good = scheduled(graph, options).schedule;
   EXPECT_EQ(good.latency(), 1);
   EXPECT_EQ(good.cycleOf(part.node), 1);
-  const auto faultOf = [&](const Schedule& changed) {
-    return analyseStages(graph, roundDevice(), changed, options).fault.value_or("");
-  };
-  EXPECT_EQ(faultOf(good), "");
+  EXPECT_EQ(faultOf(graph, good, options), "");
   Schedule early = good;
   early.cycleByNode[part.node.index] = 0;
-  EXPECT_THAT(faultOf(early), HasSubstr("reads a memory block without a register"));
+  EXPECT_THAT(faultOf(graph, early, options), HasSubstr("reads a memory block without a register"));
   Schedule late = good;
   late.cycleByNode[word.node.index] = 1;
   late.cycleByNode[part.node.index] = late.cycleByNode[inverted.node.index] = 2;
-  EXPECT_THAT(faultOf(late), HasSubstr("output r shows its result too early"));
+  EXPECT_THAT(faultOf(graph, late, options), HasSubstr("output r shows its result too early"));
 }
 
 // 250 from the block's own register, 60 from the one behind it; a gate 100.
@@ -256,7 +232,6 @@ TEST(ScheduleGraph, PutsOneRegisterOrTwoBehindAMemoryBlock) {
 
 // scheduleGraph ends the run when its own checker finds a fault, so to come back is to pass it.
 TEST(ScheduleGraph, PassesTheCheckerOnDrawnGraphs) {
-  const Device& tarn = *device::deviceFactory.GetDevice("TarnV", "", "fast", "", "");
   for (std::uint32_t seed = 1; seed <= 200; ++seed) {
     RandomGraph draw(seed);
     const Graph graph = draw.make({.nodes = 80,
@@ -270,12 +245,12 @@ TEST(ScheduleGraph, PassesTheCheckerOnDrawnGraphs) {
     if (seed % 7 < 3)
       for (std::size_t i = 0; i < graph.outputs().size(); ++i)
         options.outputGroups.push_back(draw.upTo(3));
-    const Scheduled shortest = scheduled(graph, options, tarn);
+    const Scheduled shortest = scheduled(graph, options, tarn());
     if (options.strategy != Strategy::kCombinational) {
       EXPECT_LE(shortest.longestStage, shortest.period);
     }
     options.latency = shortest.schedule.latency() + static_cast<int>(seed % 4);
-    const Scheduled longer = scheduled(graph, options, tarn);
+    const Scheduled longer = scheduled(graph, options, tarn());
     for (const int cycle : longer.schedule.cycleByOutput) EXPECT_EQ(cycle, *options.latency);
   }
 }

@@ -1,22 +1,11 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "backend/graph/sample_loops.h"
-#include "backend/schedule/checker.h"
 #include "backend/schedule/round_device_test.h"
-#include "backend/schedule/schedule.h"
 
 namespace schedule {
 namespace {
 
-using graph::Builder;
-using graph::Graph;
-using graph::Signal;
-using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::Not;
 
 // A sum before a loop of a sum and a select, and one behind it.
 struct Loop {
@@ -213,7 +202,7 @@ TEST(Checker, FindsStatesAndOutputsOutOfPlace) {
   const auto faultOf = [&](std::vector<std::pair<Signal, int>> moved, ScheduleOptions rules) {
     Schedule changed = good;
     for (const auto& [signal, cycle] : moved) changed.cycleByNode[signal.node.index] = cycle;
-    return analyseStages(loop.graph, roundDevice(), changed, rules).fault.value_or("");
+    return schedule::faultOf(loop.graph, changed, rules);
   };
   EXPECT_EQ(faultOf({}, options), "");
   EXPECT_THAT(faultOf({{loop.next, 1}}, options), HasSubstr("stands in cycle 0, but takes node"));
@@ -228,8 +217,7 @@ TEST(Checker, FindsStatesAndOutputsOutOfPlace) {
     const Signal x = b.input("x", 8);
     b.output("p", x);
     b.output("q", x);
-    return analyseStages(graph, roundDevice(), {.cycleByNode = {0}, .cycleByOutput = cycles}, rules)
-        .fault.value_or("");
+    return schedule::faultOf(graph, {.cycleByNode = {0}, .cycleByOutput = cycles}, rules);
   };
   EXPECT_EQ(apart({1, 2}, {.period = {800}, .outputGroups = {0, 1}}), "");
   EXPECT_THAT(apart({1, 2}, {.period = {800}, .outputGroups = {1, 1}}), HasSubstr("p and q"));

@@ -1,14 +1,8 @@
-#include <gtest/gtest.h>
-
 #include "backend/graph/builder.h"
 #include "backend/schedule/round_device_test.h"
 
 namespace schedule {
 namespace {
-
-using graph::Builder;
-using graph::Graph;
-using graph::Signal;
 
 // Gates in a row, and wide sums behind them: as soon as possible fills the first stage.
 TEST(Timed, FillsStagesEvenlyAndKeepsTheLatency) {
@@ -17,9 +11,8 @@ TEST(Timed, FillsStagesEvenlyAndKeepsTheLatency) {
   Signal x = b.input("x", 8);
   for (int i = 0; i < 18; ++i) x = shiftedParity(b, x);
   b.output("r", x);
-  ScheduleOptions options{.period = {1500}};  // 18 gates: 14 and 4
-  const Scheduled greedy = scheduled(graph, options);
-  options.strategy = Strategy::kTimed;
+  const Scheduled greedy = scheduled(graph, {.period = {1500}});  // 18 gates: 14 and 4
+  ScheduleOptions options{.period = {1500}, .strategy = Strategy::kTimed};
   const Scheduled timed = scheduled(graph, options);
   EXPECT_EQ(greedy.longestStage.value, 1500);
   EXPECT_EQ(timed.longestStage.value, 1000);
@@ -41,10 +34,8 @@ TEST(Timed, MovesNodesToWhereFewerBitsAreKept) {
   b.output("r", b.bitAnd(late, table));  // two readers: the table is a cluster of its own
   b.output("s", b.bitOr(late, table));
   b.output("any", any);
-  ScheduleOptions options{.period = {300}};
-  EXPECT_EQ(scheduled(graph, options).schedule.cycleOf(table.node), 0);
-  options.strategy = Strategy::kTimed;
-  const Schedule timed = scheduled(graph, options).schedule;
+  EXPECT_EQ(scheduled(graph, {.period = {300}}).schedule.cycleOf(table.node), 0);
+  const Schedule timed = scheduled(graph, {.period = {300}, .strategy = Strategy::kTimed}).schedule;
   EXPECT_EQ(timed.latency(), 2);
   EXPECT_EQ(timed.cycleOf(table.node), 2);
   EXPECT_EQ(timed.cycleOf(any.node), 0);
@@ -72,8 +63,7 @@ struct Scoped {
 
 TEST(Scopes, StandBehindARegisterEach) {
   const Scoped scoped;
-  ScheduleOptions options{.period = {9000}};
-  options.strategy = Strategy::kScopes;
+  ScheduleOptions options{.period = {9000}, .strategy = Strategy::kScopes};
   const Scheduled wide = scheduled(scoped.graph, options);
   EXPECT_EQ(wide.schedule.latency(), 2);
   EXPECT_EQ(wide.schedule.cycleOf(scoped.first.node), 0);
@@ -93,8 +83,7 @@ TEST(Scopes, ThatLeaveTheUnitEndInARegister) {
     const auto scope = b.scope("only");
     b.output("r", b.bitAnd(b.input("x", 8), b.input("y", 8)));
   }
-  ScheduleOptions options{.period = {9000}};
-  options.strategy = Strategy::kScopes;
+  ScheduleOptions options{.period = {9000}, .strategy = Strategy::kScopes};
   EXPECT_EQ(scheduled(graph, options).schedule.latency(), 1);
   // Which is the one that -wrapperOut asks for.
   options.registerOutputs = true;

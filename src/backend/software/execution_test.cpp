@@ -30,7 +30,7 @@ schedule::Schedule scheduleOf(const Graph& graph, const ScheduleOptions& options
 // `stalls`, half of the clock edges leave all as it was, and cycles that end so do not count.
 void expectDelayedEvaluation(Execution& execution, const Graph& graph,
                              const schedule::Schedule& schedule, int cycles, RandomGraph& draw,
-                             bool stalls = false) {
+                             bool stalls) {
   Evaluator evaluate(graph);
   std::vector<std::vector<MPZ>> expected;
   for (int taken = 0; taken < cycles;) {
@@ -52,6 +52,16 @@ void expectDelayedEvaluation(Execution& execution, const Graph& graph,
   }
 }
 
+// From reset on, again and again: with stalls and without.
+void expectDelayedRuns(const Graph& graph, const schedule::Schedule& schedule, int cycles,
+                       RandomGraph& draw, const std::vector<bool>& stalls) {
+  Execution execution(graph, schedule);
+  for (const bool stall : stalls) {
+    expectDelayedEvaluation(execution, graph, schedule, cycles, draw, stall);
+    execution.reset();
+  }
+}
+
 TEST(Execution, IsTheEvaluationOfDrawnGraphsDelayedByTheLatency) {
   int deepest = 0;
   for (std::uint32_t seed = 1; seed <= 100; ++seed) {
@@ -67,10 +77,7 @@ TEST(Execution, IsTheEvaluationOfDrawnGraphsDelayedByTheLatency) {
       schedule = scheduleOf(graph, options);
     }
     deepest = std::max(deepest, schedule.latency());
-    Execution execution(graph, schedule);
-    expectDelayedEvaluation(execution, graph, schedule, schedule.latency() + 30, draw);
-    execution.reset();
-    expectDelayedEvaluation(execution, graph, schedule, schedule.latency() + 5, draw);
+    expectDelayedRuns(graph, schedule, schedule.latency() + 30, draw, {false, false});
   }
   EXPECT_GT(deepest, 10);
 }
@@ -97,11 +104,7 @@ TEST(Execution, IsTheSequenceOfDrawnGraphsWithStatesThroughStallsAndResets) {
     for (const graph::State& state : graph.states())
       lateStates += schedule.cycleOf(state.node) > 0 ? 1 : 0;
     splitOutputs += std::ranges::min(schedule.cycleByOutput) < schedule.latency() ? 1 : 0;
-    Execution execution(graph, schedule);
-    for (const bool stalls : {true, false, true}) {
-      expectDelayedEvaluation(execution, graph, schedule, 150, draw, stalls);
-      execution.reset();
-    }
+    expectDelayedRuns(graph, schedule, 150, draw, {true, false, true});
   }
   EXPECT_GT(lateStates, 200);
   EXPECT_GT(splitOutputs, 30);
@@ -149,12 +152,8 @@ TEST(Execution, HoldsLateStatesUntilTheirFirstInputs) {
   for (int period = 1200; period < 3000; period += 50) {
     const schedule::Schedule schedule = scheduleOf(graph, {.period = {period}});
     lateFlags += schedule.cycleOf(flag.node) > 0 ? 1 : 0;
-    Execution execution(graph, schedule);
     RandomGraph draw(static_cast<std::uint32_t>(period));
-    for (int round = 0; round < 3; ++round) {
-      expectDelayedEvaluation(execution, graph, schedule, 20, draw, true);
-      execution.reset();
-    }
+    expectDelayedRuns(graph, schedule, 20, draw, {true, true, true});
   }
   EXPECT_GT(lateFlags, 3);
 }
@@ -176,12 +175,8 @@ TEST(Execution, StartsStatesOfTheFirstStageWithTheFirstInputs) {
     ScheduleOptions options{.period = {added < 2 ? 1500 : 30000}, .registerInputs = added == 3};
     options.latency = scheduleOf(graph, options).latency() + added;
     const schedule::Schedule schedule = scheduleOf(graph, options);
-    Execution execution(graph, schedule);
     RandomGraph draw(9);
-    for (const bool stalls : {false, true}) {
-      expectDelayedEvaluation(execution, graph, schedule, 600, draw, stalls);
-      execution.reset();
-    }
+    expectDelayedRuns(graph, schedule, 600, draw, {false, true});
   }
 }
 

@@ -5,14 +5,12 @@
 namespace functions::testing {
 namespace {
 
-using kiln::ieee;
-
 struct Window {
   int wE, wF;
   long lsbA, msbA, maxMSBX;
 };
 
-int unchanged(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
+int copied(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
   return mpfr_set(r, in[0].get(), direction);
 }
 
@@ -60,7 +58,7 @@ class LongAccumulator {
  private:
   static Request requestFor(const Port& port, const Window& window, RoundMode mode,
                             Accuracy accuracy) {
-    const kiln::FixedPoint bit{1, 0, false};
+    const FixedPoint bit{1, 0, false};
     Request request;
     request.signature = {{port.format, bit},
                          {port.format, bit, bit, bit},
@@ -80,7 +78,7 @@ class LongAccumulator {
     std::vector<Real> exact{Real(std::max<long>(2, window.msbA - window.lsbA + 2))};
     mpfr_set_z_2exp(exact[0].get(), sum.get(), window.lsbA, MPFR_RNDN);
     if (sum.isZero()) return {MPZ(0)};
-    const Truth truth(unchanged, exact, port);
+    const Truth truth(copied, exact, port);
     if (request.accuracy[0].kind == Accuracy::kWithin) return truth.within(1);
     return {encode(truth.inMode(mode).get(), port)};
   }
@@ -119,10 +117,8 @@ class LongAccumulator {
   UnitCircuit circuit;
 };
 
-const std::vector<Precision>& precisions() {
-  static const std::vector<Precision> rows = {kPrecisions[0], kPrecisions[1], kPrecisions[2],
-                                              kPrecisions[3], kPrecisions[5]};
-  return rows;
+std::vector<Precision> precisions() {
+  return {kPrecisions[0], kPrecisions[1], kPrecisions[2], kPrecisions[3], kPrecisions[5]};
 }
 
 // Windows inside the format's range, across its ends, of one bit, far below it.

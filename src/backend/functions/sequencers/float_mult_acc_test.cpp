@@ -5,8 +5,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::ieee;
-
 // One accumulator as a circuit with its valid bit, beside a running result in MPFR.
 class Accumulator {
  public:
@@ -33,10 +31,7 @@ class Accumulator {
       mpfr_set(terms[2].get(), last.get(), MPFR_RNDN);
     else
       mpfr_set_zero(terms[2].get(), negative ? -1 : 1);
-    const Operation fused = [](mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-      return mpfr_fma(r, in[0].get(), in[1].get(), in[2].get(), direction);
-    };
-    const MPZ expected = encode(Truth(fused, terms, port).inMode(mode).get(), port);
+    const MPZ expected = encode(Truth(ofThree<mpfr_fma>, terms, port).inMode(mode).get(), port);
     EXPECT_EQ(got, expected) << a.toText(2) << " " << b.toText(2) << " continues " << continues
                              << ": " << got.toText(2) << " for " << expected.toText(2);
     const bool referenceAgrees = checkReference(continues, terms, expected);
@@ -49,7 +44,7 @@ class Accumulator {
  private:
   static Request requestFor(const Port& port, bool sum, RoundMode mode) {
     Request request;
-    request.signature = {{kiln::FixedPoint{1, 0, false}, port.format}, {port.format}, {{sum}}};
+    request.signature = {{FixedPoint{1, 0, false}, port.format}, {port.format}, {{sum}}};
     if (!sum) request.signature.in.push_back(port.format);
     request.accuracy = {{Accuracy::kWithin, 1}};
     request.rounding.fixed = mode;
@@ -77,9 +72,6 @@ class Accumulator {
   Request request;
   UnitCircuit circuit;
 };
-
-constexpr RoundMode kModes[] = {RoundMode::kNearestEven, RoundMode::kDown, RoundMode::kUp,
-                                RoundMode::kTowardZero};
 
 // Every last result with every term: a first step sets the result, a second one adds.
 TEST(FloatMultAcc, AllStepsOfSmallFormats) {

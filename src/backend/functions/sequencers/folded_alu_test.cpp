@@ -6,8 +6,6 @@
 namespace functions::testing {
 namespace {
 
-using kiln::ieee;
-
 template <int op>
 int applied(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
   mpfr_srcptr x = in[0].get(), y = in[1].get();
@@ -30,10 +28,10 @@ constexpr Setting kSettings[] = {{RoundMode::kNearestEven, true},
                                  {RoundMode::kUp, false},
                                  {RoundMode::kTowardZero, false}};
 
-Request requestFor(const kiln::FloatingPoint& format, const Setting& setting, bool subnormals) {
+Request requestFor(const FloatingPoint& format, const Setting& setting, bool subnormals) {
   Request request;
   request.signature = {
-      {format, format, kiln::FixedPoint{3, 0, false}, kiln::FixedPoint{1, 0, false}}, {format}, {}};
+      {format, format, FixedPoint{3, 0, false}, FixedPoint{1, 0, false}}, {format}, {}};
   request.accuracy = {setting.faithful ? Accuracy{Accuracy::kWithin, 1}
                                        : Accuracy{Accuracy::kCorrect, 0.5}};
   request.rounding.fixed = setting.mode;

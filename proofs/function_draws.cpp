@@ -1,9 +1,7 @@
 // Functions in wide formats: many drawn and hard inputs of each operator word go through the graphs
 // of its roundings, and each answer is compared with what MPFR gives.
-//   function_draws COUNT WE WF [WORD...]   COUNT inputs a word, half of them with subnormals;
-//   prints
-//                                          "ok" or "FAILED" and a line a word; status 0 if all
-//                                          passed
+//   function_draws COUNT WE WF [WORD...]   COUNT inputs a word, half of them with subnormals
+// Prints "ok" or "FAILED" and a line a word; status 0 if all passed.
 
 #include <fmt/format.h>
 
@@ -23,10 +21,6 @@
 namespace functions::testing {
 namespace {
 
-template <auto f>
-int ofFirst(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return f(r, in[0].get(), direction);
-}
 int inverse(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
   return mpfr_ui_div(r, 1, in[0].get(), direction);
 }
@@ -36,12 +30,6 @@ int inverseSqrt(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
 }
 int inverseSquare(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
   return mpfr_pow_si(r, in[0].get(), -2, direction);
-}
-int quotient(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_div(r, in[0].get(), in[1].get(), direction);
-}
-int product(mpfr_ptr r, const std::vector<Real>& in, mpfr_rnd_t direction) {
-  return mpfr_mul(r, in[0].get(), in[1].get(), direction);
 }
 
 struct Word {
@@ -56,8 +44,8 @@ struct Word {
 constexpr Word kWords[] = {
     {"FPInverse", "", inverse, inverse, 1, true},
     {"FPInverseOutFPLib", "", inverse, inverse, 1, true},
-    {"FPDiv", "0", quotient, product, 1, true},
-    {"FPDiv", "1", quotient, product, 1, true},
+    {"FPDiv", "0", ofTwo<mpfr_div>, ofTwo<mpfr_mul>, 1, true},
+    {"FPDiv", "1", ofTwo<mpfr_div>, ofTwo<mpfr_mul>, 1, true},
     {"FPSqrt", "", ofFirst<mpfr_sqrt>, ofFirst<mpfr_sqr>, 1, true},
     {"FPSqrtLogic", "", ofFirst<mpfr_sqrt>, ofFirst<mpfr_sqr>, 1, true},
     {"FPRecipSqrt", "", inverseSqrt, inverseSquare, 1, true},
