@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "accuracy/accepted_values.h"
+#include "accuracy/rounding.h"
 #include "backend/functions/unit.h"
 #include "backend/graph/evaluator.h"
 #include "numbers/exponent_range.h"
@@ -20,7 +21,6 @@
 #include "numbers/packing.h"
 #include "operators/operator_row.h"
 #include "stimuli/exhaustive.h"
-#include "vectors/population.h"
 #include "vectors/reference.h"
 
 namespace {
