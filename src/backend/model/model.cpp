@@ -209,8 +209,9 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
 }
 
 // Units plan by estimates; where more than an ulp is allowed, a faithful circuit may still be the
-// cheaper one.
+// cheaper one, beyond what estimates miss.
 void CSynthSingleEntity::buildCheapest(functions::Request asked) {
+  constexpr double kClearlyLess = 0.95;
   buildCircuit(asked);
   bool isLoose = false;
   for (functions::Accuracy& accuracy : asked.accuracy) {
@@ -228,7 +229,8 @@ void CSynthSingleEntity::buildCheapest(functions::Request asked) {
   auto loose = std::tuple{std::move(mapped), std::move(scheduled), std::move(budgets)};
   mapped = {}, scheduled.reset(), budgets.clear();
   buildCircuit(asked);
-  if (price() < priceOfLoose) return log("the faithful circuit is the cheaper one\n");
+  if (price() < kClearlyLess * priceOfLoose)
+    return log("the faithful circuit is the cheaper one\n");
   log("the first circuit is the cheaper one\n");
   std::tie(mapped, scheduled, budgets) = std::move(loose);
 }
