@@ -27,10 +27,10 @@ class Scratch {
   std::string folder;
 };
 
-void generate(benchmark::State& state, const char* line) {
+void generate(benchmark::State& state, const std::string& line) {
   const Scratch scratch;
   const std::string command =
-      "cd " + scratch.path() + " && " CMDGAUGE_PROGRAM " " + line + " >/dev/null";
+      "cd " + scratch.path() + " && " CMDGAUGE_PROGRAM " " + line + " >/dev/null 2>&1";
   for (auto _ : state) {
     if (std::system(command.c_str()) != 0) {
       state.SkipWithError("the program failed");
@@ -39,19 +39,31 @@ void generate(benchmark::State& state, const char* line) {
   }
 }
 
-void onTheClock(benchmark::internal::Benchmark* bench) {
-  bench->Unit(benchmark::kMillisecond)->UseRealTime();
-}
+constexpr const char* kLines[] = {
+    "FPAdd 8 23",   "FPAdd 11 52",        "FPMul 11 52",
+    "LongAdd 4096", "MultSchoolbook 256", "MultSchoolbook 512",
+};
+// At 8 23 and 11 52, faithful and correct.
+constexpr const char* kFunctions[] = {
+    "FPInverse", "FPSqrt", "FPSqrtLogic", "FPRecipSqrt", "FPExp",  "FPExp2",
+    "FPLn",      "FPLog2", "FPLog10",     "FPSinPiX",    "FPSinX",
+};
 
-BENCHMARK_CAPTURE(generate, FPAdd_8_23, "-frequency 300 FPAdd 8 23")->Apply(onTheClock);
-BENCHMARK_CAPTURE(generate, FPAdd_11_52, "-frequency 300 FPAdd 11 52")->Apply(onTheClock);
-BENCHMARK_CAPTURE(generate, FPMul_11_52, "-frequency 300 FPMul 11 52")->Apply(onTheClock);
-BENCHMARK_CAPTURE(generate, LongAdd_4096, "-frequency 300 LongAdd 4096")->Apply(onTheClock);
-BENCHMARK_CAPTURE(generate, MultSchoolbook_256, "-frequency 300 MultSchoolbook 256")
-    ->Apply(onTheClock);
-BENCHMARK_CAPTURE(generate, MultSchoolbook_512, "-frequency 300 MultSchoolbook 512")
-    ->Apply(onTheClock);
+void measure(const std::string& line) {
+  benchmark::RegisterBenchmark(line.c_str(), generate, "-target TarnV -frequency 300 " + line)
+      ->Unit(benchmark::kMillisecond)
+      ->UseRealTime();
+}
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  for (const char* line : kLines) measure(line);
+  for (const std::string options : {"", "-correctRounding "})
+    for (const std::string format : {" 8 23", " 11 52"}) {
+      for (const char* word : kFunctions) measure(options + word + format);
+      for (const std::string version : {" 0", " 1"}) measure(options + "FPDiv" + format + version);
+    }
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+}
