@@ -274,15 +274,13 @@ std::vector<Signal> decomposeBase(Builder& b, const Request& request,
   return {decomposePower(b, request, kBases[place], inputs[0])};
 }
 
-template <std::size_t place>
-std::optional<std::string> refuseBase(const Request& request) {
+std::optional<std::string> refusePower(const Request& request) {
   return refuseFunction(request, 0);
 }
 
 template <std::size_t place>
 constexpr UnitRow rowOf() {
-  return {kBases[place].unit, evaluateReal<kBases[place].power>, decomposeBase<place>,
-          refuseBase<place>};
+  return {kBases[place].unit, evaluateReal<kBases[place].power>, decomposeBase<place>, refusePower};
 }
 constexpr UnitRow kRows[] = {rowOf<0>(), rowOf<1>()};
 
