@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "backend/device/bit_times.h"
 #include "backend/device/cover.h"
 #include "backend/graph/evaluator.h"
 
@@ -252,13 +253,17 @@ TEST(LowerProduct, MakesRowsInTheTablesThatAddThem) {
 // The longest way through a graph without registers, in ps.
 int longestPath(const Graph& graph) {
   const device::Cover cover(graph, deviceOf("TarnV"), {20000});
-  std::vector<int> arrival(graph.size());
+  const device::BitSteps bits(graph, deviceOf("TarnV"), cover);
+  std::vector<device::BitTimes> arrival(graph.size());
+  int longest = 0;
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    device::BitTimes start{.level = 0};
     for (const graph::NodeId operand : graph.operands(graph::NodeId{i}))
-      arrival[i] = std::max(arrival[i], arrival[operand.index]);
-    arrival[i] += cover.delay({i});
+      start = later(start, bits.seen(operand, {i}, arrival[operand.index]));
+    arrival[i] = bits.through({i}, start);
+    longest = std::max(longest, arrival[i].last());
   }
-  return *std::ranges::max_element(arrival);
+  return longest;
 }
 
 // Synthesised chains of 4 and 6 rows.

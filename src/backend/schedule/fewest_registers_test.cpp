@@ -198,6 +198,8 @@ TEST(FewestRegisters, IsWhatTryingEveryScheduleFinds) {
   };
   for (const Row& row : {Row{"round", roundDevice(), 400, 50, 5, false},
                          Row{"round, states", roundDevice(), 400, 50, 5, true},
+                         Row{"carries", carryDevice(), 500, 50, 6, false},
+                         Row{"carries, states", carryDevice(), 500, 50, 6, true},
                          Row{"products", tarn(), 1000, 100, 35, false},
                          Row{"products, states", tarn(), 1000, 100, 35, true}}) {
     int searched = 0, cut = 0, shortest = 0, blocks = 0;
