@@ -9,9 +9,12 @@
 #include "backend/graph/random_graph.h"
 #include "backend/schedule/block_registers.h"
 #include "backend/schedule/checker.h"
+#include "backend/schedule/fewest_registers_scheduler.h"
+#include "backend/schedule/greedy_scheduler.h"
 #include "backend/schedule/round_device_test.h"
 #include "backend/schedule/schedule.h"
 #include "backend/schedule/stage_model.h"
+#include "backend/schedule/timed_scheduler.h"
 #include "backend/schedule/wiring_placement.h"
 
 namespace schedule {
@@ -318,6 +321,28 @@ TEST(FewestRegisters, OfALongerLatencyAreNoMoreThanDelayAtTheNarrowestCut) {
 }
 
 // Also where products may share a stage with their readers, and with states.
+TEST(FewestRegisters, OfPartsOfAGraphAreFewerThanSweepsFind) {
+  long parts = 0, sweeps = 0, whole = 0;
+  for (std::uint32_t seed = 1; seed <= 12; ++seed) {
+    RandomGraph draw(seed);
+    Graph graph = draw.make({.nodes = 400, .maxWidth = 8, .states = seed % 3 == 0 ? 4 : 0});
+    ScheduleOptions options{.period = {700}, .strategy = Strategy::kFewestRegisters};
+    options.period = scheduled(graph, options).period;
+    const StageModel model(graph, roundDevice(), options.period);
+    Request request{options.period.value, false, false, {}};
+    request.shortestPeriod = request.period;
+    const Schedule earliest = greedySchedule(model, request);
+    whole += registerBits(graph, fewestRegisters(model, request, earliest));
+    request.mostArcs = 500;
+    const Schedule found = fewestRegisters(model, request, earliest);
+    EXPECT_EQ(analyseStages(graph, roundDevice(), found, options).fault, std::nullopt) << seed;
+    parts += registerBits(graph, found);
+    sweeps += registerBits(graph, timedSchedule(model, request, earliest));
+  }
+  EXPECT_LT(parts, sweeps);
+  EXPECT_LT(parts, whole * 1.1);
+}
+
 TEST(FewestRegisters, IsNeverMoreThanAnyOtherStrategyNeeds) {
   long greedy = 0, fewest = 0;
   constexpr std::uint32_t kSeeds = 100, kLoopsInTheWay = 5027;

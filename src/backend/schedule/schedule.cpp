@@ -160,8 +160,9 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   }
   if (limit) result.warning = tooFast(graph, *limit, options);
   const StageModel& model = *made;
-  const Request request{result.period.value, options.registerInputs, options.registerOutputs,
-                        options.outputGroups, slowest.stage};
+  Request request{result.period.value, options.registerInputs, options.registerOutputs,
+                  options.outputGroups};
+  request.shortestPeriod = slowest.stage;
   const StrategyRow& strategy = kStrategies[static_cast<int>(options.strategy)];
   result.schedule = strategy.run(model, request);
 
