@@ -340,7 +340,6 @@ class Coverer {
     cut.delay = device.sumDelayBehind(width, 2).value;
     cut.arrival = arrival[operands[2].index] + cut.delay;
     int low = 0;
-    std::array<bool, 2> isDeep{}, isPlain{};
     for (const SumSegment& segment : segments) {
       Cut bit;
       std::array<Taken*, 2> inner{};
@@ -348,7 +347,6 @@ class Coverer {
         const auto& addend = segment.addends[side];
         if (!addend) continue;
         const auto found = std::ranges::find(own, addend->node, &Taken::node);
-        (found != own.end() ? isDeep : isPlain)[side] = true;
         if (found == own.end()) {
           if (!bit.add({addend->node, addend->bit})) return std::nullopt;
           continue;
@@ -381,34 +379,9 @@ class Coverer {
     int longest = 0;
     for (const Taken& each : own) longest = std::max(longest, each.delay);
     if (!own.empty() && cut.delay + longest + route(id) > limit.value) return std::nullopt;
-    for (std::size_t side = 0; side < 2; ++side)
-      if (!hasCarry && isDeep[side] && !isPlain[side] && !isDeep[1 - side] &&
-          followsSum(operands[1 - side], own)) {
-        const int overlap = std::max(0, cut.delay - device.chainedSumDelay().value);
-        cut.delay -= overlap;
-        for (Taken& each : own) each.delay += overlap;
-      }
     cut.area = cut.tables;
     for (const NodeId node : nodesBefore(segments, taken)) cut.area += flow[node.index];
     return cut;
-  }
-
-  // True when an addend is the result of another sum, beside bits that the logic before the other
-  // addend reads as well. Carries of two sums one behind the other run at the same time, so only
-  // the way through that logic, which no stage lacks, takes the whole sum.
-  bool followsSum(NodeId addend, std::span<const Taken> logic) const {
-    const auto reads = [&](const Taken& taken, NodeId node) {
-      const auto leaves = cuts[taken.node.index][taken.cut].all();
-      return std::ranges::find(leaves, node, &Leaf::node) != leaves.end();
-    };
-    bool follows = true;
-    forEachPart(graph, addend, [&](const Input& part, int) {
-      follows =
-          follows &&
-          (graph.node(part.node).op == Op::kAdd ||
-           std::ranges::any_of(logic, [&](const Taken& taken) { return reads(taken, part.node); }));
-    });
-    return follows;
   }
 
   // What a sum with those nodes taken in reads, each once.

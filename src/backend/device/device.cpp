@@ -134,11 +134,8 @@ Picoseconds Device::sumDelayBehind(int width, int inputs) const {
   return scaled(plainSum(width, 2) + table - family.lut[2]);
 }
 
-// Measured: 800 to 900 for each further sum of 10 to 32 bits.
-Picoseconds Device::chainedSumDelay() const {
-  constexpr int kBits = 4;
-  return scaled(plainSum(kBits, 2));
-}
+Picoseconds Device::carryDelay(int bits) const { return scaled(family.sumPerBit * bits); }
+Picoseconds Device::comparedDelay(int bits) const { return scaled(family.lessPerBit * bits); }
 
 double Device::wideTableDelay(int indexWidth) const {
   if (indexWidth <= 8) return family.tableOfEight;

@@ -91,9 +91,9 @@ class Device {
   Picoseconds sumDelayBehind(int width, int inputs) const;
   // Of an addition of two or three addends by itself.
   Picoseconds sumDelay(int width, int addends) const { return scaled(plainSum(width, addends)); }
-  // Of a sum right behind another one, with the logic before its further addend: the carries of
-  // both run at the same time.
-  Picoseconds chainedSumDelay() const;
+  // What so many bits of a carry chain add to the delay of a sum, or of a comparison.
+  Picoseconds carryDelay(int bits) const;
+  Picoseconds comparedDelay(int bits) const;
   // Look-up tables of a reduction or comparison of equality over `inputs` bits in all.
   double functionTables(graph::Op op, int inputs) const;
   // The allowance for the route to that many readers, and the most that it can be.

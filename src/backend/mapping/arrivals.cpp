@@ -4,6 +4,7 @@
 
 namespace mapping {
 
+using device::BitTimes;
 using graph::Graph;
 using graph::NodeId;
 using graph::Op;
@@ -13,18 +14,19 @@ Arrivals::Arrivals(const Graph& graph, const device::Device& device, device::Pic
       device(device),
       cover(graph, device, period),
       latest((period - device.setup()).value),
+      bits(graph, device, cover),
       places(graph.size()),
-      inside(graph.size()) {
+      inside(graph.size(), BitTimes{.level = 0}) {
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     blocks.push_back({i});
     place({i});
   }
 }
 
-int Arrivals::timeIn(NodeId node, int cycle) const {
-  if (graph.node(node).op == Op::kLiteral) return 0;
-  const Arrival& own = places[node.index];
-  if (cycle == own.cycle) return own.time;
+BitTimes Arrivals::timesIn(NodeId node, int cycle) const {
+  if (graph.node(node).op == Op::kLiteral) return {.level = 0};
+  const Place& own = places[node.index];
+  if (cycle == own.cycle) return own.times;
   const NodeId block = blocks[node.index];
   int behindRegister = device.clockToOutput().value;
   if (isBlock(block))
@@ -32,29 +34,33 @@ int Arrivals::timeIn(NodeId node, int cycle) const {
         std::max(behindRegister,
                  device.clockToOutput(graph, block, cycle - places[block.index].cycle).value);
   // Registers stand before a cluster, not inside.
-  return behindRegister + inside[node.index];
+  return inside[node.index].delayed(behindRegister);
 }
 
-int Arrivals::timeOfOperands(NodeId node, int cycle) const {
-  int time = 0;
-  for (const NodeId operand : graph.operands(node)) time = std::max(time, timeIn(operand, cycle));
-  return time;
+BitTimes Arrivals::timesOfOperands(NodeId node, int cycle) const {
+  BitTimes times{.level = 0};
+  for (const NodeId operand : graph.operands(node))
+    times = later(times, bits.seen(operand, node, timesIn(operand, cycle)));
+  return times;
 }
 
 void Arrivals::place(NodeId id) {
   const graph::Node& node = graph.node(id);
-  Arrival& own = places[id.index];
+  Place& own = places[id.index];
   if (node.op == Op::kLiteral) return;
   if (node.op == Op::kInput || node.op == Op::kState) {
-    own.time = device.clockToOutput().value;
+    own.times.level = device.clockToOutput().value;
     return;
   }
   for (const NodeId operand : graph.operands(id))
     own.cycle = std::max(own.cycle, places[operand.index].cycle);
   if (traitsOf(node.op).wiring || node.op == Op::kNot || cover.isInner(id)) {
+    BitTimes before{.level = 0};
     for (const NodeId operand : graph.operands(id))
-      inside[id.index] = std::max(inside[id.index], inside[operand.index] + cover.delay(id));
-    own.time = std::min(kNever, timeOfOperands(id, own.cycle) + cover.delay(id));
+      before = later(before, bits.seen(operand, id, inside[operand.index]));
+    inside[id.index] = bits.through(id, before);
+    own.times = bits.through(id, timesOfOperands(id, own.cycle));
+    own.times.level = std::min(kNever, own.times.level);
     const auto cycleOf = [&](NodeId block) {
       return isBlock(block) ? places[block.index].cycle : -1;
     };
@@ -64,12 +70,14 @@ void Arrivals::place(NodeId id) {
     return;
   }
   for (int tries = 0; tries < 4; ++tries, ++own.cycle) {
-    const int start = timeOfOperands(id, own.cycle);
-    if (start + cover.delayToRegister(id) > latest) continue;
-    own.time = start + cover.delay(id) <= latest ? start + cover.delay(id) : kNever;
+    const BitTimes start = timesOfOperands(id, own.cycle);
+    const BitTimes times = bits.through(id, start);
+    if ((isBlock(id) ? start.last() + cover.delayToRegister(id) : times.last()) > latest) continue;
+    own.times = times.last() <= latest ? times : BitTimes{.level = kNever};
     return;
   }
-  own.time = kNever;  // longer than a stage; the pieces that it is cut into are not known here
+  own.times = {
+      .level = kNever};  // longer than a stage; the pieces that it is cut into are not known here
 }
 
 }  // namespace mapping

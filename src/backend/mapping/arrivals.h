@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "backend/device/bit_times.h"
 #include "backend/device/cover.h"
 #include "backend/device/device.h"
 #include "backend/graph/graph.h"
@@ -23,24 +24,32 @@ class Arrivals {
 
   // kNever as the time of a result that only a register can take.
   static constexpr int kNever = 1 << 28;
-  Arrival of(graph::NodeId node) const { return places[node.index]; }
+  Arrival of(graph::NodeId node) const {
+    return {places[node.index].cycle, places[node.index].times.last()};
+  }
   // The time in a stage `cycle`, not before the node's own.
-  int timeIn(graph::NodeId node, int cycle) const;
+  int timeIn(graph::NodeId node, int cycle) const { return timesIn(node, cycle).last(); }
   const device::Cover& clusters() const { return cover; }
 
  private:
   bool isBlock(graph::NodeId node) const {
     return cover.delay(node) != cover.delayToRegister(node);
   }
-  int timeOfOperands(graph::NodeId node, int cycle) const;
+  device::BitTimes timesIn(graph::NodeId node, int cycle) const;
+  device::BitTimes timesOfOperands(graph::NodeId node, int cycle) const;
   void place(graph::NodeId node);
 
   const graph::Graph& graph;
   const device::Device& device;
   const device::Cover cover;
   const int latest;  // end of a stage before the register's setup
-  std::vector<Arrival> places;
-  std::vector<int> inside;  // of a cluster, from the register before it to here
+  struct Place {
+    int cycle = 0;
+    device::BitTimes times{.level = 0};
+  };
+  const device::BitSteps bits;
+  std::vector<Place> places;
+  std::vector<device::BitTimes> inside;  // of a cluster, from the register before it to here
   // The last product that is seen here through wiring alone; the node itself where there is none.
   std::vector<graph::NodeId> blocks;
 };

@@ -18,11 +18,17 @@ namespace {
 
 // A shorter piece of carry chain saves little of the time that its entry and exit take.
 constexpr int kShortestPiece = 8;
+// Increments take four stages and about a fifth more tables.
+constexpr std::size_t kFewestIncremented = 6;
+
+int widestPiece(const device::Device& device, device::Picoseconds period) {
+  return std::max(kShortestPiece + 1, device.widestAdder(period));
+}
 
 class Cutter {
  public:
   Cutter(Builder& builder, const device::Device& device, const MappingOptions& options)
-      : b(builder), device(device), period(options.period) {}
+      : b(builder), device(device), period(options.period), increments(options.carryIncrement) {}
 
   bool fits(const Graph& graph, NodeId id) const {
     return device.clockToOutput() + device.delayOf(graph, id) + device.longestRoute() +
@@ -33,7 +39,8 @@ class Cutter {
 
   // A carry out makes each piece one bit wider than the bits it sums.
   Signal sum(Signal x, Signal y, Signal carry) {
-    const std::vector<int> sizes = evenPieces(x.width, widestPiece() - 1);
+    const std::vector<int> sizes = evenPieces(x.width, widestPiece(device, period) - 1);
+    if (increments && sizes.size() >= kFewestIncremented) return incremented(x, y, carry, sizes);
     std::vector<Signal> pieces;
     int low = 0;
     for (const int size : sizes) {
@@ -49,6 +56,40 @@ class Cutter {
     return b.concat(pieces);
   }
 
+  // A carry goes on through a piece whose own sum is all ones. One short addition finds all of
+  // them: of the pieces that make a carry and those that make or pass on one (Zimmermann, Binary
+  // Adder Architectures for Cell-Based VLSI, 1997, on the carry-increment adder).
+  Signal incremented(Signal x, Signal y, Signal carry, const std::vector<int>& sizes) {
+    std::vector<Signal> pieces, makes, passes, ones;  // the latter of the inner pieces
+    int low = 0;
+    for (const int size : sizes) {
+      const bool isFirst = low == 0, isTop = low + size == x.width;
+      const auto piece = [&](Signal s) {
+        return b.zeroExtend(b.slice(s, low, size), size + (isTop ? 0 : 1));
+      };
+      const Signal part = b.addCarry(piece(x), piece(y), isFirst ? carry : b.bit(false));
+      pieces.push_back(b.slice(part, 0, size));
+      if (isFirst) carry = b.topBit(part);
+      if (!isFirst && !isTop) {
+        makes.push_back(b.topBit(part));
+        ones.push_back(reduced(pieces.back(), &Builder::reduceAnd));
+        passes.push_back(b.bitOr(makes.back(), ones.back()));
+      }
+      low += size;
+    }
+    const int width = static_cast<int>(sizes.size()) - 1;
+    const auto word = [&](std::vector<Signal> bits) {
+      std::ranges::reverse(bits);
+      return b.zeroExtend(b.concat(bits), width);
+    };
+    const Signal carries = b.bitXor(b.addCarry(word(passes), word(makes), carry), word(ones));
+    for (std::size_t i = 1; i < pieces.size(); ++i)
+      pieces[i] = b.addCarry(pieces[i], b.zeros(pieces[i].width),
+                             b.bitOf(carries, static_cast<int>(i) - 1));
+    std::ranges::reverse(pieces);
+    return b.concat(pieces);
+  }
+
   // Three addends become two first: pieces of three would pass on two carries.
   Signal sumOfThree(Signal x, Signal y, Signal z, Signal carry) {
     const Signal differ = b.bitXor(x, y);
@@ -60,7 +101,7 @@ class Cutter {
   Signal less(Signal x, Signal y, bool isSigned) {
     std::vector<Order> orders;
     int low = 0;
-    for (const int size : evenPieces(x.width, widestPiece())) {
+    for (const int size : evenPieces(x.width, widestPiece(device, period))) {
       const Signal left = b.slice(x, low, size), right = b.slice(y, low, size);
       low += size;
       const bool hasSign = isSigned && low == x.width;
@@ -133,8 +174,6 @@ class Cutter {
             .equal = b.bitAnd(high.equal, low.equal)};
   }
 
-  int widestPiece() const { return std::max(kShortestPiece + 1, device.widestAdder(period)); }
-
   // How many of `choices` an index can tell apart.
   static std::size_t reachOf(Signal index, std::size_t choices) {
     return index.width < 20 ? std::min(choices, std::size_t{1} << index.width) : choices;
@@ -151,9 +190,17 @@ class Cutter {
   Builder& b;
   const device::Device& device;
   const device::Picoseconds period;
+  const bool increments;
 };
 
 }  // namespace
+
+bool canIncrement(const Graph& graph, NodeId id, const device::Device& device,
+                  const MappingOptions& options) {
+  const auto piece = static_cast<std::size_t>(widestPiece(device, options.period) - 1);
+  return graph.node(id).op == Op::kAdd &&
+         static_cast<std::size_t>(graph.node(id).width) > (kFewestIncremented - 1) * piece;
+}
 
 Signal cutToFit(Builder& builder, const Graph& graph, NodeId id, std::span<const Signal> x,
                 const device::Device& device, const MappingOptions& options) {

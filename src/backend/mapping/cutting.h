@@ -9,7 +9,8 @@
 namespace mapping {
 
 // The node `id` of `graph` over rebuilt operands, in pieces that each fit one stage of the period:
-//   additions    pieces linked by their carries, none below 8 bits
+//   additions    pieces linked by their carries, none below 8 bits; or, where asked for and from
+//                so many pieces on, each piece by itself, all carries at once, and increments
 //   comparisons  pieces, joined as a tree
 //   reductions   trees
 //   picks        trees of picks of four
@@ -18,5 +19,9 @@ namespace mapping {
 graph::Signal cutToFit(graph::Builder& builder, const graph::Graph& graph, graph::NodeId id,
                        std::span<const graph::Signal> operands, const device::Device& device,
                        const MappingOptions& options);
+
+// True for an addition that the options can make of increments.
+bool canIncrement(const graph::Graph& graph, graph::NodeId id, const device::Device& device,
+                  const MappingOptions& options);
 
 }  // namespace mapping

@@ -1,9 +1,12 @@
 #include "backend/mapping/mapping.h"
 
+#include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "backend/device/families.h"
 #include "backend/graph/loops.h"
+#include "backend/mapping/arrivals.h"
 #include "backend/mapping/cutting.h"
 #include "backend/mapping/heap_lowering.h"
 #include "backend/mapping/product_tiling.h"
@@ -146,6 +149,17 @@ Signal storedTable(Builder& b, const Graph& from, NodeId id, Signal index,
   return stage <= options.period ? stored : Signal{};
 }
 
+// Cycles that increments have to save to be worth their tables.
+constexpr int kCyclesOfIncrements = 2;
+
+int lastCycle(const Graph& graph, const device::Device& device, const MappingOptions& options) {
+  const Arrivals arrivals(graph, device, options.period);
+  int last = 0;
+  for (const graph::Port& port : graph.outputs())
+    last = std::max(last, arrivals.of(port.signal.node).cycle);
+  return last;
+}
+
 }  // namespace
 
 Graph mapGraph(const Graph& graph, const device::Device& device, const MappingOptions& options) {
@@ -158,15 +172,30 @@ Graph mapGraph(const Graph& graph, const device::Device& device, const MappingOp
     // Pieces of what stands in a loop would share its stage, where they take longer than the whole.
     const graph::Loops loops(mapped);
     const std::vector<bool> mayWait = nodesThatMayWait(mapped, loops);
-    mapped = rebuilt(
-        mapped,
-        [&](Builder& b, const Graph& from, NodeId id, std::span<const Signal> operands) -> Signal {
-          if (loops.isInLoop(id)) return {};
-          if (from.node(id).op == Op::kTable && mayWait[id.index])
-            if (const Signal stored = storedTable(b, from, id, operands[0], device, options))
-              return stored;
-          return cutToFit(b, from, id, operands, device, options);
-        });
+    const auto cut = [&](const MappingOptions& by) {
+      return rebuilt(
+          mapped,
+          [&](Builder& b, const Graph& from, NodeId id,
+              std::span<const Signal> operands) -> Signal {
+            if (loops.isInLoop(id)) return {};
+            if (from.node(id).op == Op::kTable && mayWait[id.index])
+              if (const Signal stored = storedTable(b, from, id, operands[0], device, options))
+                return stored;
+            return cutToFit(b, from, id, operands, device, by);
+          });
+    };
+    Graph rippled = cut(options);
+    MappingOptions incremented = options;
+    incremented.carryIncrement = true;
+    bool can = false;
+    for (std::uint32_t i = 0; i < mapped.size() && !can; ++i)
+      can = !loops.isInLoop({i}) && canIncrement(mapped, {i}, device, options);
+    // Ripples of sums one behind the other overlap, increments do not.
+    if (can)
+      if (Graph other = cut(incremented); lastCycle(other, device, options) + kCyclesOfIncrements <=
+                                          lastCycle(rippled, device, options))
+        rippled = std::move(other);
+    mapped = std::move(rippled);
   }
   // Last: folding and tried-out nodes leave some without readers.
   return rebuilt(mapped, keep);

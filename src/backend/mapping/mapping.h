@@ -21,6 +21,8 @@ struct MappingOptions {
   bool combinational = false;  // one stage: nothing is cut
   std::optional<double> lutPerDsp = {};  // what a block is worth; else the device's own figures
   SumShape sums = {};
+  // Additions that many stages would ripple through become blocks to which their carries are added.
+  bool carryIncrement = false;
   // The same for a memory block of the device's smaller kind; none are used where it is infinite.
   std::optional<double> lutPerMemory = {};
 };

@@ -216,6 +216,29 @@ TEST(MapGraph, CutsWideOperationsToFitTheClock) {
   }
 }
 
+// A sum by itself is there in four stages, however wide, where its carries pass many pieces; of
+// sums one behind the other the pieces that ripple overlap.
+TEST(MapGraph, IncrementsPiecesWhereThatSavesStages) {
+  for (const auto& [sums, width, stages] :
+       {std::tuple{1, 256, 4}, {1, 400, 4}, {1, 100, 3}, {8, 256, 16}}) {
+    Graph graph;
+    Builder b(graph);
+    Signal sum = b.input("x", width), few = b.input("f", width);
+    for (int i = 0; i < 6; ++i) few = b.bitAnd(few, b.input(fmt::format("f{}", i), width));
+    for (int i = 0; i < sums; ++i)
+      sum = b.addCarry(
+          sum, i == 0 ? b.bitXor(b.bitNot(sum), few) : b.input(fmt::format("y{}", i), width),
+          b.input(fmt::format("c{}", i), 1));
+    b.output("r", sum);
+    const Graph mapped = mapGraph(graph, tarn(), {.period = {2500}});
+    RandomGraph draw(static_cast<std::uint32_t>(width));
+    expectSameFunction(graph, mapped, draw, 300);
+    EXPECT_EQ(misfits(mapped, 2500), 0);
+    const Arrivals arrivals(mapped, tarn(), {2500});
+    EXPECT_LE(arrivals.of(mapped.outputs()[0].signal.node).cycle, stages) << sums << " " << width;
+  }
+}
+
 // Indices past the end, inside and behind the last group of four.
 TEST(MapGraph, CutsPicksAndKeepsWhatAnIndexPastTheEndPicks) {
   for (const int ways : {17, 18, 20, 21, 33, 60, 63, 64}) {

@@ -4,6 +4,7 @@
 #include <tuple>
 #include <vector>
 
+#include "backend/device/bit_times.h"
 #include "backend/device/cover.h"
 #include "backend/mapping/mapping_test_support.h"
 
@@ -222,13 +223,17 @@ int tablesOf(const Graph& graph) {
 // The longest way through a graph without registers, in ps.
 int longestPath(const Graph& graph) {
   const device::Cover cover(graph, tarn(), {20000});
-  std::vector<int> arrival(graph.size());
+  const device::BitSteps bits(graph, tarn(), cover);
+  std::vector<device::BitTimes> arrival(graph.size());
+  int longest = 0;
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
+    device::BitTimes start{.level = 0};
     for (const graph::NodeId operand : graph.operands(graph::NodeId{i}))
-      arrival[i] = std::max(arrival[i], arrival[operand.index]);
-    arrival[i] += cover.delay({i});
+      start = later(start, bits.seen(operand, {i}, arrival[operand.index]));
+    arrival[i] = bits.through({i}, start);
+    longest = std::max(longest, arrival[i].last());
   }
-  return *std::ranges::max_element(arrival);
+  return longest;
 }
 
 // A row of two bits of a factor is one carry chain, its partial products made in the same tables;

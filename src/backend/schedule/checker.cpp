@@ -10,6 +10,7 @@
 
 namespace schedule {
 
+using device::BitTimes;
 using graph::Graph;
 using graph::Node;
 using graph::NodeId;
@@ -87,9 +88,9 @@ std::optional<std::string> cutCluster(const StageModel& model, const Schedule& s
 
 // The times of one node in its own cycle, seen through wiring.
 struct Times {
-  int result = 0;         // when a reader in the same cycle has it
-  int atRegister = 0;     // when the register behind it can take it
-  int productCycle = -1;  // the cycle of the last product whose bits these are, if any are
+  BitTimes result{.level = 0};  // when a reader in the same cycle has it
+  int atRegister = 0;           // when the register behind it can take it
+  int productCycle = -1;        // the cycle of the last product whose bits these are, if any are
   NodeId product{};
 };
 
@@ -120,42 +121,46 @@ class Analysis {
     for (std::size_t port = 0; port < graph.outputs().size(); ++port) {
       const NodeId id = graph.outputs()[port].signal.node;
       const int cycle = schedule.cycleByOutput[port];
-      if (!isLiteral(graph.node(id))) endStage(resultIn(id, cycle), id, cycle);
+      if (!isLiteral(graph.node(id))) endStage(resultIn(id, cycle).last(), id, cycle);
     }
     for (const graph::State& state : graph.states())
       if (!isLiteral(graph.node(state.next)))
-        endStage(times[state.next.index].result, state.next, schedule.cycleOf(state.next));
+        endStage(times[state.next.index].result.last(), state.next, schedule.cycleOf(state.next));
   }
 
   // When `id` can be read in `cycle`.
-  int resultIn(NodeId id, int cycle) const {
-    if (isLiteral(graph.node(id))) return 0;
+  BitTimes resultIn(NodeId id, int cycle) const {
+    if (isLiteral(graph.node(id))) return {.level = 0};
     const Times& own = times[id.index];
     if (cycle == schedule.cycleOf(id)) return own.result;
-    if (own.productCycle < 0) return model.clockToOutput;
-    return std::max(model.clockToOutput, model.fromRegister(own.product, cycle - own.productCycle));
+    if (own.productCycle < 0) return model.start();
+    return later(model.start(),
+                 {.level = model.fromRegister(own.product, cycle - own.productCycle)});
   }
 
   Times timesOf(NodeId id) const {
     const Node& node = graph.node(id);
     if (isLiteral(node)) return {};
     if (node.op == Op::kInput || node.op == Op::kState)
-      return {.result = model.clockToOutput, .atRegister = model.clockToOutput};
+      return {.result = model.start(), .atRegister = model.clockToOutput};
     const int cycle = schedule.cycleOf(id);
     Times own;
+    BitTimes start{.level = 0};
     for (const NodeId operand : graph.operands(node)) {
       const Times& behind = times[operand.index];
-      const int start = resultIn(operand, cycle);
+      const BitTimes result = resultIn(operand, cycle);
       const bool sameCycle = schedule.cycleOf(operand) == cycle;
-      own.result = std::max(own.result, start);
+      start = later(start, model.bits.seen(operand, id, result));
       // A register behind wiring is the register behind what the wiring reads.
-      own.atRegister =
-          std::max(own.atRegister, isWiring(node) && sameCycle ? behind.atRegister : start);
+      if (isWiring(node))
+        own.atRegister = std::max(own.atRegister, sameCycle ? behind.atRegister : result.last());
       if (isWiring(node) && behind.productCycle > own.productCycle)
         own.productCycle = behind.productCycle, own.product = behind.product;
     }
-    own.result += model.delay[id.index];
-    own.atRegister += model.delayToRegister[id.index];
+    own.result = model.bits.through(id, start);
+    if (!isWiring(node))
+      own.atRegister =
+          model.isBlock(id) ? start.last() + model.delayToRegister[id.index] : own.result.last();
     if (model.isBlock(id)) own.productCycle = cycle, own.product = id;
     return own;
   }
@@ -164,11 +169,15 @@ class Analysis {
   void tracePath(NodeId id) {
     const int cycle = schedule.cycleOf(id);
     for (;;) {
-      if (model.delay[id.index] > 0) found.path.push_back({id, {times[id.index].result}});
+      if (model.delay[id.index] > 0) found.path.push_back({id, {times[id.index].result.last()}});
       NodeId latest;
+      const auto timeBehind = [&](NodeId operand) {
+        return model.bits.through(id, model.bits.seen(operand, id, resultIn(operand, cycle)))
+            .last();
+      };
       for (const NodeId operand : graph.operands(id))
         if (!isLiteral(graph.node(operand)) &&
-            (latest == NodeId{} || resultIn(operand, cycle) > resultIn(latest, cycle)))
+            (latest == NodeId{} || timeBehind(operand) > timeBehind(latest)))
           latest = operand;
       if (latest == NodeId{} || schedule.cycleOf(latest) != cycle) break;
       id = latest;

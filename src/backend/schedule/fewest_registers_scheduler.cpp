@@ -1,6 +1,8 @@
 #include "backend/schedule/fewest_registers_scheduler.h"
 
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 #include "backend/schedule/block_registers.h"
 #include "backend/schedule/difference_program.h"
@@ -30,17 +32,36 @@ struct Place {
 // inside the block end, at the latest.
 enum class Slices { kAsPlaced, kInBlocks };
 
+// What every schedule with the outputs of the earliest one keeps.
+struct Rules {
+  Rules(const StageModel& model, const Request& request, const Schedule& earliest)
+      : windows(windowsOf(model, request, earliest)),
+        stages(stageRules(model, request, windows)),
+        readers(model.graph) {}
+
+  const Windows windows;
+  const StageRules stages;
+  const Readers readers;
+};
+
+// The cycles whose nodes may move; the others stay as the guide has them.
+struct Span {
+  int first = 0;
+  int last = StageModel::kNever;
+  bool holds(int cycle) const { return first <= cycle && cycle <= last; }
+};
+
 class RegisterProgram {
  public:
-  // `guide` is any valid schedule with the outputs of `earliest`.
-  RegisterProgram(const StageModel& model, const Request& request, const Schedule& earliest,
-                  const Schedule& guide, Slices slices)
+  // `guide` is any valid schedule that keeps the rules.
+  RegisterProgram(const StageModel& model, const Rules& all, const Schedule& guide, Slices slices,
+                  const Span& span = {})
       : model(model),
         graph(model.graph),
-        request(request),
-        windows(windowsOf(model, request, earliest)),
-        readers(graph),
-        rules(stageRules(model, request, windows)),
+        windows(all.windows),
+        readers(all.readers),
+        rules(all.stages),
+        span(span),
         products(productByNode(model.graph, model.device)),
         known(guide) {
     placeWiring(graph, known);
@@ -177,6 +198,7 @@ class RegisterProgram {
   Place placeOfSet(NodeId id) {
     const Node& node = graph.node(id);
     const bool delays = node.op == Op::kState && !model.loops.isInLoop(id);
+    if (!span.holds(known.cycleOf(id))) return {0, known.cycleOf(id)};
     if (node.op == Op::kInput || delays || !model.loops.dependsOnInputs(id))
       return {0, known.cycleOf(id)};
     return {program.addVariable(known.cycleOf(id)), 0};
@@ -253,16 +275,52 @@ class RegisterProgram {
 
   const StageModel& model;
   const Graph& graph;
-  const Request& request;
-  const Windows windows;
-  const Readers readers;
-  const StageRules rules;
+  const Windows& windows;
+  const Readers& readers;
+  const StageRules& rules;
+  const Span span;
   const std::vector<NodeId> products;
   Schedule known;  // one that keeps all rules
   DifferenceProgram program;
   std::vector<Place> places;  // by vertex
   bool isBest = false;
 };
+
+// Cycles that together have about `most` arcs each, moved on by `shift` parts of one.
+std::vector<Span> spansOf(const Graph& graph, const Rules& rules, const Schedule& guide,
+                          std::size_t arcs, std::size_t most, double shift) {
+  std::vector<double> upTo(
+      static_cast<std::size_t>(*std::ranges::max_element(guide.cycleByNode) + 2));
+  const auto count = [&](Vertex v) { ++upTo[static_cast<std::size_t>(guide.cycleByNode[v]) + 1]; };
+  for (const Constraint& rule : rules.stages.constraints) count(rule.from);
+  for (Vertex v = 0; v < graph.size(); ++v)
+    for (std::size_t i = 0; i < rules.readers.of(v).size() + 2; ++i) count(v);
+  std::vector<Span> spans{{}};
+  const double part = static_cast<double>(arcs) / std::ceil(1.0 * arcs / most);
+  double begun = -shift * part;
+  for (std::size_t i = 1; i < upTo.size(); ++i) {
+    upTo[i] += upTo[i - 1];
+    const int cycle = static_cast<int>(i) - 1;
+    if (upTo[i] - begun <= part || cycle == spans.back().first) continue;
+    spans.back().last = cycle - 1;
+    spans.push_back({.first = cycle});
+    begun = upTo[i - 1];
+  }
+  return spans;
+}
+
+// The best of each span of cycles in turn, in two ways to part them: in time that grows with the
+// graph alone, and never more bits than the guide has.
+Schedule fewestBySpans(const StageModel& model, const Rules& rules, Schedule guide,
+                       std::size_t arcs, std::size_t most) {
+  for (const double shift : {0.0, 0.5})
+    for (const Span& span : spansOf(model.graph, rules, guide, arcs, most, shift)) {
+      RegisterProgram program(model, rules, guide, Slices::kAsPlaced, span);
+      const std::optional<Schedule> found = program.run();
+      if (found && program.bitsOf(*found) < program.bitsOf(guide)) guide = *found;
+    }
+  return guide;
+}
 
 }  // namespace
 
@@ -276,12 +334,20 @@ Schedule fewestRegisters(const StageModel& model, const Request& request,
   const auto bitsOf = [&](const Schedule& schedule) {
     return registerBitsOutsideBlocks(model.graph, model.device, schedule);
   };
+  const Rules rules(model, request, earliest);
+  std::size_t arcs = rules.stages.constraints.size();
+  for (Vertex v = 0; v < model.graph.size(); ++v) arcs += rules.readers.of(v).size() + 2;
+  if (arcs > request.mostArcs) {
+    Schedule guide = timedSchedule(model, request, earliest);
+    placeWiring(model.graph, guide);
+    return fewestBySpans(model, rules, std::move(guide), arcs, request.mostArcs);
+  }
   std::optional<Schedule> best;
   // True when the best of all is found.
   const auto follow = [&](Schedule guide, Slices slices) {
     constexpr int kRounds = 4;
     for (int round = 0; round < (isLarge ? 1 : kRounds); ++round) {
-      RegisterProgram program(model, request, earliest, guide, slices);
+      RegisterProgram program(model, rules, guide, slices);
       const std::optional<Schedule> found = program.run();
       const bool isBetter = found && (!best || bitsOf(*found) < bitsOf(*best));
       if (isBetter) best = found;

@@ -7,6 +7,7 @@
 
 namespace schedule {
 
+using device::BitTimes;
 using graph::Graph;
 using graph::Node;
 using graph::NodeId;
@@ -37,28 +38,36 @@ class Greedy {
  private:
   struct Place {
     int cycle = 0;
-    int arrival = 0;      // in that cycle; kNever when only a register can take it
-    int blockCycle = -1;  // of the last product that is seen here through wiring alone
+    BitTimes arrival{.level = 0};  // in that cycle; kNever when only a register can take it
+    int blockCycle = -1;           // of the last product that is seen here through wiring alone
     NodeId block{};
   };
 
   // When a reader in `cycle` >= the node's own has the node's bits.
-  int arrivalIn(NodeId id, int cycle) const {
-    if (isLiteral(graph.node(id))) return 0;
+  BitTimes arrivalIn(NodeId id, int cycle) const {
+    if (isLiteral(graph.node(id))) return {.level = 0};
     const Place& place = places[id.index];
     if (cycle == place.cycle) return place.arrival;
-    if (place.blockCycle < 0) return model.clockToOutput;
-    return std::max(model.clockToOutput, model.fromRegister(place.block, cycle - place.blockCycle));
+    if (place.blockCycle < 0) return model.start();
+    return later(model.start(),
+                 {.level = model.fromRegister(place.block, cycle - place.blockCycle)});
   }
 
-  int arrivalOfOperands(NodeId id, int cycle) const {
-    int arrival = 0;
+  BitTimes arrivalOfOperands(NodeId id, int cycle) const {
+    BitTimes arrival{.level = 0};
     for (const NodeId operand : graph.operands(id)) {
       const bool waits = cycle == places[operand.index].cycle && leavesBlock(operand, id);
-      arrival = std::max(arrival, waits ? StageModel::kNever : arrivalIn(operand, cycle));
+      arrival =
+          later(arrival, waits ? kNever : model.bits.seen(operand, id, arrivalIn(operand, cycle)));
     }
     return arrival;
   }
+  BitTimes arrivalAt(NodeId id, int cycle) const {
+    return model.bits.through(id, arrivalOfOperands(id, cycle));
+  }
+
+  static constexpr BitTimes kNever{.level = StageModel::kNever};
+  static bool waits(const Place& place) { return place.arrival.last() >= StageModel::kNever; }
 
   bool leavesBlock(NodeId id) const {
     return !request.blocks.empty() && request.blocks[id.index] != Request::kOpen;
@@ -81,8 +90,7 @@ class Greedy {
     if (isLiteral(node)) return {};
     if (node.op == Op::kState) return placeOfDelay(graph.states()[node.aux].next);
     if (node.op == Op::kInput)
-      return {.cycle = 0,
-              .arrival = request.registerInputs ? StageModel::kNever : model.clockToOutput};
+      return {.cycle = 0, .arrival = request.registerInputs ? kNever : model.start()};
     return isWiring(node) ? placeOfWiring(id) : placeOfLogic(id);
   }
 
@@ -90,15 +98,14 @@ class Greedy {
   // register may take it does not replace that register.
   Place placeOfDelay(NodeId next) const {
     const Place& before = places[next.index];
-    const bool waits = before.arrival == StageModel::kNever;
-    return {.cycle = before.cycle, .arrival = waits ? StageModel::kNever : model.clockToOutput};
+    return {.cycle = before.cycle, .arrival = waits(before) ? kNever : model.start()};
   }
 
   Place placeOfWiring(NodeId id) const {
     Place place{.cycle = earliestCycle(id)};
-    place.arrival = arrivalOfOperands(id, place.cycle);
-    while (model.isNext(id) && place.arrival > request.period - model.setup)
-      place.arrival = arrivalOfOperands(id, ++place.cycle);
+    place.arrival = arrivalAt(id, place.cycle);
+    while (model.isNext(id) && place.arrival.last() > request.period - model.setup)
+      place.arrival = arrivalAt(id, ++place.cycle);
     seeThrough(id, place);
     return place;
   }
@@ -118,11 +125,10 @@ class Greedy {
     const int latest = request.period - model.setup;
     Place place{.cycle = earliestCycle(id)};
     for (int tries = 0; tries < 4; ++tries, ++place.cycle) {
-      const int start = arrivalOfOperands(id, place.cycle);
-      if (start + model.delayToRegister[id.index] > latest) continue;
-      const int end = start + model.delay[id.index];
-      if (model.isNext(id) && end > latest) continue;
-      place.arrival = end <= latest ? end : StageModel::kNever;
+      const BitTimes start = arrivalOfOperands(id, place.cycle);
+      if (model.end(id, start) > latest) continue;
+      const BitTimes arrival = model.bits.through(id, start);
+      place.arrival = arrival.last() <= latest ? arrival : kNever;
       if (model.isBlock(id)) place.blockCycle = place.cycle, place.block = id;
       return place;
     }
@@ -144,10 +150,12 @@ class Greedy {
 
   bool placeJointIn(std::span<const NodeId> members, int cycle) {
     for (const NodeId id : members) {
-      Place place{.cycle = cycle, .arrival = model.clockToOutput};
+      Place place{.cycle = cycle, .arrival = model.start()};
       if (graph.node(id).op != Op::kState) {
-        place.arrival = arrivalOfOperands(id, cycle) + model.delay[id.index];
-        if (place.arrival > request.period - model.setup) return false;
+        place.arrival = arrivalAt(id, cycle);
+        // Of what a cluster computes inside, nothing but the bits that its root reads counts.
+        if (!model.cover.isInner(id) && place.arrival.last() > request.period - model.setup)
+          return false;
         if (model.isBlock(id)) place.blockCycle = cycle, place.block = id;
         if (isWiring(graph.node(id))) seeThrough(id, place);
       }
@@ -160,10 +168,10 @@ class Greedy {
     std::vector<int> cycles;
     for (const graph::Port& port : graph.outputs()) {
       const Place& place = places[port.signal.node.index];
-      const bool waits = (place.arrival == StageModel::kNever || leavesBlock(port.signal.node) ||
-                          model.lag(port.signal.node) > 0) &&
-                         !request.registerOutputs;
-      const int shown = std::max(request.registerInputs ? 1 : 0, place.cycle + (waits ? 1 : 0));
+      const bool isLater =
+          (waits(place) || leavesBlock(port.signal.node) || model.lag(port.signal.node) > 0) &&
+          !request.registerOutputs;
+      const int shown = std::max(request.registerInputs ? 1 : 0, place.cycle + (isLater ? 1 : 0));
       cycles.push_back(shown + (request.registerOutputs ? 1 : 0));
     }
     std::map<int, int> lastOfGroup;

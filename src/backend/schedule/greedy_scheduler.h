@@ -13,7 +13,9 @@ struct Request {
   bool registerInputs;
   bool registerOutputs;
   std::span<const int> outputGroups;  // as in ScheduleOptions
-  int shortestPeriod = 0;             // the smallest `period` that could be asked, in ps
+  // Of fewestRegisters(): a linear program with more arcs is solved some cycles at a time.
+  std::size_t mostArcs = 4'000'000;
+  int shortestPeriod = 0;  // the smallest `period` that could be asked, in ps
   // A number for each node, or none at all: the greedy schedule has a register between a node and
   // readers with another number, but behind those with kOpen; outputs have none of these numbers.
   // Wiring reads as if it had the number of what it reads.

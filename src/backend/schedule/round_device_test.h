@@ -55,6 +55,19 @@ inline const Device& tarn() {
   return *device::deviceFactory.GetDevice("TarnV", "", "fast", "", "");
 }
 
+// The same with carries that take most of the time of a sum.
+inline const device::Device& carryDevice() {
+  static const device::Family family = [] {
+    device::Family slow = roundFamily();
+    slow.sumEntry = slow.lessEntry = 50;
+    slow.sumPerBit = 60;
+    slow.lessPerBit = 30;
+    return slow;
+  }();
+  static const device::Device device(family, "fast", 1);
+  return device;
+}
+
 // x of 8 bits moved up by the parity of all of them: takes 100 and is a cluster of its own.
 inline graph::Signal shiftedParity(graph::Builder& b, graph::Signal x) {
   return b.concat({b.slice(x, 0, x.width - 1), b.reduceXor(x)});

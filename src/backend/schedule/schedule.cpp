@@ -69,22 +69,24 @@ IndivisibleStep slowestStep(const StageModel& model) {
     if (isWiring(graph.nodes()[i])) continue;
     if (const int stage = model.aloneStage({i}); stage > slowest.stage) slowest = {stage, {{i}}};
   }
-  std::vector<int> arrival(graph.size());         // in a loop that has a stage for itself
-  std::vector<NodeId> lastOperand(graph.size());  // the loop's own that comes last
+  std::vector<device::BitTimes> arrival(graph.size());  // in a loop that has a stage for itself
+  std::vector<NodeId> lastOperand(graph.size());        // the loop's own that comes last
   NodeId end;
   for (std::size_t set = 0; set < model.loops.setCount(); ++set) {
     if (!model.loops.isLoop(set)) continue;
     for (const NodeId id : model.loops.members(set)) {
-      int& own = arrival[id.index] = model.clockToOutput;
+      device::BitTimes& own = arrival[id.index] = model.start();
+      if (graph.node(id).op != Op::kState) own = model.bits.through(id, own);
       for (const NodeId operand : graph.operands(id)) {
         if (model.loops.setOf(operand) != set) continue;
-        if (lastOperand[id.index] != NodeId{} && arrival[operand.index] <= own) continue;
-        own = arrival[operand.index];
-        lastOperand[id.index] = operand;
+        const device::BitTimes behind =
+            model.bits.through(id, model.bits.seen(operand, id, arrival[operand.index]));
+        if (lastOperand[id.index] == NodeId{} || behind.last() > own.last())
+          lastOperand[id.index] = operand;
+        own = later(own, behind);
       }
-      own += model.delay[id.index];
-      if (own + model.setup <= slowest.stage) continue;
-      slowest = {.stage = own + model.setup, .nodes = {}, .isLoop = true};
+      if (own.last() + model.setup <= slowest.stage) continue;
+      slowest = {.stage = own.last() + model.setup, .nodes = {}, .isLoop = true};
       end = id;
     }
   }
@@ -158,8 +160,9 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   }
   if (limit) result.warning = tooFast(graph, *limit, options);
   const StageModel& model = *made;
-  const Request request{result.period.value, options.registerInputs, options.registerOutputs,
-                        options.outputGroups, slowest.stage};
+  Request request{result.period.value, options.registerInputs, options.registerOutputs,
+                  options.outputGroups};
+  request.shortestPeriod = slowest.stage;
   const StrategyRow& strategy = kStrategies[static_cast<int>(options.strategy)];
   result.schedule = strategy.run(model, request);
 

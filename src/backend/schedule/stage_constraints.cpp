@@ -8,6 +8,7 @@
 
 namespace schedule {
 
+using device::BitTimes;
 using graph::Graph;
 using graph::NodeId;
 using graph::Op;
@@ -29,8 +30,8 @@ class PairFinder {
         windows(windows),
         readers(graph),
         limit(request.period - model.setup),
-        arrival(graph.size() + graph.outputs().size()),
-        seen(arrival.size()) {}
+        reached(graph.size() + graph.outputs().size()),
+        seen(reached.size()) {}
 
   StageRules run(bool registerOutputs) {
     for (Vertex v = 0; v < graph.size(); ++v)
@@ -45,9 +46,21 @@ class PairFinder {
   }
 
  private:
-  // From a vertex's last operand to the end of a stage at its register, or at a port.
-  int endDelay(Vertex v) const { return isPort(graph, v) ? 0 : model.delayToEnd({v}); }
-  bool endsStage(Vertex v) const { return !passesOn(graph, v) || model.isNext({v}); }
+  // The times of a vertex's operands on all ways from where a search begins; and the same if there
+  // were an ordinary register behind that.
+  struct Ways {
+    BitTimes whole, behindRegister;
+  };
+
+  // When a stage ends at a vertex's register, or at a port.
+  int endAt(Vertex v, const BitTimes& operands) const {
+    return isPort(graph, v) ? operands.last() : model.end({v}, operands);
+  }
+  // A cluster ends with its root.
+  bool endsStage(Vertex v) const {
+    if (isPort(graph, v)) return true;
+    return model.isNext({v}) || (!passesOn(graph, v) && !model.cover.isInner({v}));
+  }
 
   bool areApart(Vertex from, Vertex to, int cycles) const {
     return windows.first[to] >= windows.last[from] + cycles;
@@ -60,44 +73,48 @@ class PairFinder {
     if (!areApart(from, to, cycles)) rules.constraints.push_back({from, to, cycles});
   }
 
-  void reach(Vertex v, int time) {
+  void reach(Vertex v, const Ways& ways) {
     if (seen[v] != search) {
       seen[v] = search;
-      arrival[v] = time;
+      reached[v] = ways;
       open.push(v);
     } else {
-      arrival[v] = std::max(arrival[v], time);
+      reached[v] = {later(reached[v].whole, ways.whole),
+                    later(reached[v].behindRegister, ways.behindRegister)};
     }
   }
-  void reachReaders(Vertex v, int time) {
-    for (const Vertex reader : readers.of(v)) reach(reader, time);
+  void reachReaders(Vertex v, const Ways& ways) {
+    for (const Vertex reader : readers.of(v))
+      reach(reader, {model.bits.seen({v}, {reader}, ways.whole),
+                     model.bits.seen({v}, {reader}, ways.behindRegister)});
   }
 
   // Follows all that was reached in topological order and reports each end that comes too late,
-  // beyond which it does not go; nor where `isApart` says that the stage cannot come to.
+  // but would not behind a register; beyond late ends it does not go, nor where `isApart` says that
+  // the stage cannot come to.
   template <typename IsApart, typename Late>
   void follow(const IsApart& isApart, const Late& late) {
     while (!open.empty()) {
       const Vertex v = open.top();
       open.pop();
       if (isApart(v)) continue;
-      const int time = arrival[v];
-      if (endsStage(v) && time + endDelay(v) > limit) {
-        late(v, time + endDelay(v));
+      const Ways& ways = reached[v];
+      if (endsStage(v) && endAt(v, ways.whole) > limit) {
+        if (endAt(v, ways.behindRegister) <= limit) late(v);
         continue;
       }
-      if (!isPort(graph, v)) reachReaders(v, time + model.delay[v]);
+      if (!isPort(graph, v))
+        reachReaders(
+            v, {model.bits.through({v}, ways.whole), model.bits.through({v}, ways.behindRegister)});
     }
   }
 
   // A pair with a later beginning, if it is too long as well, lies inside.
   void addPairsFrom(Vertex from) {
     ++search;
-    const int own = model.delay[from];
-    reachReaders(from, model.clockToOutput + own);
+    reachReaders(from, {model.bits.through({from}, model.start()), model.start()});
     follow([&](Vertex v) { return areApart(from, v, 1); },
-           [&](Vertex v, int end) {
-             if (end - own > limit) return;
+           [&](Vertex v) {
              LOAM_ASSERT(!shareSet(from, v), "a period in which every loop fits alone");
              rules.constraints.push_back({from, v, 1});
            });
@@ -108,12 +125,9 @@ class PairFinder {
   std::vector<Vertex> lateBehind(Vertex reader, int start) {
     std::vector<Vertex> found;
     ++search;
-    reach(reader, start);
-    const int gained = start - model.clockToOutput;
+    reach(reader, {{.level = start}, model.start()});
     follow([&](Vertex v) { return v != reader && areApart(reader, v, 1); },
-           [&](Vertex v, int end) {
-             if (end - gained <= limit) found.push_back(v);
-           });
+           [&](Vertex v) { found.push_back(v); });
     return found;
   }
 
@@ -124,8 +138,8 @@ class PairFinder {
     for (const Vertex reader : readersThroughWiring(block)) {
       if (shareSet(block, reader)) continue;
       // A reader that cannot share the product's stage stands behind a register at least.
-      const bool canShare = model.lag({block}) == 0 &&
-                            model.clockToOutput + model.delay[block] + endDelay(reader) <= limit;
+      const BitTimes shared = model.bits.through({block}, model.start());
+      const bool canShare = model.lag({block}) == 0 && endAt(reader, shared.flat()) <= limit;
       if (one > model.clockToOutput)
         for (const Vertex end : lateBehind(reader, one)) {
           if (canShare)
@@ -179,7 +193,7 @@ class PairFinder {
   const int limit;
   StageRules rules;
   // One search at a time.
-  std::vector<int> arrival;
+  std::vector<Ways> reached;
   std::vector<std::uint32_t> seen;  // by the number of the search
   std::uint32_t search = 0;
   std::priority_queue<Vertex, std::vector<Vertex>, std::greater<>> open;
@@ -192,10 +206,11 @@ class Latest {
       : model(model), graph(model.graph), limit(request.period), readers(graph) {
     const std::size_t vertices = graph.size() + graph.outputs().size();
     cycles.assign(vertices, 0);
-    tails.assign(vertices, 0);
+    tails.assign(vertices, kRegistered);
     for (std::size_t port = 0; port < graph.outputs().size(); ++port) {
       cycles[graph.size() + port] = earliest.cycleByOutput[port];
-      tails[graph.size() + port] = request.registerOutputs ? StageModel::kNever : model.setup;
+      const int tail = request.registerOutputs ? StageModel::kNever : model.setup;
+      tails[graph.size() + port] = {tail, tail};
     }
     // What no output reads may stand behind them all.
     int latest = earliest.latency();
@@ -208,14 +223,10 @@ class Latest {
         place(id.index, set);
         last = std::min(last, cycles[id.index]);
       }
-      if (!model.loops.isJoint(set)) continue;
-      // A cluster ends with its root.
-      const int clusterTail = tails[members.back().index];
-      for (const NodeId id : members) {
-        cycles[id.index] = last;
-        tails[id.index] =
-            model.loops.isLoop(set) ? model.delayToRegister[id.index] + model.setup : clusterTail;
-      }
+      for (const NodeId id : members) cycles[id.index] = last;
+      for (std::size_t i = members.size(); i-- > 0;)
+        tails[members[i].index] =
+            model.loops.isLoop(set) ? model.tail(members[i]) : tailOf(members[i].index);
     }
     // A state stands where its next value does.
     for (const graph::State& state : graph.states()) {
@@ -227,32 +238,43 @@ class Latest {
   std::vector<int> cycles;
 
  private:
+  static constexpr BitTimes kRegistered{};  // no stage ends behind
+
   // Readers in other sets stand already. What has to be done is never taken for more than it is.
   void place(Vertex v, std::size_t set) {
-    const int delay = model.delay[v];
     const auto canShare = [&](Vertex reader) {
-      const bool isRegistered = tails[reader] == 0;  // wiring that is read later
-      return isRegistered || model.clockToOutput + delay + tails[reader] <= limit;
+      const BitTimes behind = model.bits.before({v}, tailBehind(v, reader));
+      return model.clockToOutput + behind.level <= limit;
     };
     for (const Vertex reader : readers.of(v)) {
       if (reader < graph.size() && model.loops.setOf({reader}) == set) continue;
       const bool shares = passesOn(graph, v) || (model.lag({v}) == 0 && canShare(reader));
       cycles[v] = std::min(cycles[v], cycles[reader] - (shares ? 0 : 1));
     }
-    int behind = 0;
+  }
+
+  BitTimes tailBehind(Vertex v, Vertex reader) const {
+    return model.bits.seenBefore({v}, {reader}, tails[reader]);
+  }
+
+  // Of a vertex whose readers stand already. Each node but those inside a cluster has to be there
+  // at the end of its stage.
+  BitTimes tailOf(Vertex v) const {
+    const bool isEnd = !passesOn(graph, v) && !model.cover.isInner({v});
+    BitTimes behind = kRegistered;
     for (const Vertex reader : readers.of(v))
-      if (cycles[reader] == cycles[v]) behind = std::max(behind, tails[reader]);
-    const bool isEnd = behind == 0 && !passesOn(graph, v);
-    tails[v] = isEnd ? model.delayToRegister[v] + model.setup
-                     : std::min(delay + behind, StageModel::kNever);
+      if (cycles[reader] == cycles[v]) behind = later(behind, tailBehind(v, reader));
+    BitTimes tail = model.bits.before({v}, behind);
+    if (isEnd) tail = later(tail, model.tail({v}));
+    return {std::min(tail.level, StageModel::kNever), std::min(tail.ramp, StageModel::kNever)};
   }
 
   const StageModel& model;
   const Graph& graph;
   const int limit;
   const Readers readers;
-  std::vector<int>
-      tails;  // from a vertex's last operand to the end of its stage; 0 when registered
+  // From the times of a vertex's operands to the end of its stage.
+  std::vector<BitTimes> tails;
 };
 
 }  // namespace

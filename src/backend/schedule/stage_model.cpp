@@ -17,6 +17,7 @@ StageModel::StageModel(const Graph& graph, const device::Device& device, device:
       clockToOutput(device.clockToOutput().value),
       setup(device.setup().value),
       cover(graph, device, period),
+      bits(graph, device, cover),
       loops(graph, cover.rootByNode()),
       isNextByNode(graph.size()) {
   delay.reserve(graph.size());
@@ -29,7 +30,8 @@ StageModel::StageModel(const Graph& graph, const device::Device& device, device:
 }
 
 int StageModel::aloneStage(NodeId node) const {
-  if (cover.isInner(node)) return clockToOutput + delay[node.index] + delayToEnd(node) + setup;
+  if (const NodeId root = cover.rootOf(node); root != node)
+    return clockToOutput + delay[node.index] + end(root, {.level = setup});
   if (isNext(node)) return clockToOutput + delay[node.index] + setup;
   const int before = clockToOutput + delayToRegister[node.index];
   return std::max(before, isBlock(node) ? fromRegister(node, 1) : 0) + setup;

@@ -3,6 +3,7 @@
 #include <limits>
 #include <vector>
 
+#include "backend/device/bit_times.h"
 #include "backend/device/cover.h"
 #include "backend/device/device.h"
 #include "backend/graph/graph.h"
@@ -20,7 +21,8 @@ bool isLiteral(const graph::Node& node);
 // What the strategies ask about one graph on one device, in ps, looked up once.
 //
 // A stage begins at a register with the clock to output of what the register holds, passes clusters
-// (device/cover.h) with their delays and ends at the next register with its setup. A cluster stands
+// (device/cover.h) with their delays, the carries of neighbouring ones at the same time
+// (device/bit_times.h), and ends at the next register with its setup. A cluster stands
 // in one cycle; its delay is that of its root, the nodes inside have none. A product may have its
 // first register inside its block: that one comes early and is slow to leave. A memory block always
 // has it, so that its readers, wiring too, stand behind its cycle. What a state takes next ends its
@@ -38,6 +40,7 @@ class StageModel {
   const int clockToOutput;
   const int setup;
   const device::Cover cover;
+  const device::BitSteps bits;
   const graph::Loops loops;          // and clusters, which are placed as one as well
   std::vector<int> delay;            // by node, to a reader in the same stage
   std::vector<int> delayToRegister;  // to a register right behind
@@ -51,10 +54,18 @@ class StageModel {
   }
   // Cycles from a node to its readers at the least.
   int lag(graph::NodeId node) const { return readLag(graph.node(node)); }
-  // From the last operand to a register behind the node, or behind its cluster.
-  int delayToEnd(graph::NodeId node) const {
-    const graph::NodeId root = cover.rootOf(node);
-    return isNext(root) ? delay[root.index] : delayToRegister[root.index];
+  // What a stage begins with behind a register.
+  device::BitTimes start() const { return {.level = clockToOutput}; }
+  // When a register behind the node can take it.
+  int end(graph::NodeId node, const device::BitTimes& operands) const {
+    return isBlock(node) && !isNext(node) ? operands.last() + delayToRegister[node.index]
+                                          : bits.through(node, operands).last();
+  }
+  // From the times of the operands to the end of a stage at that register, setup included.
+  device::BitTimes tail(graph::NodeId node) const {
+    const int own = delayToRegister[node.index] + setup;
+    return isBlock(node) && !isNext(node) ? device::BitTimes{own, own}
+                                          : bits.before(node, {setup, setup});
   }
   // True for what some state takes next.
   bool isNext(graph::NodeId node) const { return isNextByNode[node.index]; }
