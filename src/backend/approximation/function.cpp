@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "backend/approximation/function_parser.h"
-
 namespace approximation {
 
 namespace {
@@ -237,15 +235,6 @@ class SeriesEvaluator {
 };
 
 }  // namespace
-
-util::Result<Function> Function::parse(const std::string& text) {
-  util::Result<std::vector<Node>> parsed = parseExpression(text);
-  if (!parsed) return parsed.failure();
-  Function function;
-  function.source = text;
-  function.nodes = std::move(*parsed);
-  return function;
-}
 
 std::optional<std::vector<Interval>> Function::taylor(const Interval& x, int order) const {
   const SeriesEvaluator evaluator(nodes, x.precision());

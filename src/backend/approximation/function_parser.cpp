@@ -1,6 +1,6 @@
-#include "backend/approximation/function_parser.h"
-
 #include <cctype>
+
+#include "backend/approximation/function.h"
 
 namespace approximation {
 
@@ -175,8 +175,13 @@ class Parser {
 
 }  // namespace
 
-util::Result<std::vector<Function::Node>> parseExpression(const std::string& text) {
-  return Parser(text).parse();
+util::Result<Function> Function::parse(const std::string& text) {
+  util::Result<std::vector<Node>> parsed = Parser(text).parse();
+  if (!parsed) return parsed.failure();
+  Function function;
+  function.source = text;
+  function.nodes = std::move(*parsed);
+  return function;
 }
 
 }  // namespace approximation
