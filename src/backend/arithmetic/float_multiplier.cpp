@@ -171,25 +171,38 @@ UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Un
                           ? truncatedProduct(b, x.significand, y.significand, goal, options.prices)
                           : b.multiply(x.significand, y.significand);
   const Signal isTwoOrMore = b.topBit(full);
-  const auto bits = static_cast<unsigned long>(width);
-  const MPZ offsets = (MPZ(rebias + 1).lowBits(bits) << bits) | MPZ(rebias).lowBits(bits);
   const RoundingRule rounding =
       truncates ? RoundingRule{.mode = RoundMode::kTowardZero} : options.rounding;
   Unrounded result{
       .sign = b.bitXor(a.sign, factor.sign),
-      .exponent = b.add(x.exponent, y.exponent),
+      .exponent = {},
       .significand = full,
       .sticky = b.bit(false),
       .isZero = b.bitOr(a.isZero, factor.isZero),
       .isInf = b.bitOr(a.isInf, factor.isInf),
       .isNan = b.bitOr(b.bitOr(a.isNan, factor.isNan),
                        b.bitOr(b.bitAnd(a.isZero, factor.isInf), b.bitAnd(a.isInf, factor.isZero))),
-      .leftShift = b.bitNot(isTwoOrMore),
-      .exponentAddend = b.lut(isTwoOrMore, offsets, width)};
+      .leftShift = b.bitNot(isTwoOrMore)};
   result.halfAdded = withHalf.has_value();
-  if (!isGradual && (withHalf || truncates))
-    result.range =
-        exponentRange(b, b.slice(result.exponent, 0, width - 1), rebias, isTwoOrMore, out);
+  const bool isKnown = !isGradual && (withHalf || truncates);
+  const MPZ topOfField = MPZ::powerOfTwo(static_cast<unsigned long>(out.exponentBits - 1));
+  const auto range = [&](long offset) {
+    return exponentRange(b, b.slice(result.exponent, 0, width - 1), offset, isTwoOrMore, out);
+  };
+  if (isKnown &&
+      MPZ(rebias - 1).lowBits(static_cast<unsigned long>(out.exponentBits)) == topOfField) {
+    // With a carry in, one bit of the field is all that is left of the biases.
+    result.exponent = b.addCarry(x.exponent, y.exponent, b.bit(true));
+    result.range = range(rebias - 1);
+    result.exponent = b.bitXor(result.exponent, b.literal(topOfField, width));
+    result.exponentAddend = isTwoOrMore;
+  } else {
+    const auto bits = static_cast<unsigned long>(width);
+    const MPZ offsets = (MPZ(rebias + 1).lowBits(bits) << bits) | MPZ(rebias).lowBits(bits);
+    result.exponent = b.add(x.exponent, y.exponent);
+    if (isKnown) result.range = range(rebias);
+    result.exponentAddend = b.lut(isTwoOrMore, offsets, width);
+  }
   if (out.gradual) result = denormalise(b, settled(b, result), out, /*needsSticky=*/!truncates);
   return {result, rounding};
 }

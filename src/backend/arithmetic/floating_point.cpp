@@ -22,7 +22,6 @@ Signal forced(Builder& b, Signal x, Signal ones) { return b.bitOr(x, b.replicate
 
 // 1 when an overflow stops at the largest finite number.
 Signal saturates(Builder& b, const RoundingRule& rule, Signal sign) {
-  if (!rule.port) return b.bit(false);
   return b.pick(rule.port, std::array{b.bit(false), b.bitNot(sign), sign, b.bit(true)});
 }
 
@@ -94,13 +93,22 @@ Unpacked unpack(Builder& b, Signal port, const FloatFormat& format, ZeroFields z
   return x;
 }
 
+namespace {
+
+// The low bits of a number, or zeros above it.
+Signal resized(Builder& b, Signal x, int width) {
+  return b.zeroExtend(b.slice(x, 0, std::min(x.width, width)), width);
+}
+
+}  // namespace
+
 Unrounded settled(Builder& b, Unrounded x) {
   if (x.leftShift) {
     x.significand = shiftLeft(b, x.significand, x.leftShift, (1 << x.leftShift.width) - 1);
     x.leftShift = {};
   }
   if (x.exponentAddend) {
-    x.exponent = b.add(x.exponent, x.exponentAddend);
+    x.exponent = b.add(x.exponent, resized(b, x.exponentAddend, x.exponent.width));
     x.exponentAddend = {};
   }
   return x;
@@ -223,25 +231,50 @@ struct OutOfRange {
   Signal overflow, underflow;
 };
 
-// Judged by the exponent and fraction after rounding, `sum`, unless it is known before.
-OutOfRange rangeOf(Builder& b, const Unrounded& x, const FloatFormat& format, Signal sum) {
+OutOfRange outOfRange(Builder& b, const ExponentRange& range, bool canOverflow) {
+  const auto& [above, atTop, below, atBottom, raised] = range;
+  return {.overflow = canOverflow ? b.bitOr(above, b.bitAnd(atTop, raised)) : b.bit(false),
+          .underflow = b.bitOr(below, b.bitAnd(atBottom, b.bitNot(raised)))};
+}
+
+// Judged by the exponent and fraction after rounding.
+OutOfRange outOfRange(Builder& b, Signal sum, const FloatFormat& format, bool canOverflow) {
   const int wE = format.exponentBits, wF = format.fractionBits;
   OutOfRange out{b.bit(false), b.bit(false)};
-  if (x.range) {
-    const auto& [above, atTop, below, atBottom, raised] = *x.range;
-    out.underflow = b.bitOr(below, b.bitAnd(atBottom, b.bitNot(raised)));
-    if (x.canOverflow) out.overflow = b.bitOr(above, b.bitAnd(atTop, raised));
-    return out;
-  }
   const Signal negative = b.topBit(sum);
   const Signal high = b.slice(sum, wF + wE, sum.width - 1 - wF - wE);
   Signal tooHigh = high.width > 0 ? b.reduceOr(high) : b.bit(false);
   if (!format.fpLib) tooHigh = b.bitOr(tooHigh, b.reduceAnd(b.slice(sum, wF, wE)));
-  if (x.canOverflow) out.overflow = b.bitAnd(b.bitNot(negative), tooHigh);
+  if (canOverflow) out.overflow = b.bitAnd(b.bitNot(negative), tooHigh);
   if (format.gradual) return out;
   out.underflow =
       format.fpLib ? negative : b.bitOr(negative, b.isZero(b.slice(sum, wF, sum.width - 1 - wF)));
   return out;
+}
+
+// What a number is packed as.
+struct Outcome {
+  OutOfRange range;
+  Signal isZero;
+  Signal top;  // an infinity, a NaN, or the largest number in place of an infinity
+  Signal regular;
+};
+Outcome outcomeOf(Builder& b, const Unrounded& x, const OutOfRange& range) {
+  const Signal isZero = b.bitOr(x.isZero, range.underflow);
+  const Signal isInf = b.bitOr(x.isInf, b.bitAnd(range.overflow, b.bitNot(x.isZero)));
+  const Signal top = b.bitOr(isInf, x.isNan);
+  return {range, isZero, top, b.bitNot(b.bitOr(isZero, top))};
+}
+
+// The outcome where the number is raised or not: known before `raised` is.
+Outcome outcomeIf(Builder& b, const Unrounded& x, bool isRaised) {
+  ExponentRange range = *x.range;
+  range.raised = b.bit(isRaised);
+  return outcomeOf(b, x, outOfRange(b, range, x.canOverflow));
+}
+
+Signal patternOf(Builder& b, Signal field, Signal regular, Signal top) {
+  return forced(b, masked(b, field, regular), top);
 }
 
 // `x` with its kind and range in three bits, so that little waits for what decides last, `raised`,
@@ -278,7 +311,11 @@ Unrounded withKindInThreeBits(Builder& b, const Unrounded& x) {
 // Rounds and packs, and fills `flags` where they are wanted.
 Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
             const RoundingRule& rule, bool quietNaN, Flagged* flags) {
-  const Unrounded x = unrounded.range && !flags ? withKindInThreeBits(b, unrounded) : unrounded;
+  // A pattern that is known before the sum goes through it, in the tables that add.
+  const bool isKnown = unrounded.range && !flags && !rule.port &&
+                       (!unrounded.exponentAddend || unrounded.exponentAddend.width == 1);
+  const Unrounded x =
+      unrounded.range && !flags && !isKnown ? withKindInThreeBits(b, unrounded) : unrounded;
   const auto scope = b.scope("round");
   const int wE = format.exponentBits, wF = format.fractionBits;
   const auto [hidden, fraction, raise, clearsLast] = roundingStep(b, x, format, rule);
@@ -286,31 +323,52 @@ Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
   // A carry out of the fraction enters the exponent, and makes 1.0 of the largest subnormal. Where
   // the range is known the field itself is enough.
   const int width = x.range ? wE : std::max(x.exponent.width, wE + 1);
-  LOAM_ASSERT(!x.exponentAddend || (!format.gradual && x.exponentAddend.width >= width),
-              "an addend as wide as the exponent, which holds the sum");
+  LOAM_ASSERT(!x.exponentAddend || !format.gradual, "an addend without gradual underflow");
   const Signal exponent = x.range ? b.slice(x.exponent, 0, wE) : b.signExtend(x.exponent, width);
-  const Signal field = format.gradual ? masked(b, exponent, hidden) : exponent;
-  const Signal addend = x.exponentAddend ? b.slice(x.exponentAddend, 0, width) : b.zeros(width);
-  const Signal sum = b.addCarry(b.concat({field, fraction}), b.shiftedUp(addend, wF), raise);
-  const Signal roundedField = b.slice(sum, wF, wE);
-  const Signal roundedFraction =
+  const Signal addend = x.exponentAddend ? resized(b, x.exponentAddend, width) : b.zeros(width);
+  const Signal none = b.bit(false);
+  Outcome outcome;
+  Signal sum;
+  if (isKnown) {
+    const Outcome high = outcomeIf(b, x, true), low = outcomeIf(b, x, false);
+    const auto chosen = [&](Signal whenHigh, Signal whenLow) {
+      return b.select(x.range->raised, whenHigh, whenLow);
+    };
+    outcome = {.range = {},
+               .isZero = chosen(high.isZero, low.isZero),
+               .top = chosen(high.top, low.top),
+               .regular = chosen(high.regular, low.regular)};
+    // No carry leaves the fraction. Each mask is made in the table that reads it.
+    const Signal carry = b.bitAnd(b.bitOf(addend, 0), high.regular);
+    const Signal last = x.halfAdded
+                            ? b.bitAnd(raise, high.regular)
+                            : chosen(b.bitAnd(raise, high.regular), b.bitAnd(raise, low.regular));
+    sum = b.concat(
+        {b.addCarry(patternOf(b, exponent, outcome.regular, outcome.top), b.zeros(wE), carry),
+         b.addCarry(masked(b, fraction, outcome.regular), b.zeros(wF), last)});
+  } else {
+    const Signal field = format.gradual ? masked(b, exponent, hidden) : exponent;
+    sum = b.addCarry(b.concat({field, fraction}), b.shiftedUp(addend, wF), raise);
+    outcome = outcomeOf(b, x,
+                        x.range ? outOfRange(b, *x.range, x.canOverflow)
+                                : outOfRange(b, sum, format, x.canOverflow));
+  }
+  const auto& [range, isZero, top, regular] = outcome;
+  Signal outField = b.slice(sum, wF, wE);
+  Signal outFraction =
       b.concat({b.slice(sum, 1, wF - 1), keptUnless(b, b.bitOf(sum, 0), clearsLast)});
-  const auto [overflow, underflow] = rangeOf(b, x, format, sum);
-
-  const Signal stopsShort = b.bitAnd(overflow, saturates(b, rule, x.sign));
-  const Signal isZero = b.bitOr(x.isZero, underflow);
-  const Signal isInf = b.bitOr(x.isInf, b.bitAnd(overflow, b.bitNot(x.isZero)));
-  const Signal top = b.bitOr(isInf, x.isNan);
-  const Signal regular = b.bitNot(b.bitOr(isZero, top));
+  if (!isKnown) {
+    outField = patternOf(b, outField, regular, top);
+    outFraction = masked(b, outFraction, regular);
+  }
+  const Signal stopsShort = rule.port ? b.bitAnd(range.overflow, saturates(b, rule, x.sign)) : none;
 
   // The largest finite number, where an overflow stops at it, is put in last.
   const Signal stops =
       allOf(b, {stopsShort, b.bitNot(x.isInf), b.bitNot(x.isZero), b.bitNot(x.isNan)});
   const Signal nanFraction =
       masked(b, b.literal(quietNaN ? MPZ::powerOfTwo(wF - 1) : MPZ(1), wF), x.isNan);
-  const Signal outFraction =
-      forced(b, b.bitOr(masked(b, roundedFraction, regular), nanFraction), stops);
-  Signal outField = forced(b, masked(b, roundedField, b.bitNot(isZero)), top);
+  outFraction = forced(b, b.bitOr(outFraction, nanFraction), stops);
   if (rule.port) outField = b.select(stops, b.literal(format.maxExponent(), wE), outField);
   const Signal sign = b.bitAnd(x.sign, b.bitNot(x.isNan));
   Signal exception;
@@ -320,10 +378,11 @@ Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
   }
   if (flags) {
     const Signal finite = b.bitNot(anyOf(b, {x.isNan, x.isInf, x.isZero}));
-    const Signal lost = format.gradual ? losesGradually(b, x, hidden, format, rule) : underflow;
+    const Signal lost =
+        format.gradual ? losesGradually(b, x, hidden, format, rule) : range.underflow;
     Signal becomesZero = isZero;
     if (format.gradual) becomesZero = b.bitOr(isZero, b.isZero(b.slice(sum, 0, wF + wE)));
-    flags->overflow = b.bitAnd(overflow, finite);
+    flags->overflow = b.bitAnd(range.overflow, finite);
     flags->underflow = b.bitAnd(lost, finite);
     flags->isNan = x.isNan;
     flags->isNegative = sign;
