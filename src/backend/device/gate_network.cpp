@@ -346,30 +346,28 @@ class Builder {
     const Literal carry = node.operandCount == 3 ? operand(id, 2)[0] : kFalse;
     const bool hasCarry = carry != kFalse;
     // An addend of logic goes to the chain as well as to the exclusive or: tools take the first one
-    // of a difference, that which is free where the carry fits into a gap at bit 0, else the
-    // shorter one, or that of fewer pieces; of two alike about as often either, here that which is
-    // not free.
+    // of a difference, else the shorter one, or that of fewer pieces; of two alike about as often
+    // either, here that which is not free.
+    const auto operands = graph.operands(node);
     const auto isInverted = [&](std::size_t index) {
-      return graph.node(graph.operands(node)[index]).op == Op::kNot;
+      return graph.node(operands[index]).op == Op::kNot &&
+             cycles[operands[index].index] == cycles[id.index];
     };
-    const auto logicBits = [&](const Word& word) {
-      return std::ranges::count_if(word,
-                                   [&](Literal x) { return !net().gates()[gateOf(x)].isInput; });
+    const auto isLiteral = [&](std::size_t index) {
+      return graph.node(operands[index]).op == Op::kLiteral;
     };
-    const bool subtracts = carry == kTrue && (isInverted(0) || isInverted(1));
-    const bool hasGap = hasCarry && carry != kTrue && (a[0] == kFalse || b[0] == kFalse);
     const auto rank = [&](std::size_t index, const Word& word) {
       const auto zeros =
           std::ranges::find_if(word.rbegin(), word.rend(), [](Literal x) { return x != kFalse; }) -
           word.rbegin();
-      const auto pieces = static_cast<long>(piecesOf(graph.operands(node)[index]).size());
-      return std::tuple(-zeros, zeros > 0 ? pieces - 1 : pieces, -logicBits(word));
+      const auto pieces = static_cast<long>(piecesOf(operands[index]).size());
+      const auto logicBits =
+          std::ranges::count_if(word, [&](Literal x) { return !net().gates()[gateOf(x)].isInput; });
+      return std::tuple(-zeros, zeros > 0 ? pieces - 1 : pieces, -logicBits);
     };
-    const bool isPlain = node.operandCount == 3 && !hasCarry;
-    const bool swaps = subtracts ? isInverted(0) && !isInverted(1)
-                       : hasGap  ? logicBits(b) < logicBits(a)
-                       : isPlain ? rank(1, b) < rank(0, a)
-                                 : logicBits(b) > logicBits(a);
+    const bool isPlain = node.operandCount == 3;
+    const bool subtracts = isPlain && carry == kTrue && !isLiteral(0) && !isLiteral(1);
+    const bool swaps = subtracts ? isInverted(0) : isPlain && rank(1, b) < rank(0, a);
     if (swaps) std::swap(a, b);
     net().addRoot(carry);
     Word word;
