@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "backend/device/cuts.h"
+#include "backend/device/read_bits.h"
 #include "util/failure.h"
 
 namespace device {
@@ -71,10 +72,15 @@ class Builder {
         cycles(cycles),
         readers(soleReaders(graph)),
         fans(fanOuts(graph)),
+        isRead(readBits(graph)),
         words(graph.size()) {}
 
   LogicBetweenRegisters build() && {
     for (std::uint32_t i = 0; i < graph.size(); ++i) {
+      if (readWidth({i}) == 0) {
+        words[i] = Word(static_cast<std::size_t>(graph.node({i}).width), kFalse);
+        continue;
+      }
       LOAM_ASSERT(static_cast<int>((words[i] = wordOf({i})).size()) == graph.node({i}).width,
                   "a bit for each of the word's");
     }
@@ -111,8 +117,15 @@ class Builder {
   Word seenBy(NodeId reader, NodeId id) {
     Word word = words[id.index];
     if (cycles[id.index] >= cycles[reader.index]) return word;
-    for (Literal& x : word) x = behindRegister(x);
+    for (std::size_t i = 0; i < word.size(); ++i)
+      word[i] = isRead[id.index][i] ? behindRegister(word[i]) : kFalse;
     return word;
+  }
+  // Without the bits at the top that nothing reads.
+  std::size_t readWidth(NodeId id) const {
+    const std::vector<bool>& bits = isRead[id.index];
+    return static_cast<std::size_t>(bits.rend() -
+                                    std::ranges::find(bits.rbegin(), bits.rend(), true));
   }
   Literal behindRegister(Literal x) {
     if (gateOf(x) == 0) return x;
@@ -343,6 +356,8 @@ class Builder {
   Word sum(NodeId id) {
     const Node& node = graph.node(id);
     auto [a, b] = addends(id);
+    const std::size_t width = readWidth(id);
+    a.resize(width), b.resize(width);
     const Literal carry = node.operandCount == 3 ? operand(id, 2)[0] : kFalse;
     const bool hasCarry = carry != kFalse;
     // An addend of logic goes to the chain as well as to the exclusive or: tools take the first one
@@ -385,6 +400,7 @@ class Builder {
       if (gateOf(b[i]) != 0 || gateOf(a[i]) == 0) net().addRoot(a[i]);
       word.push_back(net().input());
     }
+    word.resize(static_cast<std::size_t>(node.width), kFalse);
     return word;
   }
 
@@ -476,6 +492,7 @@ class Builder {
   const std::span<const int> cycles;
   const std::vector<NodeId> readers;  // the only one, seen through wiring; none where several read
   const std::vector<int> fans;
+  const std::vector<std::vector<bool>> isRead;
   std::vector<Word> words;
   std::map<Literal, Literal> registers;
   LogicBetweenRegisters result;
