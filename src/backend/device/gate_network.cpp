@@ -319,9 +319,9 @@ class Builder {
     NodeId node;
     int low, width;
   };
-  std::vector<Piece> piecesOf(NodeId id) const {
+  std::vector<Piece> piecesOf(NodeId id, std::size_t width) const {
     std::vector<Piece> pieces;
-    addPieces(id, 0, graph.node(id).width, pieces);
+    addPieces(id, 0, static_cast<int>(width), pieces);
     return pieces;
   }
   void addPieces(NodeId id, int low, int width, std::vector<Piece>& pieces) const {
@@ -375,7 +375,7 @@ class Builder {
       const auto zeros =
           std::ranges::find_if(word.rbegin(), word.rend(), [](Literal x) { return x != kFalse; }) -
           word.rbegin();
-      const auto pieces = static_cast<long>(piecesOf(operands[index]).size());
+      const auto pieces = static_cast<long>(piecesOf(operands[index], width).size());
       const auto logicBits =
           std::ranges::count_if(word, [&](Literal x) { return !net().gates()[gateOf(x)].isInput; });
       return std::tuple(-zeros, zeros > 0 ? pieces - 1 : pieces, -logicBits);
