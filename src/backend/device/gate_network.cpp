@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "backend/device/cuts.h"
+#include "backend/device/read_bits.h"
 #include "util/failure.h"
 
 namespace device {
@@ -71,10 +72,15 @@ class Builder {
         cycles(cycles),
         readers(soleReaders(graph)),
         fans(fanOuts(graph)),
+        isRead(readBits(graph)),
         words(graph.size()) {}
 
   LogicBetweenRegisters build() && {
     for (std::uint32_t i = 0; i < graph.size(); ++i) {
+      if (readWidth({i}) == 0) {
+        words[i] = Word(static_cast<std::size_t>(graph.node({i}).width), kFalse);
+        continue;
+      }
       LOAM_ASSERT(static_cast<int>((words[i] = wordOf({i})).size()) == graph.node({i}).width,
                   "a bit for each of the word's");
     }
@@ -111,8 +117,15 @@ class Builder {
   Word seenBy(NodeId reader, NodeId id) {
     Word word = words[id.index];
     if (cycles[id.index] >= cycles[reader.index]) return word;
-    for (Literal& x : word) x = behindRegister(x);
+    for (std::size_t i = 0; i < word.size(); ++i)
+      word[i] = isRead[id.index][i] ? behindRegister(word[i]) : kFalse;
     return word;
+  }
+  // Without the bits at the top that nothing reads.
+  std::size_t readWidth(NodeId id) const {
+    const std::vector<bool>& bits = isRead[id.index];
+    return static_cast<std::size_t>(bits.rend() -
+                                    std::ranges::find(bits.rbegin(), bits.rend(), true));
   }
   Literal behindRegister(Literal x) {
     if (gateOf(x) == 0) return x;
@@ -306,9 +319,9 @@ class Builder {
     NodeId node;
     int low, width;
   };
-  std::vector<Piece> piecesOf(NodeId id) const {
+  std::vector<Piece> piecesOf(NodeId id, std::size_t width) const {
     std::vector<Piece> pieces;
-    addPieces(id, 0, graph.node(id).width, pieces);
+    addPieces(id, 0, static_cast<int>(width), pieces);
     return pieces;
   }
   void addPieces(NodeId id, int low, int width, std::vector<Piece>& pieces) const {
@@ -343,33 +356,33 @@ class Builder {
   Word sum(NodeId id) {
     const Node& node = graph.node(id);
     auto [a, b] = addends(id);
+    const std::size_t width = readWidth(id);
+    a.resize(width), b.resize(width);
     const Literal carry = node.operandCount == 3 ? operand(id, 2)[0] : kFalse;
     const bool hasCarry = carry != kFalse;
     // An addend of logic goes to the chain as well as to the exclusive or: tools take the first one
-    // of a difference, that which is free where the carry fits into a gap at bit 0, else the
-    // shorter one, or that of fewer pieces; of two alike about as often either, here that which is
-    // not free.
+    // of a difference, else the shorter one, or that of fewer pieces; of two alike about as often
+    // either, here that which is not free.
+    const auto operands = graph.operands(node);
     const auto isInverted = [&](std::size_t index) {
-      return graph.node(graph.operands(node)[index]).op == Op::kNot;
+      return graph.node(operands[index]).op == Op::kNot &&
+             cycles[operands[index].index] == cycles[id.index];
     };
-    const auto logicBits = [&](const Word& word) {
-      return std::ranges::count_if(word,
-                                   [&](Literal x) { return !net().gates()[gateOf(x)].isInput; });
+    const auto isLiteral = [&](std::size_t index) {
+      return graph.node(operands[index]).op == Op::kLiteral;
     };
-    const bool subtracts = carry == kTrue && (isInverted(0) || isInverted(1));
-    const bool hasGap = hasCarry && carry != kTrue && (a[0] == kFalse || b[0] == kFalse);
     const auto rank = [&](std::size_t index, const Word& word) {
       const auto zeros =
           std::ranges::find_if(word.rbegin(), word.rend(), [](Literal x) { return x != kFalse; }) -
           word.rbegin();
-      const auto pieces = static_cast<long>(piecesOf(graph.operands(node)[index]).size());
-      return std::tuple(-zeros, zeros > 0 ? pieces - 1 : pieces, -logicBits(word));
+      const auto pieces = static_cast<long>(piecesOf(operands[index], width).size());
+      const auto logicBits =
+          std::ranges::count_if(word, [&](Literal x) { return !net().gates()[gateOf(x)].isInput; });
+      return std::tuple(-zeros, zeros > 0 ? pieces - 1 : pieces, -logicBits);
     };
-    const bool isPlain = node.operandCount == 3 && !hasCarry;
-    const bool swaps = subtracts ? isInverted(0) && !isInverted(1)
-                       : hasGap  ? logicBits(b) < logicBits(a)
-                       : isPlain ? rank(1, b) < rank(0, a)
-                                 : logicBits(b) > logicBits(a);
+    const bool isPlain = node.operandCount == 3;
+    const bool subtracts = isPlain && carry == kTrue && !isLiteral(0) && !isLiteral(1);
+    const bool swaps = subtracts ? isInverted(0) : isPlain && rank(1, b) < rank(0, a);
     if (swaps) std::swap(a, b);
     net().addRoot(carry);
     Word word;
@@ -387,6 +400,7 @@ class Builder {
       if (gateOf(b[i]) != 0 || gateOf(a[i]) == 0) net().addRoot(a[i]);
       word.push_back(net().input());
     }
+    word.resize(static_cast<std::size_t>(node.width), kFalse);
     return word;
   }
 
@@ -478,6 +492,7 @@ class Builder {
   const std::span<const int> cycles;
   const std::vector<NodeId> readers;  // the only one, seen through wiring; none where several read
   const std::vector<int> fans;
+  const std::vector<std::vector<bool>> isRead;
   std::vector<Word> words;
   std::map<Literal, Literal> registers;
   LogicBetweenRegisters result;

@@ -71,6 +71,19 @@ TEST(GateNetwork, CountsTablesAsSynthesisDoes) {
   };
   EXPECT_EQ(tablesOf(sum(true)), 16);
   EXPECT_EQ(tablesOf(sum(false)), 32);
+  // Of two addends the chain itself takes that of fewer pieces, with a carry as well, as far as
+  // bits are read.
+  const auto piecewise = [](int readBits) {
+    return [=](Builder& b) -> std::vector<Signal> {
+      const Signal x = b.input("a", 16), y = b.input("c", 8), m = b.input("m", 2);
+      const auto part = [&](int i) { return b.bitAnd(y, b.replicate(b.bitOf(m, i), 8)); };
+      const Signal all = b.addCarry(x, b.concat({part(1), part(0)}), b.input("carry", 1));
+      return {b.slice(all, 0, readBits)};
+    };
+  };
+  EXPECT_EQ(tablesOf(piecewise(16)), 16);
+  EXPECT_EQ(tablesOf(piecewise(5)), 10);
+  EXPECT_EQ(tablesOf(piecewise(9)), 9);
   // A wide conjunction fills one table of four; full adders stand before a chain of three addends;
   // a block takes the sum behind its product.
   EXPECT_EQ(
