@@ -195,10 +195,9 @@ class Check {
       right = false;
       std::string text;
       for (const MPZ& pattern : row) text += fmt::format(" {}", pattern.toText(16));
-      fmt::print("{} {} {}, {}{}:{} gives {}, not {}{}\n", word.word, in.format.exp,
-                 in.format.frac, rounding.name, in.subnormals ? ", subnormals" : "", text,
-                 got[k].toText(16), accepted[0].toText(16),
-                 isListed ? "" : ", or the vectors accept others");
+      fmt::print("{} {} {}, {}{}:{} gives {}, not {}{}\n", word.word, in.format.exp, in.format.frac,
+                 rounding.name, in.subnormals ? ", subnormals" : "", text, got[k].toText(16),
+                 accepted[0].toText(16), isListed ? "" : ", or the vectors accept others");
     }
     return right;
   }

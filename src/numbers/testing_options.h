@@ -36,7 +36,8 @@ struct TestingOptions {
   OutputNumberType testOutputType = OutputNumberType::BINARY;
   bool enable = false;
   int roundType = 0;  // 0 nearest even, 1 down, 2 up, 3 toward zero
-  // Outputs with a bound of 0.5 ulp are rounded as some number is that lies very near the exact one.
+  // Outputs with a bound of 0.5 ulp are rounded as some number is that lies very near the exact
+  // one.
   bool unprovenRounding = false;
   util::MPZ valRangeMin = 1;  // of the bit pattern on a fixed-point port
   util::MPZ valRangeMax = 0;

@@ -109,8 +109,8 @@ void setUnused(NumValue& value) {
   value.type = NumType::kDontCare;
 }
 
-// The delays of outputs with latencies of their own, which carry the results. A port with one column
-// or none has its result in the user's rounding, another one the results down and up.
+// The delays of outputs with latencies of their own, which carry the results. A port with one
+// column or none has its result in the user's rounding, another one the results down and up.
 class SplitDelay {
  public:
   SplitDelay(const PortSpecList& outPorts, const TestingOptions& options)

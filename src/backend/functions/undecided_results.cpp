@@ -26,12 +26,13 @@ Signature withWideResults(const Signature& signature) {
   return wide;
 }
 
-// Of two neighbours the one that has the last digit: no rounding to fewer is one of it.
+// Of two neighbours the one that has the last digit: no rounding to fewer is one of it. Beside a
+// zero or an infinity the one that is a number.
 mpfr_srcptr oddOf(mpfr_srcptr a, mpfr_srcptr b) {
   const auto isOdd = [](mpfr_srcptr x) {
     return mpfr_regular_p(x) && static_cast<mpfr_prec_t>(mpfr_min_prec(x)) == mpfr_get_prec(x);
   };
-  return isOdd(b) ? b : a;
+  return isOdd(b) || !mpfr_regular_p(a) ? b : a;
 }
 
 void deliverFixed(NumValue& result, mpfr_srcptr value, const kiln::FixedPoint& format) {
