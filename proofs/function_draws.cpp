@@ -1,6 +1,7 @@
 // Functions in wide formats: many drawn and hard inputs of each operator word go through the graphs
 // of its roundings, and each answer is compared with what MPFR gives.
 //   function_draws COUNT WE WF [WORD...]   COUNT inputs a word, half of them with subnormals
+//   function_draws words                   prints the words
 // Prints "ok" or "FAILED" and a line a word; status 0 if all passed.
 
 #include <fmt/format.h>
@@ -12,6 +13,7 @@
 #include <cstdlib>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "backend/functions/float_reference.h"
@@ -274,8 +276,14 @@ bool proves(const Word& word, int count, std::vector<std::string> format) {
 
 int main(int argc, char** argv) {
   using namespace functions::testing;
+  if (argc == 2 && argv[1] == std::string("words")) {
+    std::string last;
+    for (const Word& word : kWords)
+      if (std::exchange(last, word.word) != word.word) std::puts(word.word);
+    return 0;
+  }
   if (argc < 4) {
-    std::fprintf(stderr, "function_draws: COUNT WE WF [WORD...]\n");
+    std::fprintf(stderr, "function_draws: COUNT WE WF [WORD...] | words\n");
     return util::kFailureStatus;
   }
   const std::vector<std::string> chosen(argv + 4, argv + argc);
