@@ -185,6 +185,7 @@ int main(int argc, char** argv) {
     if (!chosen.empty() && std::ranges::find(chosen, word) == chosen.end()) continue;
     if (row.parameters.size() != 2 || row.parameters[1].name != "wF") continue;
     const auto parameters = operators::readParameters(row, util::Words(argv + 1, argv + 3));
+    if (!parameters && chosen.empty()) continue;  // no such format of this word
     if (!parameters) util::exitWith(parameters.failure());
     const operators::Ports ports = row.ports(*parameters);
     if (!hasFPLibPort(ports) || ports.in.size() != 2) continue;

@@ -6,7 +6,9 @@
 With --figures only the units that have a figure to beat, and the further functions.
 
 Each row is generated for 300 MHz on TarnV without valid, channel and data resets, so that only the
-operator counts, and synthesised by tools/synth_flow.sh in flow x.  Progress goes to standard error.
+operator counts, and synthesised by tools/synth_flow.sh in flow x; the units of the first table in
+flow n, too, and once more as they are built when a DSP block is worth more than any logic. Progress
+goes to standard error.
 """
 import argparse
 import concurrent.futures
@@ -52,6 +54,9 @@ FURTHER = [f"{rounding}{word}" for word in
             "FPSqrtLogic 11 52", "FPExp 8 23", "FPExp 11 52", "FPLn 8 23", "FPLn 11 52")
            for rounding in ("", "-correctRounding ")]
 
+# A price at which no DSP block is worth its place.
+NO_DSPS = "-setLUTMULTRatio 1000000 "
+
 HEAD = """# What the units cost
 
 Made by `make cost` (`tools/cost_table.py`), not by hand. Each line ran with `{common} -frequency
@@ -72,7 +77,7 @@ the clock.
 
 # What was tried where a figure stands above ours, and why it does.
 NOTES = """
-- `FPAddInFPLibOutFPLib 5 10`: one table above the figure, with a way through that is 20 % shorter.
+- `FPAddInFPLibOutFPLib 5 10`: three tables above the figure, with a way through that is 20 % shorter.
 - `FPMul 8 23`: its ports are IEEE's, the figure's carry two bits that tell zero, infinity and NaN.
   Reading those off both operands takes 18 tables and putting the patterns of zeros and infinities
   into the result 31, of 100 in all. Without them the product has fewer than the figure. Forming the
@@ -81,7 +86,7 @@ NOTES = """
   one short addition is all that stands behind it.
   Masking the fraction before that addition, in the tables of its chain, takes as many tables and a
   cycle more: what masks waits for the product's top bit.
-- `FPMul 11 52`: 666 tables fewer than the figure for two cycles more, with the same way through.
+- `FPMul 11 52`: 657 tables fewer than the figure for two cycles more, with the same way through.
 - `MultSchoolbook 32`: 474 tables fewer; the way from one block through the adder of the next takes
   2.84 ns and sets all three stages. It holds the clock, so nothing asks for shorter ones: adding in
   logic takes 100 tables more and, at 335 MHz, a cycle. One cycle less needs blocks whose only
@@ -91,6 +96,17 @@ NOTES = """
 - `FPMultAdd`: likewise 150 MHz in the figure; ten stages that hold 300 MHz take 5 % longer in all,
   with 10 % fewer tables.
 """
+
+
+WITHOUT = """
+## Without DSP blocks
+
+The same units in flow n of `tools/synth_flow.sh`, which makes every product of look-up tables: first
+the unit as above, which was built for a device with blocks, then one built with
+`{option}`, which has none, in flow x ("-": no result in 900 s).
+
+| line | DSP in flow x | flow n: LUT | ns | built without: our LUT | LUT | RAM18 | cycles | ns | through |
+|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|"""
 
 
 def through(cycles, ns):
@@ -127,6 +143,17 @@ def unit_row(words, unit):
             unit.ns, f"{through(unit.cycles, unit.ns):.1f}"]
 
 
+def row_without(words, unit, built_without):
+    first = [f"`{words}`", unit.dsp, unit.soft_lut, unit.soft_ns]
+    if isinstance(built_without, str):
+        return [*first, *["-"] * 6]
+    if built_without.dsp:
+        sys.exit(f"{words}: {built_without.dsp} DSP blocks in a unit built without any")
+    return [*first, built_without.record["resources"]["lut"], built_without.lut, built_without.ram,
+            built_without.cycles, built_without.ns,
+            f"{through(built_without.cycles, built_without.ns):.1f}"]
+
+
 def table_row(columns):
     return "| " + " | ".join(str(column) for column in columns) + " |"
 
@@ -140,12 +167,16 @@ def main():
     program = os.path.realpath(arguments.program)
     every = [] if arguments.figures else synthesis.unit_lines(1)
     lines = list(dict.fromkeys([*BEAT, *BEAT_TOGETHER, *FURTHER, *every]))
+    soft = list(dict.fromkeys(words for words in (*BEAT, *BEAT_TOGETHER, *FURTHER)
+                              if "-setLUTMULTRatio" not in words))
+    asked = [*lines, *(NO_DSPS + words for words in soft)]
     units = {}
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-        made = pool.map(lambda words: synthesis.synthesised(program, words, CLOCK), lines)
-        for number, (words, unit) in enumerate(zip(lines, made), 1):
-            print(f"{number}/{len(lines)} {words}", file=sys.stderr, flush=True)
-            if isinstance(unit, str):
+        made = pool.map(lambda words: synthesis.synthesised(program, words, CLOCK, words in soft),
+                        asked)
+        for number, (words, unit) in enumerate(zip(asked, made), 1):
+            print(f"{number}/{len(asked)} {words}", file=sys.stderr, flush=True)
+            if isinstance(unit, str) and not words.startswith(NO_DSPS):
                 sys.exit(f"{words}: {unit}")
             units[words] = unit
 
@@ -158,7 +189,10 @@ def main():
               for words, figure in figures.items()]
     mean = math.exp(sum(map(math.log, ratios)) / len(ratios))
     print(f"\nGeometric mean of what is weighed beside the figures: {mean:.2f}.")
-    print(NOTES)
+    print(NOTES + WITHOUT.format(option=NO_DSPS.strip()))
+    for words in soft:
+        print(table_row(row_without(words, units[words], units[NO_DSPS + words])))
+    print()
     print("## The functions\n" if arguments.figures else "## Every operator\n")
     print("| line | cycles | our LUT | DSP | RAM18 | stage ns | LUT | CARRY4 | FF | SRL | DSP | RAM18 "
           "| ns | through |")

@@ -1,8 +1,8 @@
 """What the tools that compare our figures with synthesis share: lines of operators, and one unit
-generated and put through flow x of synth_flow.sh.
+generated and put through flow x of synth_flow.sh, and through its flow n, which has no DSP blocks.
 
 What synthesis found is kept in the folder that SYNTHESIS_CACHE names, or build/synthesis: a file
-for each different circuit, flow script and yosys."""
+for each different circuit, flow, flow script and yosys."""
 import dataclasses
 import functools
 import hashlib
@@ -42,7 +42,7 @@ def unit_lines(formats=3):
 
 @dataclasses.dataclass
 class Unit:
-    """Our record of a unit and what flow x makes of it."""
+    """Our record of a unit and what flow x makes of it, and flow n where that was asked for."""
     record: dict
     period: float  # ns: asked for, or named by a warning
     lut: int
@@ -52,6 +52,8 @@ class Unit:
     dsp: int
     ram: int
     ns: float
+    soft_lut: int = 0
+    soft_ns: float = 0
 
     @property
     def cycles(self):
@@ -70,24 +72,28 @@ def flow_identity():
         return file.read() + version
 
 
-def figures_of(verilog):
-    """The seven figures of flow x, LUT to ns, of a file whose top is topModel; or a text that says
-    why there are none."""
+# The columns of a flow's figures in the row of synth_flow.sh, ns last.
+FIGURES_OF_FLOW = {"x": slice(7, 14), "n": slice(14, 17)}
+
+
+def figures_of(verilog, flow="x"):
+    """The figures of a flow of a file whose top is topModel: LUT, CARRY4, then of flow x FF, SRL,
+    DSP and RAM18, then ns; or a text that says why there are none."""
     with open(verilog, "rb") as file:
         # Comments name the line that made the circuit, and others may make the same one.
         code = b"".join(line for line in file if not line.lstrip().startswith(b"//"))
-    key = hashlib.sha256(flow_identity() + code).hexdigest()
+    key = hashlib.sha256(flow_identity() + code + (b"" if flow == "x" else flow.encode())).hexdigest()
     kept = os.path.join(CACHE, key + ".json")
     try:
         with open(kept, encoding="utf-8") as file:
             return json.load(file)
     except (OSError, ValueError):
         pass
-    text = subprocess.run([FLOW, "-top", "topModel", "-flows", "x", "-limit", "900", verilog],
+    text = subprocess.run([FLOW, "-top", "topModel", "-flows", flow, "-limit", "900", verilog],
                           capture_output=True, text=True, check=False).stdout
-    cells = [cell.strip() for cell in text.strip().strip("|").split("|")][7:14]
+    cells = [cell.strip() for cell in text.strip().strip("|").split("|")][FIGURES_OF_FLOW[flow]]
     try:
-        figures = [*(int(cell) for cell in cells[:6]), float(cells[6])]
+        figures = [*(int(cell) for cell in cells[:-1]), float(cells[-1])]
     except (ValueError, IndexError):
         return "not synthesised: " + text.strip()[:100]
     os.makedirs(CACHE, exist_ok=True)
@@ -97,8 +103,8 @@ def figures_of(verilog):
     return figures
 
 
-def synthesised(program, words, clock):
-    """The unit, or a text that says why there is none."""
+def synthesised(program, words, clock, without_dsps=False):
+    """The unit, or a text that says why there is none; with flow n, too, where that is asked for."""
     with tempfile.TemporaryDirectory() as folder:
         try:
             run = subprocess.run([program, *COMMON.split(), "-frequency", str(clock), *words.split()],
@@ -110,9 +116,12 @@ def synthesised(program, words, clock):
             return f"not generated in {GENERATION_SECONDS} s"
         except OSError:
             return "not generated: " + run.stderr.strip()[:100]
-        figures = figures_of(os.path.join(folder, "topModel/topModel.v"))
-    if isinstance(figures, str):
-        return figures
+        verilog = os.path.join(folder, "topModel/topModel.v")
+        figures = figures_of(verilog)
+        soft = figures_of(verilog, "n") if without_dsps else (0, 0, 0)
+    for found in (figures, soft):
+        if isinstance(found, str):
+            return found
     named = re.search(r"built for ([0-9.]+) MHz", run.stdout + run.stderr)
     period = max(1000 / clock, record["period_ps"] / 1000 if named else 0)
-    return Unit(record, period, *figures)
+    return Unit(record, period, *figures, soft_lut=soft[0], soft_ns=soft[-1])

@@ -149,10 +149,8 @@ float errorBoundOf(const TestingOptions& options, std::size_t port) {
   return options.faithfulRounding ? 1.0f : 0.5f;
 }
 
-int alternativesOf(float bound) { return bound == 0.5f ? 1 : 2 * static_cast<int>(bound); }
-
 int alternativesOf(const TestingOptions& options, std::size_t port) {
-  return alternativesOf(errorBoundOf(options, port));
+  return responseColumns(errorBoundOf(options, port), options.unprovenRounding);
 }
 
 void generateOutputsForBeyondFaithfulTesting(std::vector<std::vector<NumValue>>& candidates,
@@ -169,12 +167,17 @@ void generateOutputsForBeyondFaithfulTesting(std::vector<std::vector<NumValue>>&
     LOAM_ASSERT(fp || fx, "Code should be unreachable");
     const float bound = errorBoundOf(options, j);
     Candidates& list = candidates[j];
-    list.resize(static_cast<std::size_t>(alternativesOf(bound)));
+    list.resize(static_cast<std::size_t>(alternativesOf(options, j)));
     if (list.empty()) continue;
-    if (bound == 0.5f && fp) {
-      fpRangeFilter(list[0], nearest[j], *fp, options.subnormals && !fp->is_fp_lib);
-    } else if (bound == 0.5f) {
-      fxpRangeFilter(list[0], nearest[j], *fx, options.precision);
+    if (bound == 0.5f) {
+      for (std::size_t i = 0; i < list.size(); ++i) {
+        const NumValue& rounded = list.size() == 1 ? nearest[j] : i == 0 ? down[j] : up[j];
+        if (fp) {
+          fpRangeFilter(list[i], rounded, *fp, options.subnormals && !fp->is_fp_lib);
+        } else {
+          fxpRangeFilter(list[i], rounded, *fx, options.precision);
+        }
+      }
     } else if (fp) {
       floatingPairs(list, *fp, down[j], up[j], options.subnormals);
     } else {

@@ -187,6 +187,9 @@ TEST(AcceptedValues, FollowTheirOwnBoundOnEachOutput) {
   t.errorBounds = {4, 0.5f};
   EXPECT_EQ(alternativesOf(t, 1), 1);
   EXPECT_EQ(alternativesOf(t, 2), 8);
+  t.unprovenRounding = true;
+  EXPECT_EQ(alternativesOf(t, 1), 2);
+  EXPECT_EQ(alternativesOf(t, 2), 8);
 }
 
 }  // namespace

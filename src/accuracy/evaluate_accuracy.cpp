@@ -83,6 +83,16 @@ class PortAccuracy {
     }
   }
 
+  // Whether the hardware gave what that result is on the port.
+  bool isOf(const NumValue& result, const NumValue& hardwareOutput) {
+    if (fp) {
+      fpRangeFilter(softwareOutput, result, *fp, subnormals);
+    } else {
+      fxpRangeFilter(softwareOutput, result, *fx, precision);
+    }
+    return mpfr_equal_p(softwareOutput.real.get(), hardwareOutput.real.get()) != 0;
+  }
+
   void printRelative() {
     if (fp) relative.print("re", port, places, count);
   }
@@ -205,7 +215,7 @@ int evaluateAccuracy(CFuncUnitCleanInterface* function, const PortSpecList& inPo
   }
   FlowCheck flow(results, latency);
   PipelineStage cycle;
-  std::vector<NumValue> references;
+  std::vector<NumValue> references, low, high;
   NumValue hardware;
   long compared = 0;
   for (; stimuli.next() && results.next(); ++compared) {
@@ -219,10 +229,16 @@ int evaluateAccuracy(CFuncUnitCleanInterface* function, const PortSpecList& inPo
     const PipelineStage& answered = delay.advance(cycle);
     flow.check(answered);
     function->evaluate(references, answered.values, precisions, user, t.subnormals);
+    if (t.unprovenRounding)
+      function->evaluateUndecided(low, high, answered.values, precisions, user, t.subnormals);
     for (std::size_t p = 0; p < outPorts.size(); ++p) {
       if (references[p].type == NumType::kDontCare) continue;
       results.decode(hardware, p, t.subnormals);
-      if (hardware.type != NumType::kDontCare) ports[p].compare(references[p], hardware);
+      if (hardware.type == NumType::kDontCare) continue;
+      const bool undecided = t.unprovenRounding && errorBoundOf(t, p) == 0.5f;
+      const bool isLow = undecided && ports[p].isOf(low[p], hardware);
+      const bool isHigh = undecided && ports[p].isOf(high[p], hardware);
+      ports[p].compare(isLow ? low[p] : isHigh ? high[p] : references[p], hardware);
     }
   }
 

@@ -14,8 +14,9 @@
 // A regular value fails when its relative error (floating) or absolute error (fixed) is not below
 // the port's error bound times that unit. A special value fails when only one side is a zero, an
 // infinity or a NaN; a line tells each. A do-not-care on either side is not compared. The exact
-// result is the reference in the user's rounding at the port's precision; it counts as the port
-// would carry it where special values are told apart.
+// result is the reference in the user's rounding at the port's precision, or where that rounding is
+// not proven what the simulation has, if it is legal; it counts as the port would carry it where
+// special values are told apart.
 //
 //   latency       cycles between the rows of a stimulus and of its result. Without an enable as
 //   many

@@ -48,6 +48,7 @@ void SystemGeneratorKILN::generate(TestingOptions& testOptions) {
   if (cmodel->getOptionValue(CSynthSingleEntity::optionSplitOutputPorts) == 0)
     std::printf("The pipeline depth of the block is %d cycle(s)\n", latency);
   cmodel->WriteAutomaticModelIPTestBench();
+  testOptions.unprovenRounding = cmodel->hasUnprovenRounding();
   const int count = generateTestBench(*m_model, latency, testOptions);
   std::printf("Should have generated %d tests \n", count);
 }

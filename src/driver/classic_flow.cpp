@@ -118,6 +118,7 @@ void setBenchSeverity(RunState& run) {
 void generate(RunState& run) {
   CSynthSingleEntity& model = *run.built.model;
   model.elaborate("");
+  run.testing.unprovenRounding = model.hasUnprovenRounding();
   model.generationStage = 4;
   if (run.generateFiles) model.Generate();
   if (run.testing.generateCSimulationModel) model.WriteSoftwareModel();

@@ -109,15 +109,15 @@ void setUnused(NumValue& value) {
   value.type = NumType::kDontCare;
 }
 
-// The delays of outputs with latencies of their own, which carry the results. A port with a bound
-// below 1 has its result in the user's rounding, another one the results down and up.
+// The delays of outputs with latencies of their own, which carry the results. A port with one
+// column or none has its result in the user's rounding, another one the results down and up.
 class SplitDelay {
  public:
   SplitDelay(const PortSpecList& outPorts, const TestingOptions& options)
       : working(outPorts.size()), left(outPorts.size()) {
     LOAM_ASSERT(options.outLatency.size() == outPorts.size(), "one latency for each output port");
     for (std::size_t j = 0; j < outPorts.size(); ++j) {
-      showsPair.push_back(errorBoundOf(options, j) >= 1);
+      showsPair.push_back(alternativesOf(options, j) > 1);
       pipelines.emplace_back(showsPair[j] ? 2 : 1, options.outLatency[j], !options.noChanValid,
                              options.enable);
     }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 
 #include "accuracy/accepted_values.h"
 #include "util/failure.h"
@@ -52,6 +53,8 @@ void VectorFiles::fail() {
 
 Evaluations::Evaluations(const PortSpecList& outPorts, const TestingOptions& options) {
   populateRoundingAndPrecisionVectors(outPorts, options, roundUp, roundDown, roundUser, precisions);
+  for (std::size_t j = 0; j < outPorts.size(); ++j)
+    isUndecided.push_back(options.unprovenRounding && errorBoundOf(options, j) == 0.5f);
 }
 
 void Evaluations::evaluate(CFuncUnitFunctionInterface& unit, const std::vector<NumValue>& inputs,
@@ -59,6 +62,13 @@ void Evaluations::evaluate(CFuncUnitFunctionInterface& unit, const std::vector<N
   unit.evaluate(down, inputs, precisions, roundDown, subnormals);
   unit.evaluate(up, inputs, precisions, roundUp, subnormals);
   unit.evaluate(nearest, inputs, precisions, roundUser, subnormals);
+  if (std::ranges::none_of(isUndecided, std::identity())) return;
+  unit.evaluateUndecided(low, high, inputs, precisions, roundUser, subnormals);
+  for (std::size_t j = 0; j < isUndecided.size(); ++j) {
+    if (!isUndecided[j]) continue;
+    down[j] = low[j];
+    up[j] = high[j];
+  }
 }
 
 int progressStep(int total) { return std::clamp(total - 1, 1, 1000); }

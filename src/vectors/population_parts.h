@@ -52,13 +52,18 @@ class VectorFiles {
 struct Evaluations {
   // The precisions and roundings of the outputs; a roundType outside 0 to 3 ends the run.
   Evaluations(const PortSpecList& outPorts, const TestingOptions& options);
-  // Evaluates down, up and in the user's rounding.
+  // Evaluates down, up and in the user's rounding; where a rounding is not proven, down and up are
+  // the least and the greatest that it may give.
   void evaluate(CFuncUnitFunctionInterface& unit, const std::vector<NumValue>& inputs,
                 bool subnormals);
 
   std::vector<mpfr_rnd_t> roundUp, roundDown, roundUser;
   std::vector<unsigned> precisions;
   std::vector<NumValue> down, up, nearest;
+
+ private:
+  std::vector<bool> isUndecided;
+  std::vector<NumValue> low, high;  // storage only
 };
 
 // Rows from one drawing of the progress bar to the next in a run of `total` rows.

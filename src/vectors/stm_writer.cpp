@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -293,8 +294,7 @@ void initialOutputPipelineFill(FILE* f, const PortSpecList& ports, int latency,
     Row row(t.testOutputType);
     row.addFlow(0, 0, t);
     for (std::size_t p = 0; p < ports.size(); ++p) {
-      const float bound = errorBoundOf(t, p);
-      const int columns = bound >= 1 ? alternativesOf(bound) : 1;
+      const int columns = std::max(1, alternativesOf(t, p));
       for (int k = 0; k < columns; ++k) row.addZero(static_cast<unsigned>(ports[p].type.width()));
     }
     row.writeTo(f);

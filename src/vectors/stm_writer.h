@@ -17,10 +17,10 @@
 // A row is a sequence of columns, each a blank, the number and a blank:
 //   stimulus   valid (1 bit), channel (8), one column for each input port, with -enable the enable
 //   response   valid (1), channel (8), then for each output port its legal values side by side,
-//              alternativesOf(bound) columns each (accuracy/accepted_values.h)
+//              alternativesOf() columns each (accuracy/accepted_values.h)
 // Valid and channel are missing with `noChanValid`. Ports stand in the order of their list, bits
 // with the top one first; a do-not-care is a string of dashes. The response file begins with
-// `latency` filling rows (valid 0, channel 0, zeros; here a port with a bound below 1 has one
+// `latency` filling rows (valid 0, channel 0, zeros; here a port without a column has one
 // column), the stimulus file ends with as many closing rows (valid 0, channel 1, zeros).
 
 // Makes the folder and opens both files for writing; tells their names on standard output. A file

@@ -9,6 +9,7 @@
 
 #include "backend/arithmetic/function_circuit.h"
 #include "backend/functions/integer_values.h"
+#include "backend/functions/rounding_gap.h"
 
 namespace functions {
 
@@ -57,7 +58,6 @@ const Accuracy& accuracyOf(const Request& request, std::size_t output) {
 
 // Where nothing is known of the hardest results: a rounding is right but within 2^-20 of a place of
 // where it changes.
-constexpr int kUnknownGap = 20;
 constexpr int kMostSearchedBits = 16;
 // Errors are to stay below the promise, not to reach it.
 constexpr double kBelowOne = 1 - 0x1p-12;

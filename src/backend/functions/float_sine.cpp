@@ -44,7 +44,6 @@ std::optional<int> tinyExponent(const kiln::FloatingPoint& format) {
 
 // Where nothing is known of the hardest results, a rounding of an approximation this near is right
 // but within 2^-20 ulp of where it changes.
-constexpr int kUnknownGap = 20;
 // An error that is to stay below one unit of a place does.
 constexpr double kBelowOne = 1 - 0x1p-12;
 

@@ -11,7 +11,6 @@ namespace functions {
 
 namespace {
 
-constexpr int kUnknownGap = 20;
 constexpr int kMostPlaces = 118;
 constexpr int kManyPlaces = 72;  // beyond, high degrees are worth their search
 

@@ -26,6 +26,9 @@ struct RoundingGap {
 };
 
 inline constexpr int kEveryInput = INT_MIN;
+// Bits below the last place at which a rounding is decided where no gap is known: that of a number
+// within 2^-20 ulp of the exact result (undecided_results.h).
+inline constexpr int kUnknownGap = 20;
 
 // The gap of `f` over all inputs of a format: found by running through them where there are at most
 // 2^16, from kept data for the functions and formats named there; nothing where it is not known.

@@ -15,6 +15,15 @@ class CFuncUnitFunctionInterface {
   virtual void evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
                         const std::vector<unsigned>& precisions,
                         const std::vector<mpfr_rnd_t>& roundings, bool subnormals) = 0;
+  // The least and the greatest value that a unit may give whose correct rounding is not proven
+  // (TestingOptions::unprovenRounding); of any other function both are its result.
+  virtual void evaluateUndecided(std::vector<NumValue>& low, std::vector<NumValue>& high,
+                                 const std::vector<NumValue>& inputs,
+                                 const std::vector<unsigned>& precisions,
+                                 const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
+    evaluate(low, inputs, precisions, roundings, subnormals);
+    evaluate(high, inputs, precisions, roundings, subnormals);
+  }
 
   bool keepsSubnormals = false;  // as if every call said so
 };

@@ -178,8 +178,8 @@ void CSynthSingleEntity::WriteAutomaticModelIPTestBench() {
   bench.latency = inputToOutputLatency(true, nullptr);
   if (splitsOutputs()) bench.splitLatencies = outputLatencies();
   for (const float bound : shared->unitSettings.errorBounds)
-    bench.alternatives.push_back(responseColumns(bound));
-  bench.alternatives.resize(outputs().size(), responseColumns(1));
+    bench.alternatives.push_back(responseColumns(bound, hasUnprovenRounding()));
+  bench.alternatives.resize(outputs().size(), responseColumns(1, false));
   const LANGUAGE language = shared->language;
   writeFile(std::string("_atb") + endingOf(language), hdl::benchText(design(), bench, language));
   writeFile("/simulate.sh", hdl::simulationScript(design(), language), true);

@@ -300,8 +300,9 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   writeLog();
 }
 
-// A correct rounding that is not proven says so: its budget is a little above a rounding's.
-void CSynthSingleEntity::warnOfUnproven() const {
+// A correct rounding that is not proven says so: its budget is a little above a rounding's. 0 for
+// any other result.
+double CSynthSingleEntity::unprovenPromise() const {
   const bool asksCorrect = std::ranges::any_of(request.accuracy, [](const auto& accuracy) {
     return accuracy.kind == functions::Accuracy::kCorrect;
   });
@@ -310,7 +311,11 @@ void CSynthSingleEntity::warnOfUnproven() const {
     if (const double halves = 2 * budget.promise(), above = halves - std::floor(halves);
         halves > 1 && above > 0 && above < 0x1p-10)
       promise = std::max(promise, budget.promise());
-  if (asksCorrect && promise > 0)
+  return asksCorrect ? promise : 0;
+}
+
+void CSynthSingleEntity::warnOfUnproven() const {
+  if (const double promise = unprovenPromise(); promise > 0)
     loam_error_printf(
         fmt::format("Warning: {}: correct rounding is not proven in this format; results are "
                     "within {:.7f} ulp",

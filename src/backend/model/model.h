@@ -28,6 +28,8 @@ class CModel {
   // Cycles from input to output. The arguments are for callers that pass them.
   virtual int inputToOutputLatency(bool, const char*) const { return 0; }
   virtual void WriteAutomaticModelIPTestBench() {}
+  // Of an elaborated model: a correct rounding was asked for and is not proven in this format.
+  virtual bool hasUnprovenRounding() const { return false; }
   // Runs the software model: all registers to zero; one cycle on what the channel units hold.
   virtual void Reset() {}
   virtual void Execute() {}
@@ -83,6 +85,7 @@ class CSynthSingleEntity : public CSynth {
 
   tessel_api::ResourceUsage GetResourceUsage() const;
   int inputToOutputLatency(bool, const char*) const override;
+  bool hasUnprovenRounding() const override { return unprovenPromise() > 0; }
   void Reset() override;
   void Execute() override;
 
@@ -117,6 +120,7 @@ class CSynthSingleEntity : public CSynth {
   std::vector<std::string> headerLines() const;
   std::vector<std::string> budgetLines() const;
   void buildCheapest(functions::Request asked);
+  double unprovenPromise() const;
   void warnOfUnproven() const;
 
   WrapperTypeEnum wrapper;

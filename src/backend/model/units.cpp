@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "backend/functions/undecided_results.h"
 #include "backend/model/model.h"
 #include "util/failure.h"
 
@@ -57,4 +58,12 @@ void CArithmeticUnit::evaluate(std::vector<NumValue>& results, const std::vector
                                const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
   unitRow.evaluate(signature(), results, inputs, precisions, roundings,
                    subnormals || keepsSubnormals);
+}
+
+void CArithmeticUnit::evaluateUndecided(std::vector<NumValue>& low, std::vector<NumValue>& high,
+                                        const std::vector<NumValue>& inputs,
+                                        const std::vector<unsigned>& precisions,
+                                        const std::vector<mpfr_rnd_t>& roundings, bool subnormals) {
+  functions::evaluateUndecided(unitRow, signature(), low, high, inputs, precisions, roundings,
+                               subnormals || keepsSubnormals);
 }

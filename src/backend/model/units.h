@@ -100,6 +100,10 @@ class CArithmeticUnit : public CFuncUnit, public CFuncUnitFunctionInterface {
   void evaluate(std::vector<NumValue>& results, const std::vector<NumValue>& inputs,
                 const std::vector<unsigned>& precisions, const std::vector<mpfr_rnd_t>& roundings,
                 bool subnormals) override;
+  void evaluateUndecided(std::vector<NumValue>& low, std::vector<NumValue>& high,
+                         const std::vector<NumValue>& inputs,
+                         const std::vector<unsigned>& precisions,
+                         const std::vector<mpfr_rnd_t>& roundings, bool subnormals) override;
   const functions::UnitRow& row() const { return unitRow; }
   // The formats that the ports were given; a port without one takes the model's. Fixed from the
   // first call on.
