@@ -398,6 +398,10 @@ bool Plan::isPartlyRead(NodeId id, int cycle) const {
   return found == readBits.end() || std::ranges::count(found->second, 1) != graph.node(id).width;
 }
 
+bool Plan::isGated(NodeId id) const {
+  return std::ranges::binary_search(design.schedule->lateClears, id);
+}
+
 std::optional<Plan::Difference> Plan::differenceOf(const Node& add, int cycle) const {
   const auto operands = graph.operands(add);
   const NodeId carry = operands[operands.size() - 1];
