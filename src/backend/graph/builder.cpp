@@ -338,7 +338,43 @@ Signal Builder::less(Signal a, Signal b) {
   if (isLiteral(a) && isLiteral(b)) return bit(valueOf(a) < valueOf(b));
   if (isZeroLiteral(a)) return reduceOr(b);
   if (isOnesLiteral(b)) return bitNot(reduceAnd(a));
+  if (isLiteral(a) || isLiteral(b)) return make(Op::kLess, 1, {a, b});
+  for (const auto& [x, y] : {std::pair{a, b}, {b, a}}) {
+    // Above, zeros or ones on one side: the other side decides, or says that the rest does.
+    const Signal top = outerLiteral(x, /*isTop=*/true);
+    if (!top || !(isZeroLiteral(top) || isOnesLiteral(top))) continue;
+    const int rest = a.width - top.width;
+    const Signal restIsLess = less(slice(a, 0, rest), slice(b, 0, rest));
+    const Signal other = slice(y, rest, top.width);
+    const Signal isEqual = isOnesLiteral(top) ? reduceAnd(other) : bitNot(reduceOr(other));
+    const bool isLessElse = isOnesLiteral(top) == (x == b);
+    return isLessElse ? bitOr(bitNot(isEqual), restIsLess) : bitAnd(isEqual, restIsLess);
+  }
+  if (const Signal shorter = lessAboveLiteral(a, b, &Builder::less)) return shorter;
   return make(Op::kLess, 1, {a, b});
+}
+
+// The literal at one end of a join that holds others, too; none elsewhere.
+Signal Builder::outerLiteral(Signal x, bool isTop) const {
+  if (opOf(x) != Op::kConcat) return {};
+  const Signal part = operandOf(x, isTop ? 0 : graph.operands(x.node).size() - 1);
+  return isLiteral(part) ? part : Signal{};
+}
+
+// Compares by `order` where the low bits of one side are constant; nothing where they are not.
+// What they say becomes one bit of either side, 0 and 1 where the low part of `a` is the lesser
+// one, else 1 and 0: table mappers take a word with constants for constant, and put twice the bits
+// before each table of a chain.
+Signal Builder::lessAboveLiteral(Signal a, Signal b, Signal (Builder::*order)(Signal, Signal)) {
+  int width = 0;
+  for (const Signal x : {a, b})
+    if (const Signal low = outerLiteral(x, /*isTop=*/false)) width = std::max(width, low.width);
+  if (width == 0) return {};
+  const Signal isLess = less(slice(a, 0, width), slice(b, 0, width));
+  const int rest = a.width - width;
+  a = slice(a, width, rest), b = slice(b, width, rest);
+  if (!isLiteral(isLess)) return (this->*order)(concat({a, bitNot(isLess)}), concat({b, isLess}));
+  return isZeroLiteral(isLess) ? (this->*order)(a, b) : bitNot((this->*order)(b, a));
 }
 
 Signal Builder::lessSigned(Signal a, Signal b) {
@@ -347,6 +383,8 @@ Signal Builder::lessSigned(Signal a, Signal b) {
   if (isLiteral(a) && isLiteral(b))
     return bit(valueOf(a).asSigned(a.width) < valueOf(b).asSigned(b.width));
   if (isZeroLiteral(b)) return topBit(a);
+  if (!isLiteral(a) && !isLiteral(b))
+    if (const Signal shorter = lessAboveLiteral(a, b, &Builder::lessSigned)) return shorter;
   return make(Op::kLessSigned, 1, {a, b});
 }
 
