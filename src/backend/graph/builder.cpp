@@ -339,16 +339,11 @@ Signal Builder::less(Signal a, Signal b) {
   if (isZeroLiteral(a)) return reduceOr(b);
   if (isOnesLiteral(b)) return bitNot(reduceAnd(a));
   if (isLiteral(a) || isLiteral(b)) return make(Op::kLess, 1, {a, b});
-  for (const auto& [x, y] : {std::pair{a, b}, {b, a}}) {
-    // Above, zeros or ones on one side: the other side decides, or says that the rest does.
-    const Signal top = outerLiteral(x, /*isTop=*/true);
-    if (!top || !(isZeroLiteral(top) || isOnesLiteral(top))) continue;
-    const int rest = a.width - top.width;
-    const Signal restIsLess = less(slice(a, 0, rest), slice(b, 0, rest));
-    const Signal other = slice(y, rest, top.width);
-    const Signal isEqual = isOnesLiteral(top) ? reduceAnd(other) : bitNot(reduceOr(other));
-    const bool isLessElse = isOnesLiteral(top) == (x == b);
-    return isLessElse ? bitOr(bitNot(isEqual), restIsLess) : bitAnd(isEqual, restIsLess);
+  if (const Signal x = outerLiteral(a, /*isTop=*/true), y = outerLiteral(b, /*isTop=*/true);
+      x && y) {
+    const int width = std::min(x.width, y.width), rest = a.width - width;
+    const MPZ high = valueOf(slice(a, rest, width)), other = valueOf(slice(b, rest, width));
+    return high == other ? less(slice(a, 0, rest), slice(b, 0, rest)) : bit(high < other);
   }
   if (const Signal shorter = lessAboveLiteral(a, b, &Builder::less)) return shorter;
   return make(Op::kLess, 1, {a, b});
