@@ -275,9 +275,11 @@ class Builder {
     const Word one = operand(id, 1), zero = operand(id, 2);
     for (std::size_t i = 0; i < word.size(); ++i) {
       const bool isOneConstant = gateOf(one[i]) == 0;
-      if (gateOf(word[i]) == 0 || isOneConstant == (gateOf(zero[i]) == 0)) continue;
-      clears.try_emplace(
-          word[i], isOneConstant ? Clear{zero[i], condition} : Clear{one[i], inverse(condition)});
+      if (isOneConstant == (gateOf(zero[i]) == 0)) continue;
+      const Literal data = isOneConstant ? zero[i] : one[i];
+      // What the condition implies anyway is no choice.
+      if (gateOf(data) < gateOf(word[i]))
+        clears.try_emplace(word[i], Clear{data, isOneConstant ? condition : inverse(condition)});
     }
     return word;
   }
