@@ -121,6 +121,7 @@ class Plan {
   void nameRegisters(Names& names);
   void chooseResets();
   void resetEndsOfChains();
+  bool mayPassBits(const graph::Node& sum) const;
   void keepSumsOutOfBlocks();
   void makeProcesses();
   void markReads();
