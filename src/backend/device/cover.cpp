@@ -437,10 +437,10 @@ Cover::Cover(const Graph& graph, const Device& device, Picoseconds period) {
 }
 
 Cost Cover::costBetweenRegisters(const Graph& graph, const Device& device,
-                                 std::span<const int> cycles) {
+                                 std::span<const int> cycles, std::span<const NodeId> lateClears) {
   // Larger graphs are counted by words.
   constexpr long kMostBits = 100000;
-  if (const auto logic = logicBetweenRegisters(graph, device, cycles, kMostBits)) {
+  if (const auto logic = logicBetweenRegisters(graph, device, cycles, lateClears, kMostBits)) {
     Cost total = logic->others;
     total.luts += countTables(logic->network);
     return total;

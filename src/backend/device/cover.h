@@ -29,9 +29,11 @@ class Cover {
   // inside one or outside all.
   Cover(const graph::Graph& graph, const Device& device, Picoseconds period);
   // What logic comes to when tools map it again between the registers that a schedule leaves: with
-  // the fewest tables, whatever the delay. `cycles`: that of each node.
+  // the fewest tables, whatever the delay. `cycles`: that of each node. Selects of constants right
+  // before registers are those registers' clears, but for `lateClears`, in order.
   static Cost costBetweenRegisters(const graph::Graph& graph, const Device& device,
-                                   std::span<const int> cycles);
+                                   std::span<const int> cycles,
+                                   std::span<const graph::NodeId> lateClears = {});
 
   graph::NodeId rootOf(graph::NodeId node) const { return roots[node.index]; }
   bool isInner(graph::NodeId node) const { return roots[node.index] != node; }

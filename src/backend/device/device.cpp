@@ -98,6 +98,9 @@ Picoseconds Device::scaled(double picoseconds) const {
 }
 Picoseconds Device::clockToOutput() const { return scaled(family.clockToOutput); }
 Picoseconds Device::setup() const { return scaled(family.setup); }
+Picoseconds Device::clearDelay(bool needsInverter) const {
+  return scaled(family.clearSetup + (needsInverter ? family.lut[1] : 0));
+}
 
 double Device::plainSum(int width, int addends) const {
   return family.sumEntry + family.sumPerBit * width + (addends > 2 ? family.thirdAddend : 0);

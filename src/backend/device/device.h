@@ -62,6 +62,9 @@ class Device {
   // What every stage pays at its start and at its end.
   Picoseconds clockToOutput() const;
   Picoseconds setup() const;
+  // From what chooses a constant to the end of the stage, where the choice is a register's clear or
+  // set: setup, and an inverter where no table before it can take that in.
+  Picoseconds clearDelay(bool needsInverter) const;
   // True where the clock leaves a block the time to add another one's product to its own: at higher
   // clocks tools make such a sum in logic.
   bool cascadesFit() const;

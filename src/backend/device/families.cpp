@@ -13,7 +13,7 @@ namespace {
 //   look-up tables  slowest pin by inputs used; trees and picks by the doubling of their inputs
 //   additions       32, 64 and 128 bits 1784, 2696 and 4520; a third addend 404 more
 //   comparisons     8, 32 and 64 bits 1190, 1555 and 1897
-//   registers       clock to output 303, setup with an enable 109
+//   registers       clock to output 303, setup with an enable 109, of a clear 404
 //   DSP             input setup 1416 with a product register and 2739 with an output register;
 //                   output 1671 from the product register, 329 from the output register; product
 //                   registers through the next block's adder to its pins 2900
@@ -38,6 +38,7 @@ constexpr Family kTarnV{
     .routePerDoubling = 10,
     .clockToOutput = 303,
     .setup = 109,
+    .clearSetup = 404,
     .dsp = {25, 18},
     .dspProduct = 2739 - 109,
     .dspToRegister = 1416 - 109,
@@ -85,9 +86,10 @@ constexpr Family modelled(const Model& model) {
     family.*figure = family.*figure * model.speed + model.route / 2;
   for (double Family::*figure :
        {&Family::sumPerBit, &Family::thirdAddend, &Family::lessPerBit, &Family::routePerDoubling,
-        &Family::clockToOutput, &Family::setup, &Family::dspProduct, &Family::dspToRegister,
-        &Family::dspFromInnerRegister, &Family::dspFromRegister, &Family::dspSum,
-        &Family::memoryToRegister, &Family::memoryFromRegister, &Family::memoryFromOutput})
+        &Family::clockToOutput, &Family::setup, &Family::clearSetup, &Family::dspProduct,
+        &Family::dspToRegister, &Family::dspFromInnerRegister, &Family::dspFromRegister,
+        &Family::dspSum, &Family::memoryToRegister, &Family::memoryFromRegister,
+        &Family::memoryFromOutput})
     family.*figure *= model.speed;
   family.dsp = model.dsp;
   family.memoryBits = model.memoryBits;

@@ -41,6 +41,7 @@ struct Family {
   double routePerDoubling = 0;  // for each doubling of the readers of a bit, up to kMostReaders
   double clockToOutput = 0;     // what a stage pays at its start
   double setup = 0;             // and at its end
+  double clearSetup = 0;        // the same before a register's clear
 
   DspShape dsp;
   double dspProduct = 0;            // operands to product, no inner register

@@ -66,10 +66,12 @@ constexpr long kMostTableBits = 1 << 14;
 
 class Builder {
  public:
-  Builder(const Graph& graph, const Device& device, std::span<const int> cycles)
+  Builder(const Graph& graph, const Device& device, std::span<const int> cycles,
+          std::span<const NodeId> lateClears)
       : graph(graph),
         device(device),
         cycles(cycles),
+        lateClears(lateClears),
         readers(soleReaders(graph)),
         fans(fanOuts(graph)),
         isRead(readBits(graph)),
@@ -96,12 +98,25 @@ class Builder {
     const auto operands = graph.operands(next);
     if (next.op != Op::kSelect || fans[state.next.index] != 1 ||
         (operands[1] != state.node && operands[2] != state.node))
-      return addRoots(words[state.next.index]);
+      return addRegister(words[state.next.index]);
     addRoots(operand(state.next, 0));
     addRoots(operand(state.next, operands[1] == state.node ? 2 : 1));
   }
   void addRoots(const Word& word) {
     for (const Literal x : word) net().addRoot(x);
+  }
+  // What a register takes, and what clears or sets it.
+  void addRegister(const Word& word) {
+    for (const Literal x : word) addRegister(x);
+  }
+  void addRegister(Literal x) {
+    Literal clear = kFalse;
+    for (auto found = clears.find(x); found != clears.end(); found = clears.find(x)) {
+      clear = net().either(clear, found->second.when);
+      x = found->second.data;
+    }
+    if (clear != kFalse) net().addRoot(clear);
+    net().addRoot(x);
   }
   GateNetwork& net() { return result.network; }
   Word inputs(int width) {
@@ -131,7 +146,7 @@ class Builder {
     if (gateOf(x) == 0) return x;
     const auto [found, isNew] = registers.try_emplace(x, kFalse);
     if (isNew) {
-      net().addRoot(x);
+      addRegister(x);
       found->second = net().input();
     }
     return found->second;
@@ -183,7 +198,7 @@ class Builder {
         return word;
       }
       case Op::kSelect:
-        return selected(id, graph.operands(node)[1], graph.operands(node)[2], id, id);
+        return cleared(id, selected(id, graph.operands(node)[1], graph.operands(node)[2], id, id));
       case Op::kPick: {
         const Word index = operand(id, 0);
         std::vector<Word> choices;
@@ -264,6 +279,22 @@ class Builder {
           return word;
         }
     return chosen(operand(reader, 0)[0], seenBy(reader, ifOne), seenBy(reader, ifZero));
+  }
+
+  // Notes the bits for which one choice is constant, should a register take them.
+  const Word& cleared(NodeId id, const Word& word) {
+    if (std::ranges::binary_search(lateClears, id)) return word;
+    const Literal condition = operand(id, 0)[0];
+    const Word one = operand(id, 1), zero = operand(id, 2);
+    for (std::size_t i = 0; i < word.size(); ++i) {
+      const bool isOneConstant = gateOf(one[i]) == 0;
+      if (isOneConstant == (gateOf(zero[i]) == 0)) continue;
+      const Literal data = isOneConstant ? zero[i] : one[i];
+      // What the condition implies anyway is no choice.
+      if (gateOf(data) < gateOf(word[i]))
+        clears.try_emplace(word[i], Clear{data, isOneConstant ? condition : inverse(condition)});
+    }
+    return word;
   }
 
   // What is counted by itself.
@@ -489,11 +520,17 @@ class Builder {
 
   const Graph& graph;
   const Device& device;
+  struct Clear {
+    Literal data, when;
+  };
+
   const std::span<const int> cycles;
+  const std::span<const NodeId> lateClears;
   const std::vector<NodeId> readers;  // the only one, seen through wiring; none where several read
   const std::vector<int> fans;
   const std::vector<std::vector<bool>> isRead;
   std::vector<Word> words;
+  std::unordered_map<Literal, Clear> clears;  // by what a table would compute
   std::map<Literal, Literal> registers;
   LogicBetweenRegisters result;
 };
@@ -502,11 +539,12 @@ class Builder {
 
 std::optional<LogicBetweenRegisters> logicBetweenRegisters(const Graph& graph, const Device& device,
                                                            std::span<const int> cycles,
+                                                           std::span<const NodeId> lateClears,
                                                            long mostBits) {
   long bits = 0;
   for (std::uint32_t i = 0; i < graph.size(); ++i) bits += graph.node({i}).width;
   if (bits > mostBits) return std::nullopt;
-  return Builder(graph, device, cycles).build();
+  return Builder(graph, device, cycles, lateClears).build();
 }
 
 }  // namespace device

@@ -49,16 +49,17 @@ class GateNetwork {
 // gates removed, and what stands beside it: carry chains and blocks are inputs and roots of the
 // network. Each bit of a chain has a root for what it passes on, the exclusive or, and one for an
 // addend; three addends stand behind a row of full adders. A sum that tools move into the block of
-// a product takes nothing, and neither does a register's enable. Comparisons of more than two
-// groups of bits are chains, too. Nothing where the graph has more than `mostBits` bits of logic.
+// a product takes nothing, and neither does a register's enable. A choice of a constant that only a
+// register reads is that register's clear and takes what drives it, but for those in `lateClears`.
+// Comparisons of more than two groups of bits are chains, too. Nothing where the graph has more
+// than `mostBits` bits of logic.
 struct LogicBetweenRegisters {
   GateNetwork network;
   Cost others;  // of what is none of the network's
 };
-std::optional<LogicBetweenRegisters> logicBetweenRegisters(const graph::Graph& graph,
-                                                           const Device& device,
-                                                           std::span<const int> cycles,
-                                                           long mostBits);
+std::optional<LogicBetweenRegisters> logicBetweenRegisters(
+    const graph::Graph& graph, const Device& device, std::span<const int> cycles,
+    std::span<const graph::NodeId> lateClears, long mostBits);
 
 // How many look-up tables of six inputs a network takes; functions of seven and eight are made of
 // several behind the multiplexers of a slice, constants and inverters of none. Cuts of least depth

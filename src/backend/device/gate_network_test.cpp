@@ -13,6 +13,7 @@ namespace {
 
 using graph::Builder;
 using graph::Graph;
+using graph::NodeId;
 using graph::Signal;
 
 double tablesOf(const std::function<std::vector<Signal>(Builder&)>& build,
@@ -26,6 +27,27 @@ double tablesOf(const std::function<std::vector<Signal>(Builder&)>& build,
     for (const std::string& late : lateOutputs) cycles[i] += graph.nameOf({i}) == late;
   const Device* device = deviceFactory.GetDevice("TarnV", "", "fast", "AUTO", "");
   return Cover::costBetweenRegisters(graph, *device, cycles).luts;
+}
+
+// A choice of a constant is the clear of the register behind, unless it comes too late for that;
+// what the condition implies anyway is no choice.
+TEST(GateNetwork, ClearsOfRegistersTakeNoTables) {
+  Graph graph;
+  Builder b(graph);
+  const Signal c = b.input("c", 1), x = b.input("x", 8), both = b.bitAnd(x, b.replicate(c, 8));
+  const Signal masked = b.select(c, x, b.zeros(8)), again = b.select(c, both, b.zeros(8));
+  b.output("r", b.name(b.reduceOr(masked), "r"));
+  b.output("s", b.name(b.reduceOr(again), "s"));
+  std::vector<int> cycles(graph.size());
+  for (std::uint32_t i = 0; i < graph.size(); ++i)
+    cycles[i] = graph.nameOf({i}) == "r" || graph.nameOf({i}) == "s";
+  const Device* device = deviceFactory.GetDevice("TarnV", "", "fast", "AUTO", "");
+  const auto tables = [&](std::span<const NodeId> late) {
+    return Cover::costBetweenRegisters(graph, *device, cycles, late).luts;
+  };
+  const std::array late{masked.node, again.node};
+  EXPECT_EQ(tables({}), 1);
+  EXPECT_EQ(tables(late), 9);
 }
 
 TEST(GateNetwork, FindsEqualGatesAndConstants) {

@@ -338,7 +338,38 @@ Signal Builder::less(Signal a, Signal b) {
   if (isLiteral(a) && isLiteral(b)) return bit(valueOf(a) < valueOf(b));
   if (isZeroLiteral(a)) return reduceOr(b);
   if (isOnesLiteral(b)) return bitNot(reduceAnd(a));
+  if (isLiteral(a) || isLiteral(b)) return make(Op::kLess, 1, {a, b});
+  if (const Signal x = outerLiteral(a, /*isTop=*/true), y = outerLiteral(b, /*isTop=*/true);
+      x && y) {
+    const int width = std::min(x.width, y.width), rest = a.width - width;
+    const MPZ high = valueOf(slice(a, rest, width)), other = valueOf(slice(b, rest, width));
+    return high == other ? less(slice(a, 0, rest), slice(b, 0, rest)) : bit(high < other);
+  }
+  if (const Signal shorter = lessAboveLiteral(a, b, &Builder::less)) return shorter;
   return make(Op::kLess, 1, {a, b});
+}
+
+// The literal at one end of a join that holds others, too; none elsewhere.
+Signal Builder::outerLiteral(Signal x, bool isTop) const {
+  if (opOf(x) != Op::kConcat) return {};
+  const Signal part = operandOf(x, isTop ? 0 : graph.operands(x.node).size() - 1);
+  return isLiteral(part) ? part : Signal{};
+}
+
+// Compares by `order` where the low bits of one side are constant; nothing where they are not.
+// What they say becomes one bit of either side, 0 and 1 where the low part of `a` is the lesser
+// one, else 1 and 0: table mappers take a word with constants for constant, and put twice the bits
+// before each table of a chain.
+Signal Builder::lessAboveLiteral(Signal a, Signal b, Signal (Builder::*order)(Signal, Signal)) {
+  int width = 0;
+  for (const Signal x : {a, b})
+    if (const Signal low = outerLiteral(x, /*isTop=*/false)) width = std::max(width, low.width);
+  if (width == 0) return {};
+  const Signal isLess = less(slice(a, 0, width), slice(b, 0, width));
+  const int rest = a.width - width;
+  a = slice(a, width, rest), b = slice(b, width, rest);
+  if (!isLiteral(isLess)) return (this->*order)(concat({a, bitNot(isLess)}), concat({b, isLess}));
+  return isZeroLiteral(isLess) ? (this->*order)(a, b) : bitNot((this->*order)(b, a));
 }
 
 Signal Builder::lessSigned(Signal a, Signal b) {
@@ -347,6 +378,8 @@ Signal Builder::lessSigned(Signal a, Signal b) {
   if (isLiteral(a) && isLiteral(b))
     return bit(valueOf(a).asSigned(a.width) < valueOf(b).asSigned(b.width));
   if (isZeroLiteral(b)) return topBit(a);
+  if (!isLiteral(a) && !isLiteral(b))
+    if (const Signal shorter = lessAboveLiteral(a, b, &Builder::lessSigned)) return shorter;
   return make(Op::kLessSigned, 1, {a, b});
 }
 

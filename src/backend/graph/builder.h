@@ -140,6 +140,8 @@ class Builder {
   bool isOnesLiteral(Signal x) const;
   int zerosBelow(Signal x) const;  // bits below the lowest part of a join that is no constant
   Signal withoutLiterals(Signal x, bool neutral);
+  Signal outerLiteral(Signal x, bool isTop) const;
+  Signal lessAboveLiteral(Signal a, Signal b, Signal (Builder::*order)(Signal, Signal));
   bool areComplements(Signal a, Signal b) const;
   Op opOf(Signal x) const;
   Signal operandOf(Signal x, std::size_t index) const;

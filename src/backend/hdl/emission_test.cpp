@@ -21,6 +21,9 @@ TEST_P(EveryPlace, EveryOperationReplays) {
   unit.addChannelAndValid();
   graph::buildEveryOperation(unit.builder, {1, 2, 31, 32, 33, 64, 65, 200});
   unit.scheduleBy(latency);
+  if (latency == 3)  // every second select as gates
+    for (std::uint32_t i = 0; i < unit.graph.size(); i += 2)
+      if (unit.graph.node({i}).op == graph::Op::kSelect) unit.schedule.lateClears.push_back({i});
   unit.drawVectors(100, 1);
   EXPECT_EQ(unit.comparedRows(), 100);
   unit.expectReplay(language);

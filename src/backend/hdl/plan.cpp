@@ -283,7 +283,7 @@ void Plan::resetEndsOfChains() {
   for (const NodeId id : idsOf(graph)) {
     if (!live[id.index] || isLiteral(id)) continue;
     int& length = atNode[id.index];
-    if (graph::traitsOf(graph.node(id).op).wiring)
+    if (graph::traitsOf(graph.node(id).op).wiring || mayPassBits(graph.node(id)))
       for (const NodeId operand : graph.operands(id)) {
         if (isLiteral(operand)) continue;
         const int apart = cycleOf(id) - cycleOf(operand);
@@ -303,6 +303,30 @@ void Plan::resetEndsOfChains() {
       atRegister[row] = before;
     }
   }
+}
+
+// True for a sum with constants in the lowest bit of an addend: some of its bits may be wires.
+bool Plan::mayPassBits(const Node& sum) const {
+  if (sum.op != Op::kAdd) return false;
+  const auto isConstantBelow = [&](NodeId id) {
+    for (int bit = 0;;) {
+      const Node& node = graph.node(id);
+      if (node.op == Op::kLiteral) return true;
+      if (node.op == Op::kSlice) bit += static_cast<int>(node.aux);
+      if (node.op == Op::kSlice || node.op == Op::kNot) {
+        id = graph.operands(node)[0];
+      } else if (node.op == Op::kConcat) {
+        const auto parts = graph.operands(node);
+        std::size_t part = parts.size() - 1;
+        for (; bit >= graph.node(parts[part]).width; --part) bit -= graph.node(parts[part]).width;
+        id = parts[part];
+      } else {
+        return false;
+      }
+    }
+  };
+  const auto operands = graph.operands(sum);
+  return std::ranges::any_of(operands.first(operands.size() - 1), isConstantBelow);
 }
 
 std::vector<NodeId> Plan::variablesBehind(const std::vector<NodeId>& roots, int cycle) {
@@ -396,6 +420,10 @@ void Plan::markReads() {
 bool Plan::isPartlyRead(NodeId id, int cycle) const {
   const auto found = readBits.find(readingKey(id, cycle));
   return found == readBits.end() || std::ranges::count(found->second, 1) != graph.node(id).width;
+}
+
+bool Plan::isGated(NodeId id) const {
+  return std::ranges::binary_search(design.schedule->lateClears, id);
 }
 
 std::optional<Plan::Difference> Plan::differenceOf(const Node& add, int cycle) const {

@@ -81,6 +81,8 @@ class Plan {
   bool isLive(graph::NodeId id) const { return live[id.index] != 0; }
   // True where a node has no name of its own: its reader holds its expression.
   bool isInlined(graph::NodeId id) const { return inlined[id.index]; }
+  // True for a select that is printed as gates, of which tools make no clear of a register.
+  bool isGated(graph::NodeId id) const;
   // An addition of two addends and a one, as a difference: a + not b + 1 is a - b, the `not`
   // inlined, and a + b + 1 is a - not b, which tools put on one chain and into no block. Nothing
   // for other additions.
@@ -119,6 +121,7 @@ class Plan {
   void nameRegisters(Names& names);
   void chooseResets();
   void resetEndsOfChains();
+  bool mayPassBits(const graph::Node& sum) const;
   void keepSumsOutOfBlocks();
   void makeProcesses();
   void markReads();

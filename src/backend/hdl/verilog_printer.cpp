@@ -41,6 +41,7 @@ class Printer {
   std::string expression(NodeId id) const;
   std::string sum(const Node& node, int cycle) const;
   std::string heap(const Node& node, int cycle) const;
+  std::string gated(const Node& node, int cycle) const;
   std::string assignment(NodeId id) const;
   std::string pick(NodeId id) const;
   std::string ports() const;
@@ -112,6 +113,18 @@ std::string Printer::heap(const Node& node, int cycle) const {
   return sum;
 }
 
+std::string Printer::gated(const Node& node, int cycle) const {
+  const auto operands = graph.operands(node);
+  const std::string condition = operand(operands[0], cycle, /*bracket=*/false);
+  std::string text;
+  for (const std::size_t choice : {1u, 2u})
+    if (!plan.isZero(operands[choice]))
+      text +=
+          fmt::format("{}({}{{{}{{{}}}}} & {})", text.empty() ? "" : " | ", choice == 1 ? "" : "~",
+                      node.width, condition, operand(operands[choice], cycle));
+  return text;
+}
+
 std::string Printer::expression(NodeId id) const {
   const Node& node = graph.node(id);
   const int cycle = plan.cycleOf(id);
@@ -171,6 +184,7 @@ std::string Printer::expression(NodeId id) const {
     case Op::kHeap:
       return heap(node, cycle);
     case Op::kSelect:
+      if (plan.isGated(id)) return gated(node, cycle);
       return fmt::format("{} ? {} : {}", operand(operands[0], cycle), operand(operands[1], cycle),
                          operand(operands[2], cycle));
     case Op::kPick:

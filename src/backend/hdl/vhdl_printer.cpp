@@ -56,6 +56,7 @@ class Printer {
   std::string comparison(const Node& node, int cycle) const;
   std::string asSigned(NodeId id, int cycle) const;
   std::string heap(const Node& node, int cycle) const;
+  std::string gated(const Node& node, int cycle) const;
   std::string assignment(NodeId id, int indent) const;
   std::string pick(NodeId id, int indent) const;
   std::string entity() const;
@@ -152,6 +153,19 @@ std::string Printer::heap(const Node& node, int cycle) const {
     sum += (i > 0 ? " + " : "") + (above + shift > 0 ? fmt::format("({})", term) : term);
   }
   return sum;
+}
+
+std::string Printer::gated(const Node& node, int cycle) const {
+  const auto operands = graph.operands(node);
+  usesReplicate = true;
+  const std::string mask = fmt::format("{}({}, {})", plan.replicateFunction,
+                                       operand(operands[0], cycle, /*bracket=*/false), node.width);
+  std::string text;
+  for (const std::size_t choice : {1u, 2u})
+    if (!plan.isZero(operands[choice]))
+      text += fmt::format("{}({}{} and {})", text.empty() ? "" : " or ", choice == 1 ? "" : "not ",
+                          mask, operand(operands[choice], cycle));
+  return text;
 }
 
 std::string Printer::expression(NodeId id) const {
@@ -261,6 +275,8 @@ std::string Printer::assignment(NodeId id, int indent) const {
   const std::string& name = plan.nameOf(id, cycle);
   if (node.op != Op::kSelect)
     return statement(indent, fmt::format("{} := {};", name, expression(id)));
+  if (plan.isGated(id))
+    return statement(indent, fmt::format("{} := {};", name, gated(node, cycle)));
   const auto operands = graph.operands(node);
   return statement(indent, fmt::format("if {} then", condition(operands[0], cycle))) +
          statement(indent + 2, fmt::format("{} := {};", name, operand(operands[1], cycle, false))) +

@@ -86,6 +86,18 @@ std::optional<std::string> cutCluster(const StageModel& model, const Schedule& s
   return std::nullopt;
 }
 
+// The node that computes what `id` passes on.
+NodeId behindWiring(const Graph& graph, NodeId id) {
+  while (isWiring(graph.node(id)) && !graph.operands(id).empty()) {
+    const auto operands = graph.operands(id);
+    const auto logic = std::ranges::find_if(
+        operands, [&](NodeId operand) { return !isLiteral(graph.node(operand)); });
+    if (logic == operands.end()) break;
+    id = *logic;
+  }
+  return id;
+}
+
 // The times of one node in its own cycle, seen through wiring.
 struct Times {
   BitTimes result{.level = 0};  // when a reader in the same cycle has it
@@ -96,12 +108,19 @@ struct Times {
 
 class Analysis {
  public:
-  Analysis(const StageModel& model, const Schedule& schedule)
-      : graph(model.graph), model(model), schedule(schedule), times(graph.size()) {}
+  // `limit`: the period that a clear has to meet, unless another stage is longer.
+  Analysis(const StageModel& model, const Schedule& schedule, int limit)
+      : graph(model.graph),
+        model(model),
+        schedule(schedule),
+        limit(limit),
+        times(graph.size()),
+        isVisited(graph.size()) {}
 
   StageAnalysis run() {
     for (std::uint32_t i = 0; i < graph.size(); ++i) times[i] = timesOf({i});
     findStages();
+    findClears();
     if (found.lastNode != NodeId{} && lastCycle == schedule.cycleOf(found.lastNode))
       tracePath(found.lastNode);
     return found;
@@ -126,6 +145,56 @@ class Analysis {
     for (const graph::State& state : graph.states())
       if (!isLiteral(graph.node(state.next)))
         endStage(times[state.next.index].result.last(), state.next, schedule.cycleOf(state.next));
+  }
+
+  // Choices of constants right before registers.
+  void findClears() {
+    const int slowest = std::max(limit, found.longestStage.value);
+    const std::vector<int> last = lastReads(graph, schedule);
+    for (std::uint32_t i = 0; i < graph.size(); ++i)
+      if (last[i] > schedule.cycleOf({i})) findClearsAt({i}, slowest);
+    for (const graph::State& state : graph.states()) findClearsAt(state.next, slowest);
+    std::ranges::sort(found.lateClears);
+  }
+  void findClearsAt(NodeId id, int slowest) {
+    const Node& node = graph.node(id);
+    if (isVisited[id.index] || !(isWiring(node) || node.op == Op::kSelect)) return;
+    isVisited[id.index] = true;
+    const int cycle = schedule.cycleOf(id);
+    const auto operands = graph.operands(node);
+    const auto visit = [&](NodeId operand) {
+      if (schedule.cycleOf(operand) == cycle) findClearsAt(operand, slowest);
+    };
+    if (node.op != Op::kSelect) {
+      std::ranges::for_each(operands, visit);
+      return;
+    }
+    const bool sets = hasConstants(operands[1]), clears = hasConstants(operands[2]);
+    if (!sets && !clears) return;
+    const Op by = graph.node(behindWiring(graph, operands[0])).op;
+    const bool isTable = schedule.cycleOf(operands[0]) == cycle && by != Op::kAdd &&
+                         by != Op::kLess && by != Op::kLessSigned && by != Op::kInput &&
+                         by != Op::kState;
+    const int end = resultIn(operands[0], cycle).last() + insideDelay(operands[0], id) +
+                    model.device.clearDelay(clears && !isTable).value;
+    if (end > slowest) return found.lateClears.push_back(id);
+    endStage(end - model.setup, operands[0], cycle);
+    visit(operands[1]);
+    visit(operands[2]);
+  }
+  // True for a word with constant bits.
+  bool hasConstants(NodeId id) const {
+    const Node& node = graph.node(id);
+    return isLiteral(node) ||
+           (node.op == Op::kConcat && std::ranges::any_of(graph.operands(node), [&](NodeId part) {
+              return hasConstants(part);
+            }));
+  }
+  // Of a condition that the select's cluster takes in, which is a table by itself before a clear.
+  int insideDelay(NodeId condition, NodeId select) const {
+    const bool isInside = model.cover.isInner(condition) &&
+                          model.cover.rootOf(condition) == model.cover.rootOf(select);
+    return isInside ? model.cover.delay(model.cover.rootOf(select)) : 0;
   }
 
   // When `id` can be read in `cycle`.
@@ -195,22 +264,12 @@ class Analysis {
   const Graph& graph;
   const StageModel& model;
   const Schedule& schedule;
+  const int limit;
   std::vector<Times> times;
+  std::vector<bool> isVisited;  // by findClearsAt
   StageAnalysis found;
   int lastCycle = 0;  // of the longest stage
 };
-
-// The node that computes what `id` passes on.
-NodeId behindWiring(const Graph& graph, NodeId id) {
-  while (isWiring(graph.node(id)) && !graph.operands(id).empty()) {
-    const auto operands = graph.operands(id);
-    const auto logic = std::ranges::find_if(
-        operands, [&](NodeId operand) { return !isLiteral(graph.node(operand)); });
-    if (logic == operands.end()) break;
-    id = *logic;
-  }
-  return id;
-}
 
 }  // namespace
 
@@ -221,7 +280,7 @@ StageAnalysis analyseStages(const Graph& graph, const device::Device& device,
   const StageModel model(graph, device, coverPeriod(options));
   if (auto fault = cutCluster(model, schedule))
     return {.longestStage = {}, .lastNode = {}, .fault = std::move(fault)};
-  StageAnalysis found = Analysis(model, schedule).run();
+  StageAnalysis found = Analysis(model, schedule, options.period.value).run();
   if (options.strategy != Strategy::kCombinational && found.longestStage > options.period)
     found.fault = fmt::format("the stage that ends with {} takes {} ps of {}",
                               stepName(graph, found.lastNode), found.longestStage.value,

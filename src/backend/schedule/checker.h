@@ -18,8 +18,9 @@ struct StageAnalysis {
     graph::NodeId root;
     device::Picoseconds arrival;
   };
-  std::vector<Step> path{};          // the clusters that it passes, first one first
-  std::optional<std::string> fault;  // the first broken rule, as one line
+  std::vector<Step> path{};                 // the clusters that it passes, first one first
+  std::vector<graph::NodeId> lateClears{};  // as a schedule has them
+  std::optional<std::string> fault;         // the first broken rule, as one line
 };
 
 // Computes every arrival again. Rules: one cycle for each node and port; inputs in cycle 0; no node

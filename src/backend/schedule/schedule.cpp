@@ -186,7 +186,9 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   const StageAnalysis stages = analyseStages(graph, device, result.schedule, met);
   LOAM_ASSERT(!stages.fault, *stages.fault);
   result.longestStage = stages.longestStage;
-  result.cost = device::Cover::costBetweenRegisters(graph, device, result.schedule.cycleByNode);
+  result.schedule.lateClears = stages.lateClears;
+  result.cost = device::Cover::costBetweenRegisters(graph, device, result.schedule.cycleByNode,
+                                                    result.schedule.lateClears);
   if (stages.lastNode != NodeId{}) result.longestStep = stepName(graph, stages.lastNode);
   for (const auto& [node, arrival] : stages.path)
     result.longestPath.push_back({stepName(graph, node), arrival});

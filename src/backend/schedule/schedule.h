@@ -18,6 +18,9 @@ namespace schedule {
 struct Schedule {
   std::vector<int> cycleByNode;    // indexed by NodeId::index
   std::vector<int> cycleByOutput;  // when each output port shows its result; all equal unless split
+  // Selects of constants, in order, that tools would turn into the clear or set of the registers
+  // right behind, for which their conditions come too late: to be printed as gates.
+  std::vector<graph::NodeId> lateClears{};
 
   int cycleOf(graph::NodeId node) const { return cycleByNode[node.index]; }
   // Cycles from sampling an input to the last result; 0 for a combinational unit.
