@@ -338,14 +338,19 @@ Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
                .isZero = chosen(high.isZero, low.isZero),
                .top = chosen(high.top, low.top),
                .regular = chosen(high.regular, low.regular)};
-    // No carry leaves the fraction. Each mask is made in the table that reads it.
-    const Signal carry = b.bitAnd(b.bitOf(addend, 0), high.regular);
+    // Each mask is made in the table that reads it.
     const Signal last = x.halfAdded
                             ? b.bitAnd(raise, high.regular)
                             : chosen(b.bitAnd(raise, high.regular), b.bitAnd(raise, low.regular));
-    sum = b.concat(
-        {b.addCarry(patternOf(b, exponent, outcome.regular, outcome.top), b.zeros(wE), carry),
-         b.addCarry(masked(b, fraction, outcome.regular), b.zeros(wF), last)});
+    const Signal field = patternOf(b, exponent, outcome.regular, outcome.top);
+    const Signal keptFraction = masked(b, fraction, outcome.regular);
+    if (x.exponentAddend) {
+      const Signal carry = b.bitAnd(x.exponentAddend, high.regular);
+      sum = b.concat(
+          {b.addCarry(field, b.zeros(wE), carry), b.addCarry(keptFraction, b.zeros(wF), last)});
+    } else {
+      sum = b.addCarry(b.concat({field, keptFraction}), b.zeros(wE + wF), last);
+    }
   } else {
     const Signal field = format.gradual ? masked(b, exponent, hidden) : exponent;
     sum = b.addCarry(b.concat({field, fraction}), b.shiftedUp(addend, wF), raise);

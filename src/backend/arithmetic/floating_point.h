@@ -93,10 +93,10 @@ struct Unrounded {
   Signal oneMore{};
   // What a rounding addition does on the way, for the price of none: `leftShift` (1 or 2 bits) are
   // places that the significand is still to be shifted left to be as told above, with zeros coming
-  // in; `exponentAddend`, as wide as the exponent, or 1 bit that is `raised` of the range, is still
-  // to be added to `exponent`, modulo 2^(the exponent's width), which holds the format's exponents
-  // and a sign. No signal: nothing. The shift does not change the exponent. Neither with gradual
-  // underflow, and no shift with `oneMore`.
+  // in; `exponentAddend`, as wide as the exponent, or 1 bit that is `raised` of the range (then no
+  // rounding carries out of the fraction), is still to be added to `exponent`, modulo 2^(the
+  // exponent's width), which holds the format's exponents and a sign. No signal: nothing. The shift
+  // does not change the exponent. Neither with gradual underflow, and no shift with `oneMore`.
   Signal leftShift{};
   Signal exponentAddend{};
   // Half of the last place of a number that `leftShift` of one bit, which there must be, moves is
