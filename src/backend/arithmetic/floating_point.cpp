@@ -311,9 +311,11 @@ Unrounded withKindInThreeBits(Builder& b, const Unrounded& x) {
 // Rounds and packs, and fills `flags` where they are wanted.
 Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
             const RoundingRule& rule, bool quietNaN, Flagged* flags) {
-  // A pattern that is known before the sum goes through it, in the tables that add.
-  const bool isKnown = unrounded.range && !flags && !rule.port &&
-                       (!unrounded.exponentAddend || unrounded.exponentAddend.width == 1);
+  // A pattern that is known before the sum goes through it, in the tables that add. Without a
+  // choice in the fraction's tables, tools put all that it depends on behind the late `raised`.
+  const bool isKnown =
+      unrounded.range && !flags && !rule.port &&
+      (!unrounded.exponentAddend || (unrounded.halfAdded && unrounded.exponentAddend.width == 1));
   const Unrounded x =
       unrounded.range && !flags && !isKnown ? withKindInThreeBits(b, unrounded) : unrounded;
   const auto scope = b.scope("round");
