@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <bitset>
+#include <cmath>
 #include <limits>
 #include <set>
 #include <unordered_map>
@@ -27,6 +28,9 @@ struct Cut {
   int count = 0;
   int depth = 0;
   double flow = 0;
+  double sharing = 0;  // readers of its leaves, on average
+  // Flows that differ by less are the same.
+  long roundedFlow() const { return std::lround(flow * 200); }
   std::span<const std::uint32_t> all() const {
     return std::span(leaves).first(static_cast<std::size_t>(count));
   }
@@ -111,9 +115,11 @@ class Mapper {
   void rate(Cut& cut) const {
     cut.depth = 0;
     cut.flow = weightOf(cut);
+    cut.sharing = 0;
     for (const std::uint32_t leaf : cut.all()) {
       cut.depth = std::max(cut.depth, depth[leaf] + 1);
       cut.flow += flow[leaf];
+      cut.sharing += expected[leaf] / cut.count;
     }
   }
 
@@ -133,7 +139,8 @@ class Mapper {
     std::ranges::sort(found, [&](const Cut& x, const Cut& y) {
       if (byDepth && x.depth != y.depth) return x.depth < y.depth;
       if ((x.depth <= latest) != (y.depth <= latest)) return x.depth <= latest;
-      if (x.flow != y.flow) return x.flow < y.flow;
+      if (x.roundedFlow() != y.roundedFlow()) return x.flow < y.flow;
+      if (x.sharing != y.sharing) return x.sharing > y.sharing;
       return x.depth != y.depth ? x.depth < y.depth : x.count < y.count;
     });
     if (found.size() > kKept) found.resize(kKept);
