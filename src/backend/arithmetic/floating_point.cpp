@@ -273,8 +273,8 @@ Outcome outcomeIf(Builder& b, const Unrounded& x, bool isRaised) {
   return outcomeOf(b, x, outOfRange(b, range, x.canOverflow));
 }
 
-Signal patternOf(Builder& b, Signal field, Signal regular, Signal top) {
-  return forced(b, masked(b, field, regular), top);
+Signal patternOf(Builder& b, Signal field, Signal keeps, Signal top) {
+  return forced(b, masked(b, field, keeps), top);
 }
 
 // `x` with its kind and range in three bits, so that little waits for what decides last, `raised`,
@@ -365,7 +365,7 @@ Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
   Signal outFraction =
       b.concat({b.slice(sum, 1, wF - 1), keptUnless(b, b.bitOf(sum, 0), clearsLast)});
   if (!isKnown) {
-    outField = patternOf(b, outField, regular, top);
+    outField = patternOf(b, outField, b.bitNot(isZero), top);
     outFraction = masked(b, outFraction, regular);
   }
   const Signal stopsShort = rule.port ? b.bitAnd(range.overflow, saturates(b, rule, x.sign)) : none;
