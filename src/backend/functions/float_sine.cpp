@@ -107,8 +107,8 @@ void stateBudget(const Request& request, const SineAccuracy& accuracy,
     return arithmetic::stateRounding(request.budgets, isNearest);
   }
   if (accuracy.isCorrect)
-    return state((isNearest ? 0.5 : 1) + std::ldexp(1.0, -kUnknownGap), "error",
-                 accuracy.guardBits, "rounding", isNearest ? 1 : 0);
+    return state((isNearest ? 0.5 : 1) + std::ldexp(1.0, -kUnknownGap), "error", accuracy.guardBits,
+                 "rounding", isNearest ? 1 : 0);
   if (ulps > 1) return state(ulps, "error", 0, "", 0);
   state(ulps, "error above", 0, "", 0);
   state(ulps, "error below", 1, "cut", 1);
