@@ -20,7 +20,12 @@ Signal anyOf(Builder& b, std::initializer_list<Signal> bits) { return b.reduceOr
 Signal masked(Builder& b, Signal x, Signal keep) { return b.bitAnd(x, b.replicate(keep, x.width)); }
 Signal forced(Builder& b, Signal x, Signal ones) { return b.bitOr(x, b.replicate(ones, x.width)); }
 
-// 1 when an overflow stops at the largest finite number.
+// A number modulo 2^width.
+Signal resized(Builder& b, Signal x, int width) {
+  return b.zeroExtend(b.slice(x, 0, std::min(x.width, width)), width);
+}
+
+// 1 when an overflow stops at the largest finite number, as the rounding port says.
 Signal saturates(Builder& b, const RoundingRule& rule, Signal sign) {
   return b.pick(rule.port, std::array{b.bit(false), b.bitNot(sign), sign, b.bit(true)});
 }
@@ -92,15 +97,6 @@ Unpacked unpack(Builder& b, Signal port, const FloatFormat& format, ZeroFields z
       b.concat({isRegular ? b.bit(true) : hidden, clears ? masked(b, fraction, hidden) : fraction});
   return x;
 }
-
-namespace {
-
-// The low bits of a number, or zeros above it.
-Signal resized(Builder& b, Signal x, int width) {
-  return b.zeroExtend(b.slice(x, 0, std::min(x.width, width)), width);
-}
-
-}  // namespace
 
 Unrounded settled(Builder& b, Unrounded x) {
   if (x.leftShift) {
@@ -273,6 +269,7 @@ Outcome outcomeIf(Builder& b, const Unrounded& x, bool isRaised) {
   return outcomeOf(b, x, outOfRange(b, range, x.canOverflow));
 }
 
+// An exponent field, zeros unless `keeps`, or the ones of infinities and NaNs where `top`.
 Signal patternOf(Builder& b, Signal field, Signal keeps, Signal top) {
   return forced(b, masked(b, field, keeps), top);
 }
@@ -328,7 +325,6 @@ Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
   LOAM_ASSERT(!x.exponentAddend || !format.gradual, "an addend without gradual underflow");
   const Signal exponent = x.range ? b.slice(x.exponent, 0, wE) : b.signExtend(x.exponent, width);
   const Signal addend = x.exponentAddend ? resized(b, x.exponentAddend, width) : b.zeros(width);
-  const Signal none = b.bit(false);
   Outcome outcome;
   Signal sum;
   if (isKnown) {
@@ -368,7 +364,8 @@ Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
     outField = patternOf(b, outField, b.bitNot(isZero), top);
     outFraction = masked(b, outFraction, regular);
   }
-  const Signal stopsShort = rule.port ? b.bitAnd(range.overflow, saturates(b, rule, x.sign)) : none;
+  const Signal stopsShort =
+      rule.port ? b.bitAnd(range.overflow, saturates(b, rule, x.sign)) : b.bit(false);
 
   // The largest finite number, where an overflow stops at it, is put in last.
   const Signal stops =
