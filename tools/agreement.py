@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Says how far our own figures agree with synthesis, for every operator, format and clock.
 
-  agreement.py PROGRAM [--quick] [--clocks 100,200,300,400] [--words TEXT] [--jobs N] >TABLE
+  agreement.py PROGRAM [--quick] [--clocks 100,200,300,400] [--words TEXT] [--jobs N] [--keep]
+               >TABLE
 
 Each row is a unit for TarnV, without valid, channel and data resets, synthesised by flow x of
 tools/synth_flow.sh. A row is a miss when
@@ -9,8 +10,9 @@ tools/synth_flow.sh. A row is a miss when
          for or, with a warning, of the one that it names)
   LUT    our estimate is more than 20 % and more than 8 look-up tables away
   DSP    or blocks are counted otherwise than flow x does, by more than 20 %
---quick takes the middle format only, --words lines that contain TEXT. The last line counts misses;
-the status is 1 when there are any.
+--quick takes the middle format only, --words lines that contain TEXT. --keep writes what synthesis
+found into measurements/synthesis.csv: beside what stands there, or, from a run over all rows, in its
+place. The last line counts misses; the status is 1 when there are any.
 """
 import argparse
 import concurrent.futures
@@ -50,6 +52,7 @@ def main():
     parser.add_argument("--clocks", default="100,200,300,400")
     parser.add_argument("--words", default="")
     parser.add_argument("--jobs", type=int, default=2)
+    parser.add_argument("--keep", action="store_true")
     arguments = parser.parse_args()
     program = os.path.realpath(arguments.program)
     asked = [(line, int(clock)) for line in synthesis.unit_lines(1 if arguments.quick else 3)
@@ -63,6 +66,9 @@ def main():
             print("| " + " | ".join(str(column) for column in columns) + " |", flush=True)
             for miss in found:
                 count[miss] = count.get(miss, 0) + 1
+    if arguments.keep:
+        synthesis.keep_measured(not arguments.quick and not arguments.words
+                                and arguments.clocks == parser.get_default("clocks"))
     print(f"\n{len(asked)} rows; misses: {count or 'none'}.")
     sys.exit(1 if count else 0)
 

@@ -2,7 +2,9 @@
 generated and put through flow x of synth_flow.sh, and through its flow n, which has no DSP blocks.
 
 What synthesis found is kept in the folder that SYNTHESIS_CACHE names, or build/synthesis: a file
-for each different circuit, flow, flow script and yosys."""
+for each different circuit, flow, flow script and yosys. measurements/synthesis.csv holds what took
+hours to find, so that it need not be found again on the next machine."""
+import csv
 import dataclasses
 import functools
 import hashlib
@@ -21,6 +23,7 @@ GENERATION_SECONDS = 300
 TOOLS = os.path.dirname(os.path.realpath(__file__))
 FLOW = os.path.join(TOOLS, "synth_flow.sh")
 CACHE = os.environ.get("SYNTHESIS_CACHE") or os.path.join(os.path.dirname(TOOLS), "build/synthesis")
+MEASURED = os.path.join(os.path.dirname(TOOLS), "measurements/synthesis.csv")
 
 
 def unit_lines(formats=3):
@@ -72,8 +75,42 @@ def flow_identity():
         return file.read() + version
 
 
+# So much of a digest tells circuits apart in the file of measurements.
+DIGITS = 20
+
 # The columns of a flow's figures in the row of synth_flow.sh, ns last.
 FIGURES_OF_FLOW = {"x": slice(7, 14), "n": slice(14, 17)}
+
+
+@functools.cache
+def measured():
+    """The rows of measurements/synthesis.csv by circuit, as texts."""
+    try:
+        with open(MEASURED, newline="", encoding="utf-8") as file:
+            return {key: figures for key, *figures in list(csv.reader(file))[1:]}
+    except OSError:
+        return {}
+
+
+# What this run has looked up in flow x.
+seen = {}
+
+
+def keep_measured(replace):
+    """Writes what this run has looked up beside what stands in measurements/synthesis.csv, or in its
+    place."""
+    rows = {**({} if replace else measured()), **seen}
+    with tempfile.NamedTemporaryFile("w", dir=os.path.dirname(MEASURED), delete=False, newline="",
+                                     encoding="utf-8") as file:
+        table = csv.writer(file, lineterminator="\n")
+        table.writerow("circuit LUT CARRY4 FF SRL DSP RAM18 ns".split())
+        table.writerows([key, *rows[key]] for key in sorted(rows))
+    os.chmod(file.name, 0o644)
+    os.replace(file.name, MEASURED)
+
+
+def numbers_of(cells):
+    return [*(int(cell) for cell in cells[:-1]), float(cells[-1])]
 
 
 def figures_of(verilog, flow="x"):
@@ -83,7 +120,15 @@ def figures_of(verilog, flow="x"):
         # Comments name the line that made the circuit, and others may make the same one.
         code = b"".join(line for line in file if not line.lstrip().startswith(b"//"))
     key = hashlib.sha256(flow_identity() + code + (b"" if flow == "x" else flow.encode())).hexdigest()
-    kept = os.path.join(CACHE, key + ".json")
+    figures = numbers_of(measured()[key[:DIGITS]]) if key[:DIGITS] in measured() else synthesis_of(
+        verilog, flow, os.path.join(CACHE, key + ".json"))
+    if flow == "x" and not isinstance(figures, str):
+        seen[key[:DIGITS]] = figures
+    return figures
+
+
+def synthesis_of(verilog, flow, kept):
+    """The figures that the file `kept` holds, or those of a run of the flow, which then stand there."""
     try:
         with open(kept, encoding="utf-8") as file:
             return json.load(file)
@@ -93,7 +138,7 @@ def figures_of(verilog, flow="x"):
                           capture_output=True, text=True, check=False).stdout
     cells = [cell.strip() for cell in text.strip().strip("|").split("|")][FIGURES_OF_FLOW[flow]]
     try:
-        figures = [*(int(cell) for cell in cells[:-1]), float(cells[-1])]
+        figures = numbers_of(cells)
     except (ValueError, IndexError):
         return "not synthesised: " + text.strip()[:100]
     os.makedirs(CACHE, exist_ok=True)
