@@ -365,6 +365,20 @@ TEST(Alignment, MovesFromTablesToDspBlocksOnRequest) {
   }
 }
 
+// Its line and the report stand there indented by four.
+TEST(Readme, ShowsWhatItsExamplePrints) {
+  std::ifstream file(CMDGAUGE_SOURCE "/README.md");
+  std::string line, words, shown;
+  while (std::getline(file, line)) {
+    const std::string text = line.starts_with("    ") ? line.substr(4) : "";
+    if (words.empty() && text.starts_with("$ cmdGauge ")) words = text.substr(11);
+    if (text.starts_with("Estimated") || !shown.empty()) shown += text + "\n";
+    if (text == "@@end") break;
+  }
+  ASSERT_THAT(words, HasSubstr("-printMachineReadable"));
+  EXPECT_THAT(run(words).out, HasSubstr(shown));
+}
+
 TEST(Files, AreLeftOutOnRequest) {
   const Folder folder;
   EXPECT_EQ(program::run(folder, "FPAdd 5 10 -noFileGenerate").status, 0);
