@@ -81,8 +81,8 @@ util::Result<Scheduled> scheduleGraph(const graph::Graph& graph, const device::D
                                       const ScheduleOptions& options);
 
 // The same for a graph whose cycles are known, which computes what `before` does as `options` ask;
-// nothing unless it keeps the period that `before` was built for, costs less and has no more
-// register bits (outside blocks; `bitsBefore`: what `before` has).
+// nothing unless it keeps the period that `before` was built for, costs clearly less and has no
+// more register bits (outside blocks; `bitsBefore`: what `before` has).
 std::optional<Scheduled> cheaperThan(const Scheduled& before, long bitsBefore,
                                      const graph::Graph& graph, const device::Device& device,
                                      Schedule schedule, const ScheduleOptions& options);
