@@ -77,9 +77,6 @@ the clock.
 
 # What was tried where a figure stands above ours, and why it does.
 NOTES = """
-- `FPAddInFPLibOutFPLib 5 10`: one table above the figure, with a way through that is 20 % shorter. A
-  register of the first shift that is cleared where the operand is far away, in place of the mask in
-  front of the sum, takes six tables fewer; masks are not moved across registers yet.
 - `FPMul 8 23`: its ports are IEEE's, the figure's carry two bits that tell zero, infinity and NaN.
   What reads those off takes 18 tables; the patterns of zeros and infinities are put in by the tables
   that round, as both outcomes are known before the product's top bit chooses.

@@ -36,6 +36,8 @@ std::vector<bool> liveNodes(const Graph& graph) {
   return live;
 }
 
+}  // namespace
+
 Signal copyOf(Builder& b, const Graph& graph, NodeId id, std::span<const Signal> x) {
   const Node& node = graph.node(id);
   switch (node.op) {
@@ -99,9 +101,7 @@ Signal copyOf(Builder& b, const Graph& graph, NodeId id, std::span<const Signal>
   LOAM_ASSERT(false, "a node that is not a port");
 }
 
-}  // namespace
-
-Graph rebuilt(const Graph& graph, const Rewrite& rewrite) {
+Graph rebuilt(const Graph& graph, const Rewrite& rewrite, std::span<const NodeId> order) {
   Graph result;
   Builder b(result);
   b.copyScopes(graph);
@@ -112,16 +112,17 @@ Graph rebuilt(const Graph& graph, const Rewrite& rewrite) {
   const std::vector<bool> live = liveNodes(graph);
   std::vector<Signal> operands;
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
-    const NodeId id{i};
-    if (!live[i]) continue;
-    if (!made[i]) {
+    const NodeId id = order.empty() ? NodeId{i} : order[i];
+    if (!live[id.index]) continue;
+    Signal& own = made[id.index];
+    if (!own) {
       operands.clear();
       for (const NodeId operand : graph.operands(id)) operands.push_back(made[operand.index]);
       b.enterScope(graph.node(id).scope);
-      made[i] = rewrite(b, graph, id, operands);
-      if (!made[i]) made[i] = copyOf(b, graph, id, operands);
+      own = rewrite(b, graph, id, operands);
+      if (!own) own = copyOf(b, graph, id, operands);
     }
-    if (const auto name = graph.nameOf(id); !name.empty()) b.name(made[i], std::string(name));
+    if (const auto name = graph.nameOf(id); !name.empty()) b.name(own, std::string(name));
   }
   for (const graph::State& state : graph.states())
     if (live[state.node.index]) b.setNext(made[state.node.index], made[state.next.index]);

@@ -10,6 +10,7 @@
 
 #include "backend/device/families.h"
 #include "backend/kiln/attributes.h"
+#include "backend/mapping/early_masks.h"
 #include "backend/mapping/mapping.h"
 #include "backend/model/diagnostics.h"
 #include "backend/model/files.h"
@@ -206,6 +207,25 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
     wanted.latency = minimum;
     schedule();
   }
+  moveMasks(wanted);
+}
+
+// Where registers can do for nothing what tables do behind them. As that may save registers, other
+// strategies leave it, so that none has fewer than the one with the fewest.
+void CSynthSingleEntity::moveMasks(const schedule::ScheduleOptions& asked) {
+  if (asked.strategy != schedule::Strategy::kFewestRegisters) return;
+  const device::Device& device = *settings.device;
+  auto moved = mapping::withEarlyMasks(mapped, scheduled->schedule.cycleByNode);
+  if (!moved) return;
+  auto better = schedule::cheaperThan(
+      *scheduled, schedule::registerBitsOutsideBlocks(mapped, device, scheduled->schedule),
+      moved->graph, device, {std::move(moved->cycleByNode), scheduled->schedule.cycleByOutput},
+      asked);
+  if (!better) return;
+  mapped = std::move(moved->graph);
+  scheduled = std::move(*better);
+  log("masks moved before registers, which do them as clears\n");
+  log(scheduleText(mapped, *scheduled, nameOf(asked.strategy)));
 }
 
 // Units plan by estimates; where more than an ulp is allowed, a faithful circuit may still be the

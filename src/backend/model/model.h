@@ -120,6 +120,7 @@ class CSynthSingleEntity : public CSynth {
   std::vector<std::string> headerLines() const;
   std::vector<std::string> budgetLines() const;
   void buildCheapest(functions::Request asked);
+  void moveMasks(const schedule::ScheduleOptions& asked);
   double unprovenPromise() const;
   void warnOfUnproven() const;
 

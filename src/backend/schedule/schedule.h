@@ -80,6 +80,13 @@ device::Picoseconds coverPeriod(const ScheduleOptions& options);
 util::Result<Scheduled> scheduleGraph(const graph::Graph& graph, const device::Device& device,
                                       const ScheduleOptions& options);
 
+// The same for a graph whose cycles are known, which computes what `before` does as `options` ask;
+// nothing unless it keeps the period that `before` was built for, costs clearly less and has no
+// more register bits (outside blocks; `bitsBefore`: what `before` has).
+std::optional<Scheduled> cheaperThan(const Scheduled& before, long bitsBefore,
+                                     const graph::Graph& graph, const device::Device& device,
+                                     Schedule schedule, const ScheduleOptions& options);
+
 // Bits of all states and of all registers between stages, each value counted once however many
 // readers it has.
 long registerBits(const graph::Graph& graph, const Schedule& schedule);
