@@ -26,6 +26,14 @@ int setupBefore(const Graph& graph, const device::Device& device, NodeId product
   return static_cast<int>(std::lround(inside * device.setup().value / family.setup));
 }
 
+// True where no more than one word stands among constants: a register of each of several words is
+// none that a block takes.
+bool isOneRun(const Graph& graph, std::span<const NodeId> parts) {
+  return std::ranges::count_if(parts, [&](NodeId part) {
+           return !isLiteral(graph.node(part)) && graph.node(part).op != Op::kReplicate;
+         }) <= 1;
+}
+
 }  // namespace
 
 StageModel::StageModel(const Graph& graph, const device::Device& device, device::Picoseconds period)
@@ -60,7 +68,7 @@ void StageModel::findLaterSetups(int period) {
         int& own = before[operands[static_cast<std::size_t>(operand)].index];
         own = std::max(own, setupBefore(graph, device, id, operand) - setup);
       }
-    else if (isWiring(graph.node(id)))
+    else if (isWiring(graph.node(id)) && isOneRun(graph, operands))
       for (const NodeId operand : operands)
         before[operand.index] = std::max(before[operand.index], before[i]);
   }
@@ -69,8 +77,12 @@ void StageModel::findLaterSetups(int period) {
   for (std::uint32_t i = 0; i < graph.size(); ++i) {
     if (isBlock({i}) || isLiteral(graph.nodes()[i])) continue;
     laterSetup[i] = before[i];
-    if (aloneStage({i}) > period) laterSetup[i] = 0;
   }
+  // Where even a stage of its own leaves no time for that, a step cannot be placed better.
+  for (std::uint32_t i = 0; i < graph.size(); ++i)
+    if (const NodeId root = cover.rootOf({i});
+        laterSetup[root.index] > 0 && (aloneStage(root) > period || aloneStage({i}) > period))
+      laterSetup[root.index] = 0;
 }
 
 int StageModel::aloneStage(NodeId node) const {
