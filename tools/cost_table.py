@@ -89,8 +89,6 @@ NOTES = """
   are through in three fifths of the time.
 - `FPMultAdd`: likewise 150 MHz in the figure; ten stages that hold 300 MHz take 5 % longer in all,
   with 10 % fewer tables.
-- `FPLn 11 52`: above the period. With correct rounding tools move the register before a product into
-  the block, where setup takes 324 ps and our stages allow 109.
 """
 
 

@@ -17,19 +17,12 @@ struct Group {
   Signal count;  // leading zeros in the group
 };
 
-// For four bits, top first: the index of the first 1 (3 when only the last can be).
-util::MPZ firstOneTable() {
-  util::MPZ table;
-  for (unsigned bits = 0; bits < 16; ++bits) {
-    const unsigned index = bits == 0 ? 3 : static_cast<unsigned>(std::countl_zero(bits)) - 28;
-    table = table | (util::MPZ(index) << (2 * bits));
-  }
-  return table;
-}
-
+// Of four bits, the top one first, the index of the first 1; 3 when only the last can be. As gates:
+// table mappers, which count a function of eight inputs as one level, make slow chains of those
+// where it is the index of a table.
 Signal firstOne(Builder& b, Signal four) {
-  static const util::MPZ table = firstOneTable();
-  return b.lut(four, table, 2);
+  const Signal high = b.bitNot(b.bitOr(b.bitOf(four, 3), b.bitOf(four, 2)));
+  return b.concat({high, b.bitNot(b.select(high, b.bitOf(four, 1), b.bitOf(four, 3)))});
 }
 
 }  // namespace

@@ -14,7 +14,8 @@ namespace {
 //   additions       32, 64 and 128 bits 1784, 2696 and 4520; a third addend 404 more
 //   comparisons     8, 32 and 64 bits 1190, 1555 and 1897
 //   registers       clock to output 303, setup with an enable 109, of a clear 404
-//   DSP             input setup 1416 with a product register and 2739 with an output register;
+//   DSP             input setup 254 with a register at the wide operand and 324 at the narrow one,
+//                   1416 with a product register and 2739 with an output register;
 //                   output 1671 from the product register, 329 from the output register; product
 //                   registers through the next block's adder to its pins 2900
 //   memory          index setup 566; output 2454 from the read, 882 from an output register
@@ -44,6 +45,8 @@ constexpr Family kTarnV{
     .dspToRegister = 1416 - 109,
     .dspFromInnerRegister = 1671,
     .dspFromRegister = 329,
+    .dspWideSetup = 254,
+    .dspNarrowSetup = 324,
     .dspSum = 1230,
     .lutPerDsp = 120,
     .lutPerFurtherDsp = 280,
@@ -88,8 +91,8 @@ constexpr Family modelled(const Model& model) {
        {&Family::sumPerBit, &Family::thirdAddend, &Family::lessPerBit, &Family::routePerDoubling,
         &Family::clockToOutput, &Family::setup, &Family::clearSetup, &Family::dspProduct,
         &Family::dspToRegister, &Family::dspFromInnerRegister, &Family::dspFromRegister,
-        &Family::dspSum, &Family::memoryToRegister, &Family::memoryFromRegister,
-        &Family::memoryFromOutput})
+        &Family::dspWideSetup, &Family::dspNarrowSetup, &Family::dspSum, &Family::memoryToRegister,
+        &Family::memoryFromRegister, &Family::memoryFromOutput})
     family.*figure *= model.speed;
   family.dsp = model.dsp;
   family.memoryBits = model.memoryBits;

@@ -48,9 +48,11 @@ struct Family {
   double dspToRegister = 0;         // operands to the register inside the block, its setup excluded
   double dspFromInnerRegister = 0;  // from there to the product's pins
   double dspFromRegister = 0;       // the same with a second register at the pins
-  double dspSum = 0;                // from a product's pins through the adder of the next block
-  double lutPerDsp = 0;             // look-up tables that each of a product's first two is worth
-  double lutPerFurtherDsp = 0;      // and each further one
+  double dspWideSetup = 0;          // of a register inside at the wide operand, and at the narrow
+  double dspNarrowSetup = 0;
+  double dspSum = 0;            // from a product's pins through the adder of the next block
+  double lutPerDsp = 0;         // look-up tables that each of a product's first two is worth
+  double lutPerFurtherDsp = 0;  // and each further one
 
   int memoryBits = 0;             // of one memory block
   int memoryWidth = 0;            // its widest word

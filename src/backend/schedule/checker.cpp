@@ -144,7 +144,8 @@ class Analysis {
     }
     for (const graph::State& state : graph.states())
       if (!isLiteral(graph.node(state.next)))
-        endStage(times[state.next.index].result.last(), state.next, schedule.cycleOf(state.next));
+        endStage(times[state.next.index].result.last() + model.laterSetup[state.next.index],
+                 state.next, schedule.cycleOf(state.next));
   }
 
   // Choices of constants right before registers.
@@ -228,8 +229,8 @@ class Analysis {
     }
     own.result = model.bits.through(id, start);
     if (!isWiring(node))
-      own.atRegister =
-          model.isBlock(id) ? start.last() + model.delayToRegister[id.index] : own.result.last();
+      own.atRegister = model.isBlock(id) ? start.last() + model.delayToRegister[id.index]
+                                         : own.result.last() + model.laterSetup[id.index];
     if (model.isBlock(id)) own.productCycle = cycle, own.product = id;
     return own;
   }

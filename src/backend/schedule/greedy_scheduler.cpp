@@ -104,7 +104,8 @@ class Greedy {
   Place placeOfWiring(NodeId id) const {
     Place place{.cycle = earliestCycle(id)};
     place.arrival = arrivalAt(id, place.cycle);
-    while (model.isNext(id) && place.arrival.last() > request.period - model.setup)
+    const int latest = request.period - model.setup - model.laterSetup[id.index];
+    while (model.isNext(id) && place.arrival.last() > latest)
       place.arrival = arrivalAt(id, ++place.cycle);
     seeThrough(id, place);
     return place;
@@ -154,7 +155,8 @@ class Greedy {
       if (graph.node(id).op != Op::kState) {
         place.arrival = arrivalAt(id, cycle);
         // Of what a cluster computes inside, nothing but the bits that its root reads counts.
-        if (!model.cover.isInner(id) && place.arrival.last() > request.period - model.setup)
+        if (!model.cover.isInner(id) &&
+            place.arrival.last() + model.laterSetup[id.index] > request.period - model.setup)
           return false;
         if (model.isBlock(id)) place.blockCycle = cycle, place.block = id;
         if (isWiring(graph.node(id))) seeThrough(id, place);

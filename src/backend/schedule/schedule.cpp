@@ -85,8 +85,9 @@ IndivisibleStep slowestStep(const StageModel& model) {
           lastOperand[id.index] = operand;
         own = later(own, behind);
       }
-      if (own.last() + model.setup <= slowest.stage) continue;
-      slowest = {.stage = own.last() + model.setup, .nodes = {}, .isLoop = true};
+      const int stage = own.last() + model.laterSetup[id.index] + model.setup;
+      if (stage <= slowest.stage) continue;
+      slowest = {.stage = stage, .nodes = {}, .isLoop = true};
       end = id;
     }
   }

@@ -44,6 +44,8 @@ class StageModel {
   const graph::Loops loops;          // and clusters, which are placed as one as well
   std::vector<int> delay;            // by node, to a reader in the same stage
   std::vector<int> delayToRegister;  // to a register right behind
+  // What the register behind a node takes beyond `setup`, as a product's block may take it in.
+  std::vector<int> laterSetup;
 
   // From the clock to a node's result behind `registers` >= 1 registers.
   int fromRegister(graph::NodeId node, int registers) const {
@@ -58,14 +60,16 @@ class StageModel {
   device::BitTimes start() const { return {.level = clockToOutput}; }
   // When a register behind the node can take it.
   int end(graph::NodeId node, const device::BitTimes& operands) const {
-    return isBlock(node) && !isNext(node) ? operands.last() + delayToRegister[node.index]
-                                          : bits.through(node, operands).last();
+    return isBlock(node) && !isNext(node)
+               ? operands.last() + delayToRegister[node.index]
+               : bits.through(node, operands).last() + laterSetup[node.index];
   }
   // From the times of the operands to the end of a stage at that register, setup included.
   device::BitTimes tail(graph::NodeId node) const {
     const int own = delayToRegister[node.index] + setup;
+    const int before = setup + laterSetup[node.index];
     return isBlock(node) && !isNext(node) ? device::BitTimes{own, own}
-                                          : bits.before(node, {setup, setup});
+                                          : bits.before(node, {before, before});
   }
   // True for what some state takes next.
   bool isNext(graph::NodeId node) const { return isNextByNode[node.index]; }
@@ -73,6 +77,8 @@ class StageModel {
   int aloneStage(graph::NodeId node) const;
 
  private:
+  void findLaterSetups(int period);
+
   std::vector<bool> isNextByNode;
 };
 
