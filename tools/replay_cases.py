@@ -249,7 +249,7 @@ def exhaustive(word, settings):
         settings = dict(settings, further=settings["further"][:2])
         formats, ranges = formats[:1], []
     elif word.startswith("FPAddSub") or word in (*SELECTED, *SELECTING):  # a select: twice as many
-        formats, ranges = formats[:2], ["0 60"]  # and it takes the range, too
+        formats, ranges = formats[:2], ["0 30"]  # and it takes the range, too
     elif word in ("FPMultAdd", "FPMultSub"):  # three numbers
         formats, ranges = formats[:1], ["3 14"]
     return [dict(settings, parameters=formats, tests=[whole] + [
@@ -293,7 +293,7 @@ def further(word, settings):
             tests.append("-testbench 20 -handTesting")
         if word in ("FPMultAdd", "FPMultSub"):
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
-        elif word in UNARY or word in FUNCTIONS:
+        elif word in (*UNARY, *FUNCTIONS, "FPConstMult"):
             tests.append("-testbench 20 -injectTestVector 1 -2.5")
         elif word in SELECTING:
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")
@@ -330,6 +330,7 @@ def halves(word, _):
         return []
     ways = [subnormals + rounding for subnormals in ("", "-subnormals 1 ") for rounding in CORRECT]
     return [dict(parameters=["5 10", "8 7"], rounding=[way.strip() for way in ways],
+                 frequency=["-frequency 300"], language=["-lang VHDL"],
                  tests=["-testbench 10 -exhaustiveTests"])]
 
 
