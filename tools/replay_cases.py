@@ -241,8 +241,6 @@ def exhaustive(word, settings):
     formats, ranges = small(word), []
     if word.startswith("FP") and word not in CONVERSIONS and word != "FPAcc":
         ranges = ["20 51", "700 2400"]
-    elif not word.startswith("FP") and word not in CONVERSIONS and special(word, settings):
-        return []  # these are their special cases
     if word == "FPLdExp":  # both numbers and the scale are run through
         settings, ranges = dict(settings, further=["3", "6"]), ["0 60"]
     elif word in ("FPAddN", "FPFusedMultiFunction"):  # patterns of all numbers together
@@ -266,20 +264,16 @@ def special(word, settings):
     return [dict(settings, tests=["-testbench 10 -specialCaseTests"])]
 
 
-# The sweeps of sums and products with floating outputs alone. Their rows have the number rounded to
-# nearest, or both faithful ones whatever the bound.
-NO_SWEEPS = {"FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", *DRAWN_ONLY,
-             "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", "FPDiv", *UNARY, *ORDERING,
-             *SELECTING, *SELECTED, *FUNCTIONS, *CONVERSIONS}
-
-
 def sweeps(word, settings):
-    if word in NO_SWEEPS or not word.startswith("FP") or word.startswith("FPAddSub"):
-        return []
-    tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
-             "-testbench 20 -nearZeroTests"]
-    if word.startswith("FPMul"):
+    """Of sums and products with two floating inputs and one output. Their rows have the number
+    rounded to nearest, or both faithful ones whatever the bound."""
+    if word in ("FPMul", "FPMulOutFPLib"):
         tests = ["-testbench 40 -nearZeroTests"]
+    elif word.startswith(("FPAdd", "FPSub")) and not word.startswith(("FPAddSub", "FPAddN")):
+        tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
+                 "-testbench 20 -nearZeroTests"]
+    else:
+        return []
     return [dict(settings, rounding=CORRECT, tests=tests)]
 
 

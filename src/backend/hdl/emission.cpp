@@ -65,11 +65,12 @@ std::string simulationScript(const Design& design, LANGUAGE language) {
   const bool isVerilog = language == LANGUAGE_VERILOG;
   const std::string bench = Names().claim(design.name + "_atb");
   const std::string commands =
-      isVerilog ? "  iverilog -g2005 -o \"$build/bench\" @name@.v @name@_atb.v &&\n"
-                  "    vvp -n \"$build/bench\"\n"
-                : "  cd \"$build\" &&\n"
-                  "    ghdl -a --std=08 \"$here/@name@.vhd\" \"$here/@name@_atb.vhd\" &&\n"
-                  "    ghdl --elab-run --std=08 @bench@ \"-gfolder=$here/\" --ieee-asserts=disable\n";
+      isVerilog
+          ? "  iverilog -g2005 -o \"$build/bench\" @name@.v @name@_atb.v &&\n"
+            "    vvp -n \"$build/bench\"\n"
+          : "  cd \"$build\" &&\n"
+            "    ghdl -a --std=08 \"$here/@name@.vhd\" \"$here/@name@_atb.vhd\" &&\n"
+            "    ghdl --elab-run --std=08 @bench@ \"-gfolder=$here/\" --ieee-asserts=disable\n";
   const std::map<std::string, std::string> names{{"name", design.name}, {"bench", bench}};
   return filled(kScript, {{"name", design.name},
                           {"tool", isVerilog ? "Icarus" : "GHDL"},
