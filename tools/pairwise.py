@@ -5,10 +5,10 @@ values that each may take; all have the same settings in the same order. What on
 another setting is said by alternatives: a pair of values is wanted when some alternative has both,
 and a case belongs to an alternative.
 
-The method is a greedy one: a case begins with the wanted pair that can go into the fewest
-alternatives, is filled up with the value that meets most of what is still wanted, in several
-random orders of the settings, and the best of these cases stays. Of several covers the shortest is
-taken."""
+The method is a greedy one (after D. M. Cohen et al., IEEE Trans. Software Eng. 23(7), 1997): a case begins with the wanted pair that can go into the fewest
+alternatives, is filled up with the values that meet most of what is still wanted, in several random
+orders of the settings, and the best of these cases stays. Of several covers the shortest is taken;
+over all words it is a tenth above the product of the two largest settings that go together."""
 import itertools
 import random
 
