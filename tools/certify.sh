@@ -4,7 +4,7 @@
 #   in wide formats, a million inputs of each in double precision;
 #   all patterns of 16-bit formats through the C++ models of functions, then through their VHDL;
 #   the full replay: a pairwise cover of formats, settings, device families, languages and kinds of
-#   vectors for every operator word, and one for the model flow; an hour or so of one core;
+#   vectors for every operator word, and one for the model flow: an hour of one core;
 #   the functions of single precision, all 2^32 inputs (tools/exhaustive.py), in docs/accuracy.md.
 #   certify.sh PROGRAM FOLDER
 # Each case is one command with one result file under FOLDER; a run that was stopped goes on where it
