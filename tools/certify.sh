@@ -7,15 +7,15 @@
 #   vectors for every operator word, and one for the model flow: an hour of one core;
 #   the functions of single precision, all 2^32 inputs (tools/exhaustive.py), in docs/accuracy.md.
 #   certify.sh PROGRAM FOLDER
-# Each case is one command with one result file under FOLDER; a run that was stopped goes on where it
-# was (delete FOLDER to begin anew, as one must when the cases are others). JOBS at a time, 2 unless
-# the environment says otherwise. Ends with a summary in FOLDER/summary.txt; status 0 only when
-# every case passed.
+# Each case is one command, what it prints is kept in FOLDER/verdicts.txt; a run that was stopped
+# goes on where it was (delete FOLDER to begin anew, as one must when the cases are others). JOBS at
+# a time, 2 unless the environment says otherwise. Ends with a summary in FOLDER/summary.txt; status
+# 0 only when every case passed.
 set -eu
 here=$(dirname "$(realpath "$0")")
 program=$(realpath "$1")
 built=$(dirname "$program")
-mkdir -p "$2/results"
+mkdir -p "$2"
 folder=$(realpath "$2")
 jobs=${JOBS:-2}
 if [ -w /dev/shm ]; then  # many small files
@@ -50,15 +50,16 @@ mv "$folder/cases.new" "$folder/cases.txt"
 total=$(wc -l <"$folder/cases.txt")
 echo "$total cases, $jobs at a time"
 parallel --will-cite --jobs "$jobs" --resume-failed --joblog "$folder/jobs.log" \
-  --results "$folder/results/{#}" :::: "$folder/cases.txt" |
-  awk -v total="$total" '
+  :::: "$folder/cases.txt" | tee -a "$folder/verdicts.txt" |
+  awk -v total="$total" -v log_file="$folder/jobs.log" '
     $1 != "ok" {print; fflush()}
-    ++n % 20 == 0 {printf "%d more done, of %d cases in all\n", n, total; fflush()}' || true
+    ++n % 20 == 0 {
+      system("echo $(($(wc -l <\"" log_file "\") - 1)) of " total " cases done")
+    }' || true
 # A case that was run again stands in the log twice.
 awk -F '\t' 'NR > 1 {status[$1] = $7; command[$1] = $9}
   END {for (k in status) if (status[k] != 0) print "FAILED " command[k]}' "$folder/jobs.log" \
   >"$folder/failed.txt"
-find "$folder/results" -name '*[0-9]' -exec cat {} + >"$folder/verdicts.txt"
 exhaustive=$folder/exhaustive
 accuracy_passed=yes
 "$here/exhaustive.py" prepare "$program" "$exhaustive"
