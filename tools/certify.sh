@@ -51,11 +51,11 @@ total=$(wc -l <"$folder/cases.txt")
 echo "$total cases, $jobs at a time"
 parallel --will-cite --jobs "$jobs" --resume-failed --joblog "$folder/jobs.log" \
   :::: "$folder/cases.txt" | tee -a "$folder/verdicts.txt" |
-  awk -v total="$total" -v log_file="$folder/jobs.log" '
-    $1 != "ok" {print; fflush()}
-    ++n % 20 == 0 {
-      system("echo $(($(wc -l <\"" log_file "\") - 1)) of " total " cases done")
-    }' || true
+  while read -r verdict of; do
+    [ "$verdict" = ok ] || echo "$verdict $of"
+    said=$((${said:-0} + 1))
+    [ $((said % 20)) != 0 ] || echo "$(($(wc -l <"$folder/jobs.log") - 1)) of $total cases done"
+  done || true
 # A case that was run again stands in the log twice.
 awk -F '\t' 'NR > 1 {status[$1] = $7; command[$1] = $9}
   END {for (k in status) if (status[k] != 0) print "FAILED " command[k]}' "$folder/jobs.log" \
