@@ -5,9 +5,9 @@ For each operator word a pairwise cover of its settings: any two values of any t
 together meet in at least one line, which is asserted; the number of lines and of pairs goes to the
 error output. Settings of a floating-point word: format, further words, subnormals, rounding,
 pipelining, frequency, device family, speed grade, language and the options that select the vectors;
-of an integer word: the same without subnormals, with widths in place of formats. Not every format
-or rounding goes with each selection of vectors: functions below say which and why. The same lines
-on every run.
+of an integer word: the same without subnormals, with widths in place of formats. Kind `vectors` has
+enable and the other options for ports besides. Not every format, rounding or port goes with each
+selection of vectors: functions below say which and why. The same lines on every run.
 
   replay_cases.py [--kind KIND] [--spread N] [--list] [WORD ...]
 
@@ -333,16 +333,31 @@ KINDS = {"random": drawn, "exhaustive": exhaustive, "special": special, "sweeps"
 VECTORS = ["random", "exhaustive", "special", "sweeps", "further"]
 
 
+def interfaces(word, tests):
+    found = ["", "-subcomponents", "-noChanValid -dontCareOnReset"]
+    if word != "FPFoldedALUNR":  # whose cycles are fixed
+        found.append("-wrapper")
+    # Rows that stall, or have outputs of different latencies, are made of random and exhaustive
+    # vectors only.
+    if any(kind in tests for kind in ("-randomTests", "-exhaustiveTests", "-allTests")):
+        found.append("-enable")
+        if word not in DRAWN_ONLY:  # which have one file for all outputs
+            found.append("-splitOutputPorts")
+    return found
+
+
 def alternatives(kind, word, settings):
     """What the cases of a word are drawn from, as pairwise.py has it: settings for each selection
-    of vectors."""
-    return [dict(selected, tests=[tests]) for one in (VECTORS if kind == "vectors" else [kind])
+    of vectors; with all of them those for the ports, too."""
+    ports = interfaces if kind == "vectors" else lambda *_: [""]
+    return [dict(selected, tests=[tests], interface=ports(word, tests))
+            for one in (VECTORS if kind == "vectors" else [kind])
             for selected in KINDS[one](word, settings) for tests in selected["tests"]]
 
 
 def line(word, case):
     parts = [case.get("language"), case.get("family"), case.get("grade"), case.get("frequency"),
-             case.get("pipelining"), case.get("subnormals"), case["rounding"], case["tests"],
+             case.get("interface"), case.get("pipelining"), case.get("subnormals"), case["rounding"], case["tests"],
              case.get("word", word), case["parameters"], case.get("further")]
     return " ".join(part for part in parts if part)
 
