@@ -340,9 +340,7 @@ def interfaces(word, tests):
     # Rows that stall, or have outputs of different latencies, are made of random and exhaustive
     # vectors only.
     if any(kind in tests for kind in ("-randomTests", "-exhaustiveTests", "-allTests")):
-        found.append("-enable")
-        if word not in DRAWN_ONLY:  # which have one file for all outputs
-            found.append("-splitOutputPorts")
+        found += ["-enable", "-splitOutputPorts"]
     return found
 
 
