@@ -1,9 +1,13 @@
 #!/bin/sh
 # One replay: generates the unit of a command line, has the simulator replay its vectors.
 #   replay.sh PROGRAM WORDS...
-# Prints "ok ROWS-LINE | WORDS" or "FAILED reason | WORDS"; status 0 only when every row passed.
+# Prints "ok ROWS-LINE | WORDS" or "FAILED reason | WORDS"; status 0 only when rows were compared and
+# every one passed.
 set -u
-program=$(realpath "$1")
+case $1 in
+  /*) program=$1 ;;
+  *) program=$PWD/$1 ;;
+esac
 shift
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
@@ -19,4 +23,8 @@ timeout 300 "$program" $words >generator.log 2>generator.err ||
   fail "generator: $(tail -n 1 generator.err)"
 timeout 900 ./topModel/simulate.sh >simulation.log 2>&1 ||
   fail "simulator: $(tail -n 3 simulation.log | tr '\n' ';')"
-echo "ok $(tail -n 1 simulation.log) | $words"
+while read -r line; do verdict=$line; done <simulation.log
+case $verdict in
+  "0 rows"*) fail "simulator: no row was compared" ;;
+esac
+echo "ok $verdict | $words"

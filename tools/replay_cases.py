@@ -1,30 +1,34 @@
 #!/usr/bin/env python3
 """Writes command lines whose vector files a simulator is to replay, one a line.
 
-For each operator word a pairwise cover of its settings: any two values of any two settings meet in
-at least one line.  Settings of a floating-point word: format, further words, subnormals, rounding,
-pipelining, frequency, language; of an integer word: width, further words, rounding, pipelining,
-frequency, language; and, where a kind has several, the options that select the vectors.  The same
-lines on every run.
+For each operator word a pairwise cover of its settings: any two values of any two settings that go
+together meet in at least one line, which is asserted; the number of lines and of pairs goes to the
+error output. Settings of a floating-point word: format, further words, subnormals, rounding,
+pipelining, frequency, device family, speed grade, language and the options that select the vectors;
+of an integer word: the same without subnormals, with widths in place of formats. Kind `vectors` has
+enable and the other options for ports besides. Not every format, rounding or port goes with each
+selection of vectors: functions below say which and why. The same lines on every run.
 
-  replay_cases.py [--kind KIND] [--rows N] [--spread N] [WORD ...]
+  replay_cases.py [--kind KIND] [--spread N] [--list] [WORD ...]
 
---kind KIND  random (the default)
-             exhaustive: all patterns of small floating formats, whole and of a value range
-             special: special cases, of integers at small widths
+--kind KIND  vectors: the following five in one cover
+             random (the default)
+             exhaustive: all patterns of small formats, whole and of a value range
+             special: special cases, of integers all patterns at small widths
              sweeps: sums and products near cancellation, infinity and zero
-             kiln: units that the model flow builds, with its options
-             model: all patterns of 16-bit formats for functions of one number, for the C++ model
              further: all tests at once, hand-built and injected vectors, value ranges
---rows N     random rows a case (default 200)
+             kiln: units that the model flow builds, with its options
+             halves: all patterns of 16-bit formats for functions of one number
 --spread N   only N lines a word, far apart in the cover, both languages among them
 WORD ...     only these words (default: all)
 --list       print the words of the kind and stop
 """
 import argparse
 import itertools
-import random
+import sys
 import zlib
+
+import pairwise
 
 FORMATS = ["8 23", "5 10", "11 52", "4 3", "6 9", "2 1"]
 WIDTHS = ["1", "2", "8", "33", "64", "256"]
@@ -32,6 +36,9 @@ ROUNDINGS = ["", "-correctRounding", "-correctRounding -roundType 1",
              "-correctRounding -roundType 2", "-correctRounding -roundType 3", "-error 2"]
 COMMON = {"pipelining": ["", "-pipelining 0", "-pipelining 1", "-pipelining 2", "-pipelining 3"],
           "frequency": ["-frequency 50", "-frequency 300", "-frequency 500"],
+          "family": [f"-target {family}" for family in (
+              "TarnV", "Merrow10", "Halvard10", "MerrowV", "HalvardIV", "TarnIVGX")],
+          "grade": ["", "-speedgrade mid", "-speedgrade slow"],
           "language": ["-lang VHDL", "-lang Verilog"]}
 
 
@@ -74,8 +81,6 @@ ELEMENTARY = ["FPExp", "FPExp2", "FPLn", "FPLog2", "FPLog10", *SINES]
 UNARY = ["FPFloor", "FPCeil", "FPRound", "FPRint", "FPTrunc", "FPFrac", "FPILogB", *ELEMENTARY]
 ORDERING = ["FPDim", "FPMin", "FPMax", "FPMinAbs", "FPMaxAbs", "FPCompare", "FPCompareU"]
 SELECTING = ["FPMinMaxFused", "FPMinMaxAbsFused", "FPCompareFused"]
-NO_VECTORS_BY_HAND = {"FPLdExp", "FPCompareFused", "FPInverse", "FPInverseOutFPLib"} | set(
-    UNARY + ORDERING) - {"FPRint", "FPDim"}
 DRAWN_ONLY = ["FPMultAcc", "FPFoldedALUNR"]  # whose populations have random rows only
 COMPARISONS = ["-2", "-1", "0", "1", "2", "3"]
 EXPERT = ["1 0 0", "0 0 0", "1 1 0", "0 1 1", "1 0 1"]
@@ -126,6 +131,11 @@ FIXED_ROOTS = {
     "FXPFuncExpert": (["24 12 0 12 0 0 0", "16 8 0 8 0 0 1", "20 10 0 10 0 0 2"],
                       ["6 3 1 4 0 0 0", "9 5 0 2 0 0 1", "9 5 0 2 0 0 2"])}
 FUNCTIONS = ["FPSqrt", "FPSqrtLogic", "FPInverse", "FPInverseOutFPLib", "FPRecipSqrt"]
+NO_VECTORS_BY_HAND = {
+    "FPAbs", "FPMultAdd", "FPMultSub", "FPAccHard", "FPAcc", "FPFusedMultiFunction", "FPAddN",
+    "FPMulExpert", "FPConstMult", "FPLdExp", "FPCompareFused", "FPInverse", "FPInverseOutFPLib",
+    "FPExp2", "FPLog2", "FPLog10", *DRAWN_ONLY, *CONVERSIONS, *UNARY[:7], *ORDERING} - {
+        "FPRint", "FPDim"}
 
 
 def words():
@@ -195,109 +205,101 @@ def words():
 SMALL = ["2 1", "3 2", "4 3"]
 SMALL_EXPERT = ["2 1 2 1 2 1", "3 2 3 2 3 2", "4 3 4 3 4 3", "4 3 2 1 3 2", "3 2 4 3 2 5"]
 SMALL_WIDTHS = {"Multi": ["1", "2"], "MultSchoolbookExpert": ["1 0 1 0", "3 1 4 0", "5 1 2 1"],
-                "IntCtPop": ["1", "5", "8"], "FXPFusedMultiFunction": ["1", "2"], "RightShiftNoSticky": ["1 1 0", "6 4 1", "5 5 0"],
-                "": ["1", "2", "4", "6"]}
+                "IntCtPop": ["1", "5", "8"], "FXPFusedMultiFunction": ["1", "2"],
+                "RightShiftNoSticky": ["1 1 0", "6 4 1", "5 5 0"], "": ["1", "2", "4", "6"]}
 CORRECT = ["", "-correctRounding"]
 SELECTED = ("FPMultFlagsDynRnd", "FPALUFlags", "FPALUFlagsDynRnd", "FPFusedMultiFunction")
 
 
-def exhaustive(word, settings):
+def small(word):
+    """Parameters with which all patterns are few."""
     if word in CONVERSIONS:
-        (_, small), _ = CONVERSIONS[word]
-        return dict(settings, parameters=small, tests=["-testbench 10 -exhaustiveTests"])
+        return CONVERSIONS[word][0][1]
     if word in FIXED_SINE_WORDS:
-        return dict(settings, parameters=FIXED_SINES[1], tests=["-testbench 10 -exhaustiveTests"])
-    if word in PRODUCTS:
-        return dict(settings, parameters=PRODUCTS[word][1],
-                    tests=["-testbench 10 -exhaustiveTests"])
-    if word in FIXED_ROOTS:
-        return dict(settings, parameters=FIXED_ROOTS[word][1],
-                    tests=["-testbench 10 -exhaustiveTests"])
-    if not word.startswith("FP") or word in DRAWN_ONLY:
-        return None
+        return FIXED_SINES[1]
+    if word in PRODUCTS or word in FIXED_ROOTS:
+        return (PRODUCTS if word in PRODUCTS else FIXED_ROOTS)[word][1]
+    if word in CONSTANT_PRODUCTS:
+        return [p for p in CONSTANT_PRODUCTS[word] if int(p.split()[0]) <= 12]
     if word == "FPAcc":
-        return dict(settings, parameters=["4 3 -9 9 7", "2 1 -1 4 1", "3 2 -3 2 1"],
-                    tests=["-testbench 10 -exhaustiveTests"])
-    formats = SMALL_EXPERT if word == "FPMulExpert" else SMALL
-    ranges = ["20 51", "700 2400"]
-    if word == "FPLdExp":
+        return ["4 3 -9 9 7", "2 1 -1 4 1", "3 2 -3 2 1"]
+    if not word.startswith("FP"):
+        return SMALL_WIDTHS[next(k for k in SMALL_WIDTHS if k in word)]
+    return SMALL_EXPERT if word == "FPMulExpert" else SMALL
+
+
+# A kind of vectors: what of a word's settings goes with each selection of vectors, one dict each.
+
+def drawn(_, settings):
+    return [dict(settings, tests=["-testbench 200 -randomTests"])]
+
+
+def exhaustive(word, settings):
+    whole = "-testbench 10 -exhaustiveTests"
+    if word in DRAWN_ONLY:
+        return []
+    formats, ranges = small(word), []
+    if word.startswith("FP") and word not in CONVERSIONS and word != "FPAcc":
+        ranges = ["20 51", "700 2400"]
+    if word == "FPLdExp":  # both numbers and the scale are run through
         settings, ranges = dict(settings, further=["3", "6"]), ["0 60"]
-    if word in ("FPAddN", "FPFusedMultiFunction"):
-        few = settings["further"][:2]
-        return dict(settings, parameters=formats[:1], further=few,
-                    tests=["-testbench 10 -exhaustiveTests"])
-    if word.startswith("FPAddSub") or word in (*SELECTED, *SELECTING):  # a select takes the range too
-        formats, ranges = formats[:2], ["0 60"]
-    if word in ("FPMultAdd", "FPMultSub"):
+    elif word in ("FPAddN", "FPFusedMultiFunction"):  # patterns of all numbers together
+        settings = dict(settings, further=settings["further"][:2])
+        formats, ranges = formats[:1], []
+    elif word.startswith("FPAddSub") or word in (*SELECTED, *SELECTING):  # a select: twice as many
+        formats, ranges = formats[:2], ["0 30"]  # and it takes the range, too
+    elif word in ("FPMultAdd", "FPMultSub"):  # three numbers
         formats, ranges = formats[:1], ["3 14"]
-    return dict(settings, parameters=formats, tests=["-testbench 10 -exhaustiveTests"] + [
-        f"-testbench 10 -exhaustiveTests -valRange {bounds}" for bounds in ranges])
+    return [dict(settings, parameters=formats, tests=[whole] + [
+        f"{whole} -valRange {bounds}" for bounds in ranges])]
 
 
 def special(word, settings):
-    if word.startswith("FXPToFP"):
-        settings = dict(settings, parameters=CONVERSIONS[word][0][1])
-        return dict(settings, tests=["-testbench 10 -specialCaseTests"])
-    if word in CONSTANT_PRODUCTS:
-        return None
-    if word in FIXED_SINE_WORDS:
-        return dict(settings, parameters=FIXED_SINES[1], tests=["-testbench 10 -specialCaseTests"])
-    if word in PRODUCTS or word in FIXED_ROOTS:
-        small = (PRODUCTS if word in PRODUCTS else FIXED_ROOTS)[word][1]
-        return dict(settings, parameters=small, tests=["-testbench 10 -specialCaseTests"])
-    if not word.startswith("FP"):
-        key = next(k for k in SMALL_WIDTHS if k in word)
-        settings = dict(settings, parameters=SMALL_WIDTHS[key])
-    if word in DRAWN_ONLY:
-        return None
+    if word in (*DRAWN_ONLY, *CONSTANT_PRODUCTS, "ModularMultBarrett"):  # it has none
+        return []
+    if not word.startswith("FP"):  # all patterns of integers, which wide ones have too many of
+        settings = dict(settings, parameters=small(word))
     if word == "FPAddN":  # every special value meets every other
         settings = dict(settings, further=settings["further"][:2])
-    return dict(settings, tests=["-testbench 10 -specialCaseTests"])
+    return [dict(settings, tests=["-testbench 10 -specialCaseTests"])]
 
 
 def sweeps(word, settings):
-    if word in CONVERSIONS:
-        return None
-    if word in ("FPAbs", "FPFusedAddSub", "FPMulExpert", "FPMultAdd", "FPMultSub", *DRAWN_ONLY,
-                "FPAccHard", "FPAcc", "FPLdExp", "FPAddN", "FPMultFlags", "FPDiv", *UNARY, *ORDERING,
-                *SELECTING, *SELECTED, *FUNCTIONS) \
-            or not word.startswith("FP") or word.startswith("FPAddSub"):
-        return None
-    tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
-             "-testbench 20 -nearZeroTests"]
-    if word.startswith("FPMul"):
+    """Of sums and products with two floating inputs and one output. Their rows have the number
+    rounded to nearest, or both faithful ones whatever the bound."""
+    if word in ("FPMul", "FPMulOutFPLib"):
         tests = ["-testbench 40 -nearZeroTests"]
-    return dict(settings, rounding=CORRECT, tests=tests)
+    elif word.startswith(("FPAdd", "FPSub")) and not word.startswith(("FPAddSub", "FPAddN")):
+        tests = ["-testbench 10 -cancellationTests", "-testbench 40 -nearInfinityTests",
+                 "-testbench 20 -nearZeroTests"]
+    else:
+        return []
+    return [dict(settings, rounding=CORRECT, tests=tests)]
 
 
 def further(word, settings):
-    if word in CONVERSIONS:
-        return dict(settings, tests=[
-            "-testbench 20 -allTests", "-testbench 20 -handTesting",
-            "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"])
-    if word.startswith("FP"):
-        tests = ["-testbench 20 -allTests", "-testbench 20 -handTesting",
-                 "-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]
+    every = dict(settings, tests=["-testbench 20 -allTests"])
+    if sweeps(word, settings):  # which are among all tests
+        every["rounding"] = CORRECT
+    if word.startswith("FP") or word in CONVERSIONS:
+        tests = ["-testbench 20 -randomTests -expRange 0 1 -genInf 0 -negativeStimuli"]
+        if word not in NO_VECTORS_BY_HAND:
+            tests.append("-testbench 20 -handTesting")
         if word in ("FPMultAdd", "FPMultSub"):
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1 2")
-        elif word in DRAWN_ONLY:
-            tests.pop(1)  # their populations have no vectors by hand
-        elif word in UNARY or word in FUNCTIONS:
+        elif word in (*UNARY, *FUNCTIONS, "FPConstMult"):
             tests.append("-testbench 20 -injectTestVector 1 -2.5")
         elif word in SELECTING:
             tests.append("-testbench 20 -injectTestVector 3 1.5 -1.5 1")
         elif not word.startswith("FPAddSub") and word not in (
-                "FPAbs", "FPAcc", "FPAccHard", "FPAddN", *SELECTED):
+                "FPAbs", "FPAcc", "FPAccHard", "FPAddN", *DRAWN_ONLY, *SELECTED, *CONVERSIONS):
             tests.append("-testbench 20 -injectTestVector 2 1.5 -1")
-        if word in NO_VECTORS_BY_HAND:
-            tests.remove("-testbench 20 -handTesting")
-        return dict(settings, rounding=CORRECT, tests=tests)
-    settings = dict(settings, tests=["-testbench 200 -randomTests -valRange 0 1",
-                                     "-testbench 20 -allTests"])
-    if settings["parameters"] == WIDTHS:
-        settings["parameters"] = [width for width in WIDTHS if int(width) >= 8]
-        settings["tests"].append("-testbench 200 -randomTests -valRange 3 200")
-    return settings
+        return [every, dict(settings, tests=tests)]
+    found = [every, dict(settings, tests=["-testbench 200 -randomTests -valRange 0 1"])]
+    if settings["parameters"] == WIDTHS:  # widths that have these values
+        found.append(dict(settings, parameters=[width for width in WIDTHS if int(width) >= 8],
+                          tests=["-testbench 200 -randomTests -valRange 3 200"]))
+    return found
 
 
 def kiln(word, settings):
@@ -309,93 +311,89 @@ def kiln(word, settings):
     elif word not in ("FPAbs", "FPAdd", "FPAddExpert", "FPFusedAddSub", "FPMul", "FPMulExpert",
                       "FPFusedMultiFunction", "FPLdExp", "FPFloor", "FPCeil", "FPRound", "FPRint",
                       "FPFrac", *ORDERING, *SELECTING) or word == "FPCompareU":
-        return None
+        return []
     spelling = "FPFusedMultifunction" if word == "FPFusedMultiFunction" else word
-    return dict(settings, word=[spelling], language=["-kiln", "-kiln -enableHardFP 1"],
-                rounding=["", "-correctRounding", "-error 2"], pipelining=["", "-pipelining 0"])
+    [settings] = drawn(word, settings)
+    return [dict(settings, word=[spelling], language=["-kiln", "-kiln -enableHardFP 1"],
+                 rounding=["", "-correctRounding", "-error 2"], pipelining=["", "-pipelining 0"])]
 
 
-def model(word, settings):
+def halves(word, _):
+    """All patterns of 16-bit formats for functions of one number."""
     if word not in ELEMENTARY and word not in FUNCTIONS or word.endswith("OutFPLib"):
-        return None
+        return []
     ways = [subnormals + rounding for subnormals in ("", "-subnormals 1 ") for rounding in CORRECT]
-    return dict(parameters=["5 10", "8 7"], rounding=[way.strip() for way in ways],
-                tests=["-testbench 10 -exhaustiveTests"])
+    return [dict(parameters=["5 10", "8 7"], rounding=[way.strip() for way in ways],
+                 frequency=["-frequency 300"], language=["-lang VHDL"],
+                 tests=["-testbench 10 -exhaustiveTests"])]
 
 
-KINDS = {"random": lambda word, settings: settings, "exhaustive": exhaustive, "special": special,
-         "sweeps": sweeps, "further": further, "kiln": kiln,
-         "model": model}
+KINDS = {"random": drawn, "exhaustive": exhaustive, "special": special, "sweeps": sweeps,
+         "further": further, "kiln": kiln, "halves": halves}
+VECTORS = ["random", "exhaustive", "special", "sweeps", "further"]
 
 
-def cover(settings, seed):
-    """Cases that hold every pair of values of two settings, found greedily."""
-    draw = random.Random(seed)
-    names = list(settings)
-    wanted = {((a, x), (b, y)) for a, b in itertools.combinations(names, 2)
-              for x in range(len(settings[a])) for y in range(len(settings[b]))}
-    cases = []
-    while wanted:
-        first = min(wanted)
-        best, most = None, -1
-        for _ in range(30):
-            case = {name: draw.randrange(len(settings[name])) for name in names}
-            case.update(dict(first))
-            free = [n for n in names if n not in dict(first)]
-            draw.shuffle(free)
-            for name in free:
-                def gain(value):
-                    return sum(tuple(sorted(((name, value), (n, case[n])), key=lambda p: names.index(p[0])))
-                               in wanted for n in names if n != name)
-                case[name] = max(range(len(settings[name])), key=gain)
-            found = sum(((a, case[a]), (b, case[b])) in wanted
-                        for a, b in itertools.combinations(names, 2))
-            if found > most:
-                best, most = case, found
-        wanted -= {((a, best[a]), (b, best[b])) for a, b in itertools.combinations(names, 2)}
-        cases.append(best)
-    return cases
+def interfaces(word, tests):
+    found = ["", "-subcomponents", "-noChanValid -dontCareOnReset"]
+    if word != "FPFoldedALUNR":  # whose cycles are fixed
+        found.append("-wrapper")
+    # Rows that stall, or have outputs of different latencies, are made of random and exhaustive
+    # vectors only.
+    if any(kind in tests for kind in ("-randomTests", "-exhaustiveTests", "-allTests")):
+        found += ["-enable", "-splitOutputPorts"]
+    return found
 
 
-def line(word, settings, case, rows):
-    value = {name: settings[name][index] for name, index in case.items()}
-    parts = [value.get("language"), value.get("frequency"), value.get("pipelining"),
-             value.get("subnormals"), value["rounding"],
-             value.get("tests", f"-testbench {rows} -randomTests"), value.get("word", word),
-             value["parameters"], value.get("further")]
+def alternatives(kind, word, settings):
+    """What the cases of a word are drawn from, as pairwise.py has it: settings for each selection
+    of vectors; with all of them those for the ports, too."""
+    ports = interfaces if kind == "vectors" else lambda *_: [""]
+    return [dict(selected, tests=[tests], interface=ports(word, tests))
+            for one in (VECTORS if kind == "vectors" else [kind])
+            for selected in KINDS[one](word, settings) for tests in selected["tests"]]
+
+
+def line(word, case):
+    parts = [case.get("language"), case.get("family"), case.get("grade"), case.get("frequency"),
+             case.get("interface"), case.get("pipelining"), case.get("subnormals"), case["rounding"], case["tests"],
+             case.get("word", word), case["parameters"], case.get("further")]
     return " ".join(part for part in parts if part)
 
 
-def spread(word, cases, count, settings):
+def spread(word, cases, count):
     """`count` cases, evenly taken from a place that differs by word, languages in turn."""
     chosen = []
     offset = zlib.crc32(word.encode())
-    languages = [[c for c in cases if c["language"] == k] for k in range(len(settings["language"]))]
+    groups = [[c for c in cases if c.get("language") == language]
+              for language in sorted({c.get("language", "") for c in cases}, reverse=True)]
     for k in range(count):
-        group = languages[k % len(languages)]
+        group = groups[k % len(groups)]
         chosen.append(group[(offset + k * len(group) // count) % len(group)])
     return chosen
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
-    parser.add_argument("--kind", choices=KINDS, default="random")
-    parser.add_argument("--rows", type=int, default=200)
+    parser.add_argument("--kind", choices=["vectors", *KINDS], default="random")
     parser.add_argument("--spread", type=int, default=0)
     parser.add_argument("--list", action="store_true")
     parser.add_argument("words", nargs="*")
     options = parser.parse_args()
-    rows = {word: KINDS[options.kind](word, settings) for word, settings in words().items()}
-    rows = {word: settings for word, settings in rows.items() if settings}
+    products = {word: alternatives(options.kind, word, settings)
+                for word, settings in words().items()}
+    products = {word: product for word, product in products.items() if product}
     if options.list:
-        print("\n".join(rows))
+        print("\n".join(products))
         return
-    for word in options.words or rows:
-        cases = cover(rows[word], word)
-        if options.spread:
-            cases = spread(word, cases, options.spread, rows[word])
-        for case in cases:
-            print(line(word, rows[word], case, options.rows))
+    lines = pairs = 0
+    for word in options.words or products:
+        cases = pairwise.cover(products[word], word)
+        pairs += pairwise.check_cover(products[word], cases)
+        lines += len(cases)
+        for case in spread(word, cases, options.spread) if options.spread else cases:
+            print(line(word, case))
+    print(f"{options.kind}: {lines} cases in which all {pairs} pairs of values meet"
+          + (f", {options.spread} of each word taken" if options.spread else ""), file=sys.stderr)
 
 
 if __name__ == "__main__":

@@ -111,7 +111,7 @@ int populateStmFiles_ModularMultBarrett(CFuncUnitFunctionInterface* unit,
                                         const PortSpecList& outPorts, int latency,
                                         const TestingOptions& options) {
   requireBarrett(inPorts, options);
-  VectorFiles files(baseName);
+  VectorFiles files(baseName, options);
   RandomState random(options.testCount);
   BarrettTests tests(*unit, inPorts, outPorts, options, files);
   initialOutputPipelineFill(files.out, outPorts, latency, options);

@@ -33,13 +33,9 @@ run() {
 @commands@}
 run >"$build/log" 2>&1
 status=$?
-grep -v '^simulation finished ' "$build/log" >"$build/said"
-cat "$build/said"
-if [ "$status" -eq 0 ]; then
-  tail -n 1 "$build/said" | grep -q '^[0-9]* rows compared, [0-9]* mismatches$'
-  status=$?
-fi
-exit "$status"
+awk -v status="$status" '
+  !/^simulation finished / {print; last = $0}
+  END {exit status ? status : last !~ /^[0-9]+ rows compared, [0-9]+ mismatches$/}' "$build/log"
 )sh";
 
 }  // namespace
@@ -69,12 +65,12 @@ std::string simulationScript(const Design& design, LANGUAGE language) {
   const bool isVerilog = language == LANGUAGE_VERILOG;
   const std::string bench = Names().claim(design.name + "_atb");
   const std::string commands =
-      isVerilog ? "  iverilog -g2005 -o \"$build/bench\" @name@.v @name@_atb.v &&\n"
-                  "    vvp -n \"$build/bench\"\n"
-                : "  cd \"$build\" &&\n"
-                  "    ghdl -a --std=08 \"$here/@name@.vhd\" \"$here/@name@_atb.vhd\" &&\n"
-                  "    ghdl -e --std=08 @bench@ &&\n"
-                  "    ghdl -r --std=08 @bench@ \"-gfolder=$here/\" --ieee-asserts=disable\n";
+      isVerilog
+          ? "  iverilog -g2005 -o \"$build/bench\" @name@.v @name@_atb.v &&\n"
+            "    vvp -n \"$build/bench\"\n"
+          : "  cd \"$build\" &&\n"
+            "    ghdl -a --std=08 \"$here/@name@.vhd\" \"$here/@name@_atb.vhd\" &&\n"
+            "    ghdl --elab-run --std=08 @bench@ \"-gfolder=$here/\" --ieee-asserts=disable\n";
   const std::map<std::string, std::string> names{{"name", design.name}, {"bench", bench}};
   return filled(kScript, {{"name", design.name},
                           {"tool", isVerilog ? "Icarus" : "GHDL"},
