@@ -179,14 +179,17 @@ ArgumentError argumentError(const Scaled& y) {
   return {MPZ(y.error) * MPZ(1421), y.log2Denominator + kArgumentBits + 10};
 }
 
-// Where a result ends whose exponent is `exponent`, signed, or, where `raised`, one more.
-arithmetic::ExponentRange rangeAbout(Builder& b, const FloatFormat& out, Signal exponent,
+// Where a result ends whose exponent is `power`, signed and unbiased, or, where `raised`, one more.
+// `width` holds `power` and the limits of the format.
+arithmetic::ExponentRange rangeAbout(Builder& b, const FloatFormat& out, Signal power, int width,
                                      Signal raised) {
-  const auto literal = [&](int value) { return b.literal(value, exponent.width); };
-  return {.above = b.lessSigned(literal(out.maxExponent()), exponent),
-          .atTop = b.equal(exponent, literal(out.maxExponent())),
-          .below = b.lessSigned(exponent, literal(out.minExponent() - 1)),
-          .atBottom = b.equal(exponent, literal(out.minExponent() - 1)),
+  const Signal x = b.signExtend(power, width);
+  const Signal highest = b.literal(out.maxExponent() - out.bias(), width),
+               lowest = b.literal(out.minExponent() - 1 - out.bias(), width);
+  return {.above = b.lessSigned(highest, x),
+          .atTop = b.equal(x, highest),
+          .below = b.lessSigned(x, lowest),
+          .atBottom = b.equal(x, lowest),
           .raised = raised};
 }
 
@@ -248,9 +251,10 @@ Signal decomposePower(Builder& b, const Request& request, const Base& base, Sign
     if (canBeBelowOne && s.ulps > 1)
       result.significand =
           b.concat({b.bit(true), b.bitAnd(fraction, b.replicate(b.reduceOr(whole), places))});
-    result.range = rangeAbout(b, s.out, biased, b.topBit(whole));
-    const Signal next = b.add(biased, b.literal(1, width));
-    result.exponent = b.select(b.topBit(whole), next, biased);
+    result.range = rangeAbout(b, s.out, k, width, b.topBit(whole));
+    const Signal field = b.slice(biased, 0, s.out.exponentBits);
+    const Signal next = b.add(field, b.literal(1, field.width));
+    result.exponent = b.select(b.topBit(whole), next, field);
     return roundAndPack(b, result, s.out, {.mode = RoundMode::kTowardZero}, request.quietNaN);
   }
   result.exponent = b.add(biased, b.zeroExtend(b.topBit(whole), width));
