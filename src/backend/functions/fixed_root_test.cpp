@@ -135,11 +135,14 @@ class Bench {
  private:
   static constexpr double kBounds[] = {1, 0.5, 3};
 
-  // To 200 bits, the reference lies between the halves around the root, or is the limit.
+  // The reference lies between the halves around the root, or is the limit. Roots beside a half are
+  // off it by half the operand's last place, so that twice its bits show it.
   bool checkReference(const MPZ& a, const Truth& t) {
+    const int precision = 200 + 2 * what.in.width();
     std::vector<NumValue> results, inputs(1);
-    mpfr_set_z_2exp(inputs[0].real.prepare(200), a.get(), -what.in.fraction(), MPFR_RNDN);
-    circuit->row.evaluate(request.signature, results, inputs, {200}, {MPFR_RNDD}, false);
+    mpfr_set_z_2exp(inputs[0].real.prepare(precision), a.get(), -what.in.fraction(), MPFR_RNDN);
+    circuit->row.evaluate(request.signature, results, inputs, {static_cast<unsigned>(precision)},
+                          {MPFR_RNDD}, false);
     mpfr_mul_2si(results[0].real.get(), results[0].real.get(), what.out.fraction() + 1, MPFR_RNDN);
     MPZ halves, above;
     mpfr_get_z(halves.get(), results[0].real.get(), MPFR_RNDZ);
