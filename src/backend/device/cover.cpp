@@ -442,7 +442,9 @@ Cost Cover::costBetweenRegisters(const Graph& graph, const Device& device,
   constexpr long kMostBits = 100000;
   if (const auto logic = logicBetweenRegisters(graph, device, cycles, lateClears, kMostBits)) {
     Cost total = logic->others;
-    total.luts += countTables(logic->network);
+    // Tools keep both structures and choose among them (Chatterjee et al., "Reducing structural
+    // bias in technology mapping", ICCAD 2005), here as a whole.
+    total.luts += std::min(countTables(logic->network), countTables(simplified(logic->network)));
     return total;
   }
   constexpr Picoseconds kAnyDelay{std::numeric_limits<int>::max() / 2};

@@ -34,8 +34,8 @@ struct Cut {
   std::span<const std::uint32_t> all() const {
     return std::span(leaves).first(static_cast<std::size_t>(count));
   }
-  bool isSame(const Cut& other) const {
-    return count == other.count && std::ranges::equal(all(), other.all());
+  bool holds(const Cut& other) const {
+    return count >= other.count && std::ranges::includes(all(), other.all());
   }
 };
 
@@ -61,9 +61,9 @@ class Mapper {
   }
 
   int count() {
-    constexpr int kFlowPasses = 2, kAreaPasses = 2;
-    pass(/*byDepth=*/true);
-    for (int i = 0; i < kFlowPasses; ++i) pass(/*byDepth=*/false);
+    constexpr int kAreaPasses = 2;
+    pass(Order::kDepth);
+    pass(Order::kFlow);
     for (int i = 0; i < kAreaPasses; ++i) shrink();
     int tables = 0;
     for (std::uint32_t i = 0; i < gates.size(); ++i)
@@ -72,9 +72,11 @@ class Mapper {
   }
 
  private:
-  void pass(bool byDepth) {
+  // What comes first in the choice of a cut; of area, what it needs beside what is in use.
+  enum class Order { kDepth, kFlow, kArea };
+  void pass(Order order) {
     for (std::uint32_t i = 0; i < gates.size(); ++i)
-      if (!gates[i].isInput) choose(i, byDepth);
+      if (!gates[i].isInput) choose(i, order);
     derive();
     for (std::uint32_t i = 0; i < gates.size(); ++i)
       expected[i] = (expected[i] + 2.0 * readers[i]) / 3;
@@ -124,17 +126,21 @@ class Mapper {
   }
 
   // Merges the cuts of the operands; the best comes first.
-  void choose(std::uint32_t gate, bool byDepth) {
+  void choose(std::uint32_t gate, Order order) {
+    const bool byDepth = order == Order::kDepth;
     std::vector<Cut> found;
     if (!cuts[gate].empty()) found.push_back(cuts[gate][0]);
     const std::vector<Cut> mine = withItself(gateOf(gates[gate].a)),
                            others = withItself(gateOf(gates[gate].b));
     for (const Cut& x : mine)
       for (const Cut& y : others)
-        if (Cut cut; merge(x, y, cut) &&
-                     std::ranges::none_of(found, [&](const Cut& c) { return c.isSame(cut); }))
-          found.push_back(cut);
-    for (Cut& cut : found) rate(cut);
+        if (Cut cut; merge(x, y, cut)) add(cut, found);
+    for (Cut& cut : found) {
+      rate(cut);
+      if (order != Order::kArea || readers[gate] == 0) continue;
+      cut.flow = take(cut);
+      giveBack(cut);
+    }
     const int latest = byDepth ? kAnyDepth : required[gate];
     std::ranges::sort(found, [&](const Cut& x, const Cut& y) {
       if (byDepth && x.depth != y.depth) return x.depth < y.depth;
@@ -145,8 +151,15 @@ class Mapper {
     });
     if (found.size() > kKept) found.resize(kKept);
     depth[gate] = found[0].depth;
-    flow[gate] = found[0].flow / std::max(1.0, expected[gate]);
+    if (order != Order::kArea) flow[gate] = found[0].flow / std::max(1.0, expected[gate]);
     cuts[gate] = std::move(found);
+  }
+
+  // Of two cuts one of which has all leaves of the other only the smaller one counts.
+  static void add(const Cut& cut, std::vector<Cut>& found) {
+    if (std::ranges::any_of(found, [&](const Cut& other) { return cut.holds(other); })) return;
+    std::erase_if(found, [&](const Cut& other) { return other.holds(cut); });
+    found.push_back(cut);
   }
 
   std::vector<Cut> withItself(std::uint32_t gate) const {
@@ -201,28 +214,13 @@ class Mapper {
     return weight;
   }
 
-  // For each gate in use the cut that needs least.
+  // For each gate the cut that needs least beside what is in use.
   void shrink() {
     for (std::uint32_t i = 0; i < gates.size(); ++i) {
       if (gates[i].isInput) continue;
-      for (Cut& cut : cuts[i]) rate(cut);
-      if (readers[i] > 0) {
-        giveBack(cuts[i][0]);
-        std::size_t best = 0;
-        double least = std::numeric_limits<double>::max();
-        for (std::size_t k = 0; k < cuts[i].size(); ++k) {
-          if (cuts[i][k].depth > required[i]) continue;
-          const double weight = take(cuts[i][k]);
-          giveBack(cuts[i][k]);
-          if (weight < least) {
-            least = weight;
-            best = k;
-          }
-        }
-        std::swap(cuts[i][0], cuts[i][best]);
-        take(cuts[i][0]);
-      }
-      depth[i] = cuts[i][0].depth;
+      if (readers[i] > 0) giveBack(cuts[i][0]);
+      choose(i, Order::kArea);
+      if (readers[i] > 0) take(cuts[i][0]);
     }
     derive();
   }
