@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <bitset>
 #include <cmath>
 #include <limits>
@@ -28,14 +29,15 @@ struct Cut {
   int count = 0;
   int depth = 0;
   double flow = 0;
-  double sharing = 0;  // readers of its leaves, on average
-  // Flows that differ by less are the same.
-  long roundedFlow() const { return std::lround(flow * 200); }
+  double sharing = 0;       // readers of its leaves, on average
+  std::uint64_t rests = 0;  // of the leaves by 64, a bit each
+  long roundedFlow = 0;     // flows that differ by less are the same
   std::span<const std::uint32_t> all() const {
     return std::span(leaves).first(static_cast<std::size_t>(count));
   }
   bool holds(const Cut& other) const {
-    return count >= other.count && std::ranges::includes(all(), other.all());
+    return count >= other.count && (other.rests & ~rests) == 0 &&
+           std::ranges::includes(all(), other.all());
   }
 };
 
@@ -128,51 +130,59 @@ class Mapper {
   // Merges the cuts of the operands; the best comes first.
   void choose(std::uint32_t gate, Order order) {
     const bool byDepth = order == Order::kDepth;
-    std::vector<Cut> found;
+    found.clear();
     if (!cuts[gate].empty()) found.push_back(cuts[gate][0]);
-    const std::vector<Cut> mine = withItself(gateOf(gates[gate].a)),
-                           others = withItself(gateOf(gates[gate].b));
-    for (const Cut& x : mine)
-      for (const Cut& y : others)
-        if (Cut cut; merge(x, y, cut)) add(cut, found);
+    const std::uint32_t a = gateOf(gates[gate].a), b = gateOf(gates[gate].b);
+    const Cut onlyA = alone(a), onlyB = alone(b);
+    const auto mergeAll = [&](const Cut& x) {
+      for (const Cut& y : cuts[b])
+        if (Cut cut; merge(x, y, cut)) add(cut);
+      if (Cut cut; merge(x, onlyB, cut)) add(cut);
+    };
+    for (const Cut& x : cuts[a]) mergeAll(x);
+    mergeAll(onlyA);
     for (Cut& cut : found) {
       rate(cut);
-      if (order != Order::kArea || readers[gate] == 0) continue;
-      cut.flow = take(cut);
-      giveBack(cut);
+      if (order == Order::kArea && readers[gate] > 0) {
+        cut.flow = take(cut);
+        giveBack(cut);
+      }
+      cut.roundedFlow = std::lround(cut.flow * 200);
     }
     const int latest = byDepth ? kAnyDepth : required[gate];
-    std::ranges::sort(found, [&](const Cut& x, const Cut& y) {
+    const std::size_t kept = std::min(found.size(), kKept);
+    const auto end = found.begin() + static_cast<std::ptrdiff_t>(kept);
+    std::ranges::partial_sort(found, end, [&](const Cut& x, const Cut& y) {
       if (byDepth && x.depth != y.depth) return x.depth < y.depth;
       if ((x.depth <= latest) != (y.depth <= latest)) return x.depth <= latest;
-      if (x.roundedFlow() != y.roundedFlow()) return x.flow < y.flow;
+      if (x.roundedFlow != y.roundedFlow) return x.flow < y.flow;
       if (x.sharing != y.sharing) return x.sharing > y.sharing;
       return x.depth != y.depth ? x.depth < y.depth : x.count < y.count;
     });
-    if (found.size() > kKept) found.resize(kKept);
     depth[gate] = found[0].depth;
     if (order != Order::kArea) flow[gate] = found[0].flow / std::max(1.0, expected[gate]);
-    cuts[gate] = std::move(found);
+    cuts[gate].assign(found.begin(), end);
   }
 
   // Of two cuts one of which has all leaves of the other only the smaller one counts.
-  static void add(const Cut& cut, std::vector<Cut>& found) {
+  void add(const Cut& cut) {
     if (std::ranges::any_of(found, [&](const Cut& other) { return cut.holds(other); })) return;
     std::erase_if(found, [&](const Cut& other) { return other.holds(cut); });
     found.push_back(cut);
   }
 
-  std::vector<Cut> withItself(std::uint32_t gate) const {
-    std::vector<Cut> all = cuts[gate];
+  static Cut alone(std::uint32_t gate) {
     Cut own;
     own.leaves[0] = gate;
     own.count = 1;
-    all.push_back(own);
-    return all;
+    own.rests = std::uint64_t{1} << gate % 64;
+    return own;
   }
 
-  bool merge(const Cut& x, const Cut& y, Cut& cut) const {
-    std::array<std::uint32_t, 2 * kMostInputs> both{};
+  static bool merge(const Cut& x, const Cut& y, Cut& cut) {
+    cut.rests = x.rests | y.rests;
+    if (std::popcount(cut.rests) > kMostInputs) return false;
+    std::array<std::uint32_t, 2 * kMostInputs> both;
     const auto end = std::ranges::set_union(x.all(), y.all(), both.begin()).out;
     const auto size = end - both.begin();
     if (size > kMostInputs) return false;
@@ -228,6 +238,7 @@ class Mapper {
   const std::vector<GateNetwork::Gate>& gates;
   std::vector<std::uint32_t> rootGates;
   std::vector<std::vector<Cut>> cuts;  // by gate, the best first
+  std::vector<Cut> found;              // of the gate that is looked at
   std::vector<int> depth, required;
   std::vector<double> flow;
   std::vector<int> readers;
