@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <span>
 #include <unordered_map>
 
 #include "backend/device/gate_network.h"
 #include "backend/device/small_functions.h"
-#include "util/failure.h"
 
 namespace device {
 

@@ -2,8 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
-#include <span>
 #include <unordered_map>
 #include <utility>
 #include <vector>
