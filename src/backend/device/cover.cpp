@@ -437,12 +437,18 @@ Cover::Cover(const Graph& graph, const Device& device, Picoseconds period) {
 }
 
 Cost Cover::costBetweenRegisters(const Graph& graph, const Device& device,
-                                 std::span<const int> cycles, std::span<const NodeId> lateClears) {
+                                 std::span<const int> cycles, std::span<const NodeId> lateClears,
+                                 Logic asked) {
   // Larger graphs are counted by words.
   constexpr long kMostBits = 100000;
   if (const auto logic = logicBetweenRegisters(graph, device, cycles, lateClears, kMostBits)) {
     Cost total = logic->others;
-    total.luts += countTables(logic->network);
+    // Tools keep both structures and choose among them (Chatterjee et al., "Reducing structural
+    // bias in technology mapping", ICCAD 2005), here as a whole.
+    int tables = countTables(logic->network);
+    if (asked == Logic::kRewritten)
+      tables = std::min(tables, countTables(simplified(logic->network)));
+    total.luts += tables;
     return total;
   }
   constexpr Picoseconds kAnyDelay{std::numeric_limits<int>::max() / 2};

@@ -199,12 +199,8 @@ class Builder {
       }
       case Op::kSelect:
         return cleared(id, selected(id, graph.operands(node)[1], graph.operands(node)[2], id, id));
-      case Op::kPick: {
-        const Word index = operand(id, 0);
-        std::vector<Word> choices;
-        for (std::size_t i = 1; i < operands; ++i) choices.push_back(operand(id, i));
-        return picked(index, static_cast<int>(index.size()), choices);
-      }
+      case Op::kPick:
+        return cases(id);
       case Op::kReduceAnd:
         return {reduced(Op::kAnd, operand(id, 0))};
       case Op::kReduceOr:
@@ -477,6 +473,46 @@ class Builder {
     return chosen(index[static_cast<std::size_t>(bits - 1)],
                   picked(index, bits - 1, choices.subspan(half)),
                   picked(index, bits - 1, choices.first(half)));
+  }
+  // Cases of an index, the last one for all others. Tools make a shifter of three and more that
+  // differ; else each has a line that says that it is the one, equal ones together.
+  Word cases(NodeId id) {
+    constexpr std::size_t kFewestOfShifter = 3;
+    const auto operands = graph.operands(id);
+    const Word index = operand(id, 0);
+    struct Case {
+      Word word;
+      std::vector<std::size_t> values;
+    };
+    std::vector<Case> distinct;
+    std::vector<Word> choices;
+    for (std::size_t i = 1; i < operands.size(); ++i) {
+      choices.push_back(operand(id, i));
+      if (operands[i] == operands.back()) continue;
+      const auto same = std::ranges::find(distinct, choices.back(), &Case::word);
+      if (same == distinct.end())
+        distinct.push_back({choices.back(), {i - 1}});
+      else
+        same->values.push_back(i - 1);
+    }
+    const auto alone =
+        std::ranges::count_if(distinct, [](const Case& each) { return each.values.size() == 1; });
+    if (static_cast<std::size_t>(alone) >= kFewestOfShifter)
+      return picked(index, static_cast<int>(index.size()), choices);
+    Word word(choices.back().size(), kFalse), lines;
+    for (const Case& each : distinct) {
+      Word ways;
+      for (const std::size_t value : each.values) {
+        Word same;
+        for (std::size_t bit = 0; bit < index.size(); ++bit)
+          same.push_back((value >> bit & 1) != 0 ? index[bit] : inverse(index[bit]));
+        ways.push_back(reduced(Op::kAnd, same));
+      }
+      lines.push_back(reduced(Op::kOr, ways));
+      for (std::size_t bit = 0; bit < word.size(); ++bit)
+        word[bit] = net().either(word[bit], net().both(lines.back(), each.word[bit]));
+    }
+    return lines.empty() ? choices.back() : chosen(reduced(Op::kOr, lines), word, choices.back());
   }
 
   // a < b: groups of bits from the top, of which each says whether it decides and how.

@@ -61,6 +61,11 @@ std::optional<LogicBetweenRegisters> logicBetweenRegisters(
     const graph::Graph& graph, const Device& device, std::span<const int> cycles,
     std::span<const graph::NodeId> lateClears, long mostBits);
 
+// An equal network of fewer gates: where another structure of a function of four bits makes more
+// gates superfluous than it adds, it takes their place (Mishchenko et al., "DAG-aware AIG
+// rewriting", DAC 2006), and conjunctions are joined from what is there first. Linear in the gates.
+GateNetwork simplified(const GateNetwork& network);
+
 // How many look-up tables of six inputs a network takes; functions of seven and eight are made of
 // several behind the multiplexers of a slice, constants and inverters of none. Cuts of least depth
 // come first, then, where the depth allows, those of least area flow and of least area itself

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <bitset>
 #include <functional>
+#include <random>
 
 #include "backend/device/cover.h"
 #include "backend/graph/builder.h"
@@ -126,6 +128,65 @@ TEST(GateNetwork, CountsTablesAsSynthesisDoes) {
               return {b.less(word(b, "a", 30), word(b, "c", 30))};
             }),
             20);
+}
+
+// All rows of eight inputs at once.
+using Rows = std::bitset<256>;
+std::vector<Rows> rowsOf(const GateNetwork& net) {
+  std::vector<Rows> rows;
+  int inputs = 0;
+  for (const GateNetwork::Gate& gate : net.gates()) {
+    const auto operand = [&](Literal x) { return x % 2 == 0 ? rows[gateOf(x)] : ~rows[gateOf(x)]; };
+    Rows own;
+    if (!gate.isInput)
+      own = operand(gate.a) & operand(gate.b);
+    else if (!rows.empty())
+      for (std::size_t row = 0; row < own.size(); ++row) own[row] = row >> inputs & 1;
+    if (gate.isInput && !rows.empty()) ++inputs;
+    rows.push_back(own);
+  }
+  std::vector<Rows> roots;
+  for (const Literal x : net.roots())
+    roots.push_back(x % 2 == 0 ? rows[gateOf(x)] : ~rows[gateOf(x)]);
+  return roots;
+}
+
+TEST(GateNetwork, IsEqualToItsSimplifiedForm) {
+  std::mt19937 random(5);
+  std::size_t before = 0, after = 0;
+  for (int trial = 0; trial < 60; ++trial) {
+    GateNetwork net;
+    std::vector<Literal> made;
+    for (int i = 0; i < 8; ++i) made.push_back(net.input());
+    const auto any = [&] { return made[random() % made.size()] ^ (random() & 1); };
+    for (int i = 0; i < 90; ++i)
+      made.push_back(random() % 3 == 0 ? net.choice(any(), any(), any()) : net.both(any(), any()));
+    for (int i = 0; i < 6; ++i) net.addRoot(made[made.size() - 1 - static_cast<std::size_t>(i)]);
+    const GateNetwork simple = simplified(net);
+    EXPECT_EQ(rowsOf(simple), rowsOf(net)) << trial;
+    before += net.gates().size();
+    after += simple.gates().size();
+  }
+  EXPECT_LT(10 * after, 9 * before);
+
+  // A majority takes four gates, and its two forms are the same; so are the cases of equal choices
+  // and the selects that they come to.
+  GateNetwork net;
+  const Literal a = net.input(), b = net.input(), c = net.input();
+  const Literal pairs = net.either(net.both(a, b), net.either(net.both(a, c), net.both(b, c)));
+  net.addRoot(pairs);
+  net.addRoot(net.choice(a, net.either(b, c), net.both(b, c)));
+  const GateNetwork simple = simplified(net);
+  EXPECT_EQ(simple.gates().size(), 1U + 3 + 4);
+  EXPECT_EQ(simple.roots()[0], simple.roots()[1]);
+  EXPECT_EQ(tablesOf([](Builder& builder) -> std::vector<Signal> {
+              const Signal index = builder.input("s", 2), x = builder.input("x", 1),
+                           y = builder.input("y", 1);
+              const std::vector<Signal> choices = {x, y, y, x};
+              return {builder.bitXor(builder.pick(index, choices),
+                                     builder.select(builder.reduceXor(index), y, x))};
+            }),
+            0);
 }
 
 TEST(GateNetwork, KeepsWhatRegistersPartApart) {

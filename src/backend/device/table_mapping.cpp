@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <bitset>
 #include <cmath>
 #include <limits>
@@ -28,14 +29,15 @@ struct Cut {
   int count = 0;
   int depth = 0;
   double flow = 0;
-  double sharing = 0;  // readers of its leaves, on average
-  // Flows that differ by less are the same.
-  long roundedFlow() const { return std::lround(flow * 200); }
+  double sharing = 0;       // readers of its leaves, on average
+  std::uint64_t rests = 0;  // of the leaves by 64, a bit each
+  long roundedFlow = 0;     // flows that differ by less are the same
   std::span<const std::uint32_t> all() const {
     return std::span(leaves).first(static_cast<std::size_t>(count));
   }
-  bool isSame(const Cut& other) const {
-    return count == other.count && std::ranges::equal(all(), other.all());
+  bool holds(const Cut& other) const {
+    return count >= other.count && (other.rests & ~rests) == 0 &&
+           std::ranges::includes(all(), other.all());
   }
 };
 
@@ -61,9 +63,9 @@ class Mapper {
   }
 
   int count() {
-    constexpr int kFlowPasses = 2, kAreaPasses = 2;
-    pass(/*byDepth=*/true);
-    for (int i = 0; i < kFlowPasses; ++i) pass(/*byDepth=*/false);
+    constexpr int kAreaPasses = 2;
+    pass(Order::kDepth);
+    pass(Order::kFlow);
     for (int i = 0; i < kAreaPasses; ++i) shrink();
     int tables = 0;
     for (std::uint32_t i = 0; i < gates.size(); ++i)
@@ -72,9 +74,11 @@ class Mapper {
   }
 
  private:
-  void pass(bool byDepth) {
+  // What comes first in the choice of a cut; of area, what it needs beside what is in use.
+  enum class Order { kDepth, kFlow, kArea };
+  void pass(Order order) {
     for (std::uint32_t i = 0; i < gates.size(); ++i)
-      if (!gates[i].isInput) choose(i, byDepth);
+      if (!gates[i].isInput) choose(i, order);
     derive();
     for (std::uint32_t i = 0; i < gates.size(); ++i)
       expected[i] = (expected[i] + 2.0 * readers[i]) / 3;
@@ -124,42 +128,61 @@ class Mapper {
   }
 
   // Merges the cuts of the operands; the best comes first.
-  void choose(std::uint32_t gate, bool byDepth) {
-    std::vector<Cut> found;
+  void choose(std::uint32_t gate, Order order) {
+    const bool byDepth = order == Order::kDepth;
+    found.clear();
     if (!cuts[gate].empty()) found.push_back(cuts[gate][0]);
-    const std::vector<Cut> mine = withItself(gateOf(gates[gate].a)),
-                           others = withItself(gateOf(gates[gate].b));
-    for (const Cut& x : mine)
-      for (const Cut& y : others)
-        if (Cut cut; merge(x, y, cut) &&
-                     std::ranges::none_of(found, [&](const Cut& c) { return c.isSame(cut); }))
-          found.push_back(cut);
-    for (Cut& cut : found) rate(cut);
+    const std::uint32_t a = gateOf(gates[gate].a), b = gateOf(gates[gate].b);
+    const Cut onlyA = alone(a), onlyB = alone(b);
+    const auto mergeAll = [&](const Cut& x) {
+      for (const Cut& y : cuts[b])
+        if (Cut cut; merge(x, y, cut)) add(cut);
+      if (Cut cut; merge(x, onlyB, cut)) add(cut);
+    };
+    for (const Cut& x : cuts[a]) mergeAll(x);
+    mergeAll(onlyA);
+    for (Cut& cut : found) {
+      rate(cut);
+      if (order == Order::kArea && readers[gate] > 0) {
+        cut.flow = take(cut);
+        giveBack(cut);
+      }
+      cut.roundedFlow = std::lround(cut.flow * 200);
+    }
     const int latest = byDepth ? kAnyDepth : required[gate];
-    std::ranges::sort(found, [&](const Cut& x, const Cut& y) {
+    const std::size_t kept = std::min(found.size(), kKept);
+    const auto end = found.begin() + static_cast<std::ptrdiff_t>(kept);
+    std::ranges::partial_sort(found, end, [&](const Cut& x, const Cut& y) {
       if (byDepth && x.depth != y.depth) return x.depth < y.depth;
       if ((x.depth <= latest) != (y.depth <= latest)) return x.depth <= latest;
-      if (x.roundedFlow() != y.roundedFlow()) return x.flow < y.flow;
+      if (x.roundedFlow != y.roundedFlow) return x.flow < y.flow;
       if (x.sharing != y.sharing) return x.sharing > y.sharing;
       return x.depth != y.depth ? x.depth < y.depth : x.count < y.count;
     });
-    if (found.size() > kKept) found.resize(kKept);
     depth[gate] = found[0].depth;
-    flow[gate] = found[0].flow / std::max(1.0, expected[gate]);
-    cuts[gate] = std::move(found);
+    if (order != Order::kArea) flow[gate] = found[0].flow / std::max(1.0, expected[gate]);
+    cuts[gate].assign(found.begin(), end);
   }
 
-  std::vector<Cut> withItself(std::uint32_t gate) const {
-    std::vector<Cut> all = cuts[gate];
+  // Of two cuts one of which has all leaves of the other only the smaller one counts.
+  void add(const Cut& cut) {
+    if (std::ranges::any_of(found, [&](const Cut& other) { return cut.holds(other); })) return;
+    std::erase_if(found, [&](const Cut& other) { return other.holds(cut); });
+    found.push_back(cut);
+  }
+
+  static Cut alone(std::uint32_t gate) {
     Cut own;
     own.leaves[0] = gate;
     own.count = 1;
-    all.push_back(own);
-    return all;
+    own.rests = std::uint64_t{1} << gate % 64;
+    return own;
   }
 
-  bool merge(const Cut& x, const Cut& y, Cut& cut) const {
-    std::array<std::uint32_t, 2 * kMostInputs> both{};
+  static bool merge(const Cut& x, const Cut& y, Cut& cut) {
+    cut.rests = x.rests | y.rests;
+    if (std::popcount(cut.rests) > kMostInputs) return false;
+    std::array<std::uint32_t, 2 * kMostInputs> both;
     const auto end = std::ranges::set_union(x.all(), y.all(), both.begin()).out;
     const auto size = end - both.begin();
     if (size > kMostInputs) return false;
@@ -201,28 +224,13 @@ class Mapper {
     return weight;
   }
 
-  // For each gate in use the cut that needs least.
+  // For each gate the cut that needs least beside what is in use.
   void shrink() {
     for (std::uint32_t i = 0; i < gates.size(); ++i) {
       if (gates[i].isInput) continue;
-      for (Cut& cut : cuts[i]) rate(cut);
-      if (readers[i] > 0) {
-        giveBack(cuts[i][0]);
-        std::size_t best = 0;
-        double least = std::numeric_limits<double>::max();
-        for (std::size_t k = 0; k < cuts[i].size(); ++k) {
-          if (cuts[i][k].depth > required[i]) continue;
-          const double weight = take(cuts[i][k]);
-          giveBack(cuts[i][k]);
-          if (weight < least) {
-            least = weight;
-            best = k;
-          }
-        }
-        std::swap(cuts[i][0], cuts[i][best]);
-        take(cuts[i][0]);
-      }
-      depth[i] = cuts[i][0].depth;
+      if (readers[i] > 0) giveBack(cuts[i][0]);
+      choose(i, Order::kArea);
+      if (readers[i] > 0) take(cuts[i][0]);
     }
     derive();
   }
@@ -230,6 +238,7 @@ class Mapper {
   const std::vector<GateNetwork::Gate>& gates;
   std::vector<std::uint32_t> rootGates;
   std::vector<std::vector<Cut>> cuts;  // by gate, the best first
+  std::vector<Cut> found;              // of the gate that is looked at
   std::vector<int> depth, required;
   std::vector<double> flow;
   std::vector<int> readers;
