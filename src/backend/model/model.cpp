@@ -8,6 +8,7 @@
 #include <limits>
 #include <tuple>
 
+#include "backend/device/cover.h"
 #include "backend/device/families.h"
 #include "backend/kiln/attributes.h"
 #include "backend/mapping/early_masks.h"
@@ -308,6 +309,10 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   functions::Request asked = request;
   asked.budgets = &budgets;
   buildCheapest(asked);
+  // What is reported counts rewritten logic, which takes longer than comparing circuits may.
+  if (!hardFloat)
+    scheduled->cost = device::Cover::costBetweenRegisters(
+        mapped, *settings.device, scheduled->schedule.cycleByNode, scheduled->schedule.lateClears);
   if (scheduled->warning) loam_error_printf(*scheduled->warning);
   warnOfUnproven();
   if (shared->getOptionValue(synthOption::verbosity) > 0)

@@ -2,16 +2,11 @@
 
 #include <cmath>
 
-#include "backend/device/cover.h"
 #include "backend/model/model.h"
 #include "backend/schedule/schedule.h"
 
 tessel_api::ResourceUsage CSynthSingleEntity::GetResourceUsage() const {
-  const device::Cost total =
-      hardFloat ? device::Cost{.dsps = 1}
-                : device::Cover::costBetweenRegisters(mapped, *settings.device,
-                                                      scheduled->schedule.cycleByNode,
-                                                      scheduled->schedule.lateClears);
+  const device::Cost total = hardFloat ? device::Cost{.dsps = 1} : scheduled->cost;
   using enum tessel_api::ResourceUsage::Kind;
   tessel_api::ResourceUsage usage;
   usage.set(kLut, static_cast<int>(std::ceil(total.luts)));
