@@ -214,7 +214,7 @@ std::optional<Scheduled> cheaperThan(const Scheduled& before, long bitsBefore, c
                                      const device::Device& device, Schedule schedule,
                                      const ScheduleOptions& options) {
   // A gain of less is within what estimates miss: of half a per cent tools made 50 tables more.
-  constexpr double kClearlyLess = 0.97;
+  constexpr double kClearlyLess = 0.975;
   Scheduled result;
   result.schedule = std::move(schedule);
   result.period = before.period;
