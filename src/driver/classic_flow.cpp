@@ -138,6 +138,7 @@ void evaluateSimulation(RunState& run, int latency) {
 
 void writeTestBench(RunState& run, int latency) {
   if (run.testCaseCount <= 0) return;
+  run.modelOptions.oneResponseFile = hasOneResponseFile(run.operatorType);
   run.built.model->WriteAutomaticModelIPTestBench();
   const device::ScopedModelAdjustment adjustment(*run.device,
                                                  run.modelOptions.modelSpecificAdjustment());

@@ -111,7 +111,7 @@ int populateStmFiles_ModularMultBarrett(CFuncUnitFunctionInterface* unit,
                                         const PortSpecList& outPorts, int latency,
                                         const TestingOptions& options) {
   requireBarrett(inPorts, options);
-  VectorFiles files(baseName, options);
+  VectorFiles files(baseName);
   RandomState random(options.testCount);
   BarrettTests tests(*unit, inPorts, outPorts, options, files);
   initialOutputPipelineFill(files.out, outPorts, latency, options);

@@ -214,7 +214,7 @@ int populateStmFiles_EnableOrSplitOutputs(CFuncUnitFunctionInterface* unit,
   }
   Evaluations e(outPorts, options);
   Tests tests(inPorts, options);
-  VectorFiles files(baseName, options);
+  VectorFiles files = split ? VectorFiles(baseName, options) : VectorFiles(baseName);
   tests.announce();
   if (options.subnormals) requireEqualFormats(outPorts);
   const int count = split ? writeCycles(*unit, inPorts, outPorts, latency, options, tests, e,

@@ -61,7 +61,7 @@ int populateStmFiles_FPFoldedALU(CFuncUnitFunctionInterface* unit, const std::st
                         "");
   }
   Evaluations e(outPorts, options);
-  VectorFiles files(baseName, options);
+  VectorFiles files(baseName);
   RandomState random(options.testCount);
   const kiln::FloatingPoint& format = *inPorts[0].type.as_floating_point();
   Response busy(outPorts, e, options), done(outPorts, e, options);

@@ -70,7 +70,7 @@ int populateStmFiles_FPMultAcc(CFuncUnitFunctionInterface* unit, const std::stri
   const int ports = static_cast<int>(inPorts.size());
   const bool chanValid = !options.noChanValid;
   Evaluations e(outPorts, options);
-  VectorFiles files(baseName, options);
+  VectorFiles files(baseName);
   RandomState random(options.testCount);
   announce(inPorts, options);
   Pipeline inputDelay(ports, latency - 1, chanValid, options.enable);

@@ -160,6 +160,10 @@ int populateGeneric(CFuncUnitFunctionInterface& unit, const std::string& baseNam
 
 }  // namespace
 
+bool hasOneResponseFile(componentType type) {
+  return type == FPMULTACC || type == FPFOLDEDALU || type == MODULAR_MULT_BARRETT;
+}
+
 int populateStmFilesFP(CFuncUnitFunctionInterface* unit, const std::string& baseName,
                        const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
                        const TestingOptions& options) {

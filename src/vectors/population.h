@@ -20,3 +20,6 @@
 int populateStmFilesFP(CFuncUnitFunctionInterface* unit, const std::string& baseName,
                        const PortSpecList& inPorts, const PortSpecList& outPorts, int latency,
                        const TestingOptions& options);
+
+// Units with vectors of their own have one response file, <name>_xOut.stm, split outputs or not.
+bool hasOneResponseFile(componentType type);

@@ -26,10 +26,6 @@ VectorFiles::VectorFiles(const std::string& name) : name(name) {
 }
 
 VectorFiles::VectorFiles(const std::string& name, const TestingOptions& options) : name(name) {
-  if (!options.hasSplitOutputPorts()) {
-    *this = VectorFiles(name);
-    return;
-  }
   openStimultiFiles(in, outs, name, options);
   out = outs.front();
   paths = {stimulusPath(name)};

@@ -30,7 +30,7 @@ class VectorFiles {
  public:
   // One response file for the unit.
   explicit VectorFiles(const std::string& name);
-  // One for each output port where the options split outputs, else for the unit.
+  // One response file for each output port, as split outputs have it.
   VectorFiles(const std::string& name, const TestingOptions& options);
 
   // Whether all rows so far have been written; to be asked every thousand rows.

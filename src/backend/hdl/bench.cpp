@@ -34,12 +34,13 @@ BenchPlan::BenchPlan(const Design& design, const BenchSettings& settings)
   const std::size_t dataPorts = outs.size() - firstData;
   LOAM_ASSERT(settings.alternatives.size() == dataPorts, "one count for each data output");
   LOAM_ASSERT(!isSplit || fileCount == dataPorts, "one latency for each data output");
+  LOAM_ASSERT(!isSplit || !settings.oneResponseFile || fileCount == 1, "a file for each output");
   for (std::size_t i = 0; i < dataPorts; ++i)
     outputs[firstData + i].alternatives = settings.alternatives[i];
   for (std::size_t i = 0; i < fileCount; ++i) {
     ResponseFile file;
     const std::string number = isSplit ? std::to_string(i) : "";
-    file.name = fmt::format("{}_xOut{}.stm", design.name, number);
+    file.name = fmt::format("{}_xOut{}.stm", design.name, settings.oneResponseFile ? "" : number);
     if (isSplit) file.mark = "_" + number;
     file.latency = isSplit ? settings.splitLatencies[i] : settings.latency;
     file.valid = controls * i;

@@ -31,6 +31,7 @@ struct BenchSettings {
   // With split outputs: the latency of each, its own valid and channel port (xOut0_v, xOut0_c, ...)
   // and its own response file <name>_xOut<i>.stm. Empty: one file, one latency.
   std::vector<int> splitLatencies;
+  bool oneResponseFile = false;  // <name>_xOut.stm for a single output, though it is split
 };
 
 // A port of the top entity, as both languages call it.

@@ -177,6 +177,7 @@ void CSynthSingleEntity::WriteAutomaticModelIPTestBench() {
   bench.resultsToFile = shared->vsimToFile;
   bench.latency = inputToOutputLatency(true, nullptr);
   if (splitsOutputs()) bench.splitLatencies = outputLatencies();
+  bench.oneResponseFile = shared->oneResponseFile;
   for (const float bound : shared->unitSettings.errorBounds)
     bench.alternatives.push_back(responseColumns(bound, hasUnprovenRounding()));
   bench.alternatives.resize(outputs().size(), responseColumns(1, false));

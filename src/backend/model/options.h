@@ -101,9 +101,10 @@ class CModelOptions {
   void setLanguage(LANGUAGE value) { language = value; }
   device::ModelSpecificAdjustment& modelSpecificAdjustment() { return adjustment; }
 
-  double clockFrequency = 0;  // MHz
-  int generator = 0;          // of a design: 1 to 3 by name, 0 any other
-  bool vsimToFile = false;    // the bench writes what it saw
+  double clockFrequency = 0;     // MHz
+  int generator = 0;             // of a design: 1 to 3 by name, 0 any other
+  bool vsimToFile = false;       // the bench writes what it saw
+  bool oneResponseFile = false;  // for all outputs, though they are split
   bool base2Stimuli = true;
   bool synthesisOnly = false;
   int lutMultRatio = 0;  // look-up tables that one DSP block is worth; 0: the device's own figure
