@@ -443,12 +443,8 @@ Cost Cover::costBetweenRegisters(const Graph& graph, const Device& device,
   constexpr long kMostBits = 100000;
   if (const auto logic = logicBetweenRegisters(graph, device, cycles, lateClears, kMostBits)) {
     Cost total = logic->others;
-    // Tools keep both structures and choose among them (Chatterjee et al., "Reducing structural
-    // bias in technology mapping", ICCAD 2005), here as a whole.
-    int tables = countTables(logic->network);
-    if (asked == Logic::kRewritten)
-      tables = std::min(tables, countTables(simplified(logic->network)));
-    total.luts += tables;
+    total.luts +=
+        countTables(asked == Logic::kRewritten ? simplified(logic->network) : logic->network);
     return total;
   }
   constexpr Picoseconds kAnyDelay{std::numeric_limits<int>::max() / 2};

@@ -30,13 +30,13 @@ class Cover {
   Cover(const graph::Graph& graph, const Device& device, Picoseconds period);
   // What logic comes to when tools map it again between the registers that a schedule leaves: with
   // the fewest tables, whatever the delay. `cycles`: that of each node. Selects of constants right
-  // before registers are those registers' clears, but for `lateClears`, in order. Tools rewrite
-  // logic first, too; what compares circuits counts both as they stand.
+  // before registers are those registers' clears, but for `lateClears`, in order; logic as it
+  // stands, or rewritten, as tools do first, too.
   enum class Logic { kAsItStands, kRewritten };
   static Cost costBetweenRegisters(const graph::Graph& graph, const Device& device,
                                    std::span<const int> cycles,
                                    std::span<const graph::NodeId> lateClears = {},
-                                   Logic logic = Logic::kRewritten);
+                                   Logic logic = Logic::kAsItStands);
 
   graph::NodeId rootOf(graph::NodeId node) const { return roots[node.index]; }
   bool isInner(graph::NodeId node) const { return roots[node.index] != node; }

@@ -229,6 +229,16 @@ void CSynthSingleEntity::moveMasks(const schedule::ScheduleOptions& asked) {
   log(scheduleText(mapped, *scheduled, nameOf(asked.strategy)));
 }
 
+// Circuits are compared by their logic as it stands. Tools keep both structures and choose among
+// them (Chatterjee et al., "Reducing structural bias in technology mapping", ICCAD 2005), in what is
+// reported as a whole.
+void CSynthSingleEntity::countRewritten() {
+  const device::Cost rewritten = device::Cover::costBetweenRegisters(
+      mapped, *settings.device, scheduled->schedule.cycleByNode, scheduled->schedule.lateClears,
+      device::Cover::Logic::kRewritten);
+  if (rewritten.luts < scheduled->cost.luts) scheduled->cost = rewritten;
+}
+
 // Units plan by estimates; where more than an ulp is allowed, a faithful circuit may still be the
 // cheaper one, beyond what estimates miss.
 void CSynthSingleEntity::buildCheapest(functions::Request asked) {
@@ -309,10 +319,7 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   functions::Request asked = request;
   asked.budgets = &budgets;
   buildCheapest(asked);
-  // What is reported counts rewritten logic, which takes longer than comparing circuits may.
-  if (!hardFloat)
-    scheduled->cost = device::Cover::costBetweenRegisters(
-        mapped, *settings.device, scheduled->schedule.cycleByNode, scheduled->schedule.lateClears);
+  if (!hardFloat) countRewritten();
   if (scheduled->warning) loam_error_printf(*scheduled->warning);
   warnOfUnproven();
   if (shared->getOptionValue(synthOption::verbosity) > 0)

@@ -121,6 +121,7 @@ class CSynthSingleEntity : public CSynth {
   std::vector<std::string> budgetLines() const;
   void buildCheapest(functions::Request asked);
   void moveMasks(const schedule::ScheduleOptions& asked);
+  void countRewritten();
   double unprovenPromise() const;
   void warnOfUnproven() const;
 

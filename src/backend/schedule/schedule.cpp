@@ -142,8 +142,7 @@ StageAnalysis measure(const Graph& graph, const device::Device& device,
   result.longestStage = stages.longestStage;
   result.schedule.lateClears = stages.lateClears;
   result.cost = device::Cover::costBetweenRegisters(graph, device, result.schedule.cycleByNode,
-                                                    result.schedule.lateClears,
-                                                    device::Cover::Logic::kAsItStands);
+                                                    result.schedule.lateClears);
   if (stages.lastNode != NodeId{}) result.longestStep = stepName(graph, stages.lastNode);
   for (const auto& [node, arrival] : stages.path)
     result.longestPath.push_back({stepName(graph, node), arrival});
