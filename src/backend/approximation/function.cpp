@@ -160,7 +160,7 @@ class SeriesEvaluator {
     Interval sum = zero(precision);
     const int lastB = static_cast<int>(b.size()) - 1, lastA = static_cast<int>(a.size()) - 1;
     for (int i = std::max(first, n - lastB); i <= std::min(n, lastA); ++i)
-      sum = sum + a[static_cast<std::size_t>(i)] * b[static_cast<std::size_t>(n - i)];
+      sum += a[static_cast<std::size_t>(i)] * b[static_cast<std::size_t>(n - i)];
     return sum;
   }
   Series product(const Series& a, const Series& b, int order) const {

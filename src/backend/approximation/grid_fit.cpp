@@ -13,12 +13,6 @@ namespace {
 
 using Polynomial = std::vector<double>;  // coefficient of s^j
 
-double valueOf(const Polynomial& p, double s) {
-  double value = 0;
-  for (std::size_t j = p.size(); j-- > 0;) value = value * s + p[j];
-  return value;
-}
-
 // Points of [-1, 1], denser toward its ends, as errors' peaks are.
 constexpr int kGridSteps = 96;
 const std::array<double, kGridSteps + 1> kGrid = [] {
@@ -27,6 +21,15 @@ const std::array<double, kGridSteps + 1> kGrid = [] {
     points[static_cast<std::size_t>(i)] = -std::cos(std::numbers::pi * i / kGridSteps);
   return points;
 }();
+
+// Values on the grid.
+using GridValues = std::array<double, kGridSteps + 1>;
+GridValues valuesOf(const Polynomial& p) {
+  GridValues values{};
+  for (std::size_t j = p.size(); j-- > 0;)
+    for (std::size_t i = 0; i < values.size(); ++i) values[i] = values[i] * kGrid[i] + p[j];
+  return values;
+}
 
 // Monomial coefficients of the Chebyshev polynomial of degree n.
 Polynomial chebyshev(int n) {
@@ -72,14 +75,17 @@ struct Minimax {
 // grid of points; within a percent of the best one).
 Minimax minimax(const Polynomial& r, int degree) {
   constexpr int kRounds = 8;
-  static const std::vector<Polynomial> basis = [] {
-    std::vector<Polynomial> result;
-    for (int n = 0; n <= 12; ++n) result.push_back(chebyshev(n));
+  struct Basis {
+    Polynomial p;
+    GridValues values;
+  };
+  static const std::vector<Basis> basis = [] {
+    std::vector<Basis> result;
+    for (int n = 0; n <= 12; ++n) result.push_back({chebyshev(n), valuesOf(chebyshev(n))});
     return result;
   }();
   const auto count = static_cast<std::size_t>(degree) + 2;
-  std::array<double, kGridSteps + 1> values;
-  for (std::size_t i = 0; i < kGrid.size(); ++i) values[i] = valueOf(r, kGrid[i]);
+  const GridValues values = valuesOf(r);
   std::vector<std::size_t> reference(count);
   for (std::size_t i = 0; i < count; ++i)
     reference[i] = static_cast<std::size_t>(
@@ -90,7 +96,7 @@ Minimax minimax(const Polynomial& r, int degree) {
     for (std::size_t i = 0; i < count; ++i) {
       std::vector<double> row;
       for (int n = 0; n <= degree; ++n)
-        row.push_back(valueOf(basis[static_cast<std::size_t>(n)], kGrid[reference[i]]));
+        row.push_back(basis[static_cast<std::size_t>(n)].values[reference[i]]);
       row.push_back(i % 2 == 0 ? 1 : -1);
       row.push_back(values[reference[i]]);
       rows.push_back(std::move(row));
@@ -99,11 +105,10 @@ Minimax minimax(const Polynomial& r, int degree) {
     Minimax found;
     found.q.assign(static_cast<std::size_t>(degree) + 1, 0.0);
     for (std::size_t n = 0; n <= static_cast<std::size_t>(degree); ++n)
-      for (std::size_t j = 0; j <= n; ++j) found.q[j] += x[n] * basis[n][j];
+      for (std::size_t j = 0; j <= n; ++j) found.q[j] += x[n] * basis[n].p[j];
     // The greatest error in each run of one sign takes the place of the reference point there.
-    std::array<double, kGridSteps + 1> error;
-    for (std::size_t i = 0; i < kGrid.size(); ++i)
-      error[i] = values[i] - valueOf(found.q, kGrid[i]);
+    GridValues error = valuesOf(found.q);
+    for (std::size_t i = 0; i < error.size(); ++i) error[i] = values[i] - error[i];
     std::vector<std::size_t> peaks;
     for (std::size_t i = 0; i < kGrid.size(); ++i) {
       found.error = std::max(found.error, std::abs(error[i]));
@@ -185,7 +190,7 @@ class GridFit {
       b[j] = onGrid;
     }
     double error = 0;
-    for (const double s : kGrid) error = std::max(error, std::abs(valueOf(rest, s)));
+    for (const double value : valuesOf(rest)) error = std::max(error, std::abs(value));
     return error;
   }
   // Half a unit of the lowest coefficient.

@@ -1,6 +1,7 @@
 #include "backend/approximation/interval.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace approximation {
 
@@ -41,22 +42,18 @@ Interval::Interval(const MPZ& numerator, long exponent, mpfr_prec_t precision)
 Interval::Interval(const Interval& other) : Interval(other.precision()) {
   for (int i : {0, 1}) mpfr_set(bounds[i], other.bounds[i], MPFR_RNDN);
 }
-Interval::Interval(Interval&& other) noexcept : Interval(MPFR_PREC_MIN) {
-  for (int i : {0, 1}) mpfr_swap(bounds[i], other.bounds[i]);
+Interval::Interval(Interval&& other) noexcept {
+  for (int i : {0, 1}) bounds[i][0] = other.bounds[i][0];
+  hasBounds = std::exchange(other.hasBounds, false);
 }
-Interval& Interval::operator=(const Interval& other) {
-  if (this == &other) return *this;
-  for (int i : {0, 1}) {
-    mpfr_set_prec(bounds[i], other.precision());
-    mpfr_set(bounds[i], other.bounds[i], MPFR_RNDN);
-  }
-  return *this;
-}
+Interval& Interval::operator=(const Interval& other) { return *this = Interval(other); }
 Interval& Interval::operator=(Interval&& other) noexcept {
-  for (int i : {0, 1}) mpfr_swap(bounds[i], other.bounds[i]);
+  for (int i : {0, 1}) std::swap(bounds[i][0], other.bounds[i][0]);
+  std::swap(hasBounds, other.hasBounds);
   return *this;
 }
 Interval::~Interval() {
+  if (!hasBounds) return;
   for (auto& bound : bounds) mpfr_clear(bound);
 }
 
@@ -77,6 +74,12 @@ MPZ fixed(mpfr_srcptr value, int fraction, mpfr_rnd_t rounding) {
 
 MPZ Interval::lowFixed(int fraction) const { return fixed(bounds[0], fraction, MPFR_RNDD); }
 MPZ Interval::highFixed(int fraction) const { return fixed(bounds[1], fraction, MPFR_RNDU); }
+
+Interval& Interval::operator+=(const Interval& other) {
+  mpfr_add(low(), low(), other.low(), MPFR_RNDD);
+  mpfr_add(high(), high(), other.high(), MPFR_RNDU);
+  return *this;
+}
 
 Interval operator+(const Interval& a, const Interval& b) {
   Interval sum(widest(a, b));

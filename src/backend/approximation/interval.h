@@ -17,7 +17,7 @@ class Interval {
   // numerator * 2^exponent, within one unit in the last place where it is not exact.
   Interval(const util::MPZ& numerator, long exponent, mpfr_prec_t precision);
   Interval(const Interval& other);
-  Interval(Interval&& other) noexcept;
+  Interval(Interval&& other) noexcept;  // leaves what may only be assigned to or destroyed
   Interval& operator=(const Interval& other);
   Interval& operator=(Interval&& other) noexcept;
   ~Interval();
@@ -36,8 +36,11 @@ class Interval {
   util::MPZ lowFixed(int fraction) const;
   util::MPZ highFixed(int fraction) const;
 
+  Interval& operator+=(const Interval& other);  // which is no more precise
+
  private:
   mpfr_t bounds[2];
+  bool hasBounds = true;  // false once moved from
 };
 
 Interval operator+(const Interval& a, const Interval& b);

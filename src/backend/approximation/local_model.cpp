@@ -8,7 +8,8 @@ using util::MPZ;
 
 namespace {
 
-// Orders at which a model is looked for; each try costs the square of it.
+// Orders at which a model is looked for; each try costs the square of it. Coefficients do not
+// depend on the order.
 constexpr int kOrders[] = {7, 14, 28, 56};
 
 // Bits that intermediate results have below the tolerance.
@@ -45,12 +46,14 @@ MPZ magnitudeOf(const Interval& x, int fraction) {
 }  // namespace
 
 std::optional<LocalModel> localModel(const Function& f, const Span& span, int leastDegree,
-                                     int logTolerance) {
+                                     int logTolerance, int firstOrder) {
   LocalModel model;
   model.fraction = kGuardBits - logTolerance;
   const mpfr_prec_t precision = precisionFor(span, model.fraction);
   const MPZ tolerance = MPZ::powerOfTwo(kGuardBits - 1);
-  for (const int order : kOrders) {
+  std::vector<int> orders{firstOrder};
+  std::ranges::copy_if(kOrders, std::back_inserter(orders), [&](int k) { return k > firstOrder; });
+  for (const int order : orders) {
     if (order <= leastDegree) continue;
     const auto over = f.taylor(wholeSpan(span, precision), order);
     if (!over) return std::nullopt;

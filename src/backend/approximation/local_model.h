@@ -28,8 +28,9 @@ struct LocalModel {
 
 // The shortest model of at least `leastDegree` whose radius is at most 2^logTolerance; nothing
 // where f has none of a degree up to 56 (it is no smooth function on the span, or too hard for it).
+// It is found soonest where `firstOrder` is its degree and a little more, and is the same for all.
 std::optional<LocalModel> localModel(const Function& f, const Span& span, int leastDegree,
-                                     int logTolerance);
+                                     int logTolerance, int firstOrder = 0);
 
 // Bounds of a polynomial on [-1, 1], in its coefficients' units.
 struct Bounds {

@@ -38,7 +38,8 @@ util::Result<Tabulated> tabulate(const Function& f, const ArgumentFormat& argume
   for (unsigned long x = 0; x < 1ul << argument.bits; ++x) {
     const auto value = f.value(Interval(argument.first + MPZ(x), argument.lsb, precision));
     if (!value)
-      return util::Failure{"\"" + f.text() + "\" has no value at " + (argument.first + MPZ(x)).toText(10) + " * 2^" +
+      return util::Failure{"\"" + f.text() + "\" has no value at " +
+                           (argument.first + MPZ(x)).toText(10) + " * 2^" +
                            std::to_string(argument.lsb)};
     const MPZ low = value->lowFixed(all.fraction), high = value->highFixed(all.fraction);
     if (std::max(low.bitLength(), high.bitLength()) > kMostValueBits + kFractionBits)

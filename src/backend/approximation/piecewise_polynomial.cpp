@@ -51,11 +51,22 @@ PolynomialShape shapeOf(const PiecewisePolynomial& p, double left) {
   return {p.degree(), p.argument, &p.segmentation, p.lsb, p.coefficient, p.partial, left};
 }
 
+const std::optional<LocalModel>& LocalModels::of(const Segmentation::Segment& segment) {
+  const auto [found, isNew] = models.try_emplace({segment.logSize, segment.first});
+  std::optional<LocalModel>& model = found->second;
+  if (isNew) {
+    model = localModel(f, segment.span(argument), 0, logTolerance, lastDegree + 2);
+    if (model) lastDegree = static_cast<int>(model->a.size()) - 1;
+  }
+  return model;
+}
+
+int logToleranceFor(int unit, double room) { return unit + std::ilogb(room) - kToleranceBits; }
+
 std::optional<PiecewisePolynomial> fitPiecewise(const Function& f, const ArgumentFormat& argument,
                                                 const Segmentation& segmentation,
-                                                const std::vector<int>& lsb, int unit,
-                                                double room) {
-  const int logTolerance = unit + std::ilogb(room) - kToleranceBits;
+                                                const std::vector<int>& lsb, int unit, double room,
+                                                LocalModels& models) {
   PiecewisePolynomial result;
   result.argument = argument, result.segmentation = segmentation, result.lsb = lsb;
   bool isFirst = true;
@@ -65,7 +76,7 @@ std::optional<PiecewisePolynomial> fitPiecewise(const Function& f, const Argumen
   for (const Segmentation::Segment& segment : segmentation.segments()) {
     run.show(result.rows.size(), segmentation.rows());
     const Span span = segment.span(argument);
-    const auto model = localModel(f, span, 0, logTolerance);
+    const std::optional<LocalModel>& model = models.of(segment);
     if (!model) return std::nullopt;
     result.errorFraction = model->fraction;
     std::vector<MPZ> c = fitOnGrid(*model, span, lsb);

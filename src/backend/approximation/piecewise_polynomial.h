@@ -1,16 +1,18 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "backend/approximation/segmentation.h"
 
 namespace approximation {
 
-// A polynomial for each segment of an argument first + X: p(X) = the sum of rows[row][j] * 2^lsb[j] *
-// (t * 2^argument.lsb)^j with t = X - the segment's centre, and a proven bound of its error.
+// A polynomial for each segment of an argument first + X: p(X) = the sum of rows[row][j] * 2^lsb[j]
+// * (t * 2^argument.lsb)^j with t = X - the segment's centre, and a proven bound of its error.
 struct PiecewisePolynomial {
   ArgumentFormat argument;
   Segmentation segmentation;
@@ -25,6 +27,22 @@ struct PiecewisePolynomial {
   int degree() const { return static_cast<int>(lsb.size()) - 1; }
   // The greater magnitude of the error, in units of 2^unit; not below it.
   double errorIn(int unit) const;
+};
+
+// The models of f over segments of its argument, within 2^logTolerance, each made once.
+class LocalModels {
+ public:
+  LocalModels(const Function& f, const ArgumentFormat& argument, int logTolerance)
+      : f(f), argument(argument), logTolerance(logTolerance) {}
+  // Nothing where f has none.
+  const std::optional<LocalModel>& of(const Segmentation::Segment& segment);
+
+ private:
+  const Function& f;
+  const ArgumentFormat& argument;
+  const int logTolerance;
+  int lastDegree = 0;
+  std::map<std::pair<int, util::MPZ>, std::optional<LocalModel>> models;  // by size and start
 };
 
 // What a circuit for a polynomial costs depends on this. Before coefficients are known the widths
@@ -52,11 +70,15 @@ struct PolynomialTarget {
 // The price of a circuit of this shape; infinite where none fits into the room that is left.
 using PolynomialCost = std::function<double(const PolynomialShape&)>;
 
+// The tolerance of models for polynomials whose error is at most room * 2^unit.
+int logToleranceFor(int unit, double room);
+
 // The polynomials of `segmentation` with these grids whose error is at most room * 2^unit; nothing
-// where a segment's is greater.
+// where a segment's is greater. The models are those of f in that tolerance.
 std::optional<PiecewisePolynomial> fitPiecewise(const Function& f, const ArgumentFormat& argument,
                                                 const Segmentation& segmentation,
-                                                const std::vector<int>& lsb, int unit, double room);
+                                                const std::vector<int>& lsb, int unit, double room,
+                                                LocalModels& models);
 
 // The cheapest piecewise polynomial for f.
 //

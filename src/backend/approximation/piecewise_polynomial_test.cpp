@@ -42,8 +42,10 @@ void checkBound(const SampleFunction& sample, int width, int degree, int rowBits
   SCOPED_TRACE(std::string(sample.text) + " " + std::to_string(width) + " bits, degree " +
                std::to_string(degree) + ", 2^" + std::to_string(rowBits) + " rows");
   const ArgumentFormat argument{width, -width};
-  const auto p = fitPiecewise(parsed(sample.text), argument, Segmentation::uniform(width, rowBits),
-                              gridsFor(width, degree, rowBits, 4), -width, 4.0);
+  const Function f = parsed(sample.text);
+  LocalModels models(f, argument, logToleranceFor(-width, 4.0));
+  const auto p = fitPiecewise(f, argument, Segmentation::uniform(width, rowBits),
+                              gridsFor(width, degree, rowBits, 4), -width, 4.0, models);
   ASSERT_TRUE(p);
   const int fraction = p->errorFraction + 8;
   MPZ low, high;

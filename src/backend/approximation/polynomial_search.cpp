@@ -13,7 +13,6 @@ using util::MPZ;
 namespace {
 
 constexpr int kMostDegree = 8;
-constexpr int kToleranceBits = 8;
 // Segments of one size whose errors stand for all of them; where an argument has several units,
 // each of which may have a function of its own, their first and last ones as well.
 constexpr int kSamples = 9;
@@ -47,7 +46,10 @@ struct Candidate {
 class Search {
  public:
   Search(const Function& f, const PolynomialTarget& target, const PolynomialCost& cost)
-      : f(f), target(target), cost(cost) {}
+      : f(f),
+        target(target),
+        cost(cost),
+        models(f, target.argument, logToleranceFor(target.lsb, target.room)) {}
 
   util::Result<PiecewisePolynomial> run() {
     const int mostBits = std::min(target.mostRowBits, target.argument.bits - 1);
@@ -79,10 +81,9 @@ class Search {
     const int logSize = target.argument.bits - bits;
     const Segmentation::Segment segment{
         MPZ(static_cast<unsigned long>(index)) << static_cast<unsigned long>(logSize), logSize};
-    const Span span = segment.span(target.argument);
-    const auto model =
-        localModel(f, span, 0, target.lsb + std::ilogb(target.room) - kToleranceBits);
+    const std::optional<LocalModel>& model = models.of(segment);
     if (!model) return result;
+    const int logHalf = segment.span(target.argument).logHalf;
     result.isSmooth = true;
     for (int degree = 0; degree <= mostDegree(); ++degree) {
       const auto at = static_cast<std::size_t>(degree);
@@ -90,8 +91,8 @@ class Search {
       if (at >= model->a.size()) continue;
       long exponent = 0;
       const double mantissa = mpz_get_d_2exp(&exponent, model->a[at].get());
-      result.coefficient[at] = std::ldexp(
-          mantissa, static_cast<int>(exponent) - model->fraction - degree * span.logHalf);
+      result.coefficient[at] =
+          std::ldexp(mantissa, static_cast<int>(exponent) - model->fraction - degree * logHalf);
     }
     return result;
   }
@@ -204,7 +205,7 @@ class Search {
       if (candidate.price >= lowest * kEstimateExceeds) break;
       if (best && (fits >= kMostFits || fittedRows > kMostFittedRows)) break;
       auto fitted = fitPiecewise(f, target.argument, candidate.segmentation, candidate.lsb,
-                                 target.lsb, target.room);
+                                 target.lsb, target.room, models);
       ++fits;
       fittedRows += candidate.segmentation.rows();
       if (!fitted) continue;
@@ -221,6 +222,7 @@ class Search {
   const Function& f;
   const PolynomialTarget& target;
   const PolynomialCost& cost;
+  LocalModels models;
   std::map<std::pair<int, std::size_t>, Estimate> estimates;
   std::vector<Candidate> candidates;
 };

@@ -70,7 +70,8 @@ class Planner {
       // One tile less than would cover a factor leaves a strip; fewer leave room for a block.
       for (int c = std::max(1, columns - 1); c <= columns; ++c)
         for (int r = std::max(1, rows - 1); r <= rows; ++r)
-          keepCheaper(best, grid(shape, c, r, sizeX, sizeY, taken, depth), taken);
+          if (prices.priceOf(taken + c * r) < total(best, taken))
+            keepCheaper(best, grid(shape, c, r, sizeX, sizeY, taken, depth), taken);
       if (sizeX == sizeY) break;
     }
     return best;
