@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "backend/arithmetic/leading_zeros.h"
-
 namespace arithmetic {
 
 namespace {
@@ -26,11 +24,12 @@ Unrounded placeSubnormal(Builder& b, Signal magnitude, long zeros, const FloatFo
 
 // The same for one whose top bit may be that of a regular number, of exponent `topExponent`.
 Unrounded placeNormal(Builder& b, Signal magnitude, long topExponent, bool gradually,
-                      const FloatFormat& format, int kept) {
+                      const FloatFormat& format, int kept, FirstOne form) {
   const long most = topExponent - format.minExponent();
   const NormalisedSticky normal =
-      gradually ? normaliseUpToSticky(b, magnitude, b.literal(most, signedWidth(0, most)), kept)
-                : normaliseSticky(b, magnitude, kept);
+      gradually
+          ? normaliseUpToSticky(b, magnitude, b.literal(most, signedWidth(0, most)), kept, form)
+          : normaliseSticky(b, magnitude, kept, form);
   const int width =
       std::max(signedWidth(topExponent - magnitude.width, topExponent + 1), normal.count.width + 1);
   Unrounded x;
@@ -44,7 +43,7 @@ Unrounded placeNormal(Builder& b, Signal magnitude, long topExponent, bool gradu
 }  // namespace
 
 Converted fixedToFloat(Builder& b, Signal sign, Signal magnitude, long topWeight,
-                       const FloatFormat& format, int below) {
+                       const FloatFormat& format, int below, FirstOne firstOne) {
   const auto scope = b.scope("normalise");
   const int kept = format.fractionBits + 1 + below;
   const long topExponent = topWeight + format.bias();
@@ -53,10 +52,11 @@ Converted fixedToFloat(Builder& b, Signal sign, Signal magnitude, long topWeight
   const bool gradually = underflows && format.gradual;
   const long zeros = format.minExponent() - topExponent;
 
-  Converted result{.number = gradually && zeros >= 0
-                                 ? placeSubnormal(b, magnitude, zeros, format, kept)
-                                 : placeNormal(b, magnitude, topExponent, gradually, format, kept),
-                   .format = format};
+  Converted result{
+      .number = gradually && zeros >= 0
+                    ? placeSubnormal(b, magnitude, zeros, format, kept)
+                    : placeNormal(b, magnitude, topExponent, gradually, format, kept, firstOne),
+      .format = format};
   Unrounded& x = result.number;
   x.sign = sign;
   x.isInf = x.isNan = b.bit(false);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backend/arithmetic/floating_point.h"
+#include "backend/arithmetic/leading_zeros.h"
 
 namespace arithmetic {
 
@@ -15,6 +16,6 @@ struct Converted {
 // the fraction in `sticky`.
 //   magnitude  unsigned, its top bit has weight 2^topWeight; 0 gives a zero of sign `sign`
 Converted fixedToFloat(Builder& b, Signal sign, Signal magnitude, long topWeight,
-                       const FloatFormat& format, int below);
+                       const FloatFormat& format, int below, FirstOne firstOne = FirstOne::kGates);
 
 }  // namespace arithmetic

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "backend/arithmetic/leading_zeros.h"
 #include "backend/arithmetic/shifter.h"
 #include "util/failure.h"
 
@@ -165,7 +164,8 @@ Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const U
   const AlignedAddend aligned = alignAddend(b, product, addend, window);
   const WindowSum sum = addInWindow(b, aligned, product, window, subtracts);
 
-  const LeadingZeros zeros = countLeadingZeros(b, b.concat({sum.magnitude, sum.lacksOne}));
+  const LeadingZeros zeros =
+      countLeadingZeros(b, b.concat({sum.magnitude, sum.lacksOne}), options.firstOne);
   const Signal count =
       format.gradual ? smaller(b, zeros.count,
                                b.subtract(aligned.exponent, b.literal(1, aligned.exponent.width)))

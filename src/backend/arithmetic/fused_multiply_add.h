@@ -2,6 +2,7 @@
 
 #include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/floating_point.h"
+#include "backend/arithmetic/leading_zeros.h"
 
 namespace arithmetic {
 
@@ -23,6 +24,7 @@ struct FusedAddOptions {
   double ulps = 0.5;
   bool quietNaN = false;
   ErrorBudgets* budgets = nullptr;
+  FirstOne firstOne = FirstOne::kGates;
 };
 
 // product + addend, packed in their common format, or before that rounding. Subtract by flipping

@@ -17,17 +17,26 @@ struct Group {
   Signal count;  // leading zeros in the group
 };
 
-// Of four bits, the top one first, the index of the first 1; 3 when only the last can be. As gates:
-// table mappers, which count a function of eight inputs as one level, make slow chains of those
-// where it is the index of a table.
-Signal firstOne(Builder& b, Signal four) {
+util::MPZ firstOneTable() {
+  util::MPZ table;
+  for (unsigned bits = 0; bits < 16; ++bits) {
+    const unsigned index = bits == 0 ? 3 : static_cast<unsigned>(std::countl_zero(bits)) - 28;
+    table = table | (util::MPZ(index) << (2 * bits));
+  }
+  return table;
+}
+
+// Of four bits, the top one first, the index of the first 1; 3 when only the last can be.
+Signal firstOne(Builder& b, Signal four, FirstOne form) {
+  static const util::MPZ table = firstOneTable();
+  if (form == FirstOne::kTable) return b.lut(four, table, 2);
   const Signal high = b.bitNot(b.bitOr(b.bitOf(four, 3), b.bitOf(four, 2)));
   return b.concat({high, b.bitNot(b.select(high, b.bitOf(four, 1), b.bitOf(four, 3)))});
 }
 
 }  // namespace
 
-LeadingZeros countLeadingZeros(Builder& b, Signal x) {
+LeadingZeros countLeadingZeros(Builder& b, Signal x, FirstOne form) {
   const int width = x.width;
   // Zeros below fill the last group and never change the count of a number that is not zero.
   const int padded = (width + 3) / 4 * 4;
@@ -35,7 +44,7 @@ LeadingZeros countLeadingZeros(Builder& b, Signal x) {
   std::vector<Group> groups;
   for (int low = padded - 4; low >= 0; low -= 4) {
     const Signal four = b.slice(filled, low, 4);
-    groups.push_back({b.reduceOr(four), firstOne(b, four)});
+    groups.push_back({b.reduceOr(four), firstOne(b, four, form)});
   }
   while (groups.size() > 1) {
     std::vector<Group> joined;
@@ -47,7 +56,7 @@ LeadingZeros countLeadingZeros(Builder& b, Signal x) {
         counts[i] = exists ? groups[first + i].count : counts[i - 1];
       }
       const Signal anyBits = b.concat(any);
-      const Signal index = firstOne(b, anyBits);
+      const Signal index = firstOne(b, anyBits, form);
       joined.push_back({b.reduceOr(anyBits), b.concat({index, b.pick(index, counts)})});
     }
     groups = std::move(joined);
@@ -63,8 +72,8 @@ Signal smaller(Builder& b, Signal a, Signal other) {
   return b.select(otherIsLess, b.zeroExtend(other, a.width), a);
 }
 
-Normalised normalise(Builder& b, Signal x) {
-  const LeadingZeros zeros = countLeadingZeros(b, x);
+Normalised normalise(Builder& b, Signal x, FirstOne form) {
+  const LeadingZeros zeros = countLeadingZeros(b, x, form);
   return {shiftLeft(b, x, zeros.count, x.width - 1), zeros.count, zeros.allZero};
 }
 
@@ -116,14 +125,14 @@ Normalised normaliseUpTo(Builder& b, Signal x, Signal limit) {
   return {shiftLeft(b, x, count, x.width - 1), count, zeros.allZero};
 }
 
-NormalisedSticky normaliseSticky(Builder& b, Signal x, int kept) {
-  const LeadingZeros zeros = countLeadingZeros(b, x);
+NormalisedSticky normaliseSticky(Builder& b, Signal x, int kept, FirstOne form) {
+  const LeadingZeros zeros = countLeadingZeros(b, x, form);
   const ShiftedLeft moved = shiftLeftSticky(b, x, zeros.count, x.width - 1, kept);
   return {moved.bits, moved.sticky, zeros.count, zeros.allZero};
 }
 
-NormalisedSticky normaliseUpToSticky(Builder& b, Signal x, Signal limit, int kept) {
-  const LeadingZeros zeros = countLeadingZeros(b, x);
+NormalisedSticky normaliseUpToSticky(Builder& b, Signal x, Signal limit, int kept, FirstOne form) {
+  const LeadingZeros zeros = countLeadingZeros(b, x, form);
   const Signal count = smaller(b, zeros.count, limit);
   const ShiftedLeft moved = shiftLeftSticky(b, x, count, x.width - 1, kept);
   return {moved.bits, moved.sticky, count, zeros.allZero};

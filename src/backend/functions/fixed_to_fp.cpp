@@ -80,9 +80,9 @@ std::vector<Signal> decomposeConversion(Builder& b, const Request& request,
   if (hasRoundingPort(signature)) rule.port = inputs[1];
   const bool flagged = signature.out.size() > 1;
   // The flag of an underflow asks for a rounding at one place lower.
-  const auto [number, format] =
-      arithmetic::fixedToFloat(b, sign, magnitude, long{in.width()} - 1 - in.fraction(),
-                               outputFormat(request, 0), /*below=*/flagged ? 2 : 1);
+  const auto [number, format] = arithmetic::fixedToFloat(
+      b, sign, magnitude, long{in.width()} - 1 - in.fraction(), outputFormat(request, 0),
+      /*below=*/flagged ? 2 : 1, request.firstOne);
   if (!flagged) return {arithmetic::roundAndPack(b, number, format, rule, request.quietNaN)};
   const auto result = arithmetic::roundAndPackFlagged(b, number, format, rule, request.quietNaN);
   return {result.packed, flagBits(b, result)};
@@ -108,8 +108,11 @@ std::optional<std::string> refuseConversion(const Request& request) {
   return refuseFormats(request);
 }
 
-constexpr UnitRow kRows[] = {
-    {"DMFxPToFP", evaluateConversion, decomposeConversion, refuseConversion}};
+constexpr UnitRow kRows[] = {{.name = "DMFxPToFP",
+                              .evaluate = evaluateConversion,
+                              .decompose = decomposeConversion,
+                              .refuses = refuseConversion,
+                              .triesFirstOnes = true}};
 
 }  // namespace
 

@@ -139,14 +139,14 @@ Signal buildInteger(Builder& b, Part part, const Unpacked& x, const FloatFormat&
       format, {}, quietNaN);
 }
 
-Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, bool quietNaN) {
+Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, const Request& request) {
   const int wF = format.fractionBits;
   const Split split = splitAtUnits(b, x);
   const Signal fraction = b.bitAnd(b.slice(x.significand, 0, wF), split.fractionMask);
   const Signal hidden = b.bitAnd(b.topBit(x.significand), split.belowOne);
   // A number below 1 stands as it is, a subnormal too.
   const arithmetic::LeadingZeros zeros =
-      arithmetic::countLeadingZeros(b, b.concat({split.belowOne, fraction}));
+      arithmetic::countLeadingZeros(b, b.concat({split.belowOne, fraction}), request.firstOne);
   Signal count = zeros.count;
   const int width = arithmetic::signedWidth(-wF, format.maxExponent() + 1L);
   Signal exponent = b.zeroExtend(x.exponent, width);
@@ -166,7 +166,7 @@ Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, bool 
        .isInf = b.bit(false),
        .isNan = x.isNan,
        .canOverflow = false},
-      format, {}, quietNaN);
+      format, {}, request.quietNaN);
 }
 
 template <Part part>
@@ -174,7 +174,7 @@ std::vector<Signal> decompose(Builder& b, const Request& request, std::span<cons
   const auto scope = b.scope(part == Part::kFrac ? "frac" : "integer_part");
   const Unpacked x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
   const FloatFormat format = outputFormat(request, 0);
-  if (part == Part::kFrac) return {buildFrac(b, x, format, request.quietNaN)};
+  if (part == Part::kFrac) return {buildFrac(b, x, format, request)};
   return {buildInteger(b, part, x, format, request.quietNaN)};
 }
 
@@ -185,7 +185,11 @@ std::optional<std::string> refuse(const Request& request) {
 
 template <Part part>
 constexpr UnitRow row(std::string_view name) {
-  return {name, evaluate<part>, decompose<part>, refuse};
+  return {.name = name,
+          .evaluate = evaluate<part>,
+          .decompose = decompose<part>,
+          .refuses = refuse,
+          .triesFirstOnes = part == Part::kFrac};
 }
 
 constexpr UnitRow kRows[] = {

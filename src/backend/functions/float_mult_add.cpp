@@ -43,7 +43,8 @@ std::vector<Signal> decomposeMultAdd(Builder& b, const Request& request,
                                    {.rounding = roundingOf(request, /*tiesAway=*/false, inputs),
                                     .ulps = ulpsOf(request, 0),
                                     .quietNaN = request.quietNaN,
-                                    .budgets = request.budgets})};
+                                    .budgets = request.budgets,
+                                    .firstOne = request.firstOne})};
 }
 
 std::optional<std::string> refuseMultAdd(const Request& request) {
@@ -53,7 +54,11 @@ std::optional<std::string> refuseMultAdd(const Request& request) {
   return std::nullopt;
 }
 
-constexpr UnitRow kRows[] = {{"CFloatMultAdd", evaluateMultAdd, decomposeMultAdd, refuseMultAdd}};
+constexpr UnitRow kRows[] = {{.name = "CFloatMultAdd",
+                              .evaluate = evaluateMultAdd,
+                              .decompose = decomposeMultAdd,
+                              .refuses = refuseMultAdd,
+                              .triesFirstOnes = true}};
 
 }  // namespace
 

@@ -9,6 +9,7 @@
 
 #include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/horner_plan.h"
+#include "backend/arithmetic/leading_zeros.h"
 #include "backend/arithmetic/product_plan.h"
 #include "backend/arithmetic/rounding.h"
 #include "backend/graph/builder.h"
@@ -77,6 +78,7 @@ struct Request {
   graph::Signal valid{};
   // Takes the error budgets that the circuit keeps, if not null; tried candidates state none.
   arithmetic::ErrorBudgets* budgets = nullptr;
+  arithmetic::FirstOne firstOne = arithmetic::FirstOne::kGates;  // of leading-zero counters
 };
 
 // The mathematical function, in MPFR or exact integers, never with the circuit's code. Writes one
@@ -107,6 +109,8 @@ struct UnitRow {
   int minimumLatency = 0;  // cycles from inputs to outputs
   // What the report calls the method, where the unit chooses it; else the operator's row names it.
   std::string_view (*description)(const Signature& signature) = nullptr;
+  // The circuit follows Request::firstOne: both are built, and the better one is taken.
+  bool triesFirstOnes = false;
 };
 
 // The row called `name`, or null. Rows stand in unit_table.cpp.

@@ -136,7 +136,7 @@ std::optional<int> CSynthSingleEntity::constrainedLatency(int shortest) const {
 }
 
 // The graph of the whole entity: control ports, then the unit's own.
-void CSynthSingleEntity::buildCircuit(functions::Request asked) {
+void CSynthSingleEntity::buildCircuit(functions::Request asked, std::optional<int> latency) {
   graph::Graph built;
   graph::Builder builder(built);
   schedule::ScheduleOptions wanted;
@@ -188,7 +188,7 @@ void CSynthSingleEntity::buildCircuit(functions::Request asked) {
   wanted.statesOnly = isSequence;
   wanted.registerInputs = (wrapper & kWrapperIn) != 0;
   wanted.registerOutputs = (wrapper & kWrapperOut) != 0;
-  wanted.latency = constrainedLatency(topUnit->row().minimumLatency);
+  wanted.latency = latency;
   const auto schedule = [&] {
     util::Result<schedule::Scheduled> result = schedule::scheduleGraph(mapped, device, wanted);
     if (!result && readsMemory(mapped)) {
@@ -239,11 +239,35 @@ void CSynthSingleEntity::countRewritten() {
   if (rewritten.luts < scheduled->cost.luts) scheduled->cost = rewritten;
 }
 
+// With the better form of leading-zero counters, where the unit has both. Which one that is shows
+// without a latency that was asked for, which only one of them may reach.
+void CSynthSingleEntity::buildUnit(functions::Request asked) {
+  const functions::UnitRow& row = topUnit->row();
+  const std::optional<int> latency = constrainedLatency(row.minimumLatency);
+  if (!row.triesFirstOnes || hardFloat) return buildCircuit(asked, latency);
+  buildCircuit(asked, std::nullopt);
+  const long bits = registerBits();
+  auto gates = std::tuple{std::move(mapped), std::move(scheduled), std::move(budgets)};
+  mapped = {}, scheduled.reset(), budgets.clear();
+  asked.firstOne = arithmetic::FirstOne::kTable;
+  buildCircuit(asked, std::nullopt);
+  if (schedule::isBetter(*scheduled, registerBits(), *std::get<1>(gates), bits)) {
+    log("leading zeros counted by tables\n");
+  } else {
+    log("leading zeros counted by gates, by the circuit before\n");
+    asked.firstOne = arithmetic::FirstOne::kGates;
+    std::tie(mapped, scheduled, budgets) = std::move(gates);
+  }
+  if (!latency) return;
+  budgets.clear();
+  buildCircuit(asked, latency);
+}
+
 // Units plan by estimates; where more than an ulp is allowed, a faithful circuit may still be the
 // cheaper one, beyond what estimates miss.
 void CSynthSingleEntity::buildCheapest(functions::Request asked) {
   constexpr double kClearlyLess = 0.95;
-  buildCircuit(asked);
+  buildUnit(asked);
   bool isLoose = false;
   for (functions::Accuracy& accuracy : asked.accuracy) {
     if (accuracy.kind != functions::Accuracy::kWithin || accuracy.ulps <= 1) continue;
@@ -259,7 +283,7 @@ void CSynthSingleEntity::buildCheapest(functions::Request asked) {
   const double priceOfLoose = price();
   auto loose = std::tuple{std::move(mapped), std::move(scheduled), std::move(budgets)};
   mapped = {}, scheduled.reset(), budgets.clear();
-  buildCircuit(asked);
+  buildUnit(asked);
   if (price() < kClearlyLess * priceOfLoose)
     return log("the faithful circuit is the cheaper one\n");
   log("the first circuit is the cheaper one\n");

@@ -101,7 +101,8 @@ class CSynthSingleEntity : public CSynth {
  private:
   functions::Request requestFor(CArithmeticUnit& unit) const;
   mapping::MappingOptions mappingOptions(bool combinational) const;
-  void buildCircuit(functions::Request request);
+  void buildCircuit(functions::Request request, std::optional<int> latency);
+  void buildUnit(functions::Request asked);
   void scheduleHardFloat();
   void log(const std::string& text);
   void writeLog() const;

@@ -209,6 +209,15 @@ util::Result<Scheduled> scheduleGraph(const Graph& graph, const device::Device& 
   return result;
 }
 
+bool isBetter(const Scheduled& one, long bitsOfOne, const Scheduled& other, long bitsOfOther) {
+  if (one.period != other.period) return one.period < other.period;
+  const int cycles = one.schedule.latency(), ofOther = other.schedule.latency();
+  if (cycles != ofOther) return cycles < ofOther;
+  // A gain of less is within what estimates miss of two structures: of 4 % tools made 11 % more.
+  constexpr double kClearlyLess = 0.9;
+  return bitsOfOne <= bitsOfOther && one.cost.luts <= kClearlyLess * other.cost.luts;
+}
+
 std::optional<Scheduled> cheaperThan(const Scheduled& before, long bitsBefore, const Graph& graph,
                                      const device::Device& device, Schedule schedule,
                                      const ScheduleOptions& options) {

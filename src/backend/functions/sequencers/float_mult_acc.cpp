@@ -111,13 +111,14 @@ std::vector<Signal> decomposeMultAcc(Builder& b, const Request& request,
       keptOrZero(b, arithmetic::unpack(b, inputs[kSecond], inputFormat(request, kSecond)), valid,
                  b.bit(false));
   const arithmetic::ExactProduct product = arithmetic::multiplyExactly(b, x, y);
-  return {accumulate(b, request, inputs[kContinues], product.sign,
-                     [&](const Unpacked& last, Signal sign) {
-                       arithmetic::ExactProduct term = product;
-                       term.sign = sign;
-                       return arithmetic::addToProductUnrounded(
-                           b, term, last, {.rounding = rounding, .budgets = request.budgets});
-                     })};
+  return {accumulate(
+      b, request, inputs[kContinues], product.sign, [&](const Unpacked& last, Signal sign) {
+        arithmetic::ExactProduct term = product;
+        term.sign = sign;
+        return arithmetic::addToProductUnrounded(
+            b, term, last,
+            {.rounding = rounding, .budgets = request.budgets, .firstOne = request.firstOne});
+      })};
 }
 
 std::optional<std::string> refuseMultAcc(const Request& request) {
@@ -135,8 +136,13 @@ std::optional<std::string> refuseMultAcc(const Request& request) {
   return refuseMixedWidths(request);
 }
 
-constexpr UnitRow kRows[] = {{"CFloatMultAcc", evaluateMultAcc, decomposeMultAcc, refuseMultAcc,
-                              Protocol::kAccumulate, kMinimumLatency}};
+constexpr UnitRow kRows[] = {{.name = "CFloatMultAcc",
+                              .evaluate = evaluateMultAcc,
+                              .decompose = decomposeMultAcc,
+                              .refuses = refuseMultAcc,
+                              .protocol = Protocol::kAccumulate,
+                              .minimumLatency = kMinimumLatency,
+                              .triesFirstOnes = true}};
 
 }  // namespace
 
