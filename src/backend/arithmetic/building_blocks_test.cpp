@@ -85,12 +85,17 @@ TEST(LeadingZeros, CountsAndNormalisesEveryWord) {
         width, 3,
         [](Builder& b, Signal x, Signal limit) {
           const Normalised all = normalise(b, x), some = normaliseUpTo(b, x, limit);
-          return std::vector{all.bits, all.count, all.allZero, some.bits, some.count};
+          const LeadingZeros tabled = countLeadingZeros(b, x, FirstOne::kTable);
+          const LeadingZeros own = countLeadingZeros(b, x, FirstOne::kOwnGates);
+          return std::vector{all.bits,   all.count,    all.allZero, some.bits,
+                             some.count, tabled.count, own.count};
         },
         [&](std::uint64_t x, std::uint64_t limit, const std::vector<MPZ>& got) {
           EXPECT_EQ(got[2], MPZ(x == 0 ? 1 : 0));
           if (x == 0) return;
           const std::uint64_t zeros = std::countl_zero(x) - (64 - width);
+          EXPECT_EQ(got[5], MPZ(zeros));
+          EXPECT_EQ(got[6], MPZ(zeros));
           EXPECT_EQ(got[0], MPZ(x << zeros));
           EXPECT_EQ(got[1], MPZ(zeros));
           EXPECT_EQ(got[3], MPZ(x << std::min(zeros, limit)));

@@ -24,7 +24,7 @@ struct FusedAddOptions {
   double ulps = 0.5;
   bool quietNaN = false;
   ErrorBudgets* budgets = nullptr;
-  FirstOne firstOne = FirstOne::kGates;
+  FirstOne firstOne = FirstOne::kSharedGates;
 };
 
 // product + addend, packed in their common format, or before that rounding. Subtract by flipping

@@ -31,6 +31,10 @@ Signal firstOne(Builder& b, Signal four, FirstOne form) {
   static const util::MPZ table = firstOneTable();
   if (form == FirstOne::kTable) return b.lut(four, table, 2);
   const Signal high = b.bitNot(b.bitOr(b.bitOf(four, 3), b.bitOf(four, 2)));
+  if (form == FirstOne::kOwnGates) {
+    const Signal isOdd = b.bitOr(b.bitOf(four, 2), b.bitNot(b.bitOf(four, 1)));
+    return b.concat({high, b.bitAnd(b.bitNot(b.bitOf(four, 3)), isOdd)});
+  }
   return b.concat({high, b.bitNot(b.select(high, b.bitOf(four, 1), b.bitOf(four, 3)))});
 }
 

@@ -7,12 +7,16 @@ namespace arithmetic {
 using graph::Builder;
 using graph::Signal;
 
-// How the index of the first 1 among four bits is made. One table is one level for both bits of the
-// index. As gates they share an or, and what is shared is a table of its own, so that the low bit
-// stands behind two; but table mappers, which count a function of eight inputs as one level, make
-// slow chains of the picks behind tables in some units. Neither is the better one everywhere: units
-// whose row says so try both (functions::Request::firstOne).
-enum class FirstOne { kGates, kTable };
+// How the index of the first 1 among four bits is made.
+//   kSharedGates  its two bits share an or. What is shared is a table of its own (device/cover.h),
+//   so
+//                 that the low bit stands behind two.
+//   kOwnGates     each bit has gates of its own: one level.
+//   kTable        one table for both: one level; in some units table mappers, which count a
+//   function
+//                 of eight inputs as one level, make slow chains of the picks behind it.
+// None is the best everywhere: a row of a unit may name one to be tried beside the first.
+enum class FirstOne { kSharedGates, kOwnGates, kTable };
 
 struct LeadingZeros {
   Signal count;    // zeros above the highest 1; undefined when there is none
@@ -23,7 +27,7 @@ struct LeadingZeros {
 // of its bits is the first 1 and whether there is any; four groups join by the same choice over
 // their "any" bits and a pick of the counts below. The count has the fewest bits that hold width
 // - 1.
-LeadingZeros countLeadingZeros(Builder& b, Signal x, FirstOne form = FirstOne::kGates);
+LeadingZeros countLeadingZeros(Builder& b, Signal x, FirstOne form = FirstOne::kSharedGates);
 
 struct Normalised {
   Signal bits;     // x shifted left until its top bit is 1, or by the limit
@@ -32,7 +36,7 @@ struct Normalised {
 };
 
 // Normalises x. With a limit (unsigned, any width) the shift does not exceed it.
-Normalised normalise(Builder& b, Signal x, FirstOne form = FirstOne::kGates);
+Normalised normalise(Builder& b, Signal x, FirstOne form = FirstOne::kSharedGates);
 Normalised normaliseUpTo(Builder& b, Signal x, Signal limit);
 
 // x shifted left until its highest 1 stands at most 2^k - 1 places below the top, k = 1 or 2 bits
@@ -54,9 +58,10 @@ struct NormalisedSticky {
   Signal count;    // places shifted, undefined when allZero
   Signal allZero;  // 1 bit, about x
 };
-NormalisedSticky normaliseSticky(Builder& b, Signal x, int kept, FirstOne form = FirstOne::kGates);
+NormalisedSticky normaliseSticky(Builder& b, Signal x, int kept,
+                                 FirstOne form = FirstOne::kSharedGates);
 NormalisedSticky normaliseUpToSticky(Builder& b, Signal x, Signal limit, int kept,
-                                     FirstOne form = FirstOne::kGates);
+                                     FirstOne form = FirstOne::kSharedGates);
 
 // The smaller of two unsigned numbers, in the width of `a`.
 Signal smaller(Builder& b, Signal a, Signal other);

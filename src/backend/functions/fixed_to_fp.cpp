@@ -112,7 +112,7 @@ constexpr UnitRow kRows[] = {{.name = "DMFxPToFP",
                               .evaluate = evaluateConversion,
                               .decompose = decomposeConversion,
                               .refuses = refuseConversion,
-                              .triesFirstOnes = true}};
+                              .otherFirstOne = arithmetic::FirstOne::kOwnGates}};
 
 }  // namespace
 

@@ -185,11 +185,9 @@ std::optional<std::string> refuse(const Request& request) {
 
 template <Part part>
 constexpr UnitRow row(std::string_view name) {
-  return {.name = name,
-          .evaluate = evaluate<part>,
-          .decompose = decompose<part>,
-          .refuses = refuse,
-          .triesFirstOnes = part == Part::kFrac};
+  UnitRow result{name, evaluate<part>, decompose<part>, refuse};
+  if (part == Part::kFrac) result.otherFirstOne = arithmetic::FirstOne::kOwnGates;
+  return result;
 }
 
 constexpr UnitRow kRows[] = {

@@ -58,7 +58,7 @@ constexpr UnitRow kRows[] = {{.name = "CFloatMultAdd",
                               .evaluate = evaluateMultAdd,
                               .decompose = decomposeMultAdd,
                               .refuses = refuseMultAdd,
-                              .triesFirstOnes = true}};
+                              .otherFirstOne = arithmetic::FirstOne::kOwnGates}};
 
 }  // namespace
 

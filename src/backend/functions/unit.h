@@ -78,7 +78,8 @@ struct Request {
   graph::Signal valid{};
   // Takes the error budgets that the circuit keeps, if not null; tried candidates state none.
   arithmetic::ErrorBudgets* budgets = nullptr;
-  arithmetic::FirstOne firstOne = arithmetic::FirstOne::kGates;  // of leading-zero counters
+  // Of leading-zero counters, where the row names another one.
+  arithmetic::FirstOne firstOne = arithmetic::FirstOne::kSharedGates;
 };
 
 // The mathematical function, in MPFR or exact integers, never with the circuit's code. Writes one
@@ -109,8 +110,9 @@ struct UnitRow {
   int minimumLatency = 0;  // cycles from inputs to outputs
   // What the report calls the method, where the unit chooses it; else the operator's row names it.
   std::string_view (*description)(const Signature& signature) = nullptr;
-  // The circuit follows Request::firstOne: both are built, and the better one is taken.
-  bool triesFirstOnes = false;
+  // Where the circuit follows Request::firstOne: the form that is tried, too; the better circuit is
+  // taken.
+  std::optional<arithmetic::FirstOne> otherFirstOne = {};
 };
 
 // The row called `name`, or null. Rows stand in unit_table.cpp.

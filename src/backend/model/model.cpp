@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <limits>
 #include <tuple>
+#include <utility>
 
 #include "backend/device/cover.h"
 #include "backend/device/families.h"
@@ -244,19 +245,19 @@ void CSynthSingleEntity::countRewritten() {
 void CSynthSingleEntity::buildUnit(functions::Request asked) {
   const functions::UnitRow& row = topUnit->row();
   const std::optional<int> latency = constrainedLatency(row.minimumLatency);
-  if (!row.triesFirstOnes || hardFloat) return buildCircuit(asked, latency);
+  if (!row.otherFirstOne || hardFloat) return buildCircuit(asked, latency);
   buildCircuit(asked, std::nullopt);
   const long bits = registerBits();
-  auto gates = std::tuple{std::move(mapped), std::move(scheduled), std::move(budgets)};
+  auto first = std::tuple{std::move(mapped), std::move(scheduled), std::move(budgets)};
   mapped = {}, scheduled.reset(), budgets.clear();
-  asked.firstOne = arithmetic::FirstOne::kTable;
+  const arithmetic::FirstOne form = std::exchange(asked.firstOne, *row.otherFirstOne);
   buildCircuit(asked, std::nullopt);
-  if (schedule::isBetter(*scheduled, registerBits(), *std::get<1>(gates), bits)) {
-    log("leading zeros counted by tables\n");
+  if (schedule::isBetter(*scheduled, registerBits(), *std::get<1>(first), bits)) {
+    log("leading zeros counted in the other form\n");
   } else {
-    log("leading zeros counted by gates, by the circuit before\n");
-    asked.firstOne = arithmetic::FirstOne::kGates;
-    std::tie(mapped, scheduled, budgets) = std::move(gates);
+    log("leading zeros counted as in the circuit before\n");
+    asked.firstOne = form;
+    std::tie(mapped, scheduled, budgets) = std::move(first);
   }
   if (!latency) return;
   budgets.clear();

@@ -87,8 +87,8 @@ std::optional<Scheduled> cheaperThan(const Scheduled& before, long bitsBefore,
                                      const graph::Graph& graph, const device::Device& device,
                                      Schedule schedule, const ScheduleOptions& options);
 
-// True where `one`, for what was asked of the other too, keeps a shorter period, else takes fewer
-// cycles, else costs clearly less in no more register bits (outside blocks).
+// True where `one`, for what was asked of the other too, keeps a clearly shorter period, else takes
+// fewer cycles, else costs clearly less in no more register bits (outside blocks).
 bool isBetter(const Scheduled& one, long bitsOfOne, const Scheduled& other, long bitsOfOther);
 
 // Bits of all states and of all registers between stages, each value counted once however many

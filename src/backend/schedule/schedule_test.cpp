@@ -50,6 +50,27 @@ TEST(ScheduleGraph, CombinationalIsOneCycleWhateverItTakes) {
   EXPECT_EQ(registerBits(chain.graph, result.schedule), 0);
 }
 
+TEST(IsBetter, AsksForThePeriodThenTheCyclesThenTables) {
+  const auto timed = [](int period, int cycles, double tables) {
+    Scheduled result{};
+    result.period = {period};
+    result.schedule.cycleByOutput = {cycles};
+    result.cost.luts = tables;
+    return result;
+  };
+  struct Row {
+    Scheduled one;
+    long bits;
+    bool isBetter;
+  };
+  for (const Row& row : {Row{timed(2940, 6, 200), 90, true}, Row{timed(3062, 4, 50), 10, false},
+                         Row{timed(3000, 4, 200), 90, true}, Row{timed(2941, 6, 50), 10, false},
+                         Row{timed(3000, 5, 95), 40, true}, Row{timed(3000, 5, 96), 40, false},
+                         Row{timed(3000, 5, 50), 41, false}})
+    EXPECT_EQ(isBetter(row.one, row.bits, timed(3000, 5, 100), 40), row.isBetter)
+        << row.one.period.value << " ps, " << row.one.cost.luts << " tables";
+}
+
 TEST(ScheduleGraph, RegistersAtThePortsCountInTheLatency) {
   const Chain chain(1);
   struct Row {

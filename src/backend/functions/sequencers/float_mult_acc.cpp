@@ -142,7 +142,7 @@ constexpr UnitRow kRows[] = {{.name = "CFloatMultAcc",
                               .refuses = refuseMultAcc,
                               .protocol = Protocol::kAccumulate,
                               .minimumLatency = kMinimumLatency,
-                              .triesFirstOnes = true}};
+                              .otherFirstOne = arithmetic::FirstOne::kTable}};
 
 }  // namespace
 
