@@ -88,8 +88,10 @@ std::vector<Signal> packFlagged(Builder& b, const Request& request, const arithm
 
 std::vector<Signal> decomposeMult(Builder& b, const Request& request,
                                   std::span<const Signal> inputs) {
-  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
-  const auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
+  // The product of a zero is told by its isZero alone, and so are its flags.
+  const auto zeros = arithmetic::ZeroFields::kLikeRegular;
+  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0), zeros);
+  const auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1), zeros);
   const auto product = arithmetic::multiplyFloatsUnrounded(b, x, y,
                                                            {.out = outputFormat(request, 0),
                                                             .rounding = ruleOf(request, inputs),
