@@ -14,7 +14,8 @@ Signal magnitudeKey(Builder& b, const Unpacked& x);
 // 1: x goes before y, 0: y before x, with -0 before +0. The same number: 0. Two zeros of one sign
 // whose fields are not cleared, or a NaN: undefined.
 Signal precedes(Builder& b, const Unpacked& x, const Unpacked& y);
-// The same by magnitudes; numbers of one magnitude as precedes() has them.
+// The same by magnitudes; numbers of one magnitude as precedes() has them. Two zeros whose fields
+// are not cleared, whatever their signs: undefined.
 Signal precedesInMagnitude(Builder& b, const Unpacked& x, const Unpacked& y);
 
 // 1 where y is the minimum (maximum) of both. `xPrecedes` is one of the orders above. A number is

@@ -305,6 +305,10 @@ Unrounded withKindInThreeBits(Builder& b, const Unrounded& x) {
   return result;
 }
 
+Signal nanFraction(Builder& b, Signal isNan, int wF, bool isQuiet) {
+  return masked(b, b.literal(isQuiet ? MPZ::powerOfTwo(wF - 1) : MPZ(1), wF), isNan);
+}
+
 // Rounds and packs, and fills `flags` where they are wanted.
 Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
             const RoundingRule& rule, bool quietNaN, Flagged* flags) {
@@ -370,9 +374,7 @@ Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
   // The largest finite number, where an overflow stops at it, is put in last.
   const Signal stops =
       allOf(b, {stopsShort, b.bitNot(x.isInf), b.bitNot(x.isZero), b.bitNot(x.isNan)});
-  const Signal nanFraction =
-      masked(b, b.literal(quietNaN ? MPZ::powerOfTwo(wF - 1) : MPZ(1), wF), x.isNan);
-  outFraction = forced(b, b.bitOr(outFraction, nanFraction), stops);
+  outFraction = forced(b, b.bitOr(outFraction, nanFraction(b, x.isNan, wF, quietNaN)), stops);
   if (rule.port) outField = b.select(stops, b.literal(format.maxExponent(), wE), outField);
   const Signal sign = b.bitAnd(x.sign, b.bitNot(x.isNan));
   Signal exception;
@@ -414,6 +416,16 @@ Signal packExact(Builder& b, const Unpacked& x, const FloatFormat& format, bool 
   LOAM_ASSERT(x.format.fpLib == format.fpLib && x.exponent.width == format.exponentBits &&
                   x.format.fractionBits == format.fractionBits,
               "one format");
+  const int wF = format.fractionBits;
+  if (!format.fpLib) {
+    // All patterns but those of NaNs and cleared subnormals stand as they are.
+    const Signal isOther = format.gradual ? x.isNan : b.bitOr(x.isZero, x.isNan);
+    const Signal field =
+        format.gradual ? masked(b, x.exponent, b.topBit(x.significand)) : x.exponent;
+    const Signal fraction = masked(b, b.slice(x.significand, 0, wF), b.bitNot(isOther));
+    return b.concat({b.bitAnd(x.sign, b.bitNot(x.isNan)), field,
+                     b.bitOr(fraction, nanFraction(b, x.isNan, wF, quietNaN))});
+  }
   // Without a rounding bit below the fraction the rounding folds away.
   return roundAndPack(b,
                       {.sign = x.sign,

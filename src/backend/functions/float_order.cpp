@@ -169,24 +169,30 @@ void evaluateCompareFused(const Signature& signature, std::vector<NumValue>& res
 }
 
 Unpacked operand(Builder& b, const Request& request, std::span<const Signal> inputs,
-                 std::size_t port, bool byMagnitude = false) {
+                 std::size_t port) {
   const auto format = inputFormat(request, port);
-  return arithmetic::unpack(
-      b, inputs[port], format,
-      byMagnitude ? arithmetic::ZeroFields::kCleared : arithmetic::zeroFieldsForOrder(format));
+  return arithmetic::unpack(b, inputs[port], format, arithmetic::zeroFieldsForOrder(format));
 }
 
 std::vector<Signal> decomposeExtreme(Builder& b, const Request& request,
                                      std::span<const Signal> inputs, Signal greatest,
                                      bool byMagnitude) {
   const auto scope = b.scope("min_max");
-  const Unpacked x = operand(b, request, inputs, 0, byMagnitude);
-  const Unpacked y = operand(b, request, inputs, 1, byMagnitude);
+  const Unpacked x = operand(b, request, inputs, 0);
+  const Unpacked y = operand(b, request, inputs, 1);
   const Signal xPrecedes = byMagnitude ? precedesInMagnitude(b, x, y) : precedes(b, x, y);
   const Signal takesY =
       b.select(greatest, greatestIsSecond(b, x, y, xPrecedes), leastIsSecond(b, x, y, xPrecedes));
-  return {arithmetic::packExact(b, choose(b, takesY, y, x), outputFormat(request, 0),
-                                request.quietNaN)};
+  // What packing clears or sets is known before the order is.
+  const auto packed = [&](const Unpacked& number) {
+    return arithmetic::packExact(b, number, outputFormat(request, 0), request.quietNaN);
+  };
+  const Signal taken = b.select(takesY, packed(y), packed(x));
+  if (!byMagnitude || x.format.fpLib || x.format.gradual) return {taken};
+  // Zeros, whose fractions are not cleared for the comparison, differ in their signs alone.
+  const Signal sign = b.select(greatest, b.bitAnd(x.sign, y.sign), b.bitOr(x.sign, y.sign));
+  return {b.concat({b.select(b.bitAnd(x.isZero, y.isZero), sign, b.topBit(taken)),
+                    b.slice(taken, 0, taken.width - 1)})};
 }
 
 std::vector<Signal> decomposeMinMax(Builder& b, const Request& request,
