@@ -125,18 +125,22 @@ Signal buildInteger(Builder& b, Part part, const Unpacked& x, const FloatFormat&
   const Signal fraction = b.bitOr(kept, b.bitAnd(split.fractionMask, all(raise)));
   const Signal exponent = b.select(split.belowOne, b.literal(format.bias() - 1, width),
                                    b.zeroExtend(x.exponent, width));
-  return roundAndPack(
-      b,
-      {.sign = x.sign,
-       .exponent = exponent,
-       .significand = b.concat({b.bitOr(b.topBit(x.significand), split.belowOne), fraction}),
-       .sticky = b.bit(false),
-       .isZero = b.bitOr(x.isZero, b.bitAnd(split.belowOne, b.bitNot(raise))),
-       .isInf = x.isInf,
-       .isNan = x.isNan,
-       .canOverflow = format.maxExponent() - format.bias() < wF,
-       .oneMore = raise},
-      format, {}, quietNaN);
+  arithmetic::Unrounded result{
+      .sign = x.sign,
+      .exponent = exponent,
+      .significand = b.concat({b.bitOr(b.topBit(x.significand), split.belowOne), fraction}),
+      .sticky = b.bit(false),
+      .isZero = b.bitOr(x.isZero, b.bitAnd(split.belowOne, b.bitNot(raise))),
+      .isInf = x.isInf,
+      .isNan = x.isNan,
+      .canOverflow = format.maxExponent() - format.bias() < wF,
+      .oneMore = raise};
+  // An integer is at least 1: where the fraction ends before the exponents do, all are in range.
+  const Signal no = b.bit(false);
+  if (!result.canOverflow)
+    result.range = arithmetic::ExponentRange{
+        .above = no, .atTop = no, .below = no, .atBottom = no, .raised = no};
+  return roundAndPack(b, result, format, {}, quietNaN);
 }
 
 Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, const Request& request) {
