@@ -135,9 +135,12 @@ Signal buildInteger(Builder& b, Part part, const Unpacked& x, const FloatFormat&
       .isNan = x.isNan,
       .canOverflow = format.maxExponent() - format.bias() < wF,
       .oneMore = raise};
-  // An integer is at least 1: where the fraction ends before the exponents do, all are in range.
+  // An integer is at least 1: where the fraction ends before the exponents do, all are in range. In
+  // formats whose lowest binade begins there subnormals share its exponent, and are told by the
+  // hidden bit.
   const Signal no = b.bit(false);
-  if (!result.canOverflow)
+  const bool sharesExponent = format.gradual && format.bias() <= format.minExponent();
+  if (!result.canOverflow && !sharesExponent)
     result.range = arithmetic::ExponentRange{
         .above = no, .atTop = no, .below = no, .atBottom = no, .raised = no};
   return roundAndPack(b, result, format, {}, quietNaN);
