@@ -138,11 +138,17 @@ Signal buildInteger(Builder& b, Part part, const Unpacked& x, const FloatFormat&
   // An integer is at least 1: where the fraction ends before the exponents do, all are in range. In
   // formats whose lowest binade begins there subnormals share its exponent, and are told by the
   // hidden bit.
+  if (result.canOverflow || (format.gradual && format.bias() <= format.minExponent()))
+    return roundAndPack(b, result, format, {}, quietNaN);
   const Signal no = b.bit(false);
-  const bool sharesExponent = format.gradual && format.bias() <= format.minExponent();
-  if (!result.canOverflow && !sharesExponent)
-    result.range = arithmetic::ExponentRange{
-        .above = no, .atTop = no, .below = no, .atBottom = no, .raised = no};
+  result.range = arithmetic::ExponentRange{
+      .above = no, .atTop = no, .below = no, .atBottom = no, .raised = no};
+  if (!format.fpLib) {
+    // Zeros have no bits to be cleared late: below 1 none is kept.
+    const Signal hasExponent = b.bitOr(b.bitNot(split.belowOne), raise);
+    result.exponent = b.bitAnd(exponent, b.replicate(hasExponent, width));
+    result.isZero = no;
+  }
   return roundAndPack(b, result, format, {}, quietNaN);
 }
 
