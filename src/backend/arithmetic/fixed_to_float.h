@@ -16,6 +16,7 @@ struct Converted {
 // the fraction in `sticky`.
 //   magnitude  unsigned, its top bit has weight 2^topWeight; 0 gives a zero of sign `sign`
 Converted fixedToFloat(Builder& b, Signal sign, Signal magnitude, long topWeight,
-                       const FloatFormat& format, int below, FirstOne firstOne = FirstOne::kSharedGates);
+                       const FloatFormat& format, int below,
+                       FirstOne firstOne = FirstOne::kSharedGates);
 
 }  // namespace arithmetic

@@ -7,16 +7,14 @@ namespace arithmetic {
 using graph::Builder;
 using graph::Signal;
 
-// How the index of the first 1 among four bits is made.
-//   kSharedGates  its two bits share an or. What is shared is a table of its own (device/cover.h),
-//   so
-//                 that the low bit stands behind two.
-//   kOwnGates     each bit has gates of its own: one level.
-//   kTable        one table for both: one level; in some units table mappers, which count a
-//   function
-//                 of eight inputs as one level, make slow chains of the picks behind it.
-// None is the best everywhere: a row of a unit may name one to be tried beside the first.
-enum class FirstOne { kSharedGates, kOwnGates, kTable };
+// How the index of the first 1 among four bits is made. None is the best everywhere: a row of a
+// unit may name one to be tried beside the first.
+enum class FirstOne {
+  kSharedGates,  // an or is shared, a table of its own: the low bit stands behind two tables
+  kOwnGates,     // each bit has gates of its own: one level
+  kTable,        // one table for both bits: one level, but slow picks behind it where tools count a
+                 // function of eight inputs as one
+};
 
 struct LeadingZeros {
   Signal count;    // zeros above the highest 1; undefined when there is none
