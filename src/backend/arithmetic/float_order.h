@@ -31,8 +31,8 @@ enum class Comparison { kLess, kLessEqual, kEqual, kGreaterEqual, kGreater, kNot
 // kEqual and kNotEqual are one comparison of the patterns, kLess and kGreaterEqual another; the
 // others take both.
 Signal holds(Builder& b, Comparison comparison, const Unpacked& x, const Unpacked& y);
-// How operands are read that nothing but precedes() and holds() put in order: where a zero has an
-// exponent of 0, it comes before all other magnitudes whatever its fraction.
+// How operands are read that are only put in order: where a zero has an exponent of 0, it comes
+// before all other magnitudes whatever its fraction.
 inline ZeroFields zeroFieldsForOrder(const FloatFormat& format) {
   return format.fpLib ? ZeroFields::kCleared : ZeroFields::kAsTheyAre;
 }

@@ -76,8 +76,8 @@ Signal smaller(Builder& b, Signal a, Signal other) {
   return b.select(otherIsLess, b.zeroExtend(other, a.width), a);
 }
 
-Normalised normalise(Builder& b, Signal x, FirstOne form) {
-  const LeadingZeros zeros = countLeadingZeros(b, x, form);
+Normalised normalise(Builder& b, Signal x) {
+  const LeadingZeros zeros = countLeadingZeros(b, x);
   return {shiftLeft(b, x, zeros.count, x.width - 1), zeros.count, zeros.allZero};
 }
 

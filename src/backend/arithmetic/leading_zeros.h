@@ -34,7 +34,7 @@ struct Normalised {
 };
 
 // Normalises x. With a limit (unsigned, any width) the shift does not exceed it.
-Normalised normalise(Builder& b, Signal x, FirstOne form = FirstOne::kSharedGates);
+Normalised normalise(Builder& b, Signal x);
 Normalised normaliseUpTo(Builder& b, Signal x, Signal limit);
 
 // x shifted left until its highest 1 stands at most 2^k - 1 places below the top, k = 1 or 2 bits

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <tuple>
 #include <utility>
 
 #include "backend/device/cover.h"
@@ -231,13 +230,24 @@ void CSynthSingleEntity::moveMasks(const schedule::ScheduleOptions& asked) {
 }
 
 // Circuits are compared by their logic as it stands. Tools keep both structures and choose among
-// them (Chatterjee et al., "Reducing structural bias in technology mapping", ICCAD 2005), in what is
-// reported as a whole.
+// them (Chatterjee et al., "Reducing structural bias in technology mapping", ICCAD 2005), in what
+// is reported as a whole.
 void CSynthSingleEntity::countRewritten() {
   const device::Cost rewritten = device::Cover::costBetweenRegisters(
       mapped, *settings.device, scheduled->schedule.cycleByNode, scheduled->schedule.lateClears,
       device::Cover::Logic::kRewritten);
   if (rewritten.luts < scheduled->cost.luts) scheduled->cost = rewritten;
+}
+
+// What has been built, of which nothing is left.
+CSynthSingleEntity::Circuit CSynthSingleEntity::takeCircuit() {
+  return {std::exchange(mapped, {}), std::exchange(scheduled, std::nullopt),
+          std::exchange(budgets, {})};
+}
+void CSynthSingleEntity::putBack(Circuit circuit) {
+  mapped = std::move(circuit.mapped);
+  scheduled = std::move(circuit.scheduled);
+  budgets = std::move(circuit.budgets);
 }
 
 // With the better form of leading-zero counters, where the unit has both. Which one that is shows
@@ -248,19 +258,18 @@ void CSynthSingleEntity::buildUnit(functions::Request asked) {
   if (!row.otherFirstOne || hardFloat) return buildCircuit(asked, latency);
   buildCircuit(asked, std::nullopt);
   const long bits = registerBits();
-  auto first = std::tuple{std::move(mapped), std::move(scheduled), std::move(budgets)};
-  mapped = {}, scheduled.reset(), budgets.clear();
+  Circuit first = takeCircuit();
   const arithmetic::FirstOne form = std::exchange(asked.firstOne, *row.otherFirstOne);
   buildCircuit(asked, std::nullopt);
-  if (schedule::isBetter(*scheduled, registerBits(), *std::get<1>(first), bits)) {
+  if (schedule::isBetter(*scheduled, registerBits(), *first.scheduled, bits)) {
     log("leading zeros counted in the other form\n");
   } else {
     log("leading zeros counted as in the circuit before\n");
     asked.firstOne = form;
-    std::tie(mapped, scheduled, budgets) = std::move(first);
+    putBack(std::move(first));
   }
   if (!latency) return;
-  budgets.clear();
+  takeCircuit();
   buildCircuit(asked, latency);
 }
 
@@ -282,13 +291,12 @@ void CSynthSingleEntity::buildCheapest(functions::Request asked) {
            (cost.ramBlocks > 0 ? cost.ramBlocks * asked.prices.lutPerMemory : 0);
   };
   const double priceOfLoose = price();
-  auto loose = std::tuple{std::move(mapped), std::move(scheduled), std::move(budgets)};
-  mapped = {}, scheduled.reset(), budgets.clear();
+  Circuit loose = takeCircuit();
   buildUnit(asked);
   if (price() < kClearlyLess * priceOfLoose)
     return log("the faithful circuit is the cheaper one\n");
   log("the first circuit is the cheaper one\n");
-  std::tie(mapped, scheduled, budgets) = std::move(loose);
+  putBack(std::move(loose));
 }
 
 // The registers are the block's own; a longer latency that was asked for adds some behind them.

@@ -103,6 +103,13 @@ class CSynthSingleEntity : public CSynth {
   mapping::MappingOptions mappingOptions(bool combinational) const;
   void buildCircuit(functions::Request request, std::optional<int> latency);
   void buildUnit(functions::Request asked);
+  struct Circuit {
+    graph::Graph mapped;
+    std::optional<schedule::Scheduled> scheduled;
+    arithmetic::ErrorBudgets budgets;
+  };
+  Circuit takeCircuit();
+  void putBack(Circuit circuit);
   void scheduleHardFloat();
   void log(const std::string& text);
   void writeLog() const;
