@@ -443,8 +443,8 @@ Cost Cover::costBetweenRegisters(const Graph& graph, const Device& device,
   constexpr long kMostBits = 100000;
   if (const auto logic = logicBetweenRegisters(graph, device, cycles, lateClears, kMostBits)) {
     Cost total = logic->others;
-    total.luts +=
-        countTables(asked == Logic::kRewritten ? simplified(logic->network) : logic->network);
+    total.luts += asked == Logic::kAsToolsMapIt ? expectedTables(logic->network)
+                                                : countTables(logic->network);
     return total;
   }
   constexpr Picoseconds kAnyDelay{std::numeric_limits<int>::max() / 2};

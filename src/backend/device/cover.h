@@ -28,11 +28,11 @@ class Cover {
   // No cluster is made that alone takes longer than `period`. Loops are not crossed: a cluster is
   // inside one or outside all.
   Cover(const graph::Graph& graph, const Device& device, Picoseconds period);
-  // What logic comes to when tools map it again between the registers that a schedule leaves: with
-  // the fewest tables, whatever the delay. `cycles`: that of each node. Selects of constants right
-  // before registers are those registers' clears, but for `lateClears`, in order; logic as it
-  // stands, or rewritten, as tools do first, too.
-  enum class Logic { kAsItStands, kRewritten };
+  // What logic comes to between the registers that a schedule leaves, where tools map it again:
+  // with the fewest tables as it stands, or as many as tools are expected to make. `cycles`: that
+  // of each node. Selects of constants right before registers are those registers' clears, but for
+  // `lateClears`, in order.
+  enum class Logic { kAsItStands, kAsToolsMapIt };
   static Cost costBetweenRegisters(const graph::Graph& graph, const Device& device,
                                    std::span<const int> cycles,
                                    std::span<const graph::NodeId> lateClears = {},

@@ -39,11 +39,19 @@ Literal GateNetwork::both(Literal a, Literal b) {
     }
   }
   const auto [found, isNew] = made.try_emplace(std::uint64_t{a} << 32 | b, kFalse);
-  if (isNew) {
-    gateRows.push_back({a, b, false});
-    found->second = static_cast<Literal>(2 * (gateRows.size() - 1));
-  }
+  if (isNew) found->second = append(a, b);
   return found->second;
+}
+
+Literal GateNetwork::append(Literal a, Literal b) {
+  gateRows.push_back({a, b, false});
+  return static_cast<Literal>(2 * (gateRows.size() - 1));
+}
+
+void GateNetwork::setChoices(std::uint32_t gate, std::vector<Literal> choices) {
+  if (choices.empty()) return;
+  if (gate >= choiceRows.size()) choiceRows.resize(gate + 1);
+  choiceRows[gate] = std::move(choices);
 }
 
 Literal GateNetwork::differ(Literal a, Literal b) {

@@ -36,12 +36,22 @@ class GateNetwork {
   // What something other than a table reads: a register, a port, a carry chain, a block.
   void addRoot(Literal x) { rootRows.push_back(x); }
 
+  // A gate of its own, even where there is one like it.
+  Literal append(Literal a, Literal b);
+  // Earlier gates that have the same value as a gate and that only other ones of the kind read.
+  void setChoices(std::uint32_t gate, std::vector<Literal> choices);
+  std::span<const Literal> choicesOf(std::uint32_t gate) const {
+    if (gate >= choiceRows.size()) return {};
+    return choiceRows[gate];
+  }
+
   const std::vector<Gate>& gates() const { return gateRows; }
   const std::vector<Literal>& roots() const { return rootRows; }
 
  private:
   std::vector<Gate> gateRows{Gate{}};
   std::vector<Literal> rootRows;
+  std::vector<std::vector<Literal>> choiceRows;  // by gate, as far as there are any
   std::unordered_map<std::uint64_t, Literal> made;
 };
 
@@ -61,16 +71,37 @@ std::optional<LogicBetweenRegisters> logicBetweenRegisters(
     const graph::Graph& graph, const Device& device, std::span<const int> cycles,
     std::span<const graph::NodeId> lateClears, long mostBits);
 
-// An equal network of fewer gates: where another structure of a function of four bits makes more
-// gates superfluous than it adds, it takes their place (Mishchenko et al., "DAG-aware AIG
-// rewriting", DAC 2006), and conjunctions are joined from what is there first. Linear in the gates.
+// A network with equal gates as one, and with gates of `others`, which have its inputs and roots,
+// as choices beside their equals (Chatterjee et al., "Reducing structural bias in technology
+// mapping", ICCAD 2005). What is the same in some ten thousand samples counts as equal, so it
+// serves for estimates only. Linear in the gates but for a sort.
+GateNetwork withChoices(const GateNetwork& network, std::span<const GateNetwork> others);
+
+// What tools make of a network before they map it, as an estimate: equal gates are one; where
+// another structure of a function of four bits makes more gates superfluous than it adds, and no
+// longest way longer, it takes their place (Mishchenko et al., "DAG-aware AIG rewriting", DAC
+// 2006), and conjunctions are joined from what is there first. Linear in the gates but for a sort.
 GateNetwork simplified(const GateNetwork& network);
+// The same, with gates of two other forms, one rewritten less and one more, as choices.
+GateNetwork simplifiedWithChoices(const GateNetwork& network);
 
 // How many look-up tables of six inputs a network takes; functions of seven and eight are made of
 // several behind the multiplexers of a slice, constants and inverters of none. Cuts of least depth
 // come first, then, where the depth allows, those of least area flow and of least area itself
 // (Mishchenko et al., "Improvements to technology mapping for LUT-based FPGAs", IEEE Trans. CAD
 // 2007). Linear in the gates.
-int countTables(const GateNetwork& network);
+//
+// Quick, for comparing; or thorough, as tools do it: the least depth is also looked for by cuts of
+// few leaves (Mishchenko et al., "Combinational and sequential mapping with priority cuts", ICCAD
+// 2007), which takes more tables where it is found, and tables of wide functions that are alike are
+// one.
+enum class Mapping { kQuick, kThorough };
+int countTables(const GateNetwork& network, Mapping mapping = Mapping::kQuick);
+
+// How many tools are expected to make of it. Which of several equal forms they map is chance for
+// all that is known here, and each has its kind of logic of which it makes too many or too few: the
+// geometric mean of the network as it stands, simplified, and simplified with choices. Of a larger
+// network, in which chance evens out, that of the first two.
+double expectedTables(const GateNetwork& network);
 
 }  // namespace device

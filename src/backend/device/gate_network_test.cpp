@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bitset>
 #include <functional>
 #include <random>
@@ -153,7 +154,7 @@ std::vector<Rows> rowsOf(const GateNetwork& net) {
 
 TEST(GateNetwork, IsEqualToItsSimplifiedForm) {
   std::mt19937 random(5);
-  std::size_t before = 0, after = 0;
+  std::size_t before = 0, after = 0, choices = 0;
   for (int trial = 0; trial < 60; ++trial) {
     GateNetwork net;
     std::vector<Literal> made;
@@ -164,10 +165,23 @@ TEST(GateNetwork, IsEqualToItsSimplifiedForm) {
     for (int i = 0; i < 6; ++i) net.addRoot(made[made.size() - 1 - static_cast<std::size_t>(i)]);
     const GateNetwork simple = simplified(net);
     EXPECT_EQ(rowsOf(simple), rowsOf(net)) << trial;
+    GateNetwork withChoices = simplifiedWithChoices(net);
+    const auto count = static_cast<std::uint32_t>(withChoices.gates().size());
+    for (std::uint32_t gate = 0; gate < count; ++gate)
+      for (const Literal choice : withChoices.choicesOf(gate)) {
+        withChoices.addRoot(2 * gate);
+        withChoices.addRoot(choice);
+        ++choices;
+      }
+    const std::vector<Rows> rows = rowsOf(withChoices);
+    EXPECT_TRUE(std::ranges::equal(rowsOf(net), std::span(rows).first(net.roots().size())));
+    for (std::size_t i = net.roots().size(); i < rows.size(); i += 2)
+      EXPECT_EQ(rows[i], rows[i + 1]) << trial;
     before += net.gates().size();
     after += simple.gates().size();
   }
   EXPECT_LT(10 * after, 9 * before);
+  EXPECT_GT(choices, 0U);
 
   // A majority takes four gates, and its two forms are the same; so are the cases of equal choices
   // and the selects that they come to.

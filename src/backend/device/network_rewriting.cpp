@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <optional>
 #include <span>
 #include <unordered_map>
@@ -58,6 +59,12 @@ class Rewriter {
       made.emplace(key(gates[i].a, gates[i].b), i);
       for (const Literal x : {gates[i].a, gates[i].b}) ++readers[gateOf(x)];
     }
+    latest.assign(gates.size(), *std::ranges::max_element(level));
+    for (std::size_t i = gates.size(); i-- > 0;) {
+      if (gates[i].isInput || isDead[i]) continue;
+      for (const Literal x : {gates[i].a, gates[i].b})
+        latest[gateOf(x)] = std::min(latest[gateOf(x)], latest[i] - 1);
+    }
   }
 
   GateNetwork run() && {
@@ -77,9 +84,13 @@ class Rewriter {
   void append(const GateNetwork::Gate& gate) {
     became.push_back(static_cast<Literal>(2 * gates.size()));
     gates.push_back(gate);
+    level.push_back(gate.isInput ? 0 : levelOf(gate.a, gate.b));
     readers.push_back(0);
     isDead.push_back(false);
     cuts.emplace_back();
+  }
+  int levelOf(Literal a, Literal b) const {
+    return std::max(level[gateOf(a)], level[gateOf(b)]) + 1;
   }
   void addItself(std::uint32_t gate) {
     Cut own;
@@ -113,6 +124,7 @@ class Rewriter {
       own.a = a, own.b = b;
       made.emplace(key(a, b), gate);
     }
+    level[gate] = levelOf(a, b);
     findCuts(gate);
     improve(gate);
   }
@@ -189,7 +201,7 @@ class Rewriter {
       const int saved = giveBack(gate);
       for (const Formula& formula : functions.formulasOf(cut.function)) {
         const int added = newGates(cut, formula, saved - most - 1);
-        if (saved - added <= most) continue;
+        if (saved - added <= most || levelOf(cut, formula) > latest[gate]) continue;
         if (const auto same = present(cut, formula); same && gateOf(*same) == gate) continue;
         most = saved - added;
         best = &cut;
@@ -251,6 +263,18 @@ class Rewriter {
     });
     return added;
   }
+  // The level that a formula's result would have.
+  int levelOf(const Cut& cut, const Formula& formula) {
+    levels.clear();
+    for (const std::uint32_t leaf : cut.leaves) levels.push_back(level[leaf]);
+    evaluated(cut, formula, [&](const auto&, const auto&, const std::optional<Literal>& result) {
+      const auto& [x, y] = formula.gates[levels.size() - kMostLeaves];
+      levels.push_back(result ? level[gateOf(*result)]
+                              : std::max(levels[x / 2], levels[y / 2]) + 1);
+      return true;
+    });
+    return levels[formula.result / 2];
+  }
   std::optional<Literal> present(const Cut& cut, const Formula& formula) {
     return evaluated(cut, formula, [](const auto&, const auto&, const auto&) { return true; });
   }
@@ -304,6 +328,9 @@ class Rewriter {
   std::vector<GateNetwork::Gate> gates;
   std::vector<Literal> became;  // itself where it stands
   std::vector<int> readers;
+  std::vector<int> level;   // gates on the longest way from an input
+  std::vector<int> latest;  // the level at which the longest way of all gets no longer
+  std::vector<int> levels;  // in the formula that levelOf() looks at
   std::vector<bool> isDead;
   std::vector<std::vector<Cut>> cuts;
   std::unordered_map<std::uint64_t, std::uint32_t> made;
@@ -372,15 +399,49 @@ GateNetwork balanced(const GateNetwork& from) {
   return to;
 }
 
+// Rewritten, and joined again.
+class Simplifier {
+ public:
+  explicit Simplifier(const GateNetwork& network)
+      : once(rewritten(withChoices(network, {}), /*takesEqual=*/false)) {}
+
+  GateNetwork simple() { return another(another(rewritten(once, /*takesEqual=*/false))); }
+  // With gates of one form rewritten more and one less as choices.
+  GateNetwork withOtherForms(const GateNetwork& simple) {
+    return withChoices(simple, std::array{another(simple), balanced(once)});
+  }
+
+ private:
+  GateNetwork rewritten(const GateNetwork& from, bool takesEqual) {
+    return Rewriter(from, functions, takesEqual).run();
+  }
+  // Rewritten where that takes no more gates, and joined again.
+  GateNetwork another(const GateNetwork& from) {
+    return balanced(rewritten(from, /*takesEqual=*/true));
+  }
+
+  SmallFunctions functions;
+  const GateNetwork once;
+};
+
 }  // namespace
 
-GateNetwork simplified(const GateNetwork& network) {
-  SmallFunctions functions;
-  const auto rewritten = [&](const GateNetwork& from, bool takesEqual) {
-    return Rewriter(from, functions, takesEqual).run();
-  };
-  const GateNetwork joined = balanced(rewritten(network, /*takesEqual=*/false));
-  return rewritten(rewritten(joined, /*takesEqual=*/false), /*takesEqual=*/true);
+GateNetwork simplified(const GateNetwork& network) { return Simplifier(network).simple(); }
+
+GateNetwork simplifiedWithChoices(const GateNetwork& network) {
+  Simplifier simplifier(network);
+  return simplifier.withOtherForms(simplifier.simple());
+}
+
+double expectedTables(const GateNetwork& network) {
+  // In larger networks chance evens out.
+  constexpr int kMany = 700;
+  Simplifier simplifier(network);
+  const GateNetwork simple = simplifier.simple();
+  const double asItStands = countTables(network), ofSimple = countTables(simple);
+  if (asItStands > kMany) return std::sqrt(asItStands * ofSimple);
+  return std::cbrt(countTables(network, Mapping::kThorough) * ofSimple *
+                   countTables(simplifier.withOtherForms(simple), Mapping::kThorough));
 }
 
 }  // namespace device

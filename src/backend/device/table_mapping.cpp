@@ -4,6 +4,7 @@
 #include <bitset>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <set>
 #include <unordered_map>
 
@@ -21,7 +22,8 @@ constexpr int kTableInputs = 6;
 constexpr std::array<double, kMostInputs + 1> kWeights = {0, 2, 2, 3, 5, 5, 5, 10, 20};
 // What a gate is for each row of its cut's leaves.
 using Truth = std::bitset<1 << kMostInputs>;
-constexpr std::size_t kKept = 8;  // cuts of a gate
+constexpr std::size_t kKept = 8;           // cuts of a gate
+constexpr std::size_t kMostInside = 1000;  // gates that are looked at for the function of a cut
 constexpr int kAnyDepth = std::numeric_limits<int>::max();
 
 struct Cut {
@@ -43,8 +45,10 @@ struct Cut {
 
 class Mapper {
  public:
-  explicit Mapper(const GateNetwork& network)
-      : gates(network.gates()),
+  Mapper(const GateNetwork& network, Mapping mapping)
+      : network(network),
+        isThorough(mapping == Mapping::kThorough),
+        gates(network.gates()),
         cuts(gates.size()),
         depth(gates.size()),
         required(gates.size(), kAnyDepth),
@@ -60,11 +64,18 @@ class Mapper {
       if (!gates[i].isInput)
         for (const Literal operand : {gates[i].a, gates[i].b}) expected[gateOf(operand)] += 1;
     for (const std::uint32_t gate : rootGates) expected[gate] += 1;
+    isOfOwn.resize(gates.size());
+    for (const std::uint32_t gate : rootGates) isOfOwn[gate] = true;
+    for (std::size_t i = gates.size(); i-- > 0;)
+      if (isOfOwn[i] && !gates[i].isInput)
+        isOfOwn[gateOf(gates[i].a)] = isOfOwn[gateOf(gates[i].b)] = true;
   }
 
   int count() {
     constexpr int kAreaPasses = 2;
+    if (isThorough) pass(Order::kLeaves);
     pass(Order::kDepth);
+    if (isThorough) pass(Order::kFlow);
     pass(Order::kFlow);
     for (int i = 0; i < kAreaPasses; ++i) shrink();
     int tables = 0;
@@ -74,8 +85,9 @@ class Mapper {
   }
 
  private:
-  // What comes first in the choice of a cut; of area, what it needs beside what is in use.
-  enum class Order { kDepth, kFlow, kArea };
+  // What comes first in the choice of a cut; of leaves, behind the depth; of area, what it needs
+  // beside what is in use.
+  enum class Order { kLeaves, kDepth, kFlow, kArea };
   void pass(Order order) {
     for (std::uint32_t i = 0; i < gates.size(); ++i)
       if (!gates[i].isInput) choose(i, order);
@@ -92,26 +104,51 @@ class Mapper {
     if (cut.count <= kTableInputs) return 1;
     truths.clear();
     for (int k = 0; k < cut.count; ++k) {
-      Truth& leaf = truths[cut.leaves[static_cast<std::size_t>(k)]];
+      Truth& leaf = truths[cut.leaves[static_cast<std::size_t>(k)]].emplace();
       for (std::size_t row = 0; row < leaf.size(); ++row) leaf[row] = row >> k & 1;
     }
-    const Truth whole = truthOf(gate);
+    const std::optional<Truth> whole = truthOf(gate);
+    constexpr std::size_t kRows = std::size_t{1} << kTableInputs;
     int tables = 0;
-    for (std::size_t first = 0; first < std::size_t{1} << cut.count;
-         first += std::size_t{1} << kTableInputs) {
-      bool isConstant = true;
-      for (std::size_t row = 1; row < std::size_t{1} << kTableInputs; ++row)
-        isConstant = isConstant && whole[first + row] == whole[first];
-      tables += isConstant ? 0 : 1;
+    for (std::size_t first = 0; first < std::size_t{1} << cut.count; first += kRows) {
+      if (!whole) {
+        ++tables;
+        continue;
+      }
+      std::uint64_t rows = 0;
+      for (std::size_t row = 0; row < kRows; ++row)
+        rows |= std::uint64_t{(*whole)[first + row]} << row;
+      const bool isConstant = rows == 0 || ~rows == 0;
+      tables += isConstant || (isThorough && isKnown(cut, rows)) ? 0 : 1;
     }
     return tables;
   }
-  Truth truthOf(std::uint32_t gate) {
+  // True for a table of the first leaves of a cut that is one of them or has been made.
+  bool isKnown(const Cut& cut, std::uint64_t rows) {
+    constexpr std::array<std::uint64_t, kTableInputs> kLeaf = {
+        0xaaaaaaaaaaaaaaaa, 0xcccccccccccccccc, 0xf0f0f0f0f0f0f0f0,
+        0xff00ff00ff00ff00, 0xffff0000ffff0000, 0xffffffff00000000};
+    std::array<std::uint32_t, kTableInputs> leaves{};
+    std::copy_n(cut.leaves.begin(), kTableInputs, leaves.begin());
+    return std::ranges::any_of(kLeaf, [&](std::uint64_t x) { return rows == x || rows == ~x; }) ||
+           !madeTables.emplace(leaves, rows).second;
+  }
+  // Nothing where it takes more than the leaves, as a gate may whose cut is that of a choice.
+  std::optional<Truth> truthOf(std::uint32_t gate) {
     if (const auto found = truths.find(gate); found != truths.end()) return found->second;
     const auto operand = [&](Literal x) {
-      return x % 2 == 0 ? truthOf(gateOf(x)) : ~truthOf(gateOf(x));
+      std::optional<Truth> truth = truthOf(gateOf(x));
+      if (truth && x % 2 != 0) truth->flip();
+      return truth;
     };
-    const Truth truth = gate == 0 ? Truth{} : operand(gates[gate].a) & operand(gates[gate].b);
+    std::optional<Truth> truth;
+    if (gate == 0) truth.emplace();
+    if (!gates[gate].isInput && truths.size() < kMostInside) {
+      const auto a = operand(gates[gate].a), b = operand(gates[gate].b);
+      if (a && b) truth = *a & *b;
+      for (const Literal other : network.choicesOf(gate))
+        if (!truth) truth = operand(other);
+    }
     truths.emplace(gate, truth);
     return truth;
   }
@@ -129,7 +166,7 @@ class Mapper {
 
   // Merges the cuts of the operands; the best comes first.
   void choose(std::uint32_t gate, Order order) {
-    const bool byDepth = order == Order::kDepth;
+    const bool byDepth = order == Order::kDepth || order == Order::kLeaves;
     found.clear();
     if (!cuts[gate].empty()) found.push_back(cuts[gate][0]);
     const std::uint32_t a = gateOf(gates[gate].a), b = gateOf(gates[gate].b);
@@ -141,6 +178,8 @@ class Mapper {
     };
     for (const Cut& x : cuts[a]) mergeAll(x);
     mergeAll(onlyA);
+    for (const Literal other : network.choicesOf(gate))
+      for (const Cut& cut : cuts[gateOf(other)]) add(cut);
     for (Cut& cut : found) {
       rate(cut);
       if (order == Order::kArea && readers[gate] > 0) {
@@ -154,6 +193,7 @@ class Mapper {
     const auto end = found.begin() + static_cast<std::ptrdiff_t>(kept);
     std::ranges::partial_sort(found, end, [&](const Cut& x, const Cut& y) {
       if (byDepth && x.depth != y.depth) return x.depth < y.depth;
+      if (order == Order::kLeaves && x.count != y.count) return x.count < y.count;
       if ((x.depth <= latest) != (y.depth <= latest)) return x.depth <= latest;
       if (x.roundedFlow != y.roundedFlow) return x.flow < y.flow;
       if (x.sharing != y.sharing) return x.sharing > y.sharing;
@@ -224,10 +264,10 @@ class Mapper {
     return weight;
   }
 
-  // For each gate the cut that needs least beside what is in use.
+  // For each gate the cut that needs least beside what is in use; choices have their cuts.
   void shrink() {
     for (std::uint32_t i = 0; i < gates.size(); ++i) {
-      if (gates[i].isInput) continue;
+      if (gates[i].isInput || (!isOfOwn[i] && readers[i] == 0)) continue;
       if (readers[i] > 0) giveBack(cuts[i][0]);
       choose(i, Order::kArea);
       if (readers[i] > 0) take(cuts[i][0]);
@@ -235,19 +275,26 @@ class Mapper {
     derive();
   }
 
+  const GateNetwork& network;
+  const bool isThorough;
   const std::vector<GateNetwork::Gate>& gates;
   std::vector<std::uint32_t> rootGates;
   std::vector<std::vector<Cut>> cuts;  // by gate, the best first
   std::vector<Cut> found;              // of the gate that is looked at
   std::vector<int> depth, required;
   std::vector<double> flow;
+  std::vector<bool> isOfOwn;  // read without a choice
   std::vector<int> readers;
-  std::vector<double> expected;                     // readers, about
-  std::unordered_map<std::uint32_t, Truth> truths;  // inside the cut that tablesOf() looks at
+  std::vector<double> expected;  // readers, about
+  // Inside the cut that tablesOf() looks at.
+  std::unordered_map<std::uint32_t, std::optional<Truth>> truths;
+  std::set<std::pair<std::array<std::uint32_t, kTableInputs>, std::uint64_t>> madeTables;
 };
 
 }  // namespace
 
-int countTables(const GateNetwork& network) { return Mapper(network).count(); }
+int countTables(const GateNetwork& network, Mapping mapping) {
+  return Mapper(network, mapping).count();
+}
 
 }  // namespace device

@@ -229,14 +229,12 @@ void CSynthSingleEntity::moveMasks(const schedule::ScheduleOptions& asked) {
   log(scheduleText(mapped, *scheduled, nameOf(asked.strategy)));
 }
 
-// Circuits are compared by their logic as it stands. Tools keep both structures and choose among
-// them (Chatterjee et al., "Reducing structural bias in technology mapping", ICCAD 2005), in what
-// is reported as a whole.
-void CSynthSingleEntity::countRewritten() {
-  const device::Cost rewritten = device::Cover::costBetweenRegisters(
+// Circuits are compared by their logic as it stands, which is quick and knows no chance; what is
+// reported is what tools make of it.
+void CSynthSingleEntity::countAsToolsMapIt() {
+  scheduled->cost = device::Cover::costBetweenRegisters(
       mapped, *settings.device, scheduled->schedule.cycleByNode, scheduled->schedule.lateClears,
-      device::Cover::Logic::kRewritten);
-  if (rewritten.luts < scheduled->cost.luts) scheduled->cost = rewritten;
+      device::Cover::Logic::kAsToolsMapIt);
 }
 
 // What has been built, of which nothing is left.
@@ -352,7 +350,7 @@ void CSynthSingleEntity::elaborate(const std::string&) {
   functions::Request asked = request;
   asked.budgets = &budgets;
   buildCheapest(asked);
-  if (!hardFloat) countRewritten();
+  if (!hardFloat) countAsToolsMapIt();
   if (scheduled->warning) loam_error_printf(*scheduled->warning);
   warnOfUnproven();
   if (shared->getOptionValue(synthOption::verbosity) > 0)

@@ -129,7 +129,7 @@ class CSynthSingleEntity : public CSynth {
   std::vector<std::string> budgetLines() const;
   void buildCheapest(functions::Request asked);
   void moveMasks(const schedule::ScheduleOptions& asked);
-  void countRewritten();
+  void countAsToolsMapIt();
   double unprovenPromise() const;
   void warnOfUnproven() const;
 
