@@ -412,6 +412,14 @@ Flagged roundAndPackFlagged(Builder& b, const Unrounded& x, const FloatFormat& f
   return result;
 }
 
+Signal packRegular(Builder& b, Signal sign, Signal fieldAndFraction, Signal isNan,
+                   const FloatFormat& format, bool quietNaN) {
+  const int wE = format.exponentBits, wF = format.fractionBits;
+  LOAM_ASSERT(!format.fpLib && fieldAndFraction.width == wE + wF, "a field and a fraction");
+  return b.concat({b.bitAnd(sign, b.bitNot(isNan)), b.slice(fieldAndFraction, wF, wE),
+                   b.bitOr(b.slice(fieldAndFraction, 0, wF), nanFraction(b, isNan, wF, quietNaN))});
+}
+
 Signal packExact(Builder& b, const Unpacked& x, const FloatFormat& format, bool quietNaN) {
   LOAM_ASSERT(x.format.fpLib == format.fpLib && x.exponent.width == format.exponentBits &&
                   x.format.fractionBits == format.fractionBits,
@@ -423,8 +431,7 @@ Signal packExact(Builder& b, const Unpacked& x, const FloatFormat& format, bool 
     const Signal field =
         format.gradual ? masked(b, x.exponent, b.topBit(x.significand)) : x.exponent;
     const Signal fraction = masked(b, b.slice(x.significand, 0, wF), b.bitNot(isOther));
-    return b.concat({b.bitAnd(x.sign, b.bitNot(x.isNan)), field,
-                     b.bitOr(fraction, nanFraction(b, x.isNan, wF, quietNaN))});
+    return packRegular(b, x.sign, b.concat({field, fraction}), x.isNan, format, quietNaN);
   }
   // Without a rounding bit below the fraction the rounding folds away.
   return roundAndPack(b,

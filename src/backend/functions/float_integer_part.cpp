@@ -1,5 +1,9 @@
 #include "backend/functions/float_integer_part.h"
 
+#include <algorithm>
+#include <bit>
+#include <vector>
+
 #include "backend/arithmetic/leading_zeros.h"
 #include "backend/arithmetic/shifter.h"
 #include "backend/functions/float_reference.h"
@@ -65,97 +69,174 @@ void evaluate(const Signature& signature, std::vector<NumValue>& results,
 
 // Where the integer bits of a number end.
 struct Split {
-  Signal belowOne;      // |x| < 1: there are none
-  Signal fractionMask;  // of the fraction's bits, 1 below the units; all ones when belowOne
+  Signal twoOrMore;  // the top exponent bit: the bias is one less than a power of two
+  Signal fromOne;    // 1 <= |x| < 2: the exponent is the bias
+  Signal belowOne;   // there are no integer bits
+  Signal places;     // the other exponent bits: from 2 on, the integer places beyond the first
 };
 Split splitAtUnits(Builder& b, const Unpacked& x) {
-  // The bias is one less than a power of two: from the exponent after it on, the top exponent bit
-  // is 1 and the others count the integer places beyond the first.
-  const int wE = x.format.exponentBits, wF = x.format.fractionBits;
-  const Signal twoOrMore = b.topBit(x.exponent), places = b.slice(x.exponent, 0, wE - 1);
-  const Signal mask = arithmetic::shiftRight(b, b.literal(MPZ::allOnes(wF - 1), wF), places);
-  return {.belowOne = b.bitNot(b.bitOr(twoOrMore, b.reduceAnd(places))),
-          .fractionMask = b.bitOr(mask, b.replicate(b.bitNot(twoOrMore), wF))};
+  const int wE = x.format.exponentBits;
+  Split split;
+  split.twoOrMore = b.topBit(x.exponent);
+  split.places = b.slice(x.exponent, 0, wE - 1);
+  split.fromOne = b.bitAnd(b.bitNot(split.twoOrMore), b.reduceAnd(split.places));
+  split.belowOne = b.bitNot(b.bitOr(split.twoOrMore, split.fromOne));
+  return split;
 }
 
-// 1 where the magnitude of the integer part grows by one.
-Signal raises(Builder& b, Part part, const Unpacked& x, const Split& split) {
-  if (part == Part::kTrunc) return b.bit(false);
+// Of the fraction's bits, 1 below the units of a number from 2 on that has as many places.
+Signal maskAt(Builder& b, Signal places, int wF) {
+  return arithmetic::shiftRight(b, b.literal(MPZ::allOnes(wF - 1), wF), places);
+}
+
+// What rounding an integer does: the bits of the fraction below the units, all of them below 2, and
+// 1 where the magnitude grows by one, which never is that of an infinity or a NaN.
+struct IntegerStep {
+  Signal mask, raise;
+};
+
+// 1 where any bit is: the carry of a sum with all ones. Tools map what is before a sum by itself,
+// where a tree of gates would be made once for each bit that `raise` goes to.
+Signal anyByCarry(Builder& b, Signal x) {
+  constexpr int kPerTable = 3;  // each with its mask
+  std::vector<Signal> groups;
+  for (int low = 0; low < x.width; low += kPerTable)
+    groups.push_back(b.reduceOr(b.slice(x, low, std::min(kPerTable, x.width - low))));
+  const Signal word = b.concat(groups);
+  return b.topBit(b.add(b.zeroExtend(word, word.width + 1),
+                        b.literal(MPZ::allOnes(word.width), word.width + 1)));
+}
+
+IntegerStep awayFromZero(Builder& b, const Unpacked& x, const Split& split, Signal isAway) {
   const int wF = x.format.fractionBits;
-  const Signal mask = split.fractionMask;
-  const Signal fraction = b.slice(x.significand, 0, wF);
-  const Signal finite = b.bitNot(b.bitOr(x.isInf, x.isNan));
-  if (part == Part::kFloor || part == Part::kCeil) {
-    const Signal rest = b.reduceOr(b.bitAnd(fraction, mask));
-    const Signal inexact = b.bitOr(rest, b.bitAnd(split.belowOne, b.bitNot(x.isZero)));
-    const Signal awayFromZero = part == Part::kFloor ? x.sign : b.bitNot(x.sign);
-    return b.bitAnd(b.bitAnd(inexact, awayFromZero), finite);
-  }
-  // The half stands at the mask's top bit, the units before it; below 1 only in the binade from
-  // 1/2 on, where the half is the hidden bit. A zero has no such exponent or no hidden bit.
-  const Signal belowHalf = b.concat({b.zeros(1), b.slice(mask, 1, wF - 1)});
-  const Signal halfPlace = b.bitAnd(mask, b.bitNot(belowHalf));
-  const Signal fromHalf =
-      b.equal(x.exponent, b.literal(x.format.bias() - 1, x.format.exponentBits));
-  const Signal hidden = b.topBit(x.significand);
-  const Signal half = b.select(split.belowOne, b.bitAnd(fromHalf, hidden),
-                               b.reduceOr(b.bitAnd(fraction, halfPlace)));
-  if (part == Part::kRound) return b.bitAnd(half, finite);
-  LOAM_ASSERT(part == Part::kRint, "a rounding to nearest");
-  const Signal below = b.select(split.belowOne, mask, belowHalf);
-  const Signal rest = b.reduceOr(b.bitAnd(fraction, below));
-  // Units stand one place above the half: that of the hidden bit where all fraction bits are
-  // masked.
-  const Signal unitsPlace =
-      b.bitAnd(b.concat({mask, b.bit(true)}), b.bitNot(b.concat({b.zeros(1), mask})));
-  const Signal units = b.reduceOr(b.bitAnd(x.significand, unitsPlace));
-  const Signal odd = b.bitAnd(units, b.bitNot(split.belowOne));
-  return b.bitAnd(b.bitAnd(half, b.bitOr(rest, odd)), finite);
+  const Signal mask =
+      b.bitOr(maskAt(b, split.places, wF), b.replicate(b.bitNot(split.twoOrMore), wF));
+  const Signal rest = anyByCarry(b, b.bitAnd(b.slice(x.significand, 0, wF), mask));
+  return {mask, b.bitAnd(b.select(split.belowOne, b.bitNot(x.isZero), rest), isAway)};
 }
 
-Signal buildInteger(Builder& b, Part part, const Unpacked& x, const FloatFormat& format,
-                    bool quietNaN) {
-  const int wF = format.fractionBits, width = format.exponentBits + 2;
+// True for formats in which subnormals have the exponent of 1 and are told by the hidden bit alone.
+bool sharesOneWithSubnormals(const FloatFormat& format) {
+  return format.gradual && format.bias() <= format.minExponent();
+}
+
+// To the nearest integer, in a tie to the even one or else away from zero.
+IntegerStep toNearest(Builder& b, const Unpacked& x, const Split& split, bool tiesToEven) {
+  const int wF = x.format.fractionBits;
+  const Signal fraction = b.slice(x.significand, 0, wF);
+  // As many bits of the places as tell apart all that leave a fraction, and whether more are 1.
+  const int width =
+      std::min(split.places.width, static_cast<int>(std::bit_width(static_cast<unsigned>(wF))));
+  const Signal near = b.slice(split.places, 0, width);
+  const Signal high = b.slice(split.places, width, split.places.width - width);
+  const Signal isNear = high.width > 0 ? b.isZero(high) : b.bit(true);
+  const auto bitBelowUnits = [&](int below) {
+    std::vector<Signal> choices;
+    for (int place = 0; place < 1 << width; ++place) {
+      const int at = wF - 1 - place - below;
+      choices.push_back(at < 0 ? b.bit(false) : b.bitOf(x.significand, at));
+    }
+    return b.pick(near, choices);
+  };
+  // Below 1 there is a half only in the binade from 1/2 on, where it is the hidden bit. A zero has
+  // no such exponent or no hidden bit.
+  Signal half = bitBelowUnits(1);
+  Signal fromHalf =
+      b.bitAnd(b.equal(x.exponent, b.literal(x.format.bias() - 1, x.format.exponentBits)),
+               b.topBit(x.significand));
+  Signal fromOne = b.topBit(fraction);
+  const Signal mask = maskAt(b, near, wF);
+  if (tiesToEven) {
+    // 1 is odd, 0 even. Where the lowest binade begins at 1, subnormals have its exponent.
+    if (sharesOneWithSubnormals(x.format))
+      fromOne = b.bitAnd(
+          fromOne, b.reduceOr(b.concat({b.topBit(x.significand), b.slice(fraction, 0, wF - 1)})));
+    const Signal belowHalf = b.concat({b.zeros(1), b.slice(mask, 1, wF - 1)});
+    const Signal rest = anyByCarry(b, b.bitAnd(fraction, belowHalf));
+    half = b.bitAnd(half, b.bitOr(rest, bitBelowUnits(0)));
+    fromHalf = b.bitAnd(fromHalf, b.reduceOr(fraction));
+  }
+  return {b.select(split.twoOrMore, b.bitAnd(mask, b.replicate(isNear, wF)),
+                   b.literal(MPZ::allOnes(wF), wF)),
+          b.select(split.twoOrMore, b.bitAnd(half, isNear),
+                   b.select(split.fromOne, fromOne, fromHalf))};
+}
+
+IntegerStep integerStep(Builder& b, Part part, const Unpacked& x, const Split& split) {
+  const int wF = x.format.fractionBits;
+  IntegerStep result;
+  switch (part) {
+    case Part::kFloor:
+      result = awayFromZero(b, x, split, x.sign);
+      break;
+    case Part::kCeil:
+      result = awayFromZero(b, x, split, b.bitNot(x.sign));
+      break;
+    case Part::kTrunc:
+      return awayFromZero(b, x, split, b.bit(false));
+    case Part::kRound:
+      result = toNearest(b, x, split, false);
+      break;
+    case Part::kRint:
+      result = toNearest(b, x, split, true);
+      break;
+    case Part::kFrac:
+      LOAM_ASSERT(false, "a rounding");
+  }
+  // Where all exponents of IEEE-style numbers reach past fractions, that of infinities and NaNs is
+  // past them, too.
+  const bool isPast = !x.format.fpLib && x.format.maxExponent() - x.format.bias() >= wF;
+  if (!isPast) result.raise = b.bitAnd(result.raise, b.bitNot(b.bitOr(x.isInf, x.isNan)));
+  return result;
+}
+
+Signal buildInteger(Builder& b, Part part, const Unpacked& x, bool quietNaN) {
+  const FloatFormat& format = x.format;
+  const int wE = format.exponentBits, wF = format.fractionBits;
   const Split split = splitAtUnits(b, x);
-  const Signal raise = raises(b, part, x, split);
-  const auto all = [&](Signal condition) { return b.replicate(condition, wF); };
+  const auto [mask, raise] = integerStep(b, part, x, split);
+  const auto all = [&](Signal condition, int width) { return b.replicate(condition, width); };
   // All ones below the units carry a raise up to them; from 1/2 on, and from all numbers below it,
   // they carry it to 1.
-  const Signal kept = b.bitAnd(b.slice(x.significand, 0, wF), b.bitNot(split.fractionMask));
-  const Signal fraction = b.bitOr(kept, b.bitAnd(split.fractionMask, all(raise)));
-  const Signal exponent = b.select(split.belowOne, b.literal(format.bias() - 1, width),
-                                   b.zeroExtend(x.exponent, width));
+  const Signal kept = b.bitAnd(b.slice(x.significand, 0, wF), b.bitNot(mask));
+  const Signal raised = b.bitAnd(mask, all(raise, wF));
+  const Signal belowOneExponent = b.literal(format.bias() - 1, wE);
+  const bool canOverflow = format.maxExponent() - format.bias() < wF;
+  // An integer is at least 1: where the fraction ends before the exponents do, all are in range.
+  const bool isInRange = !canOverflow && !sharesOneWithSubnormals(format);
+  if (isInRange && !format.fpLib) {
+    // Exponents of infinities and NaNs stand as they are.
+    const Signal isSpecial = b.bitOr(x.isInf, x.isNan);
+    const Signal fraction = b.bitOr(b.bitAnd(kept, b.bitNot(all(isSpecial, wF))), raised);
+    const Signal field =
+        b.select(split.belowOne, b.bitAnd(belowOneExponent, all(raise, wE)), x.exponent);
+    const Signal sum = b.addCarry(b.concat({field, fraction}), b.zeros(wE + wF), raise);
+    return packRegular(b, x.sign, sum, x.isNan, format, quietNaN);
+  }
   arithmetic::Unrounded result{
       .sign = x.sign,
-      .exponent = exponent,
-      .significand = b.concat({b.bitOr(b.topBit(x.significand), split.belowOne), fraction}),
+      .exponent = b.zeroExtend(b.select(split.belowOne, belowOneExponent, x.exponent), wE + 2),
+      .significand =
+          b.concat({b.bitOr(b.topBit(x.significand), split.belowOne), b.bitOr(kept, raised)}),
       .sticky = b.bit(false),
       .isZero = b.bitOr(x.isZero, b.bitAnd(split.belowOne, b.bitNot(raise))),
       .isInf = x.isInf,
       .isNan = x.isNan,
-      .canOverflow = format.maxExponent() - format.bias() < wF,
+      .canOverflow = canOverflow,
       .oneMore = raise};
-  // An integer is at least 1: where the fraction ends before the exponents do, all are in range. In
-  // formats whose lowest binade begins there subnormals share its exponent, and are told by the
-  // hidden bit.
-  if (result.canOverflow || (format.gradual && format.bias() <= format.minExponent()))
-    return roundAndPack(b, result, format, {}, quietNaN);
   const Signal no = b.bit(false);
-  result.range = arithmetic::ExponentRange{
-      .above = no, .atTop = no, .below = no, .atBottom = no, .raised = no};
-  if (!format.fpLib) {
-    // Zeros have no bits to be cleared late: below 1 none is kept.
-    const Signal hasExponent = b.bitOr(b.bitNot(split.belowOne), raise);
-    result.exponent = b.bitAnd(exponent, b.replicate(hasExponent, width));
-    result.isZero = no;
-  }
+  if (isInRange)
+    result.range = arithmetic::ExponentRange{
+        .above = no, .atTop = no, .below = no, .atBottom = no, .raised = no};
   return roundAndPack(b, result, format, {}, quietNaN);
 }
 
 Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, const Request& request) {
   const int wF = format.fractionBits;
   const Split split = splitAtUnits(b, x);
-  const Signal fraction = b.bitAnd(b.slice(x.significand, 0, wF), split.fractionMask);
+  const Signal mask =
+      b.bitOr(maskAt(b, split.places, wF), b.replicate(b.bitNot(split.twoOrMore), wF));
+  const Signal fraction = b.bitAnd(b.slice(x.significand, 0, wF), mask);
   const Signal hidden = b.bitAnd(b.topBit(x.significand), split.belowOne);
   // A number below 1 stands as it is, a subnormal too.
   const arithmetic::LeadingZeros zeros =
@@ -185,10 +266,13 @@ Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, const
 template <Part part>
 std::vector<Signal> decompose(Builder& b, const Request& request, std::span<const Signal> inputs) {
   const auto scope = b.scope(part == Part::kFrac ? "frac" : "integer_part");
-  const Unpacked x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
-  const FloatFormat format = outputFormat(request, 0);
-  if (part == Part::kFrac) return {buildFrac(b, x, format, request)};
-  return {buildInteger(b, part, x, format, request.quietNaN)};
+  const FloatFormat format = inputFormat(request, 0);
+  if (part == Part::kFrac)
+    return {buildFrac(b, arithmetic::unpack(b, inputs[0], format), format, request)};
+  // Bits of a zero are below the units, and those of an FPLib zero in any place.
+  const auto zeros =
+      format.fpLib ? arithmetic::ZeroFields::kCleared : arithmetic::ZeroFields::kAsTheyAre;
+  return {buildInteger(b, part, arithmetic::unpack(b, inputs[0], format, zeros), request.quietNaN)};
 }
 
 std::optional<std::string> refuse(const Request& request) {
