@@ -40,7 +40,7 @@ Signal precedes(Builder& b, const Unpacked& x, const Unpacked& y) {
   // make it say of equal negative numbers that the first one is smaller, which negated is no.
   const Signal isSmaller =
       b.less(b.concat({magnitudeKey(b, x), b.bit(false)}), b.concat({magnitudeKey(b, y), x.sign}));
-  return b.select(b.bitXor(x.sign, y.sign), x.sign, b.bitXor(isSmaller, x.sign));
+  return b.select(isSmaller, b.bitNot(y.sign), x.sign);
 }
 
 Signal precedesInMagnitude(Builder& b, const Unpacked& x, const Unpacked& y) {
@@ -49,12 +49,10 @@ Signal precedesInMagnitude(Builder& b, const Unpacked& x, const Unpacked& y) {
                 b.concat({magnitudeKey(b, y), b.bitNot(y.sign)}));
 }
 
-Signal leastIsSecond(Builder& b, const Unpacked& x, const Unpacked& y, Signal xPrecedes) {
-  return b.bitAnd(b.bitNot(y.isNan), b.bitOr(x.isNan, b.bitNot(xPrecedes)));
-}
-
-Signal greatestIsSecond(Builder& b, const Unpacked& x, const Unpacked& y, Signal xPrecedes) {
-  return b.bitAnd(b.bitNot(y.isNan), b.bitOr(x.isNan, xPrecedes));
+Signal extremeIsSecond(Builder& b, const Unpacked& x, const Unpacked& y, Signal xPrecedes,
+                       Signal greatest) {
+  const Signal isSecond = b.bitNot(b.bitXor(xPrecedes, greatest));
+  return b.bitAnd(b.bitNot(y.isNan), b.bitOr(x.isNan, isSecond));
 }
 
 Unpacked choose(Builder& b, Signal condition, const Unpacked& ifOne, const Unpacked& ifZero) {

@@ -18,10 +18,10 @@ Signal precedes(Builder& b, const Unpacked& x, const Unpacked& y);
 // are not cleared, whatever their signs: undefined.
 Signal precedesInMagnitude(Builder& b, const Unpacked& x, const Unpacked& y);
 
-// 1 where y is the minimum (maximum) of both. `xPrecedes` is one of the orders above. A number is
-// taken before a NaN.
-Signal leastIsSecond(Builder& b, const Unpacked& x, const Unpacked& y, Signal xPrecedes);
-Signal greatestIsSecond(Builder& b, const Unpacked& x, const Unpacked& y, Signal xPrecedes);
+// 1 where y is the minimum, or where `greatest` the maximum, of both. `xPrecedes` is one of the
+// orders above. A number is taken before a NaN.
+Signal extremeIsSecond(Builder& b, const Unpacked& x, const Unpacked& y, Signal xPrecedes,
+                       Signal greatest);
 
 // All fields by one condition; both operands have one format.
 Unpacked choose(Builder& b, Signal condition, const Unpacked& ifOne, const Unpacked& ifZero);

@@ -4,6 +4,7 @@
 #include <bit>
 #include <vector>
 
+#include "backend/arithmetic/carry_logic.h"
 #include "backend/arithmetic/leading_zeros.h"
 #include "backend/arithmetic/shifter.h"
 #include "backend/functions/float_reference.h"
@@ -95,23 +96,17 @@ struct IntegerStep {
   Signal mask, raise;
 };
 
-// 1 where any bit is: the carry of a sum with all ones. Tools map what is before a sum by itself,
-// where a tree of gates would be made once for each bit that `raise` goes to.
-Signal anyByCarry(Builder& b, Signal x) {
-  constexpr int kPerTable = 3;  // each with its mask
-  std::vector<Signal> groups;
-  for (int low = 0; low < x.width; low += kPerTable)
-    groups.push_back(b.reduceOr(b.slice(x, low, std::min(kPerTable, x.width - low))));
-  const Signal word = b.concat(groups);
-  return b.topBit(b.add(b.zeroExtend(word, word.width + 1),
-                        b.literal(MPZ::allOnes(word.width), word.width + 1)));
+// 1 where any bit of two words is 1 in both.
+Signal anyOfBoth(Builder& b, Signal x, Signal y) {
+  constexpr int kPerTable = 3;
+  return arithmetic::anyByCarry(b, b.bitAnd(x, y), kPerTable);
 }
 
 IntegerStep awayFromZero(Builder& b, const Unpacked& x, const Split& split, Signal isAway) {
   const int wF = x.format.fractionBits;
   const Signal mask =
       b.bitOr(maskAt(b, split.places, wF), b.replicate(b.bitNot(split.twoOrMore), wF));
-  const Signal rest = anyByCarry(b, b.bitAnd(b.slice(x.significand, 0, wF), mask));
+  const Signal rest = anyOfBoth(b, b.slice(x.significand, 0, wF), mask);
   return {mask, b.bitAnd(b.select(split.belowOne, b.bitNot(x.isZero), rest), isAway)};
 }
 
@@ -152,7 +147,7 @@ IntegerStep toNearest(Builder& b, const Unpacked& x, const Split& split, bool ti
       fromOne = b.bitAnd(
           fromOne, b.reduceOr(b.concat({b.topBit(x.significand), b.slice(fraction, 0, wF - 1)})));
     const Signal belowHalf = b.concat({b.zeros(1), b.slice(mask, 1, wF - 1)});
-    const Signal rest = anyByCarry(b, b.bitAnd(fraction, belowHalf));
+    const Signal rest = anyOfBoth(b, fraction, belowHalf);
     half = b.bitAnd(half, b.bitOr(rest, bitBelowUnits(0)));
     fromHalf = b.bitAnd(fromHalf, b.reduceOr(fraction));
   }

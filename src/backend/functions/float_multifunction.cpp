@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "backend/arithmetic/carry_logic.h"
 #include "backend/arithmetic/float_order.h"
 #include "backend/functions/float_order.h"
 #include "backend/functions/float_reference.h"
@@ -103,7 +104,11 @@ std::vector<Signal> decompose(Builder& b, const Request& request, std::span<cons
   const auto scope = b.scope("multifunction");
   const Signal select = inputs[3], code = inputs[4];
   const auto operand = [&](std::size_t port, arithmetic::ZeroFields zeros) {
-    return arithmetic::unpack(b, inputs[port], inputFormat(request, port), zeros);
+    const auto format = inputFormat(request, port);
+    Unpacked number = arithmetic::unpack(b, inputs[port], format, zeros);
+    // All bits of the result wait for it.
+    if (!format.fpLib) number.isNan = arithmetic::isNanByCarry(b, inputs[port], format);
+    return number;
   };
   constexpr auto kCleared = arithmetic::ZeroFields::kCleared;
   const Unpacked x = operand(0, kCleared), y = operand(1, kCleared),
@@ -119,14 +124,15 @@ std::vector<Signal> decompose(Builder& b, const Request& request, std::span<cons
   const Signal multiplexes = codeIn([](unsigned i) { return i == kMultiplex; });
 
   const Signal xFirst = precedes(b, x, y), xSmaller = precedesInMagnitude(b, x, y);
-  const Signal which = b.select(saturates, b.literal(kMax, 2), b.slice(code, 0, 2));
-  const Signal extremeIsY = b.pick(
-      which, std::array{leastIsSecond(b, x, y, xFirst), greatestIsSecond(b, x, y, xFirst),
-                        leastIsSecond(b, x, y, xSmaller), greatestIsSecond(b, x, y, xSmaller)});
+  // Each of one table of the code, so that little stands before what chooses all bits.
+  const Signal isByMagnitude = codeIn([](unsigned i) { return i != kSaturate && (i & 2) != 0; });
+  const Signal isGreatest = codeIn([](unsigned i) { return i == kSaturate || (i & 1) != 0; });
+  const Signal extremeIsY =
+      extremeIsSecond(b, x, y, b.select(isByMagnitude, xSmaller, xFirst), isGreatest);
   const Signal takesY = b.select(multiplexes, b.bitOf(select, 0), extremeIsY);
   const Unpacked either = choose(b, takesY, y, x);
 
-  const Signal limits = leastIsSecond(b, either, z, precedes(b, either, z));
+  const Signal limits = extremeIsSecond(b, either, z, precedes(b, either, z), b.bit(false));
   const Signal takesZ =
       b.bitOr(b.bitAnd(saturates, limits), b.bitAnd(multiplexes, b.bitOf(select, 1)));
   const auto format = outputFormat(request, 0);

@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "backend/arithmetic/carry_logic.h"
 #include "backend/functions/float_reference.h"
 #include "backend/functions/float_unit.h"
 #include "util/failure.h"
@@ -174,15 +175,31 @@ Unpacked operand(Builder& b, const Request& request, std::span<const Signal> inp
   return arithmetic::unpack(b, inputs[port], format, arithmetic::zeroFieldsForOrder(format));
 }
 
+// Kinds told by carries, as all bits of the result wait for them. With `nanByGates` a NaN is told
+// by gates: where the choice of an extreme waits for six bits and nothing deeper, tools, which make
+// functions of eight in one step, make it once for each bit of the result.
+Unpacked operandOfExtreme(Builder& b, const Request& request, std::span<const Signal> inputs,
+                          std::size_t port, bool nanByGates) {
+  Unpacked x = operand(b, request, inputs, port);
+  const auto& format = x.format;
+  if (format.fpLib) return x;
+  if (!nanByGates) x.isNan = arithmetic::isNanByCarry(b, inputs[port], format);
+  if (!format.gradual) {
+    const Signal field = b.slice(inputs[port], format.fractionBits, format.exponentBits);
+    x.isZero = b.bitNot(arithmetic::anyByCarry(b, field));
+  }
+  return x;
+}
+
 std::vector<Signal> decomposeExtreme(Builder& b, const Request& request,
                                      std::span<const Signal> inputs, Signal greatest,
                                      bool byMagnitude) {
   const auto scope = b.scope("min_max");
-  const Unpacked x = operand(b, request, inputs, 0);
-  const Unpacked y = operand(b, request, inputs, 1);
+  const bool nanByGates = byMagnitude || !b.isLiteral(greatest);
+  const Unpacked x = operandOfExtreme(b, request, inputs, 0, nanByGates);
+  const Unpacked y = operandOfExtreme(b, request, inputs, 1, nanByGates);
   const Signal xPrecedes = byMagnitude ? precedesInMagnitude(b, x, y) : precedes(b, x, y);
-  const Signal takesY =
-      b.select(greatest, greatestIsSecond(b, x, y, xPrecedes), leastIsSecond(b, x, y, xPrecedes));
+  const Signal takesY = extremeIsSecond(b, x, y, xPrecedes, greatest);
   // What packing clears or sets is known before the order is.
   const auto packed = [&](const Unpacked& number) {
     return arithmetic::packExact(b, number, outputFormat(request, 0), request.quietNaN);

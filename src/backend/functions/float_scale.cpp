@@ -6,6 +6,7 @@
 #include <bit>
 #include <cstdint>
 
+#include "backend/arithmetic/carry_logic.h"
 #include "backend/arithmetic/error_budget.h"
 #include "backend/arithmetic/floating_point.h"
 #include "backend/arithmetic/leading_zeros.h"
@@ -148,8 +149,17 @@ std::vector<Signal> decomposeILogB(Builder& b, const Request& request,
     log =
         b.subtract(log, b.zeroExtend(arithmetic::countLeadingZeros(b, x.significand).count, width));
   const Signal lowest = b.literal(MPZ::powerOfTwo(kLogBits - 1), kLogBits);
-  const Signal special = b.select(x.isZero, lowest, b.bitNot(lowest));
-  const Signal isSpecial = b.bitOr(x.isZero, b.bitOr(x.isInf, x.isNan));
+  Signal isZero = x.isZero, isInfOrNan = b.bitOr(x.isInf, x.isNan);
+  if (!format.fpLib) {
+    // All bits of the result wait for them.
+    const int wE = format.exponentBits, wF = format.fractionBits;
+    const Signal field = b.slice(inputs[0], wF, wE);
+    isInfOrNan = arithmetic::allByCarry(b, field);
+    isZero = b.bitNot(
+        arithmetic::anyByCarry(b, format.gradual ? b.slice(inputs[0], 0, wE + wF) : field));
+  }
+  const Signal special = b.select(isZero, lowest, b.bitNot(lowest));
+  const Signal isSpecial = b.bitOr(isZero, isInfOrNan);
   return {b.select(isSpecial, special, b.signExtend(log, kLogBits))};
 }
 
