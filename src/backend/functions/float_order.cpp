@@ -175,15 +175,17 @@ Unpacked operand(Builder& b, const Request& request, std::span<const Signal> inp
   return arithmetic::unpack(b, inputs[port], format, arithmetic::zeroFieldsForOrder(format));
 }
 
-// Kinds told by carries, as all bits of the result wait for them. With `nanByGates` a NaN is told
-// by gates: where the choice of an extreme waits for six bits and nothing deeper, tools, which make
-// functions of eight in one step, make it once for each bit of the result.
-Unpacked operandOfExtreme(Builder& b, const Request& request, std::span<const Signal> inputs,
-                          std::size_t port, bool nanByGates) {
+enum class Kinds { kByCarry, kNanByGates };
+
+// An operand whose kind is told by carries, as all of the result waits for it. A NaN is told by
+// gates where the choice of an extreme waits for six bits and nothing deeper: tools, which make
+// functions of eight in one step, would make it once for each bit of the result.
+Unpacked operandOfKind(Builder& b, const Request& request, std::span<const Signal> inputs,
+                       std::size_t port, Kinds kinds) {
   Unpacked x = operand(b, request, inputs, port);
   const auto& format = x.format;
   if (format.fpLib) return x;
-  if (!nanByGates) x.isNan = arithmetic::isNanByCarry(b, inputs[port], format);
+  if (kinds == Kinds::kByCarry) x.isNan = arithmetic::isNanByCarry(b, inputs[port], format);
   if (!format.gradual) {
     const Signal field = b.slice(inputs[port], format.fractionBits, format.exponentBits);
     x.isZero = b.bitNot(arithmetic::anyByCarry(b, field));
@@ -195,9 +197,9 @@ std::vector<Signal> decomposeExtreme(Builder& b, const Request& request,
                                      std::span<const Signal> inputs, Signal greatest,
                                      bool byMagnitude) {
   const auto scope = b.scope("min_max");
-  const bool nanByGates = byMagnitude || !b.isLiteral(greatest);
-  const Unpacked x = operandOfExtreme(b, request, inputs, 0, nanByGates);
-  const Unpacked y = operandOfExtreme(b, request, inputs, 1, nanByGates);
+  const Kinds kinds = byMagnitude || !b.isLiteral(greatest) ? Kinds::kNanByGates : Kinds::kByCarry;
+  const Unpacked x = operandOfKind(b, request, inputs, 0, kinds);
+  const Unpacked y = operandOfKind(b, request, inputs, 1, kinds);
   const Signal xPrecedes = byMagnitude ? precedesInMagnitude(b, x, y) : precedes(b, x, y);
   const Signal takesY = extremeIsSecond(b, x, y, xPrecedes, greatest);
   // What packing clears or sets is known before the order is.
@@ -237,7 +239,8 @@ std::vector<Signal> decomposeCompare(Builder& b, const Request& request,
 std::vector<Signal> decomposeCompareFused(Builder& b, const Request& request,
                                           std::span<const Signal> inputs) {
   const auto scope = b.scope("compare");
-  const Unpacked x = operand(b, request, inputs, 0), y = operand(b, request, inputs, 1);
+  const Unpacked x = operandOfKind(b, request, inputs, 0, Kinds::kByCarry),
+                 y = operandOfKind(b, request, inputs, 1, Kinds::kByCarry);
   std::array<Signal, kFusedComparisons + 1> truths;
   for (unsigned i = 0; i < kFusedComparisons; ++i)
     truths[i] = holds(b, static_cast<Comparison>(i), x, y);
