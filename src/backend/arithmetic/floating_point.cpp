@@ -137,19 +137,40 @@ Signal raises(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Re
 
 namespace {
 
-// 1 when one of the lowest `count` bits of `x` shifted left by `shift`, if there is one, is 1. Bits
-// that count whatever the shift are gathered before it is known.
-Signal anyBelow(Builder& b, Signal x, int count, Signal shift) {
+// Whether one of the lowest `count` bits of `x` shifted left by `shift`, if there is one, is 1.
+struct AnyBelow {
+  Signal always;   // of those that count whatever the shift, gathered before it is known
+  Signal shifted;  // of the others
+};
+AnyBelow anyBelow(Builder& b, Signal x, int count, Signal shift) {
   const auto anyOfLowest = [&](int low, int bits) {
     return bits > 0 ? b.reduceOr(b.slice(x, low, bits)) : b.bit(false);
   };
-  if (!shift) return anyOfLowest(0, count);
+  if (!shift) return {anyOfLowest(0, count), b.bit(false)};
   const int most = (1 << shift.width) - 1;
   const int always = std::max(0, count - most);
   std::vector<Signal> further;
   for (int places = 0; places <= most; ++places)
     further.push_back(anyOfLowest(always, count - places - always));
-  return b.bitOr(anyOfLowest(0, always), b.pick(shift, further));
+  return {anyOfLowest(0, always), b.pick(shift, further)};
+}
+
+// raises() by the port of `rule` of a remainder `beyond` in two parts, in one table: none of them
+// waits for the other.
+Signal raisesByTable(Builder& b, const RoundingRule& rule, Signal sign, Signal last, Signal half,
+                     const AnyBelow& beyond) {
+  const Signal isNearest = b.isZero(rule.port);
+  const Signal isAway =
+      b.pick(rule.port, std::array{b.bit(false), sign, b.bitNot(sign), b.bit(false)});
+  MPZ contents;
+  for (unsigned i = 0; i < 1U << 6; ++i) {
+    const auto bit = [&](int place) { return (i >> place & 1U) != 0; };
+    const bool anyBeyond = bit(0) || bit(1), atHalf = bit(2);
+    if ((bit(5) && atHalf && (bit(3) || anyBeyond)) || (bit(4) && (atHalf || anyBeyond)))
+      contents = contents + MPZ::powerOfTwo(i);
+  }
+  return b.lut(b.concat({isNearest, isAway, last, half, beyond.always, beyond.shifted}), contents,
+               1);
 }
 
 }  // namespace
@@ -200,13 +221,19 @@ RoundingStep roundingStep(Builder& b, const Unrounded& x, const FloatFormat& for
   };
   if (x.halfAdded) return halfAddedStep(b, unshifted, below, x.leftShift, rule);
   const Signal fraction = shifted(below, wF);
-  Remainder remainder{.half = below > 0 ? shifted(below - 1, 1) : b.bit(false),
-                      .beyond = b.bitOr(x.sticky, anyBelow(b, unshifted, below - 1, x.leftShift))};
+  const Signal half = below > 0 ? shifted(below - 1, 1) : b.bit(false);
+  const AnyBelow beyond = anyBelow(b, unshifted, below - 1, x.leftShift);
+  // Tools join the shift, which may be late, to a wide test in any order.
+  constexpr int kTwoLevels = 36;
+  if (rule.port && x.leftShift && !x.oneMore && below > kTwoLevels && b.isLiteral(x.sticky))
+    return {shifted(below + wF, 1), fraction,
+            raisesByTable(b, rule, x.sign, shifted(below, 1), half, beyond), b.bit(false)};
+  Remainder remainder{.half = half,
+                      .beyond = b.bitOr(x.sticky, b.bitOr(beyond.always, beyond.shifted))};
   Signal oneMore = x.oneMore ? x.oneMore : b.bit(false);
   LOAM_ASSERT(!x.oneMore || (missing == 0 && below <= 1), "a unit of the last place or its half");
   if (below > 0) {
     // Two halves are a whole, beyond which there is nothing.
-    const Signal half = remainder.half;
     remainder.half = b.bitXor(half, oneMore);
     oneMore = b.bitAnd(half, oneMore);
   }

@@ -176,16 +176,22 @@ Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const U
 
   const int width = std::max(aligned.exponent.width + 2, count.width + 1);
   const Signal topExponent = b.zeroExtend(aligned.exponent, width);
+  const Signal significand = flipped(b, normal.bits, sum.lacksOne);
+  // The top bit tells what the wide zero test does, and comes when there is time for it: with the
+  // sign right behind that test, a stage would be longer by a table.
+  const Signal hasNoTop = b.bitNot(b.topBit(significand));
+  const Signal isZero = format.gradual ? b.bitAnd(zeros.allZero, hasNoTop) : hasNoTop;
   const Signal isInf = b.bitOr(product.isInf, addend.isInf);
   const Signal infSign = b.select(product.isInf, product.sign, addend.sign);
   const Signal zeroSign = b.select(subtracts, roundsDown(b, ruleOf(options)), product.sign);
   const Signal sign = b.select(sum.hasAddendsSign, addend.sign, product.sign);
   const Signal opposed = b.reduceAnd(b.concat({product.isInf, addend.isInf, subtracts}));
-  return {.sign = b.select(isInf, infSign, b.select(zeros.allZero, zeroSign, sign)),
+  return {.sign = b.select(isZero, b.select(isInf, infSign, zeroSign),
+                           b.select(isInf, infSign, sign)),
           .exponent = b.subtract(topExponent, b.zeroExtend(count, width)),
-          .significand = flipped(b, normal.bits, sum.lacksOne),
+          .significand = significand,
           .sticky = normal.sticky,
-          .isZero = zeros.allZero,
+          .isZero = format.gradual ? zeros.allZero : isZero,
           .isInf = isInf,
           .isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed})),
           .oneMore = b.bitAnd(sum.lacksOne, b.bitNot(normal.sticky))};
