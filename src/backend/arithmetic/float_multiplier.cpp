@@ -184,6 +184,7 @@ UnroundedProduct multiplyFloatsUnrounded(Builder& b, const Unpacked& a, const Un
                        b.bitOr(b.bitAnd(a.isZero, factor.isInf), b.bitAnd(a.isInf, factor.isZero))),
       .leftShift = b.bitNot(isTwoOrMore)};
   result.halfAdded = withHalf.has_value();
+  result.codesKind = options.codesKind;
   const bool isKnown = !isGradual && (withHalf || truncates);
   const MPZ topOfField = MPZ::powerOfTwo(static_cast<unsigned long>(out.exponentBits - 1));
   const auto range = [&](long offset) {

@@ -12,6 +12,7 @@ struct FloatMultiplierOptions {
   // Below 1: rounded as `rounding` says. From 1 on: the error stays below so many ulps.
   double ulps = 0.5;
   bool quietNaN = false;
+  bool codesKind = false;  // as Unrounded has it
   ProductPrices prices;
   ErrorBudgets* budgets = nullptr;
 };

@@ -152,7 +152,8 @@ AnyBelow anyBelow(Builder& b, Signal x, int count, Signal shift) {
   std::vector<Signal> further;
   for (int places = 0; places <= most; ++places)
     further.push_back(anyOfLowest(always, count - places - always));
-  return {anyOfLowest(0, always), b.pick(shift, further)};
+  const Signal shifted = b.pick(shift, further);
+  return {anyOfLowest(0, always), shifted};
 }
 
 // raises() by the port of `rule` of a remainder `beyond` in two parts, in one table: none of them
@@ -302,8 +303,9 @@ Signal patternOf(Builder& b, Signal field, Signal keeps, Signal top) {
 }
 
 // `x` with its kind and range in three bits, so that little waits for what decides last, `raised`,
-// and little is left to do behind it. A zero by underflow counts as one from the start.
-Unrounded withKindInThreeBits(Builder& b, const Unrounded& x) {
+// and little is left to do behind it. A zero by underflow counts as one from the start, unless
+// `keepsRange`: there a zero where not raised is one of the range.
+Unrounded withKindInThreeBits(Builder& b, const Unrounded& x, bool keepsRange) {
   const ExponentRange& range = *x.range;
   const Signal above = x.canOverflow ? range.above : b.bit(false);
   const Signal atTop = x.canOverflow ? range.atTop : b.bit(false);
@@ -323,11 +325,13 @@ Unrounded withKindInThreeBits(Builder& b, const Unrounded& x) {
   const Signal none = b.bit(false);
   result.isNan = b.bitAnd(kind2, kind1);
   result.isInf = isKind(true, false, false);
-  result.isZero = allOf(b, {b.bitNot(kind2), kind1, b.bitNot(b.bitAnd(kind0, range.raised))});
+  result.isZero = keepsRange
+                      ? isKind(false, true, false)
+                      : allOf(b, {b.bitNot(kind2), kind1, b.bitNot(b.bitAnd(kind0, range.raised))});
   result.range = ExponentRange{.above = isKind(true, false, true),
                                .atTop = isKind(false, false, true),
                                .below = none,
-                               .atBottom = none,
+                               .atBottom = keepsRange ? isKind(false, true, true) : none,
                                .raised = range.raised};
   return result;
 }
@@ -344,8 +348,9 @@ Signal pack(Builder& b, const Unrounded& unrounded, const FloatFormat& format,
   const bool isKnown =
       unrounded.range && !flags && !rule.port &&
       (!unrounded.exponentAddend || (unrounded.halfAdded && unrounded.exponentAddend.width == 1));
-  const Unrounded x =
-      unrounded.range && !flags && !isKnown ? withKindInThreeBits(b, unrounded) : unrounded;
+  const Unrounded x = unrounded.range && !flags && (!isKnown || unrounded.codesKind)
+                          ? withKindInThreeBits(b, unrounded, /*keepsRange=*/isKnown)
+                          : unrounded;
   const auto scope = b.scope("round");
   const int wE = format.exponentBits, wF = format.fractionBits;
   const auto [hidden, fraction, raise, clearsLast] = roundingStep(b, x, format, rule);

@@ -105,6 +105,10 @@ struct Unrounded {
   // For a number that the rounding does not carry into a higher binade; not with gradual underflow.
   // Of `exponent` the format's bits alone count then.
   std::optional<ExponentRange> range{};
+  // Of a number with such a range, what it is packed as is gathered in three bits before `raised`
+  // is known, so that little waits for that bit and all of it may be done behind a register. Which
+  // form is better depends on where registers fall.
+  bool codesKind = false;
 };
 // The same number with nothing left to be shifted and added.
 Unrounded settled(Builder& b, Unrounded x);

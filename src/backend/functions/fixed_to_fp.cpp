@@ -82,7 +82,7 @@ std::vector<Signal> decomposeConversion(Builder& b, const Request& request,
   // The flag of an underflow asks for a rounding at one place lower.
   const auto [number, format] = arithmetic::fixedToFloat(
       b, sign, magnitude, long{in.width()} - 1 - in.fraction(), outputFormat(request, 0),
-      /*below=*/flagged ? 2 : 1, request.firstOne);
+      /*below=*/flagged ? 2 : 1, request.form.firstOne);
   if (!flagged) return {arithmetic::roundAndPack(b, number, format, rule, request.quietNaN)};
   const auto result = arithmetic::roundAndPackFlagged(b, number, format, rule, request.quietNaN);
   return {result.packed, flagBits(b, result)};
@@ -112,7 +112,7 @@ constexpr UnitRow kRows[] = {{.name = "DMFxPToFP",
                               .evaluate = evaluateConversion,
                               .decompose = decomposeConversion,
                               .refuses = refuseConversion,
-                              .otherFirstOne = arithmetic::FirstOne::kOwnGates}};
+                              .otherForm = Form{.firstOne = arithmetic::FirstOne::kOwnGates}}};
 
 }  // namespace
 

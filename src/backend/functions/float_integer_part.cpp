@@ -235,7 +235,7 @@ Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, const
   const Signal hidden = b.bitAnd(b.topBit(x.significand), split.belowOne);
   // A number below 1 stands as it is, a subnormal too.
   const arithmetic::LeadingZeros zeros =
-      arithmetic::countLeadingZeros(b, b.concat({split.belowOne, fraction}), request.firstOne);
+      arithmetic::countLeadingZeros(b, b.concat({split.belowOne, fraction}), request.form.firstOne);
   Signal count = zeros.count;
   const int width = arithmetic::signedWidth(-wF, format.maxExponent() + 1L);
   Signal exponent = b.zeroExtend(x.exponent, width);
@@ -278,7 +278,7 @@ std::optional<std::string> refuse(const Request& request) {
 template <Part part>
 constexpr UnitRow row(std::string_view name) {
   UnitRow result{name, evaluate<part>, decompose<part>, refuse};
-  if (part == Part::kFrac) result.otherFirstOne = arithmetic::FirstOne::kOwnGates;
+  if (part == Part::kFrac) result.otherForm = Form{.firstOne = arithmetic::FirstOne::kOwnGates};
   return result;
 }
 

@@ -47,6 +47,7 @@ std::vector<Signal> decomposeMult(Builder& b, const Request& request,
        .rounding = roundingOf(request, request.signature.variant[kTiesAway] != 0, inputs),
        .ulps = ulpsOf(request, 0),
        .quietNaN = request.quietNaN,
+       .codesKind = request.form.codesKind,
        .prices = productPrices(request.prices),
        .budgets = request.budgets})};
 }
@@ -55,7 +56,11 @@ std::optional<std::string> refuseMult(const Request& request) {
   return refusePorts(request, 2, 0, 1);
 }
 
-constexpr UnitRow kRows[] = {{"CFloatMult", evaluateMult, decomposeMult, refuseMult}};
+constexpr UnitRow kRows[] = {{.name = "CFloatMult",
+                              .evaluate = evaluateMult,
+                              .decompose = decomposeMult,
+                              .refuses = refuseMult,
+                              .otherForm = Form{.codesKind = true}}};
 
 }  // namespace
 

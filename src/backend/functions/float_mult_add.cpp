@@ -44,7 +44,7 @@ std::vector<Signal> decomposeMultAdd(Builder& b, const Request& request,
                                     .ulps = ulpsOf(request, 0),
                                     .quietNaN = request.quietNaN,
                                     .budgets = request.budgets,
-                                    .firstOne = request.firstOne})};
+                                    .firstOne = request.form.firstOne})};
 }
 
 std::optional<std::string> refuseMultAdd(const Request& request) {
@@ -58,7 +58,7 @@ constexpr UnitRow kRows[] = {{.name = "CFloatMultAdd",
                               .evaluate = evaluateMultAdd,
                               .decompose = decomposeMultAdd,
                               .refuses = refuseMultAdd,
-                              .otherFirstOne = arithmetic::FirstOne::kOwnGates}};
+                              .otherForm = Form{.firstOne = arithmetic::FirstOne::kOwnGates}}};
 
 }  // namespace
 

@@ -64,6 +64,12 @@ struct Signature {
   Variant variant;
 };
 
+// What a circuit may be made of in another form.
+struct Form {
+  arithmetic::FirstOne firstOne = arithmetic::FirstOne::kSharedGates;  // of leading-zero counters
+  bool codesKind = false;  // as arithmetic::Unrounded has it, of products
+};
+
 // What is asked of the circuit for a signature. Format, rounding and options reach it here only.
 struct Request {
   Signature signature;
@@ -78,8 +84,7 @@ struct Request {
   graph::Signal valid{};
   // Takes the error budgets that the circuit keeps, if not null; tried candidates state none.
   arithmetic::ErrorBudgets* budgets = nullptr;
-  // Of leading-zero counters, where the row names another one.
-  arithmetic::FirstOne firstOne = arithmetic::FirstOne::kSharedGates;
+  Form form;
 };
 
 // The mathematical function, in MPFR or exact integers, never with the circuit's code. Writes one
@@ -110,9 +115,9 @@ struct UnitRow {
   int minimumLatency = 0;  // cycles from inputs to outputs
   // What the report calls the method, where the unit chooses it; else the operator's row names it.
   std::string_view (*description)(const Signature& signature) = nullptr;
-  // Where the circuit follows Request::firstOne: the form that is tried, too; the better circuit is
+  // Where the circuit follows Request::form: the one that is tried, too; the better circuit is
   // taken.
-  std::optional<arithmetic::FirstOne> otherFirstOne = {};
+  std::optional<Form> otherForm = {};
 };
 
 // The row called `name`, or null. Rows stand in unit_table.cpp.

@@ -248,22 +248,22 @@ void CSynthSingleEntity::putBack(Circuit circuit) {
   budgets = std::move(circuit.budgets);
 }
 
-// With the better form of leading-zero counters, where the unit has both. Which one that is shows
-// without a latency that was asked for, which only one of them may reach.
+// In the better form, where the unit has two. Which one that is shows without a latency that was
+// asked for, which only one of them may reach.
 void CSynthSingleEntity::buildUnit(functions::Request asked) {
   const functions::UnitRow& row = topUnit->row();
   const std::optional<int> latency = constrainedLatency(row.minimumLatency);
-  if (!row.otherFirstOne || hardFloat) return buildCircuit(asked, latency);
+  if (!row.otherForm || hardFloat) return buildCircuit(asked, latency);
   buildCircuit(asked, std::nullopt);
   const long bits = registerBits();
   Circuit first = takeCircuit();
-  const arithmetic::FirstOne form = std::exchange(asked.firstOne, *row.otherFirstOne);
+  const functions::Form form = std::exchange(asked.form, *row.otherForm);
   buildCircuit(asked, std::nullopt);
   if (schedule::isBetter(*scheduled, registerBits(), *first.scheduled, bits)) {
-    log("leading zeros counted in the other form\n");
+    log("the other form is the better one\n");
   } else {
-    log("leading zeros counted as in the circuit before\n");
-    asked.firstOne = form;
+    log("the first form is the better one\n");
+    asked.form = form;
     putBack(std::move(first));
   }
   if (!latency) return;

@@ -117,7 +117,7 @@ std::vector<Signal> decomposeMultAcc(Builder& b, const Request& request,
         term.sign = sign;
         return arithmetic::addToProductUnrounded(
             b, term, last,
-            {.rounding = rounding, .budgets = request.budgets, .firstOne = request.firstOne});
+            {.rounding = rounding, .budgets = request.budgets, .firstOne = request.form.firstOne});
       })};
 }
 
@@ -142,7 +142,7 @@ constexpr UnitRow kRows[] = {{.name = "CFloatMultAcc",
                               .refuses = refuseMultAcc,
                               .protocol = Protocol::kAccumulate,
                               .minimumLatency = kMinimumLatency,
-                              .otherFirstOne = arithmetic::FirstOne::kTable}};
+                              .otherForm = Form{.firstOne = arithmetic::FirstOne::kTable}}};
 
 }  // namespace
 
