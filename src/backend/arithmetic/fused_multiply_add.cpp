@@ -176,25 +176,36 @@ Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const U
 
   const int width = std::max(aligned.exponent.width + 2, count.width + 1);
   const Signal topExponent = b.zeroExtend(aligned.exponent, width);
-  const Signal significand = flipped(b, normal.bits, sum.lacksOne);
-  // The top bit tells what the wide zero test does, and comes when there is time for it: with the
-  // sign right behind that test, a stage would be longer by a table.
-  const Signal hasNoTop = b.bitNot(b.topBit(significand));
-  const Signal isZero = format.gradual ? b.bitAnd(zeros.allZero, hasNoTop) : hasNoTop;
   const Signal isInf = b.bitOr(product.isInf, addend.isInf);
   const Signal infSign = b.select(product.isInf, product.sign, addend.sign);
   const Signal zeroSign = b.select(subtracts, roundsDown(b, ruleOf(options)), product.sign);
   const Signal sign = b.select(sum.hasAddendsSign, addend.sign, product.sign);
   const Signal opposed = b.reduceAnd(b.concat({product.isInf, addend.isInf, subtracts}));
-  return {.sign = b.select(isZero, b.select(isInf, infSign, zeroSign),
-                           b.select(isInf, infSign, sign)),
-          .exponent = b.subtract(topExponent, b.zeroExtend(count, width)),
-          .significand = significand,
-          .sticky = normal.sticky,
-          .isZero = format.gradual ? zeros.allZero : isZero,
-          .isInf = isInf,
-          .isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed})),
-          .oneMore = b.bitAnd(sum.lacksOne, b.bitNot(normal.sticky))};
+  Unrounded result{.sign = {},
+                   .exponent = {},
+                   .significand = {},
+                   .sticky = normal.sticky,
+                   .isZero = zeros.allZero,
+                   .isInf = isInf,
+                   .isNan = {}};
+  if (options.inLoop || !window.sticky) {
+    result.sign = b.select(isInf, infSign, b.select(zeros.allZero, zeroSign, sign));
+    result.exponent = b.subtract(topExponent, b.zeroExtend(count, width));
+    result.significand = flipped(b, normal.bits, sum.lacksOne);
+  } else {
+    // The top bit tells what the wide zero test does, and comes when there is time for it: with the
+    // sign right behind that test, the count's stage would be longer by a table.
+    result.significand = flipped(b, normal.bits, sum.lacksOne);
+    const Signal hasNoTop = b.bitNot(b.topBit(result.significand));
+    const Signal isZero = format.gradual ? b.bitAnd(zeros.allZero, hasNoTop) : hasNoTop;
+    if (!format.gradual) result.isZero = isZero;
+    result.sign =
+        b.select(isZero, b.select(isInf, infSign, zeroSign), b.select(isInf, infSign, sign));
+    result.exponent = b.subtract(topExponent, b.zeroExtend(count, width));
+  }
+  result.isNan = b.reduceOr(b.concat({product.isNan, addend.isNan, opposed}));
+  result.oneMore = b.bitAnd(sum.lacksOne, b.bitNot(normal.sticky));
+  return result;
 }
 
 Signal addToProduct(Builder& b, const ExactProduct& product, const Unpacked& addend,

@@ -25,6 +25,7 @@ struct FusedAddOptions {
   bool quietNaN = false;
   ErrorBudgets* budgets = nullptr;
   FirstOne firstOne = FirstOne::kSharedGates;
+  bool inLoop = false;  // all of it is one stage: nothing is gained by what comes later
 };
 
 // product + addend, packed in their common format, or before that rounding. Subtract by flipping

@@ -111,14 +111,16 @@ std::vector<Signal> decomposeMultAcc(Builder& b, const Request& request,
       keptOrZero(b, arithmetic::unpack(b, inputs[kSecond], inputFormat(request, kSecond)), valid,
                  b.bit(false));
   const arithmetic::ExactProduct product = arithmetic::multiplyExactly(b, x, y);
-  return {accumulate(
-      b, request, inputs[kContinues], product.sign, [&](const Unpacked& last, Signal sign) {
-        arithmetic::ExactProduct term = product;
-        term.sign = sign;
-        return arithmetic::addToProductUnrounded(
-            b, term, last,
-            {.rounding = rounding, .budgets = request.budgets, .firstOne = request.form.firstOne});
-      })};
+  return {accumulate(b, request, inputs[kContinues], product.sign,
+                     [&](const Unpacked& last, Signal sign) {
+                       arithmetic::ExactProduct term = product;
+                       term.sign = sign;
+                       return arithmetic::addToProductUnrounded(b, term, last,
+                                                                {.rounding = rounding,
+                                                                 .budgets = request.budgets,
+                                                                 .firstOne = request.form.firstOne,
+                                                                 .inLoop = true});
+                     })};
 }
 
 std::optional<std::string> refuseMultAcc(const Request& request) {
