@@ -188,7 +188,9 @@ Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const U
                    .isZero = zeros.allZero,
                    .isInf = isInf,
                    .isNan = {}};
-  if (options.inLoop || !window.sticky) {
+  // So many bits, each beside the flip, take no more than three tables behind each other.
+  constexpr int kThreeLevels = 5 * 5 * 5;
+  if (options.inLoop || !window.sticky || window.width() <= kThreeLevels) {
     result.sign = b.select(isInf, infSign, b.select(zeros.allZero, zeroSign, sign));
     result.exponent = b.subtract(topExponent, b.zeroExtend(count, width));
     result.significand = flipped(b, normal.bits, sum.lacksOne);
