@@ -205,7 +205,8 @@ Placed place(Builder& b, const arithmetic::Unpacked& x, const Grid& grid, int wi
     const Signal isAtHalf = b.equal(b.slice(distance, 0, distanceWidth - 1),
                                     b.literal(util::MPZ::powerOfTwo(nearBits), distanceWidth - 1));
     half = b.bitAnd(isAtHalf, b.topBit(x.significand));
-    beyond = b.select(isAtHalf, moved.sticky, beyond);
+    const Signal fraction = b.slice(x.significand, 0, format.fractionBits);
+    beyond = b.select(isAtHalf, b.reduceOr(fraction), beyond);
   }
   result.rest = {b.select(isFar, half, result.rest.half),
                  b.select(isFar, beyond, result.rest.beyond)};
