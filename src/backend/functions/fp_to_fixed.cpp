@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <vector>
 
 #include "backend/arithmetic/shifter.h"
 #include "backend/functions/float_flags.h"
@@ -213,6 +214,23 @@ Placed place(Builder& b, const arithmetic::Unpacked& x, const Grid& grid, int wi
   return result;
 }
 
+// 1 for a NaN, as the carry of a sum: its exponent passes on what its fraction's bits raise. Tools
+// map what is before a sum by itself; gates would be made once for each bit that is chosen by them.
+Signal nanByCarry(Builder& b, Signal port, const FloatFormat& format) {
+  constexpr int kPerTable = 6;
+  std::vector<Signal> groups;
+  const auto gather = [&](int from, int width, auto&& join) {
+    for (int low = 0; low < width; low += kPerTable)
+      groups.push_back(join(b.slice(port, from + low, std::min(kPerTable, width - low))));
+  };
+  gather(0, format.fractionBits, [&](Signal x) { return b.reduceOr(x); });
+  const auto raising = static_cast<unsigned>(groups.size());
+  gather(format.fractionBits, format.exponentBits, [&](Signal x) { return b.reduceAnd(x); });
+  const int width = static_cast<int>(groups.size()) + 1;
+  return b.topBit(
+      b.add(b.literal(MPZ::allOnes(raising), width), b.zeroExtend(b.concat(groups), width)));
+}
+
 // The port's bits, and what became of a number; infinities and NaNs are outside.
 struct Held {
   Signal bits;
@@ -272,7 +290,8 @@ std::vector<Signal> decomposeConversion(Builder& b, const Request& request,
   // What the pattern of a zero has besides leaves no trace far below the port.
   const auto zeros =
       grid.isFarAtZero() ? arithmetic::ZeroFields::kAsTheyAre : arithmetic::ZeroFields::kCleared;
-  const auto x = arithmetic::unpack(b, inputs[0], format, zeros);
+  auto x = arithmetic::unpack(b, inputs[0], format, zeros);
+  x.isNan = nanByCarry(b, inputs[0], format);
   const Held held = hold(b, x, choiceOf(signature), inputs, out, grid);
   if (signature.out.size() == 1) return {held.bits};
   const Signal number = b.bitNot(x.isNan);
