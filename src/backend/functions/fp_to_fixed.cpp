@@ -166,7 +166,8 @@ Grid gridOf(const FloatFormat& format, const kiln::FixedPoint& out) {
 
 // |a| on the grid of the port.
 struct Placed {
-  Signal integer;  // the port's width at most
+  Signal integer;  // the port's width at most; but for its last bit undefined where `isFar`
+  Signal isFar;    // it is below 1
   arithmetic::Remainder rest;
   Signal exceeds;  // it has digits above those of the port, or is infinite or a NaN
 };
@@ -195,12 +196,14 @@ Placed place(Builder& b, const arithmetic::Unpacked& x, const Grid& grid, int wi
   const Signal above = b.slice(moved.bits, kept + 1, moved.bits.width - kept - 1);
   if (above.width > 0) exceeds = b.bitOr(exceeds, b.reduceOr(above));
 
-  Placed result{b.slice(moved.bits, 1, kept), {b.bitOf(moved.bits, 0), moved.sticky}, exceeds};
+  Placed result{
+      b.slice(moved.bits, 1, kept), b.bit(false), {b.bitOf(moved.bits, 0), moved.sticky}, exceeds};
   const Signal farBits = b.slice(distance, nearBits, distanceWidth - 1 - nearBits);
   if (farBits.width == 0) return result;
   // One bit clears the integer of a number that is far below; its rest is told apart.
-  const Signal isFar = b.reduceOr(farBits);
-  result.integer = b.bitAnd(result.integer, b.replicate(b.bitNot(isFar), kept));
+  const Signal isFar = result.isFar = b.reduceOr(farBits);
+  result.integer = b.concat({b.slice(result.integer, 1, kept - 1),
+                             b.bitAnd(b.bitOf(result.integer, 0), b.bitNot(isFar))});
   Signal half = b.bit(false), beyond = b.bitNot(x.isZero);
   if (word > 1 << nearBits) {
     const Signal isAtHalf = b.equal(b.slice(distance, 0, distanceWidth - 1),
@@ -223,12 +226,12 @@ Signal nanByCarry(Builder& b, Signal port, const FloatFormat& format) {
     for (int low = 0; low < width; low += kPerTable)
       groups.push_back(join(b.slice(port, from + low, std::min(kPerTable, width - low))));
   };
-  gather(0, format.fractionBits, [&](Signal x) { return b.reduceOr(x); });
-  const auto raising = static_cast<unsigned>(groups.size());
   gather(format.fractionBits, format.exponentBits, [&](Signal x) { return b.reduceAnd(x); });
+  const std::size_t passing = groups.size();
+  gather(0, format.fractionBits, [&](Signal x) { return b.reduceOr(x); });
   const int width = static_cast<int>(groups.size()) + 1;
-  return b.topBit(
-      b.add(b.literal(MPZ::allOnes(raising), width), b.zeroExtend(b.concat(groups), width)));
+  return b.topBit(b.add(b.literal(MPZ::allOnes(groups.size() - passing), width),
+                        b.zeroExtend(b.concat(groups), width)));
 }
 
 // The port's bits, and what became of a number; infinities and NaNs are outside.
@@ -241,7 +244,8 @@ struct Held {
 Held holdSigned(Builder& b, const arithmetic::Unpacked& x, const Placed& m, Signal raise,
                 int width) {
   const int sumWidth = std::min(width + 1, m.integer.width + 2);
-  const Signal magnitude = b.zeroExtend(m.integer, sumWidth);
+  const Signal integer = b.bitAnd(m.integer, b.replicate(b.bitNot(m.isFar), m.integer.width));
+  const Signal magnitude = b.zeroExtend(integer, sumWidth);
   const Signal sum = b.addCarry(b.bitXor(magnitude, b.replicate(x.sign, sumWidth)),
                                 b.zeros(sumWidth), b.bitXor(raise, x.sign));
   Signal isOutside = m.exceeds;
@@ -258,11 +262,18 @@ Held holdUnsigned(Builder& b, const arithmetic::Unpacked& x, const Placed& m, Si
   const int sumWidth = std::min(width + 1, m.integer.width + 1);
   const Signal sum = b.addCarry(b.zeroExtend(m.integer, sumWidth), b.zeros(sumWidth), raise);
   const Signal carry = sumWidth > width ? b.topBit(sum) : b.bit(false);
-  const Signal isHigh = b.bitOr(m.exceeds, carry), becomesZero = b.isZero(sum);
+  const Signal isHigh = b.bitOr(m.exceeds, carry);
   const Signal isLow = b.bitAnd(x.sign, b.bitNot(x.isNan));
+  // Behind the sum a digit that is not there costs nothing.
+  const Signal isFar = b.bitAnd(m.isFar, b.bitNot(m.exceeds)), isGone = b.bitOr(isLow, isFar);
   const Signal held = b.bitOr(b.zeroExtend(sum, width), b.replicate(isHigh, width));
-  return {b.bitAnd(held, b.replicate(b.bitNot(isLow), width)),
-          b.bitOr(m.exceeds, b.select(x.sign, b.bitNot(becomesZero), carry)), becomesZero};
+  const Signal bits =
+      b.bitAnd(held, b.concat({b.replicate(b.bitNot(isGone), width - 1), b.bitNot(isLow)}));
+  const Signal high = b.slice(sum, 1, sumWidth - 1);
+  const Signal becomesZero =
+      b.bitNot(b.bitOr(b.bitOf(sum, 0), b.select(m.isFar, b.bit(false), b.reduceOr(high))));
+  const Signal isAbove = b.bitAnd(carry, b.bitNot(m.isFar));
+  return {bits, b.bitOr(m.exceeds, b.select(x.sign, b.bitNot(becomesZero), isAbove)), becomesZero};
 }
 
 Held hold(Builder& b, const arithmetic::Unpacked& x, const Choice& choice,
