@@ -83,14 +83,8 @@ std::vector<Signal> decomposeConversion(Builder& b, const Request& request,
   auto [number, format] = arithmetic::fixedToFloat(
       b, sign, magnitude, long{in.width()} - 1 - in.fraction(), outputFormat(request, 0),
       /*below=*/flagged ? 2 : 1, request.firstOne);
-  if (format.gradual) {
-    // The digits of a zero are zeros and its top bit clears the exponent. Where all other numbers
-    // have a 1 there it is known before they are shifted.
-    if (format.bias() - in.fraction() >= format.minExponent())
-      number.significand = b.concat(
-          {b.bitNot(number.isZero), b.slice(number.significand, 0, number.significand.width - 1)});
-    number.isZero = b.bit(false);
-  }
+  // The digits of a zero are zeros, and with a top bit of 0 the exponent is cleared, too.
+  if (format.gradual) number.isZero = b.bit(false);
   if (!flagged) return {arithmetic::roundAndPack(b, number, format, rule, request.quietNaN)};
   const auto result = arithmetic::roundAndPackFlagged(b, number, format, rule, request.quietNaN);
   return {result.packed, flagBits(b, result)};
