@@ -80,9 +80,18 @@ std::vector<Signal> decomposeConversion(Builder& b, const Request& request,
   if (hasRoundingPort(signature)) rule.port = inputs[1];
   const bool flagged = signature.out.size() > 1;
   // The flag of an underflow asks for a rounding at one place lower.
-  const auto [number, format] = arithmetic::fixedToFloat(
+  auto [number, format] = arithmetic::fixedToFloat(
       b, sign, magnitude, long{in.width()} - 1 - in.fraction(), outputFormat(request, 0),
       /*below=*/flagged ? 2 : 1, request.form.firstOne);
+  if (format.gradual) {
+    // The digits of a zero are zeros, and with a top bit of 0 the exponent is cleared, too. Where
+    // all other numbers have a 1 there the operand tells it first.
+    const bool isNormal = format.bias() - in.fraction() >= format.minExponent();
+    const int below = number.significand.width - 1;
+    if (isNormal)
+      number.significand = b.concat({b.reduceOr(a), b.slice(number.significand, 0, below)});
+    number.isZero = b.bit(false);
+  }
   if (!flagged) return {arithmetic::roundAndPack(b, number, format, rule, request.quietNaN)};
   const auto result = arithmetic::roundAndPackFlagged(b, number, format, rule, request.quietNaN);
   return {result.packed, flagBits(b, result)};

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <bit>
 
+#include "backend/arithmetic/carry_logic.h"
 #include "backend/arithmetic/shifter.h"
 #include "backend/functions/float_flags.h"
 #include "backend/functions/float_unit.h"
@@ -11,6 +13,7 @@
 
 namespace functions {
 
+using arithmetic::FloatFormat;
 using graph::Builder;
 using graph::Signal;
 using util::MPZ;
@@ -133,40 +136,88 @@ void evaluateConversion(const Signature& signature, std::vector<NumValue>& resul
 
 // The circuit.
 
-// |a| on the grid of the port.
-struct Placed {
-  Signal integer;  // the port's width at most
-  arithmetic::Remainder rest;
-  Signal exceeds;  // it has digits above those of the port
+// Where the digits of a number stand in the port.
+struct Grid {
+  long top;              // the highest place of the shifted significand, from the port's lowest
+  long nearest;          // the distance from there of the top digit of a number of exponent 0
+  long greatest, least;  // places of the top digits of the largest and the lowest binade
+  int nearBits;          // of a distance: a larger one leaves no digit of the port
+
+  // Digits of a number of exponent 0 are below the half of the port's lowest place.
+  bool isFarAtZero() const { return nearest > 1L << nearBits; }
 };
 
-Placed place(Builder& b, const arithmetic::Unpacked& x, const kiln::FixedPoint& out) {
-  const auto scope = b.scope("place");
-  const auto& format = x.format;
+Grid gridOf(const FloatFormat& format, const kiln::FixedPoint& out) {
   const long width = out.width();
   // The significand's top bit stands at exponent + offset in the integer.
   const long offset = long{out.fraction()} - format.bias();
-  const long greatest = format.maxExponent() + offset, least = format.minExponent() + offset;
+  Grid grid;
+  grid.greatest = format.maxExponent() + offset;
+  grid.least = format.minExponent() + offset;
   // Subnormals stand in the lowest binade, which may lie above the port's highest digit.
-  long top = std::min(width - 1, greatest);
-  if (format.gradual) top = std::max(top, std::min(least, width - 1 + format.fractionBits));
-  top = std::max(top, 0L);
-
-  const long nearest = top - offset;  // the distance of exponent 0 from the top
-  const int distanceWidth =
-      arithmetic::signedWidth(nearest - ((1L << format.exponentBits) - 1), std::max(nearest, 0L));
-  const Signal distance =
-      b.subtract(b.literal(nearest, distanceWidth), b.zeroExtend(x.exponent, distanceWidth));
-  const auto moved = arithmetic::shiftDownFromTop(
-      b, x.significand, b.slice(distance, 0, distanceWidth - 1), static_cast<int>(top + 2));
-  const int kept = static_cast<int>(std::min(top + 1, width));
-  Signal exceeds = greatest > top ? b.bitAnd(b.topBit(distance), b.bitNot(x.isZero)) : b.bit(false);
-  const Signal above = b.slice(moved.bits, kept + 1, moved.bits.width - kept - 1);
-  if (above.width > 0) exceeds = b.bitOr(exceeds, b.reduceOr(above));
-  return {b.slice(moved.bits, 1, kept), {b.bitOf(moved.bits, 0), moved.sticky}, exceeds};
+  grid.top = std::min(width - 1, grid.greatest);
+  if (format.gradual)
+    grid.top = std::max(grid.top, std::min(grid.least, width - 1 + format.fractionBits));
+  grid.top = std::max(grid.top, 0L);
+  grid.nearest = grid.top - offset;
+  grid.nearBits = static_cast<int>(std::bit_width(static_cast<unsigned long>(grid.top)));
+  return grid;
 }
 
-// The port's bits, and what became of a number that is neither infinite nor a NaN.
+// |a| on the grid of the port.
+struct Placed {
+  Signal integer;  // the port's width at most; but for its last bit undefined where `isFar`
+  Signal isFar;    // it is below 1
+  arithmetic::Remainder rest;
+  Signal exceeds;  // it has digits above those of the port, or is infinite or a NaN
+};
+
+Placed place(Builder& b, const arithmetic::Unpacked& x, const Grid& grid, int width) {
+  const auto scope = b.scope("place");
+  const auto& format = x.format;
+  const long greatestExponent = (1L << format.exponentBits) - 1;  // of infinities and NaNs
+  const int distanceWidth =
+      arithmetic::signedWidth(grid.nearest - greatestExponent, std::max(grid.nearest, 0L));
+  const Signal distance =
+      b.subtract(b.literal(grid.nearest, distanceWidth), b.zeroExtend(x.exponent, distanceWidth));
+  const int word = static_cast<int>(grid.top + 2);
+  const int nearBits = std::min(grid.nearBits, distanceWidth - 1);
+  const auto moved =
+      arithmetic::shiftDownFromTop(b, x.significand, b.slice(distance, 0, nearBits), word);
+  const int kept = static_cast<int>(std::min(grid.top + 1, long{width}));
+
+  Signal exceeds = b.bitOr(x.isInf, x.isNan);
+  if (grid.greatest >= grid.top) {
+    // Infinities and NaNs are above the port by their exponents.
+    exceeds = b.topBit(distance);
+    const int lowest = format.gradual ? format.minExponent() : 0;
+    if (grid.nearest < lowest) exceeds = b.select(x.isZero, b.bit(false), exceeds);
+  }
+  const Signal above = b.slice(moved.bits, kept + 1, moved.bits.width - kept - 1);
+  if (above.width > 0) exceeds = b.bitOr(exceeds, b.reduceOr(above));
+
+  Placed result{
+      b.slice(moved.bits, 1, kept), b.bit(false), {b.bitOf(moved.bits, 0), moved.sticky}, exceeds};
+  const Signal farBits = b.slice(distance, nearBits, distanceWidth - 1 - nearBits);
+  if (farBits.width == 0) return result;
+  // One bit clears the integer of a number that is far below; its rest is told apart.
+  const Signal isFar = result.isFar = b.reduceOr(farBits);
+  result.integer = b.concat({b.slice(result.integer, 1, kept - 1),
+                             b.bitAnd(b.bitOf(result.integer, 0), b.bitNot(isFar))});
+  Signal half = b.bit(false), beyond = b.bitNot(x.isZero);
+  if (word > 1 << nearBits) {
+    const Signal isAtHalf = b.equal(b.slice(distance, 0, distanceWidth - 1),
+                                    b.literal(util::MPZ::powerOfTwo(nearBits), distanceWidth - 1));
+    half = b.bitAnd(isAtHalf, b.topBit(x.significand));
+    const Signal fraction = b.slice(x.significand, 0, format.fractionBits);
+    beyond = b.select(isAtHalf, b.reduceOr(fraction), beyond);
+  }
+  result.rest = {b.select(isFar, half, result.rest.half),
+                 b.select(isFar, beyond, result.rest.beyond)};
+  return result;
+}
+
+// The port's bits, and what became of a number; infinities and NaNs are outside.
 struct Held {
   Signal bits;
   Signal isOutside, becomesZero;
@@ -176,16 +227,16 @@ struct Held {
 Held holdSigned(Builder& b, const arithmetic::Unpacked& x, const Placed& m, Signal raise,
                 int width) {
   const int sumWidth = std::min(width + 1, m.integer.width + 2);
-  const Signal magnitude = b.zeroExtend(m.integer, sumWidth);
+  const Signal integer = b.bitAnd(m.integer, b.replicate(b.bitNot(m.isFar), m.integer.width));
+  const Signal magnitude = b.zeroExtend(integer, sumWidth);
   const Signal sum = b.addCarry(b.bitXor(magnitude, b.replicate(x.sign, sumWidth)),
                                 b.zeros(sumWidth), b.bitXor(raise, x.sign));
   Signal isOutside = m.exceeds;
   if (sumWidth > width)
     isOutside = b.bitOr(isOutside, b.bitXor(b.topBit(sum), b.bitOf(sum, width - 1)));
-  const Signal isHeld = b.reduceOr(b.concat({isOutside, x.isInf, x.isNan}));
   const Signal isLow = b.bitAnd(x.sign, b.bitNot(x.isNan));
   const Signal limit = b.concat({isLow, b.replicate(b.bitNot(isLow), width - 1)});
-  return {b.select(isHeld, limit, b.signExtend(sum, width)), isOutside, b.isZero(sum)};
+  return {b.select(isOutside, limit, b.signExtend(sum, width)), isOutside, b.isZero(sum)};
 }
 
 // A negative number is 0, unless it is a NaN, and outside unless it rounds to 0.
@@ -194,20 +245,26 @@ Held holdUnsigned(Builder& b, const arithmetic::Unpacked& x, const Placed& m, Si
   const int sumWidth = std::min(width + 1, m.integer.width + 1);
   const Signal sum = b.addCarry(b.zeroExtend(m.integer, sumWidth), b.zeros(sumWidth), raise);
   const Signal carry = sumWidth > width ? b.topBit(sum) : b.bit(false);
-  const Signal isAbove = b.bitOr(m.exceeds, carry), becomesZero = b.isZero(sum);
-  const Signal isHigh = b.reduceOr(b.concat({isAbove, x.isInf, x.isNan}));
+  const Signal isHigh = b.bitOr(m.exceeds, carry);
   const Signal isLow = b.bitAnd(x.sign, b.bitNot(x.isNan));
+  // Behind the sum a digit that is not there costs nothing.
+  const Signal isFar = b.bitAnd(m.isFar, b.bitNot(m.exceeds)), isGone = b.bitOr(isLow, isFar);
   const Signal held = b.bitOr(b.zeroExtend(sum, width), b.replicate(isHigh, width));
-  return {b.bitAnd(held, b.replicate(b.bitNot(isLow), width)),
-          b.bitOr(m.exceeds, b.select(x.sign, b.bitNot(becomesZero), carry)), becomesZero};
+  const Signal bits =
+      b.bitAnd(held, b.concat({b.replicate(b.bitNot(isGone), width - 1), b.bitNot(isLow)}));
+  const Signal high = b.slice(sum, 1, sumWidth - 1);
+  const Signal becomesZero =
+      b.bitNot(b.bitOr(b.bitOf(sum, 0), b.select(m.isFar, b.bit(false), b.reduceOr(high))));
+  const Signal isAbove = b.bitAnd(carry, b.bitNot(m.isFar));
+  return {bits, b.bitOr(m.exceeds, b.select(x.sign, b.bitNot(becomesZero), isAbove)), becomesZero};
 }
 
 Held hold(Builder& b, const arithmetic::Unpacked& x, const Choice& choice,
-          std::span<const Signal> inputs, const kiln::FixedPoint& out) {
+          std::span<const Signal> inputs, const kiln::FixedPoint& out, const Grid& grid) {
   const int width = out.width();
   if (choice.way == Way::kTruth)
     return {b.zeroExtend(b.bitNot(x.isZero), width), b.bit(false), x.isZero};
-  const Placed m = place(b, x, out);
+  const Placed m = place(b, x, grid, width);
   const auto scope = b.scope("round");
   arithmetic::RoundingRule rule{.mode = choice.mode};
   if (choice.way == Way::kDirected) rule.port = inputs[1];
@@ -222,8 +279,14 @@ std::vector<Signal> decomposeConversion(Builder& b, const Request& request,
                                         std::span<const Signal> inputs) {
   const Signature& signature = request.signature;
   const kiln::FixedPoint& out = fixedPoint(signature.out[0]);
-  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
-  const Held held = hold(b, x, choiceOf(signature), inputs, out);
+  const FloatFormat format = inputFormat(request, 0);
+  const Grid grid = gridOf(format, out);
+  // What the pattern of a zero has besides leaves no trace far below the port.
+  const auto zeros =
+      grid.isFarAtZero() ? arithmetic::ZeroFields::kAsTheyAre : arithmetic::ZeroFields::kCleared;
+  auto x = arithmetic::unpack(b, inputs[0], format, zeros);
+  x.isNan = arithmetic::isNanByCarry(b, inputs[0], format);  // all bits wait for it
+  const Held held = hold(b, x, choiceOf(signature), inputs, out, grid);
   if (signature.out.size() == 1) return {held.bits};
   const Signal number = b.bitNot(x.isNan);
   const Signal isSmall = b.reduceAnd(b.concat(
