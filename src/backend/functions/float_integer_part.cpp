@@ -90,8 +90,13 @@ Signal maskAt(Builder& b, Signal places, int wF) {
   return arithmetic::shiftRight(b, b.literal(MPZ::allOnes(wF - 1), wF), places);
 }
 
-// What rounding an integer does: the bits of the fraction below the units, all of them below 2, and
-// 1 where the magnitude grows by one, which never is that of an infinity or a NaN.
+// The same for all numbers; all ones below 2.
+Signal maskBelowUnits(Builder& b, const Split& split, int wF) {
+  return b.bitOr(maskAt(b, split.places, wF), b.replicate(b.bitNot(split.twoOrMore), wF));
+}
+
+// What rounding to an integer does: the bits of the fraction below the units, all of them below 2,
+// and 1 where the magnitude grows by one, which never is that of an infinity or a NaN.
 struct IntegerStep {
   Signal mask, raise;
 };
@@ -104,8 +109,7 @@ Signal anyOfBoth(Builder& b, Signal x, Signal y) {
 
 IntegerStep awayFromZero(Builder& b, const Unpacked& x, const Split& split, Signal isAway) {
   const int wF = x.format.fractionBits;
-  const Signal mask =
-      b.bitOr(maskAt(b, split.places, wF), b.replicate(b.bitNot(split.twoOrMore), wF));
+  const Signal mask = maskBelowUnits(b, split, wF);
   const Signal rest = anyOfBoth(b, b.slice(x.significand, 0, wF), mask);
   return {mask, b.bitAnd(b.select(split.belowOne, b.bitNot(x.isZero), rest), isAway)};
 }
@@ -229,8 +233,7 @@ Signal buildInteger(Builder& b, Part part, const Unpacked& x, bool quietNaN) {
 Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, const Request& request) {
   const int wF = format.fractionBits;
   const Split split = splitAtUnits(b, x);
-  const Signal mask =
-      b.bitOr(maskAt(b, split.places, wF), b.replicate(b.bitNot(split.twoOrMore), wF));
+  const Signal mask = maskBelowUnits(b, split, wF);
   const Signal fraction = b.bitAnd(b.slice(x.significand, 0, wF), mask);
   const Signal hidden = b.bitAnd(b.topBit(x.significand), split.belowOne);
   // A number below 1 stands as it is, a subnormal too.
