@@ -399,7 +399,7 @@ GateNetwork balanced(const GateNetwork& from) {
   return to;
 }
 
-// Rewritten, and joined again.
+// Equal forms of a network, which share what is known of functions.
 class Simplifier {
  public:
   explicit Simplifier(const GateNetwork& network)
