@@ -3,6 +3,7 @@
 #include <bit>
 #include <functional>
 
+#include "backend/arithmetic/carry_logic.h"
 #include "backend/arithmetic/leading_zeros.h"
 #include "backend/arithmetic/shifter.h"
 #include "backend/graph/evaluator.h"
@@ -77,6 +78,33 @@ TEST(Shifter, ShiftsByProductsAsByChoices) {
               });
   EXPECT_FALSE(canShiftByProducts(8, {}));
   EXPECT_FALSE(canShiftByProducts(9, {2, 9}));
+}
+
+TEST(CarryLogic, TellsAnyAndAllBitsOfEveryWord) {
+  for (const int width : {1, 2, 6, 7, 12, 13})
+    forAll(
+        width, 1,
+        [](Builder& b, Signal x, Signal) {
+          return std::vector{anyByCarry(b, x, 3), anyByCarry(b, x), allByCarry(b, x)};
+        },
+        [&](std::uint64_t x, std::uint64_t, const std::vector<MPZ>& got) {
+          EXPECT_EQ(got[0], MPZ(x != 0 ? 1 : 0));
+          EXPECT_EQ(got[1], MPZ(x != 0 ? 1 : 0));
+          EXPECT_EQ(got[2], MPZ(x + 1 == 1ull << width ? 1 : 0));
+        });
+}
+
+TEST(CarryLogic, TellsNaNsOfEveryPattern) {
+  for (const auto& [wE, wF] : {std::pair{2, 1}, {3, 8}, {6, 6}, {7, 7}}) {
+    const FloatFormat format{.exponentBits = wE, .fractionBits = wF};
+    const std::uint64_t infinity = ((1ull << wE) - 1) << wF, magnitudes = (1ull << (wE + wF)) - 1;
+    forAll(
+        format.width(), 1,
+        [&](Builder& b, Signal x, Signal) { return std::vector{isNanByCarry(b, x, format)}; },
+        [&](std::uint64_t x, std::uint64_t, const std::vector<MPZ>& got) {
+          EXPECT_EQ(got[0], MPZ((x & magnitudes) > infinity ? 1 : 0));
+        });
+  }
 }
 
 TEST(LeadingZeros, CountsAndNormalisesEveryWord) {

@@ -168,7 +168,7 @@ Signal raisesByTable(Builder& b, const RoundingRule& rule, Signal sign, Signal l
     const auto bit = [&](int place) { return (i >> place & 1U) != 0; };
     const bool anyBeyond = bit(0) || bit(1), atHalf = bit(2);
     if ((bit(5) && atHalf && (bit(3) || anyBeyond)) || (bit(4) && (atHalf || anyBeyond)))
-      contents = contents + MPZ::powerOfTwo(i);
+      contents += MPZ::powerOfTwo(i);
   }
   return b.lut(b.concat({isNearest, isAway, last, half, beyond.always, beyond.shifted}), contents,
                1);
@@ -444,8 +444,8 @@ Flagged roundAndPackFlagged(Builder& b, const Unrounded& x, const FloatFormat& f
   return result;
 }
 
-Signal packRegular(Builder& b, Signal sign, Signal fieldAndFraction, Signal isNan,
-                   const FloatFormat& format, bool quietNaN) {
+Signal withNanPattern(Builder& b, Signal sign, Signal fieldAndFraction, Signal isNan,
+                      const FloatFormat& format, bool quietNaN) {
   const int wE = format.exponentBits, wF = format.fractionBits;
   LOAM_ASSERT(!format.fpLib && fieldAndFraction.width == wE + wF, "a field and a fraction");
   return b.concat({b.bitAnd(sign, b.bitNot(isNan)), b.slice(fieldAndFraction, wF, wE),
@@ -463,7 +463,7 @@ Signal packExact(Builder& b, const Unpacked& x, const FloatFormat& format, bool 
     const Signal field =
         format.gradual ? masked(b, x.exponent, b.topBit(x.significand)) : x.exponent;
     const Signal fraction = masked(b, b.slice(x.significand, 0, wF), b.bitNot(isOther));
-    return packRegular(b, x.sign, b.concat({field, fraction}), x.isNan, format, quietNaN);
+    return withNanPattern(b, x.sign, b.concat({field, fraction}), x.isNan, format, quietNaN);
   }
   // Without a rounding bit below the fraction the rounding folds away.
   return roundAndPack(b,

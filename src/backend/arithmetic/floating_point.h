@@ -150,10 +150,10 @@ Flagged roundAndPackFlagged(Builder& b, const Unrounded& x, const FloatFormat& f
 // special in the one pattern that packing gives it.
 Signal packExact(Builder& b, const Unpacked& x, const FloatFormat& format, bool quietNaN);
 
-// The same of a sign and an exponent field and fraction that are packed already, but for NaNs, of
-// which the field is all ones and the fraction zero. IEEE-style formats only.
-Signal packRegular(Builder& b, Signal sign, Signal fieldAndFraction, Signal isNan,
-                   const FloatFormat& format, bool quietNaN);
+// A sign, and an exponent field and fraction that are packed already, with the pattern that packing
+// gives a NaN put in: of one the field has to be all ones and the fraction zero. IEEE-style only.
+Signal withNanPattern(Builder& b, Signal sign, Signal fieldAndFraction, Signal isNan,
+                      const FloatFormat& format, bool quietNaN);
 
 // Shifts a normalised number whose exponent is below minExponent() right until it has that one, as
 // gradual underflow asks before rounding. What is shifted out is lost without `needsSticky`.

@@ -73,7 +73,7 @@ std::optional<LogicBetweenRegisters> logicBetweenRegisters(
 
 // A network with equal gates as one, and with gates of `others`, which have its inputs and roots,
 // as choices beside their equals (Chatterjee et al., "Reducing structural bias in technology
-// mapping", ICCAD 2005). What is the same in some ten thousand samples counts as equal, so it
+// mapping", ICCAD 2005). What is the same in some thirty thousand samples counts as equal, so it
 // serves for estimates only. Linear in the gates but for a sort.
 GateNetwork withChoices(const GateNetwork& network, std::span<const GateNetwork> others);
 

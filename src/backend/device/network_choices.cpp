@@ -171,9 +171,9 @@ GateNetwork withChoices(const GateNetwork& network, std::span<const GateNetwork>
   };
   for (const auto& row : byLevel)
     for (const std::uint32_t gate : row) {
-      std::vector<Literal> built;
-      for (const Literal choice : choices[gate]) built.push_back(build(build, choice));
-      to.setChoices(gateOf(build(build, 2 * gate)), std::move(built));
+      std::vector<Literal> equals;
+      for (const Literal choice : choices[gate]) equals.push_back(build(build, choice));
+      to.setChoices(gateOf(build(build, 2 * gate)), std::move(equals));
     }
   for (const Literal root : network.roots())
     to.addRoot(build(build, seen(own[gateOf(root)] ^ (root & 1))));

@@ -210,7 +210,7 @@ Signal buildInteger(Builder& b, Part part, const Unpacked& x, bool quietNaN) {
     const Signal field =
         b.select(split.belowOne, b.bitAnd(belowOneExponent, all(raise, wE)), x.exponent);
     const Signal sum = b.addCarry(b.concat({field, fraction}), b.zeros(wE + wF), raise);
-    return packRegular(b, x.sign, sum, x.isNan, format, quietNaN);
+    return withNanPattern(b, x.sign, sum, x.isNan, format, quietNaN);
   }
   arithmetic::Unrounded result{
       .sign = x.sign,

@@ -33,6 +33,18 @@ TEST(FloatMult, AllPairsOfMixedFormats) {
   checkAllPairs({"2 4 by 4 4 to 5 4", {ieee(2, 4), ieee(4, 3)}, {ieee(5, 4)}});
 }
 
+// In the other form, too, of what a product is packed as.
+TEST(FloatMult, AllPairsWithACodedKind) {
+  const auto i = ieee(3, 3), f = fpLib(3, 3);
+  for (const Ports& ports : {Ports{"IEEE", {i, i}, {i}},
+                             {"OutFPLib", {i, i}, {f}},
+                             {"3 3 by 3 2 to 2 1", {i, ieee(3, 2)}, {ieee(2, 1)}}}) {
+    std::vector<Config> configs = multipliers(ports, /*subnormals=*/false);
+    for (Config& config : configs) config.request.form.codesKind = true;
+    checkAll(configs);
+  }
+}
+
 TEST(FloatMult, DrawnAndHardPairsOfLargeFormats) {
   const auto same = [](int wE, int wF) {
     return Ports{"same", {ieee(wE, wF), ieee(wE, wF)}, {ieee(wE, wF)}};
