@@ -87,8 +87,10 @@ Signal flipped(Builder& b, Signal bits, Signal flip) {
 
 // The magnitude of the product plus or minus the addend.
 struct WindowSum {
-  Signal magnitude;
-  // 1 when `magnitude` is one unit of the last place too low. It is then normalised as if ones
+  // Its highest 1 stands where the magnitude has it: where the bits of a sum of either sign first
+  // change, which waits for no sign.
+  Signal leading;
+  // 1 when the magnitude is one unit of the last place too low. It is then normalised as if ones
   // followed it, which that unit turns into a carry: into the significand, when all that is dropped
   // is ones.
   Signal lacksOne;
@@ -103,10 +105,11 @@ WindowSum addForRounding(Builder& b, Signal product, Signal addend, Signal subtr
   const Signal sum =
       b.add(b.zeroExtend(product, width), b.zeroExtend(flipped(b, addend, subtracts), width));
   const Signal bits = b.slice(sum, 0, width - 1);
+  const Signal shifted = flipped(b, bits, subtracts), lacksOne = b.bitAnd(subtracts, b.topBit(sum));
   const Signal isNegative = b.bitAnd(subtracts, b.bitNot(b.topBit(sum)));
-  return {.magnitude = flipped(b, bits, isNegative),
-          .lacksOne = b.bitAnd(subtracts, b.topBit(sum)),
-          .shifted = flipped(b, bits, subtracts),
+  return {.leading = b.bitXor(bits, b.concat({isNegative, b.slice(bits, 1, width - 2)})),
+          .lacksOne = lacksOne,
+          .shifted = shifted,
           .hasAddendsSign = isNegative};
 }
 
@@ -142,11 +145,17 @@ ExactProduct multiplyExactly(Builder& b, const Unpacked& x, const Unpacked& y) {
               "the factors have one format");
   const auto scope = b.scope("multiply");
   const int width = x.exponent.width + 1;
+  const Signal isZero = b.bitOr(x.isZero, y.isZero);
+  // Fields of a zero are cleared in one factor for both.
+  const Signal first =
+      x.format.gradual
+          ? x.significand
+          : b.bitAnd(x.significand, b.replicate(b.bitNot(isZero), x.significand.width));
   return {.format = x.format,
           .sign = b.bitXor(x.sign, y.sign),
           .exponent = b.add(b.zeroExtend(x.exponent, width), b.zeroExtend(y.exponent, width)),
-          .significand = b.multiply(x.significand, y.significand),
-          .isZero = b.bitOr(x.isZero, y.isZero),
+          .significand = b.multiply(first, y.significand),
+          .isZero = isZero,
           .isInf = b.bitOr(x.isInf, y.isInf),
           .isNan = b.reduceOr(b.concat(
               {x.isNan, y.isNan, b.bitAnd(x.isZero, y.isInf), b.bitAnd(x.isInf, y.isZero)}))};
@@ -165,7 +174,7 @@ Unrounded addToProductUnrounded(Builder& b, const ExactProduct& product, const U
   const WindowSum sum = addInWindow(b, aligned, product, window, subtracts);
 
   const LeadingZeros zeros =
-      countLeadingZeros(b, b.concat({sum.magnitude, sum.lacksOne}), options.firstOne);
+      countLeadingZeros(b, b.concat({sum.leading, sum.lacksOne}), options.firstOne);
   const Signal count =
       format.gradual ? smaller(b, zeros.count,
                                b.subtract(aligned.exponent, b.literal(1, aligned.exponent.width)))

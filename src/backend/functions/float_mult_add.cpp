@@ -35,8 +35,11 @@ void evaluateMultAdd(const Signature& signature, std::vector<NumValue>& results,
 
 std::vector<Signal> decomposeMultAdd(Builder& b, const Request& request,
                                      std::span<const Signal> inputs) {
-  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0));
-  const auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1));
+  const auto factor = [&](std::size_t port) {
+    return arithmetic::unpack(b, inputs[port], inputFormat(request, port),
+                              arithmetic::ZeroFields::kLikeRegular);
+  };
+  const auto x = factor(0), y = factor(1);
   auto addend = arithmetic::unpack(b, inputs[2], inputFormat(request, 2));
   if (request.signature.variant[kSubtract] != 0) addend.sign = b.bitNot(addend.sign);
   return {arithmetic::addToProduct(b, arithmetic::multiplyExactly(b, x, y), addend,

@@ -96,10 +96,13 @@ Signal accumulate(Builder& b, const Request& request, Signal continues, Signal t
 std::vector<Signal> decomposeMultAcc(Builder& b, const Request& request,
                                      std::span<const Signal> inputs) {
   const Signal valid = request.valid ? request.valid : b.bit(true);
-  const Unpacked x = keptOrZero(
-      b, arithmetic::unpack(b, inputs[kFirst], inputFormat(request, kFirst)), valid, b.bit(false));
+  const auto operand = [&](std::size_t port, arithmetic::ZeroFields zeros) {
+    return keptOrZero(b, arithmetic::unpack(b, inputs[port], inputFormat(request, port), zeros),
+                      valid, b.bit(false));
+  };
   const arithmetic::RoundingRule rounding{.mode = request.rounding.fixed};
-  if (request.signature.variant[kSum] != 0)
+  if (request.signature.variant[kSum] != 0) {
+    const Unpacked x = operand(kFirst, arithmetic::ZeroFields::kCleared);
     return {
         accumulate(b, request, inputs[kContinues], x.sign, [&](const Unpacked& last, Signal sign) {
           Unpacked term = x;
@@ -107,9 +110,9 @@ std::vector<Signal> decomposeMultAcc(Builder& b, const Request& request,
           return arithmetic::addSinglePathUnrounded(
               b, last, term, {.out = x.format, .rounding = rounding, .budgets = request.budgets});
         })};
-  const Unpacked y =
-      keptOrZero(b, arithmetic::unpack(b, inputs[kSecond], inputFormat(request, kSecond)), valid,
-                 b.bit(false));
+  }
+  const Unpacked x = operand(kFirst, arithmetic::ZeroFields::kLikeRegular);
+  const Unpacked y = operand(kSecond, arithmetic::ZeroFields::kLikeRegular);
   const arithmetic::ExactProduct product = arithmetic::multiplyExactly(b, x, y);
   return {accumulate(b, request, inputs[kContinues], product.sign,
                      [&](const Unpacked& last, Signal sign) {
