@@ -18,6 +18,8 @@ using graph::Op;
 
 namespace {
 
+constexpr int kTableInputs = 6;
+
 bool sameGroup(const ScheduleOptions& options, std::size_t a, std::size_t b) {
   return options.outputGroups.empty() || options.outputGroups[a] == options.outputGroups[b];
 }
@@ -178,9 +180,11 @@ class Analysis {
                          by != Op::kState;
     const int end = resultIn(operands[0], cycle).last() + insideDelay(operands[0], id) +
                     model.device.clearDelay(clears && !isTable).value;
-    // Tools may join tables of six inputs to wider ones, which are slower by up to a third of what
-    // stands before a clear: measured where a select as gates was no larger.
-    const int risk = isTable ? (resultIn(operands[0], cycle).last() - model.clockToOutput) / 3 : 0;
+    // Tools join tables behind each other to wider ones, which are slower: three by up to a third,
+    // measured where a select as gates was no larger.
+    const int logic = resultIn(operands[0], cycle).last() - model.clockToOutput;
+    const bool isDeep = isTable && logic >= 3 * model.device.tableDelay(kTableInputs).value;
+    const int risk = isDeep ? logic / 3 : 0;
     if (end + risk > slowest) return found.lateClears.push_back(id);
     endStage(end - model.setup, operands[0], cycle);
     visit(operands[1]);
