@@ -248,13 +248,19 @@ Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, const
     count =
         arithmetic::smaller(b, count, b.subtract(exponent, b.literal(format.minExponent(), width)));
   exponent = b.subtract(exponent, b.zeroExtend(count, width));
+  // All bits of the result wait for it: by a carry where two tables behind each other do not tell.
+  constexpr int kTwoTables = 36;
+  const Signal isInteger =
+      wF <= kTwoTables ? zeros.allZero
+                       : b.bitAnd(b.bitNot(split.belowOne),
+                                  b.bitNot(anyOfBoth(b, b.slice(x.significand, 0, wF), mask)));
   return roundAndPack(
       b,
       {.sign = x.sign,
        .exponent = exponent,
        .significand = arithmetic::shiftLeft(b, b.concat({hidden, fraction}), count, wF),
        .sticky = b.bit(false),
-       .isZero = b.bitOr(b.bitOr(x.isZero, zeros.allZero), x.isInf),
+       .isZero = b.bitOr(b.bitOr(x.isZero, isInteger), x.isInf),
        .isInf = b.bit(false),
        .isNan = x.isNan,
        .canOverflow = false},
