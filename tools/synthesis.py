@@ -150,6 +150,7 @@ def synthesis_of(verilog, flow, kept):
 
 def synthesised(program, words, clock, without_dsps=False):
     """The unit, or a text that says why there is none; with flow n, too, where that is asked for."""
+    run = None
     with tempfile.TemporaryDirectory() as folder:
         try:
             run = subprocess.run([program, *COMMON.split(), "-frequency", str(clock), *words.split()],
@@ -159,8 +160,8 @@ def synthesised(program, words, clock, without_dsps=False):
                 record = json.load(file)
         except subprocess.TimeoutExpired:
             return f"not generated in {GENERATION_SECONDS} s"
-        except OSError:
-            return "not generated: " + run.stderr.strip()[:100]
+        except OSError as error:
+            return "not generated: " + (run.stderr.strip() if run else str(error))[:100]
         verilog = os.path.join(folder, "topModel/topModel.v")
         figures = figures_of(verilog)
         soft = figures_of(verilog, "n") if without_dsps else (0, 0, 0)
