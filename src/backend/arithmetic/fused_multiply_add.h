@@ -15,7 +15,7 @@ struct ExactProduct {
   Signal significand;  // 2 * (fractionBits + 1) bits; subnormal factors are not normalised
   Signal isZero, isInf, isNan;
 };
-// The fields of zeros may be as ZeroFields::kLikeRegular has them.
+// The factors' zeros are told by isZero: unpack them with ZeroFields::kLikeRegular.
 ExactProduct multiplyExactly(Builder& b, const Unpacked& x, const Unpacked& y);
 
 struct FusedAddOptions {

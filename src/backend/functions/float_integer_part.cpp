@@ -101,16 +101,16 @@ struct IntegerStep {
   Signal mask, raise;
 };
 
-// 1 where any bit of two words is 1 in both.
-Signal anyOfBoth(Builder& b, Signal x, Signal y) {
+// 1 where any bit of a word is 1 that is a number's bits and a mask: a table takes three of both.
+Signal anyMasked(Builder& b, Signal masked) {
   constexpr int kPerTable = 3;
-  return arithmetic::anyByCarry(b, b.bitAnd(x, y), kPerTable);
+  return arithmetic::anyByCarry(b, masked, kPerTable);
 }
 
 IntegerStep awayFromZero(Builder& b, const Unpacked& x, const Split& split, Signal isAway) {
   const int wF = x.format.fractionBits;
   const Signal mask = maskBelowUnits(b, split, wF);
-  const Signal rest = anyOfBoth(b, b.slice(x.significand, 0, wF), mask);
+  const Signal rest = anyMasked(b, b.bitAnd(b.slice(x.significand, 0, wF), mask));
   return {mask, b.bitAnd(b.select(split.belowOne, b.bitNot(x.isZero), rest), isAway)};
 }
 
@@ -151,7 +151,7 @@ IntegerStep toNearest(Builder& b, const Unpacked& x, const Split& split, bool ti
       fromOne = b.bitAnd(
           fromOne, b.reduceOr(b.concat({b.topBit(x.significand), b.slice(fraction, 0, wF - 1)})));
     const Signal belowHalf = b.concat({b.zeros(1), b.slice(mask, 1, wF - 1)});
-    const Signal rest = anyOfBoth(b, fraction, belowHalf);
+    const Signal rest = anyMasked(b, b.bitAnd(fraction, belowHalf));
     half = b.bitAnd(half, b.bitOr(rest, bitBelowUnits(0)));
     fromHalf = b.bitAnd(fromHalf, b.reduceOr(fraction));
   }
@@ -248,12 +248,12 @@ Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, const
     count =
         arithmetic::smaller(b, count, b.subtract(exponent, b.literal(format.minExponent(), width)));
   exponent = b.subtract(exponent, b.zeroExtend(count, width));
-  // All bits of the result wait for it: by a carry where two tables behind each other do not tell.
-  constexpr int kTwoTables = 36;
+  // All bits of the result wait for it: told by a carry where the fraction has more bits than two
+  // tables behind each other take.
+  constexpr int kBitsOfTwoTables = 36;
   const Signal isInteger =
-      wF <= kTwoTables ? zeros.allZero
-                       : b.bitAnd(b.bitNot(split.belowOne),
-                                  b.bitNot(anyOfBoth(b, b.slice(x.significand, 0, wF), mask)));
+      wF <= kBitsOfTwoTables ? zeros.allZero
+                             : b.bitAnd(b.bitNot(split.belowOne), b.bitNot(anyMasked(b, fraction)));
   return roundAndPack(
       b,
       {.sign = x.sign,

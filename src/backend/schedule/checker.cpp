@@ -178,11 +178,12 @@ class Analysis {
     const bool isTable = schedule.cycleOf(operands[0]) == cycle && by != Op::kAdd &&
                          by != Op::kLess && by != Op::kLessSigned && by != Op::kInput &&
                          by != Op::kState;
-    const int end = resultIn(operands[0], cycle).last() + insideDelay(operands[0], id) +
-                    model.device.clearDelay(clears && !isTable).value;
-    // Tools join tables behind each other to wider ones, which are slower: three by up to a third,
-    // measured where a select as gates was no larger.
-    const int logic = resultIn(operands[0], cycle).last() - model.clockToOutput;
+    const int arrival = resultIn(operands[0], cycle).last();
+    const int end =
+        arrival + insideDelay(operands[0], id) + model.device.clearDelay(clears && !isTable).value;
+    // Tools join tables behind each other to wider ones, three of which are slower by up to a
+    // third. A choice that is made of gates for no need costs little.
+    const int logic = arrival - model.clockToOutput;
     const bool isDeep = isTable && logic >= 3 * model.device.tableDelay(kTableInputs).value;
     const int risk = isDeep ? logic / 3 : 0;
     if (end + risk > slowest) return found.lateClears.push_back(id);
