@@ -3,6 +3,11 @@
 #include <lemon/network_simplex.h>
 #include <lemon/smart_graph.h>
 
+#include <deque>
+#include <limits>
+#include <numeric>
+#include <span>
+
 #include "util/failure.h"
 
 namespace schedule {
@@ -38,6 +43,37 @@ std::optional<std::vector<std::int64_t>> DifferenceProgram::solve() const {
   for (std::size_t i = 0; i < costs.size(); ++i)
     values.push_back(nearValues[i] - nearValues[0] + potential(0) - potential(i));
   return values;
+}
+
+bool DifferenceProgram::hasSolution() const {
+  // The least values: raised until all bounds are met, which would never end round a circle that
+  // gains, but for variable 0, behind every one.
+  std::vector<std::size_t> first(costs.size() + 2);
+  for (const Bound& bound : bounds) ++first[static_cast<std::size_t>(bound.from) + 2];
+  std::partial_sum(first.begin(), first.end(), first.begin());
+  std::vector<Bound> sorted(bounds.size());
+  for (const Bound& bound : bounds)
+    sorted[first[static_cast<std::size_t>(bound.from) + 1]++] = bound;
+
+  std::vector<std::int64_t> least(costs.size(), std::numeric_limits<std::int64_t>::min());
+  std::vector<bool> isOpen(costs.size());
+  std::deque<std::size_t> open{0};
+  least[0] = 0;
+  while (!open.empty()) {
+    const std::size_t from = open.front();
+    open.pop_front();
+    isOpen[from] = false;
+    for (const Bound& bound :
+         std::span(sorted).subspan(first[from], first[from + 1] - first[from])) {
+      const auto to = static_cast<std::size_t>(bound.to);
+      if (least[from] + bound.least <= least[to]) continue;
+      if (to == 0) return false;
+      least[to] = least[from] + bound.least;
+      if (!isOpen[to]) open.push_back(to);
+      isOpen[to] = true;
+    }
+  }
+  return true;
 }
 
 }  // namespace schedule

@@ -27,6 +27,10 @@ class DifferenceProgram {
   // The best value of each variable, variable 0 at 0; nothing when the bounds contradict each
   // other.
   std::optional<std::vector<std::int64_t>> solve() const;
+  // False when solve() finds nothing, known much sooner (label correcting: Cherkassky et al.,
+  // "Shortest paths algorithms", Math. Programming 1996). For programs in which variable 0 bounds
+  // all others from both sides.
+  bool hasSolution() const;
 
  private:
   struct Bound {

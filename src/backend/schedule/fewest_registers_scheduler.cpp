@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <utility>
 
 #include "backend/schedule/block_registers.h"
@@ -31,6 +32,12 @@ struct Place {
 // Wiring behind a product: where it takes the fewest bits of all registers, or where the registers
 // inside the block end, at the latest.
 enum class Slices { kAsPlaced, kInBlocks };
+
+// Where the first good answer is taken, not the best of several.
+bool isLarge(const Graph& graph) {
+  constexpr std::size_t kLarge = 5'000;  // nodes
+  return graph.size() > kLarge;
+}
 
 // What every schedule with the outputs of the earliest one keeps.
 struct Rules {
@@ -85,15 +92,18 @@ class RegisterProgram {
     if (!free) return std::nullopt;
     isBest = graph.states().empty() && unmet(*free).empty() && !hasWiredProducts();
     if (unmet(*free).empty()) return *free;
+    std::optional<Schedule> best;
+    const auto take = [&](const std::optional<Schedule>& other, auto isBetter) {
+      if (other && (!best || isBetter(bitsOf(*other), bitsOf(*best)))) best = other;
+    };
+    for (const Settle way : {Settle::kEndLater, Settle::kReaderLater})
+      take(settledFrom(*free, way), std::less{});
+    if (best && isLarge(graph) && bitsOf(*best) <= bitsOf(known)) return best;
     DifferenceProgram asKnown = program;
     for (const SlowProduct& slow : rules.slowProducts)
       require(asKnown, settled(slow, known, graph, Settle::kEndLater));
-    std::optional<Schedule> best = solve(asKnown);
+    take(solve(asKnown), std::less_equal{});
     LOAM_ASSERT(best, "a known schedule that keeps the rules");
-    for (const Settle way : {Settle::kEndLater, Settle::kReaderLater}) {
-      const std::optional<Schedule> other = settledFrom(*free, way);
-      if (other && bitsOf(*other) < bitsOf(*best)) best = other;
-    }
     return best;
   }
   long bitsOf(const Schedule& schedule) const {
@@ -125,6 +135,7 @@ class RegisterProgram {
       const std::vector<SlowProduct> open = unmet(*schedule);
       if (open.empty()) return schedule;
       for (const SlowProduct& slow : open) require(narrowed, settled(slow, *schedule, graph, way));
+      if (!narrowed.hasSolution()) return std::nullopt;
       schedule = solve(narrowed);
     }
     return std::nullopt;
@@ -329,8 +340,6 @@ Schedule fewestBySpans(const StageModel& model, const Rules& rules, Schedule gui
 // bits; in large graphs the others are only compared.
 Schedule fewestRegisters(const StageModel& model, const Request& request,
                          const Schedule& earliest) {
-  constexpr std::size_t kLarge = 5'000;  // nodes
-  const bool isLarge = model.graph.size() > kLarge;
   const auto bitsOf = [&](const Schedule& schedule) {
     return registerBitsOutsideBlocks(model.graph, model.device, schedule);
   };
@@ -346,7 +355,7 @@ Schedule fewestRegisters(const StageModel& model, const Request& request,
   // True when the best of all is found.
   const auto follow = [&](Schedule guide, Slices slices) {
     constexpr int kRounds = 4;
-    for (int round = 0; round < (isLarge ? 1 : kRounds); ++round) {
+    for (int round = 0; round < (isLarge(model.graph) ? 1 : kRounds); ++round) {
       RegisterProgram program(model, rules, guide, slices);
       const std::optional<Schedule> found = program.run();
       const bool isBetter = found && (!best || bitsOf(*found) < bitsOf(*best));
@@ -374,7 +383,7 @@ Schedule fewestRegisters(const StageModel& model, const Request& request,
     guide.cycleByOutput = earliest.cycleByOutput;
     placeWiring(model.graph, guide);
     if (bitsOf(guide) < bitsOf(*best)) best = guide;
-    if (!isLarge) follow(guide, Slices::kAsPlaced);
+    if (!isLarge(model.graph)) follow(guide, Slices::kAsPlaced);
   }
   return *best;
 }
