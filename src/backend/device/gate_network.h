@@ -82,7 +82,7 @@ GateNetwork withChoices(const GateNetwork& network, std::span<const GateNetwork>
 // longest way longer, it takes their place (Mishchenko et al., "DAG-aware AIG rewriting", DAC
 // 2006), and conjunctions are joined from what is there first. Linear in the gates but for a sort.
 GateNetwork simplified(const GateNetwork& network);
-// The same, with gates of two other forms, one rewritten less and one more, as choices.
+// The same, with gates of two other forms, not rewritten and rewritten less, as choices.
 GateNetwork simplifiedWithChoices(const GateNetwork& network);
 
 // How many look-up tables of six inputs a network takes; functions of seven and eight are made of
@@ -100,8 +100,9 @@ int countTables(const GateNetwork& network, Mapping mapping = Mapping::kQuick);
 
 // How many tools are expected to make of it. Which of several equal forms they map is chance for
 // all that is known here, and each has its kind of logic of which it makes too many or too few: the
-// geometric mean of the network as it stands, simplified, and simplified with choices. Of a larger
-// network, in which chance evens out, that of the first two.
+// geometric mean of the network as it stands, simplified, simplified further, mapped quickly and
+// thoroughly, and simplified with choices. Of a much larger network, in which chance evens out,
+// that of the first two.
 double expectedTables(const GateNetwork& network);
 
 }  // namespace device

@@ -403,25 +403,25 @@ GateNetwork balanced(const GateNetwork& from) {
 class Simplifier {
  public:
   explicit Simplifier(const GateNetwork& network)
-      : once(rewritten(withChoices(network, {}), /*takesEqual=*/false)) {}
+      : merged(withChoices(network, {})), once(rewritten(merged, /*takesEqual=*/false)) {}
 
   GateNetwork simple() { return another(another(rewritten(once, /*takesEqual=*/false))); }
-  // With gates of one form rewritten more and one less as choices.
-  GateNetwork withOtherForms(const GateNetwork& simple) {
-    return withChoices(simple, std::array{another(simple), balanced(once)});
+  // Rewritten where that takes no more gates, and joined again.
+  GateNetwork another(const GateNetwork& from) {
+    return balanced(rewritten(from, /*takesEqual=*/true));
+  }
+  // With gates of two forms rewritten less as choices.
+  GateNetwork withOtherForms(const GateNetwork& simple) const {
+    return withChoices(simple, std::array{balanced(merged), balanced(once)});
   }
 
  private:
   GateNetwork rewritten(const GateNetwork& from, bool takesEqual) {
     return Rewriter(from, functions, takesEqual).run();
   }
-  // Rewritten where that takes no more gates, and joined again.
-  GateNetwork another(const GateNetwork& from) {
-    return balanced(rewritten(from, /*takesEqual=*/true));
-  }
 
   SmallFunctions functions;
-  const GateNetwork once;
+  const GateNetwork merged, once;
 };
 
 }  // namespace
@@ -434,14 +434,18 @@ GateNetwork simplifiedWithChoices(const GateNetwork& network) {
 }
 
 double expectedTables(const GateNetwork& network) {
-  // In larger networks chance evens out.
-  constexpr int kMany = 700;
+  constexpr int kMany = 1500;
   Simplifier simplifier(network);
   const GateNetwork simple = simplifier.simple();
   const double asItStands = countTables(network), ofSimple = countTables(simple);
   if (asItStands > kMany) return std::sqrt(asItStands * ofSimple);
-  return std::cbrt(countTables(network, Mapping::kThorough) * ofSimple *
-                   countTables(simplifier.withOtherForms(simple), Mapping::kThorough));
+  const GateNetwork more = simplifier.another(simple);
+  double product = ofSimple;
+  product *= countTables(network, Mapping::kThorough);
+  product *= countTables(more);
+  product *= countTables(more, Mapping::kThorough);
+  product *= countTables(simplifier.withOtherForms(simple));
+  return std::pow(product, 1.0 / 5);
 }
 
 }  // namespace device
