@@ -12,18 +12,23 @@ namespace {
 // The operands by exponent alone, which is all that the far path needs: with equal exponents it
 // only adds. Both differences are made at once, so that the distance waits for no comparison.
 Ordered orderByExponent(Builder& b, const AddOperands& x) {
-  const int width = x.a.exponent.width + 1;
-  const Signal aExponent = b.zeroExtend(x.a.exponent, width);
-  const Signal bExponent = b.zeroExtend(x.b.exponent, width);
-  const Signal aMinusB = b.subtract(aExponent, bExponent);
-  const Signal bMinusA = b.subtract(bExponent, aExponent);
+  // An FPLib zero with fields is the lesser one by its hidden bit.
+  const bool tellsZeros = x.zerosHaveFields && (x.a.format.fpLib || x.b.format.fpLib);
+  const auto key = [&](const Unpacked& operand) {
+    const Signal hidden = b.topBit(operand.significand);
+    return b.concat(
+        {b.zeros(1), tellsZeros ? b.concat({hidden, operand.exponent}) : operand.exponent});
+  };
+  const Signal aMinusB = b.subtract(key(x.a), key(x.b)), bMinusA = b.subtract(key(x.b), key(x.a));
   const Signal swap = b.topBit(aMinusB);
-  return {.swapped = swap,
-          .sign = b.select(swap, x.b.sign, x.a.sign),
-          .exponent = b.select(swap, x.b.exponent, x.a.exponent),
-          .greater = b.select(swap, x.b.significand, x.a.significand),
-          .lesser = b.select(swap, x.a.significand, x.b.significand),
-          .distance = b.slice(b.select(swap, bMinusA, aMinusB), 0, width - 1)};
+  Ordered result{.swapped = swap,
+                 .sign = b.select(swap, x.b.sign, x.a.sign),
+                 .exponent = b.select(swap, x.b.exponent, x.a.exponent),
+                 .greater = b.select(swap, x.b.significand, x.a.significand),
+                 .lesser = b.select(swap, x.a.significand, x.b.significand),
+                 .distance = b.slice(b.select(swap, bMinusA, aMinusB), 0, x.a.exponent.width)};
+  if (x.zerosHaveFields) result.lesserCounts = b.topBit(result.lesser);
+  return result;
 }
 
 Unrounded farSum(Builder& b, const AddOperands& operands, const Ordered& ordered,
@@ -44,7 +49,11 @@ Unrounded farSum(Builder& b, const AddOperands& operands, const Ordered& ordered
       b.concat({carry, borrowed}), std::array{b.shiftedUp(b.slice(sum, 0, sum.width - 1), 1),
                                               b.shiftedUp(b.slice(sum, 0, sum.width - 2), 2), sum});
   const int width = out.exponentBits + 2;
-  return {.sign = b.select(operands.isInf, operands.infSign, ordered.sign),
+  // Of zeros with fields the close path knows nothing.
+  Signal sign = ordered.sign;
+  if (operands.zerosHaveFields)
+    sign = b.select(b.bitAnd(isZero, operands.subtracts), roundsDown(b, plan.rounding), sign);
+  return {.sign = b.select(operands.isInf, operands.infSign, sign),
           .exponent = b.addCarry(b.zeroExtend(ordered.exponent, width),
                                  b.replicate(borrowed, width), carry),
           .significand = significand,
@@ -107,9 +116,9 @@ CloseDifference closeDifference(Builder& b, const AddOperands& x, const FloatFor
 }  // namespace
 
 Signal addDualPath(Builder& b, const Unpacked& a, const Unpacked& addend,
-                   const FloatAdderOptions& options) {
+                   const FloatAdderOptions& options, ZeroFields zeros) {
   const auto scope = b.scope("dual_path_adder");
-  const AddOperands operands = prepareAddition(b, a, addend, options.out);
+  const AddOperands operands = prepareAddition(b, a, addend, options.out, zeros);
   const AlignmentPlan plan = planAlignment(options, operands.fractionBits, /*hasClosePath=*/true);
   const Ordered ordered = orderByExponent(b, operands);
   const Unrounded far = farSum(b, operands, ordered, plan, options.out);
@@ -119,7 +128,8 @@ Signal addDualPath(Builder& b, const Unpacked& a, const Unpacked& addend,
   const Signal distance = ordered.distance;
   const Signal isNear = b.isZero(b.slice(distance, 1, distance.width - 1));
   const Signal isExact = b.bitOr(b.bitNot(b.bitOf(distance, 0)), close.cancels);
-  const Signal isSpecial = b.bitOr(operands.isInf, operands.isNan);
+  Signal isSpecial = b.bitOr(operands.isInf, operands.isNan);
+  if (operands.zerosHaveFields) isSpecial = b.bitOr(isSpecial, b.bitOr(a.isZero, addend.isZero));
   const Signal takesClose =
       b.reduceAnd(b.concat({operands.subtracts, isNear, isExact, b.bitNot(isSpecial)}));
   return b.select(takesClose,

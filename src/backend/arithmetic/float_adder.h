@@ -21,7 +21,7 @@ struct FloatAdderOptions {
   BlockShape alignment{};
 };
 
-// True when the single-path and the fused adder take operands unpacked with their zeros' fields as
+// True when the adders take operands unpacked with their zeros' fields as
 // they are, which costs less: no port has subnormals.
 bool mayKeepZeroFields(const FloatFormat& a, const FloatFormat& other, const FloatFormat& out);
 
@@ -53,7 +53,7 @@ Signal positiveDifference(Builder& b, const Unpacked& a, Unpacked subtrahend,
 // whose exponents differ by at most 1 needs no alignment beyond one place and, when bits cancel, no
 // rounding; everything else needs no normalisation beyond one place.
 Signal addDualPath(Builder& b, const Unpacked& a, const Unpacked& addend,
-                   const FloatAdderOptions& options);
+                   const FloatAdderOptions& options, ZeroFields zeros = ZeroFields::kCleared);
 
 // a + b and a - b, packed, for the price of one alignment and two additions: of the two results one
 // adds magnitudes and the other subtracts them, and which is which is settled behind the rounding.

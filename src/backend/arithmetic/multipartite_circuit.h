@@ -5,9 +5,10 @@
 
 namespace arithmetic {
 
-// The cheapest sum of tables for a function of (argument.first + x) * 2^argument.lsb, within `promise` units of 2^lsb;
-// found once in a run. argument.bits is at most approximation::kMostTabulatedBits. Fails as
-// approximation::searchTable does, or where the text is no function.
+// The cheapest sum of tables for a function of (argument.first + x) * 2^argument.lsb, within
+// `promise` units of 2^lsb; found once in a run. argument.bits is at most
+// approximation::kMostTabulatedBits. Fails as approximation::searchTable does, or where the text is
+// no function.
 struct TableRequest {
   std::string function;
   approximation::ArgumentFormat argument;

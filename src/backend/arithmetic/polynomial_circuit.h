@@ -4,8 +4,8 @@
 
 namespace arithmetic {
 
-// A function of (argument.first + x) * 2^argument.lsb wanted within `promise` units of 2^resultLsb, the rounding of
-// the result to that unit included: 1 is faithful. At least 9/16.
+// A function of (argument.first + x) * 2^argument.lsb wanted within `promise` units of 2^resultLsb,
+// the rounding of the result to that unit included: 1 is faithful. At least 9/16.
 struct PolynomialRequest {
   std::string function;  // as approximation::Function reads it
   approximation::ArgumentFormat argument;

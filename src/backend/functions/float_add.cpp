@@ -170,24 +170,23 @@ arithmetic::FloatAdderOptions optionsOf(const Request& request, double ulps,
 }
 
 Signal buildSum(Builder& b, const Request& request, const arithmetic::Unpacked& x,
-                const arithmetic::Unpacked& y, const arithmetic::FloatAdderOptions& options) {
-  return request.signature.variant[kDualPath] != 0 ? addDualPath(b, x, y, options)
-                                                   : addSinglePath(b, x, y, options);
+                const arithmetic::Unpacked& y, const arithmetic::FloatAdderOptions& options,
+                arithmetic::ZeroFields zeros = arithmetic::ZeroFields::kCleared) {
+  return request.signature.variant[kDualPath] != 0 ? addDualPath(b, x, y, options, zeros)
+                                                   : addSinglePath(b, x, y, options, zeros);
 }
 
 std::vector<Signal> decomposeSum(Builder& b, const Request& request, std::span<const Signal> inputs,
                                  Signal subtract) {
   const auto options = optionsOf(request, ulpsOf(request, 0), inputs);
-  const bool dualPath = request.signature.variant[kDualPath] != 0;
   const arithmetic::ZeroFields zeros =
-      !dualPath && arithmetic::mayKeepZeroFields(inputFormat(request, 0), inputFormat(request, 1),
-                                                 options.out)
+      arithmetic::mayKeepZeroFields(inputFormat(request, 0), inputFormat(request, 1), options.out)
           ? arithmetic::ZeroFields::kAsTheyAre
           : arithmetic::ZeroFields::kCleared;
   const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0), zeros);
   auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1), zeros);
   y.sign = b.bitXor(y.sign, subtract);
-  return {dualPath ? addDualPath(b, x, y, options) : addSinglePath(b, x, y, options, zeros)};
+  return {buildSum(b, request, x, y, options, zeros)};
 }
 
 std::vector<Signal> decomposeTree(Builder& b, const Request& request,
