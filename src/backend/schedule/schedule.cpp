@@ -219,7 +219,14 @@ bool isBetter(const Scheduled& one, long bitsOfOne, const Scheduled& other, long
   if (isShorter(other.period, one.period)) return false;
   const int cycles = one.schedule.latency(), ofOther = other.schedule.latency();
   if (cycles != ofOther) return cycles < ofOther;
-  return bitsOfOne <= bitsOfOther && one.cost.luts <= kClearlyLess * other.cost.luts;
+  if (bitsOfOne > bitsOfOther) return false;
+  // Where little is left of the period, what leaves more of it, and takes no more.
+  constexpr double kLittleLeft = 0.95, kShorterStage = 0.99;
+  const int stage = one.longestStage.value, stageOfOther = other.longestStage.value;
+  if (one.cost.luts <= other.cost.luts && stageOfOther > kLittleLeft * other.period.value &&
+      stage <= kShorterStage * stageOfOther)
+    return true;
+  return one.cost.luts <= kClearlyLess * other.cost.luts;
 }
 
 std::optional<Scheduled> cheaperThan(const Scheduled& before, long bitsBefore, const Graph& graph,

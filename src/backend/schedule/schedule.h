@@ -88,7 +88,8 @@ std::optional<Scheduled> cheaperThan(const Scheduled& before, long bitsBefore,
                                      Schedule schedule, const ScheduleOptions& options);
 
 // True where `one`, for what was asked of the other too, keeps a clearly shorter period, else takes
-// fewer cycles, else costs clearly less in no more register bits (outside blocks).
+// fewer cycles, else, in no more register bits (outside blocks), costs clearly less, or no more and
+// leaves more of a period that the other nearly fills.
 bool isBetter(const Scheduled& one, long bitsOfOne, const Scheduled& other, long bitsOfOther);
 
 // Bits of all states and of all registers between stages, each value counted once however many

@@ -50,9 +50,10 @@ TEST(ScheduleGraph, CombinationalIsOneCycleWhateverItTakes) {
   EXPECT_EQ(registerBits(chain.graph, result.schedule), 0);
 }
 
-TEST(IsBetter, AsksForThePeriodThenTheCyclesThenTables) {
-  const auto timed = [](int period, int cycles, double tables) {
+TEST(IsBetter, AsksForThePeriodThenTheCyclesThenTablesThenTheStage) {
+  const auto timed = [](int period, int cycles, double tables, int stage = 2860) {
     Scheduled result{};
+    result.longestStage = {stage};
     result.period = {period};
     result.schedule.cycleByOutput = {cycles};
     result.cost.luts = tables;
@@ -63,12 +64,17 @@ TEST(IsBetter, AsksForThePeriodThenTheCyclesThenTables) {
     long bits;
     bool isBetter;
   };
-  for (const Row& row : {Row{timed(2940, 6, 200), 90, true}, Row{timed(3062, 4, 50), 10, false},
-                         Row{timed(3000, 4, 200), 90, true}, Row{timed(2941, 6, 50), 10, false},
-                         Row{timed(3000, 5, 95), 40, true}, Row{timed(3000, 5, 96), 40, false},
-                         Row{timed(3000, 5, 50), 41, false}})
+  for (const Row& row :
+       {Row{timed(2940, 6, 200), 90, true}, Row{timed(3062, 4, 50), 10, false},
+        Row{timed(3000, 4, 200), 90, true}, Row{timed(2941, 6, 50), 10, false},
+        Row{timed(3000, 5, 95), 40, true}, Row{timed(3000, 5, 96), 40, false},
+        Row{timed(3000, 5, 50), 41, false}, Row{timed(3000, 5, 100, 2831), 40, true},
+        Row{timed(3000, 5, 100, 2832), 40, false}, Row{timed(3000, 5, 101, 2000), 40, false},
+        Row{timed(3000, 5, 100, 2000), 41, false}})
     EXPECT_EQ(isBetter(row.one, row.bits, timed(3000, 5, 100), 40), row.isBetter)
         << row.one.period.value << " ps, " << row.one.cost.luts << " tables";
+  // With enough left of the period a shorter stage is worth nothing.
+  EXPECT_FALSE(isBetter(timed(3000, 5, 99, 2000), 40, timed(3000, 5, 100, 2850), 40));
 }
 
 TEST(ScheduleGraph, RegistersAtThePortsCountInTheLatency) {
