@@ -9,15 +9,21 @@ namespace arithmetic {
 
 namespace {
 
+bool mayBeZeroWithFields(const AddOperands& x, const Unpacked& operand) {
+  const FloatFormat& other = &operand == &x.a ? x.b.format : x.a.format;
+  return x.zerosHaveFields && zeroFieldsInDualPath(operand.format, other) == ZeroFields::kAsTheyAre;
+}
+
 // The operands by exponent alone, which is all that the far path needs: with equal exponents it
 // only adds. Both differences are made at once, so that the distance waits for no comparison.
 Ordered orderByExponent(Builder& b, const AddOperands& x) {
-  // An FPLib zero with fields is the lesser one by its hidden bit.
+  // Beside FPLib numbers a zero with fields is the lesser one by its hidden bit.
   const bool tellsZeros = x.zerosHaveFields && (x.a.format.fpLib || x.b.format.fpLib);
   const auto key = [&](const Unpacked& operand) {
-    const Signal hidden = b.topBit(operand.significand);
-    return b.concat(
-        {b.zeros(1), tellsZeros ? b.concat({hidden, operand.exponent}) : operand.exponent});
+    if (!tellsZeros) return b.concat({b.zeros(1), operand.exponent});
+    const Signal hidden =
+        mayBeZeroWithFields(x, operand) ? b.topBit(operand.significand) : b.bit(true);
+    return b.concat({b.zeros(1), hidden, operand.exponent});
   };
   const Signal aMinusB = b.subtract(key(x.a), key(x.b)), bMinusA = b.subtract(key(x.b), key(x.a));
   const Signal swap = b.topBit(aMinusB);
@@ -115,6 +121,12 @@ CloseDifference closeDifference(Builder& b, const AddOperands& x, const FloatFor
 
 }  // namespace
 
+ZeroFields zeroFieldsInDualPath(const FloatFormat& format, const FloatFormat& other) {
+  constexpr int kBitsOfTable = 6;
+  const bool isHiddenLate = !format.fpLib && format.exponentBits > kBitsOfTable;
+  return other.fpLib && isHiddenLate ? ZeroFields::kCleared : ZeroFields::kAsTheyAre;
+}
+
 Signal addDualPath(Builder& b, const Unpacked& a, const Unpacked& addend,
                    const FloatAdderOptions& options, ZeroFields zeros) {
   const auto scope = b.scope("dual_path_adder");
@@ -129,7 +141,8 @@ Signal addDualPath(Builder& b, const Unpacked& a, const Unpacked& addend,
   const Signal isNear = b.isZero(b.slice(distance, 1, distance.width - 1));
   const Signal isExact = b.bitOr(b.bitNot(b.bitOf(distance, 0)), close.cancels);
   Signal isSpecial = b.bitOr(operands.isInf, operands.isNan);
-  if (operands.zerosHaveFields) isSpecial = b.bitOr(isSpecial, b.bitOr(a.isZero, addend.isZero));
+  for (const Unpacked* operand : {&operands.a, &operands.b})
+    if (mayBeZeroWithFields(operands, *operand)) isSpecial = b.bitOr(isSpecial, operand->isZero);
   const Signal takesClose =
       b.reduceAnd(b.concat({operands.subtracts, isNear, isExact, b.bitNot(isSpecial)}));
   return b.select(takesClose,

@@ -49,9 +49,14 @@ Unrounded addSinglePathUnrounded(Builder& b, const Unpacked& a, const Unpacked& 
 Signal positiveDifference(Builder& b, const Unpacked& a, Unpacked subtrahend,
                           const FloatAdderOptions& options);
 
+// How the two-path adder takes zeros of `format` beside an operand of `other`, where
+// mayKeepZeroFields(): the exponents are compared together with the hidden bits when one number is
+// FPLib, and that of an IEEE-style one is late where its exponent has more bits than a table takes.
+ZeroFields zeroFieldsInDualPath(const FloatFormat& format, const FloatFormat& other);
 // a + b by two paths (Farmwald, 1981), for a short way through: subtraction of operands
 // whose exponents differ by at most 1 needs no alignment beyond one place and, when bits cancel, no
 // rounding; everything else needs no normalisation beyond one place.
+//   zeros  how both operands were unpacked; where kAsTheyAre, each as zeroFieldsInDualPath() tells
 Signal addDualPath(Builder& b, const Unpacked& a, const Unpacked& addend,
                    const FloatAdderOptions& options, ZeroFields zeros = ZeroFields::kCleared);
 

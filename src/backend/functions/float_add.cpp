@@ -179,12 +179,19 @@ Signal buildSum(Builder& b, const Request& request, const arithmetic::Unpacked& 
 std::vector<Signal> decomposeSum(Builder& b, const Request& request, std::span<const Signal> inputs,
                                  Signal subtract) {
   const auto options = optionsOf(request, ulpsOf(request, 0), inputs);
-  const arithmetic::ZeroFields zeros =
-      arithmetic::mayKeepZeroFields(inputFormat(request, 0), inputFormat(request, 1), options.out)
-          ? arithmetic::ZeroFields::kAsTheyAre
-          : arithmetic::ZeroFields::kCleared;
-  const auto x = arithmetic::unpack(b, inputs[0], inputFormat(request, 0), zeros);
-  auto y = arithmetic::unpack(b, inputs[1], inputFormat(request, 1), zeros);
+  using arithmetic::FloatFormat, arithmetic::ZeroFields;
+  const FloatFormat first = inputFormat(request, 0), second = inputFormat(request, 1);
+  const ZeroFields zeros = arithmetic::mayKeepZeroFields(first, second, options.out)
+                               ? ZeroFields::kAsTheyAre
+                               : ZeroFields::kCleared;
+  const bool isDualPath = request.signature.variant[kDualPath] != 0;
+  const auto unpacked = [&](Signal port, const FloatFormat& format, const FloatFormat& other) {
+    const bool isTold = isDualPath && zeros == ZeroFields::kAsTheyAre;
+    return arithmetic::unpack(b, port, format,
+                              isTold ? arithmetic::zeroFieldsInDualPath(format, other) : zeros);
+  };
+  const auto x = unpacked(inputs[0], first, second);
+  auto y = unpacked(inputs[1], second, first);
   y.sign = b.bitXor(y.sign, subtract);
   return {buildSum(b, request, x, y, options, zeros)};
 }

@@ -348,12 +348,24 @@ class Mover {
     }
     const Signal keep = early(mask.keep);
     if (mask.copies != NodeId{}) moved.emplace(mask.copies, keep);
+    const std::optional<Signal> noneOf = mask.keepsOne ? clears(b, keep, cycle - 1) : std::nullopt;
     for (const NodeId source : mask.sources) {
       const Signal word = seen(source, cycle - 1, made[source.index]), zeros = b.zeros(word.width);
-      masked[{source, cycle}] =
-          mask.keepsOne ? b.select(keep, word, zeros) : b.select(keep, zeros, word);
+      masked[{source, cycle}] = noneOf          ? b.select(*noneOf, zeros, word)
+                                : mask.keepsOne ? b.select(keep, word, zeros)
+                                                : b.select(keep, zeros, word);
     }
     standsIn(b, cycle - 1);
+  }
+
+  // The inverse of an or of bits as an and of inverses. Tools clear a register that an inverted or
+  // clears through an inverter for each bit, and then make the or once for each of those.
+  std::optional<Signal> clears(Builder& b, Signal keep, int cycle) const {
+    const Node& node = b.built().node(keep.node);
+    const bool isMadeThere =
+        keep.node.index >= newCycles.size() || newCycles[keep.node.index] == cycle;
+    if (node.op != Op::kReduceOr || !isMadeThere) return std::nullopt;
+    return b.reduceAnd(b.bitNot(b.built().signal(b.built().operands(node)[0])));
   }
 
   const Graph& graph;

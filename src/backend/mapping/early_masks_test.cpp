@@ -118,5 +118,31 @@ TEST(EarlyMasks, PassLevelsOfAShift) {
   }
 }
 
+// A mask by an or that its own cycle makes, which tools would make once for each inverted clear; of
+// one that is known before, the inverse of the or's bit is what there is.
+TEST(EarlyMasks, ClearByAnAndOfInverses) {
+  for (const int cycleOfOr : {0, 1}) {
+    RandomGraph draw(1);
+    Graph graph;
+    Builder b(graph);
+    const Signal x = b.input("x", 13), bits = b.input("bits", 9);
+    const Signal any = b.reduceOr(bits), word = b.bitXor(x, b.shiftedUp(b.slice(x, 0, 12), 1));
+    const Signal masked = b.bitAnd(word, b.replicate(any, 13));
+    b.output("masked", masked);
+    b.output("any", any);
+    std::vector<int> cycles(graph.size(), 2);
+    cycles[x.node.index] = cycles[bits.node.index] = 0;
+    cycles[any.node.index] = cycleOfOr;
+    for (std::uint32_t i = 0; i <= word.node.index; ++i)
+      if (i > any.node.index) cycles[i] = 1;
+    const auto moved = withEarlyMasks(graph, cycles);
+    ASSERT_TRUE(moved);
+    EXPECT_TRUE(moves(graph, cycles, draw, 100));
+    const auto& nodes = moved->graph.nodes();
+    EXPECT_EQ(std::ranges::count(nodes, Op::kReduceAnd, &graph::Node::op), cycleOfOr);
+    EXPECT_EQ(std::ranges::count(nodes, Op::kReduceOr, &graph::Node::op), 1);
+  }
+}
+
 }  // namespace
 }  // namespace mapping
