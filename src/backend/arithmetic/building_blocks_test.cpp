@@ -84,13 +84,15 @@ TEST(CarryLogic, TellsAnyAndAllBitsOfEveryWord) {
   for (const int width : {1, 2, 6, 7, 12, 13})
     forAll(
         width, 1,
-        [](Builder& b, Signal x, Signal) {
-          return std::vector{anyByCarry(b, x, 3), anyByCarry(b, x), allByCarry(b, x)};
+        [](Builder& b, Signal x, Signal gate) {
+          return std::vector{anyByCarry(b, x, 3), anyByCarry(b, x), anyByCarry(b, x, 2, gate),
+                             allByCarry(b, x)};
         },
-        [&](std::uint64_t x, std::uint64_t, const std::vector<MPZ>& got) {
+        [&](std::uint64_t x, std::uint64_t gate, const std::vector<MPZ>& got) {
           EXPECT_EQ(got[0], MPZ(x != 0 ? 1 : 0));
           EXPECT_EQ(got[1], MPZ(x != 0 ? 1 : 0));
-          EXPECT_EQ(got[2], MPZ(x + 1 == 1ull << width ? 1 : 0));
+          EXPECT_EQ(got[2], MPZ(x != 0 && gate != 0 ? 1 : 0));
+          EXPECT_EQ(got[3], MPZ(x + 1 == 1ull << width ? 1 : 0));
         });
 }
 

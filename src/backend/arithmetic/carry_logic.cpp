@@ -25,9 +25,10 @@ Signal carryOf(Builder& b, Signal x, const MPZ& y) {
 
 }  // namespace
 
-Signal anyByCarry(Builder& b, Signal x, int perTable) {
+Signal anyByCarry(Builder& b, Signal x, int perTable, Signal gate) {
+  // A group makes a carry or passes one on, the gate only passes one.
   const Signal groups = groupsOf(b, x, perTable, &Builder::reduceOr);
-  return carryOf(b, groups, MPZ::allOnes(groups.width));
+  return carryOf(b, gate ? b.concat({gate, groups}) : groups, MPZ::allOnes(groups.width));
 }
 
 Signal allByCarry(Builder& b, Signal x) {

@@ -102,16 +102,25 @@ struct IntegerStep {
 };
 
 // 1 where any bit of a word is 1 that is a number's bits and a mask: a table takes three of both.
+constexpr int kMaskedPerTable = 3;
 Signal anyMasked(Builder& b, Signal masked) {
-  constexpr int kPerTable = 3;
-  return arithmetic::anyByCarry(b, masked, kPerTable);
+  return arithmetic::anyByCarry(b, masked, kMaskedPerTable);
 }
 
-IntegerStep awayFromZero(Builder& b, const Unpacked& x, const Split& split, Signal isAway) {
+// A raise, for which all bits wait, is made once where it is a carry, beside its other form: tools
+// make the last gates of that one in each bit.
+IntegerStep awayFromZero(Builder& b, const Unpacked& x, const Split& split, Signal isAway,
+                         bool byCarry) {
   const int wF = x.format.fractionBits;
   const Signal mask = maskBelowUnits(b, split, wF);
-  const Signal rest = anyMasked(b, b.bitAnd(b.slice(x.significand, 0, wF), mask));
-  return {mask, b.bitAnd(b.select(split.belowOne, b.bitNot(x.isZero), rest), isAway)};
+  const Signal masked = b.bitAnd(b.slice(x.significand, 0, wF), mask);
+  if (!byCarry) {
+    const Signal rest = anyMasked(b, masked);
+    return {mask, b.bitAnd(b.select(split.belowOne, b.bitNot(x.isZero), rest), isAway)};
+  }
+  const Signal hidden = b.bitAnd(split.belowOne, b.topBit(x.significand));
+  return {mask, arithmetic::anyByCarry(b, b.concat({hidden, masked}), kMaskedPerTable,
+                                       b.bitAnd(isAway, b.bitNot(x.isZero)))};
 }
 
 // True for formats in which subnormals have the exponent of 1 and are told by the hidden bit alone.
@@ -120,7 +129,8 @@ bool sharesOneWithSubnormals(const FloatFormat& format) {
 }
 
 // To the nearest integer, in a tie to the even one or else away from zero.
-IntegerStep toNearest(Builder& b, const Unpacked& x, const Split& split, bool tiesToEven) {
+IntegerStep toNearest(Builder& b, const Unpacked& x, const Split& split, bool tiesToEven,
+                      bool byCarry) {
   const int wF = x.format.fractionBits;
   const Signal fraction = b.slice(x.significand, 0, wF);
   // As many bits of the places as tell apart all that leave a fraction, and whether more are 1.
@@ -155,29 +165,35 @@ IntegerStep toNearest(Builder& b, const Unpacked& x, const Split& split, bool ti
     half = b.bitAnd(half, b.bitOr(rest, bitBelowUnits(0)));
     fromHalf = b.bitAnd(fromHalf, b.reduceOr(fraction));
   }
-  return {b.select(split.twoOrMore, b.bitAnd(mask, b.replicate(isNear, wF)),
-                   b.literal(MPZ::allOnes(wF), wF)),
-          b.select(split.twoOrMore, b.bitAnd(half, isNear),
-                   b.select(split.fromOne, fromOne, fromHalf))};
+  const Signal below = b.select(split.twoOrMore, b.bitAnd(mask, b.replicate(isNear, wF)),
+                                b.literal(MPZ::allOnes(wF), wF));
+  half = b.bitAnd(half, isNear);
+  if (!byCarry)
+    return {below, b.select(split.twoOrMore, half, b.select(split.fromOne, fromOne, fromHalf))};
+  const Signal ways =
+      b.concat({b.bitAnd(split.twoOrMore, half), b.bitAnd(b.bitNot(split.twoOrMore), fromHalf),
+                b.bitAnd(split.fromOne, fromOne)});
+  return {below, arithmetic::anyByCarry(b, ways, /*perTable=*/1)};
 }
 
-IntegerStep integerStep(Builder& b, Part part, const Unpacked& x, const Split& split) {
+IntegerStep integerStep(Builder& b, Part part, const Unpacked& x, const Split& split,
+                        bool byCarry) {
   const int wF = x.format.fractionBits;
   IntegerStep result;
   switch (part) {
     case Part::kFloor:
-      result = awayFromZero(b, x, split, x.sign);
+      result = awayFromZero(b, x, split, x.sign, byCarry);
       break;
     case Part::kCeil:
-      result = awayFromZero(b, x, split, b.bitNot(x.sign));
+      result = awayFromZero(b, x, split, b.bitNot(x.sign), byCarry);
       break;
     case Part::kTrunc:
-      return awayFromZero(b, x, split, b.bit(false));
+      return awayFromZero(b, x, split, b.bit(false), /*byCarry=*/false);
     case Part::kRound:
-      result = toNearest(b, x, split, false);
+      result = toNearest(b, x, split, /*tiesToEven=*/false, byCarry);
       break;
     case Part::kRint:
-      result = toNearest(b, x, split, true);
+      result = toNearest(b, x, split, /*tiesToEven=*/true, byCarry);
       break;
     case Part::kFrac:
       LOAM_ASSERT(false, "a rounding");
@@ -189,11 +205,11 @@ IntegerStep integerStep(Builder& b, Part part, const Unpacked& x, const Split& s
   return result;
 }
 
-Signal buildInteger(Builder& b, Part part, const Unpacked& x, bool quietNaN) {
+Signal buildInteger(Builder& b, Part part, const Unpacked& x, const Request& request) {
   const FloatFormat& format = x.format;
   const int wE = format.exponentBits, wF = format.fractionBits;
   const Split split = splitAtUnits(b, x);
-  const auto [mask, raise] = integerStep(b, part, x, split);
+  const auto [mask, raise] = integerStep(b, part, x, split, request.form.raisesByCarry);
   const auto all = [&](Signal condition, int width) { return b.replicate(condition, width); };
   // All ones below the units carry a raise up to them; from 1/2 on, and from all numbers below it,
   // they carry it to 1.
@@ -210,7 +226,7 @@ Signal buildInteger(Builder& b, Part part, const Unpacked& x, bool quietNaN) {
     const Signal field =
         b.select(split.belowOne, b.bitAnd(belowOneExponent, all(raise, wE)), x.exponent);
     const Signal sum = b.addCarry(b.concat({field, fraction}), b.zeros(wE + wF), raise);
-    return withNanPattern(b, x.sign, sum, x.isNan, format, quietNaN);
+    return withNanPattern(b, x.sign, sum, x.isNan, format, request.quietNaN);
   }
   arithmetic::Unrounded result{
       .sign = x.sign,
@@ -227,7 +243,7 @@ Signal buildInteger(Builder& b, Part part, const Unpacked& x, bool quietNaN) {
   if (isInRange)
     result.range = arithmetic::ExponentRange{
         .above = no, .atTop = no, .below = no, .atBottom = no, .raised = no};
-  return roundAndPack(b, result, format, {}, quietNaN);
+  return roundAndPack(b, result, format, {}, request.quietNaN);
 }
 
 Signal buildFrac(Builder& b, const Unpacked& x, const FloatFormat& format, const Request& request) {
@@ -276,7 +292,7 @@ std::vector<Signal> decompose(Builder& b, const Request& request, std::span<cons
   // Bits of a zero are below the units, and those of an FPLib zero in any place.
   const auto zeros =
       format.fpLib ? arithmetic::ZeroFields::kCleared : arithmetic::ZeroFields::kAsTheyAre;
-  return {buildInteger(b, part, arithmetic::unpack(b, inputs[0], format, zeros), request.quietNaN)};
+  return {buildInteger(b, part, arithmetic::unpack(b, inputs[0], format, zeros), request)};
 }
 
 std::optional<std::string> refuse(const Request& request) {
@@ -287,7 +303,10 @@ std::optional<std::string> refuse(const Request& request) {
 template <Part part>
 constexpr UnitRow row(std::string_view name) {
   UnitRow result{name, evaluate<part>, decompose<part>, refuse};
-  if (part == Part::kFrac) result.otherForm = Form{.firstOne = arithmetic::FirstOne::kOwnGates};
+  if (part == Part::kFrac)
+    result.otherForm = Form{.firstOne = arithmetic::FirstOne::kOwnGates};
+  else if (part != Part::kTrunc)
+    result.otherForm = Form{.raisesByCarry = true};
   return result;
 }
 

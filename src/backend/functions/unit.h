@@ -67,7 +67,8 @@ struct Signature {
 // What a circuit may be made of in another form.
 struct Form {
   arithmetic::FirstOne firstOne = arithmetic::FirstOne::kSharedGates;  // of leading-zero counters
-  bool codesKind = false;  // as arithmetic::Unrounded has it, of products
+  bool codesKind = false;      // as arithmetic::Unrounded has it, of products
+  bool raisesByCarry = false;  // all that a rounding to an integer waits for is one carry
 };
 
 // What is asked of the circuit for a signature. Format, rounding and options reach it here only.
