@@ -9,6 +9,7 @@ namespace arithmetic {
 
 namespace {
 
+// Of an operand of `x`: it may be a zero that only its hidden bit tells.
 bool mayBeZeroWithFields(const AddOperands& x, const Unpacked& operand) {
   const FloatFormat& other = &operand == &x.a ? x.b.format : x.a.format;
   return x.zerosHaveFields && zeroFieldsInDualPath(operand.format, other) == ZeroFields::kAsTheyAre;

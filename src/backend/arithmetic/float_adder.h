@@ -21,8 +21,8 @@ struct FloatAdderOptions {
   BlockShape alignment{};
 };
 
-// True when the adders take operands unpacked with their zeros' fields as
-// they are, which costs less: no port has subnormals.
+// True when the adders take operands unpacked with their zeros' fields as they are, which costs
+// less: no port has subnormals.
 bool mayKeepZeroFields(const FloatFormat& a, const FloatFormat& other, const FloatFormat& out);
 
 // a + b, packed; subtract by flipping the sign of b. All three formats have the same exponent and
@@ -53,6 +53,7 @@ Signal positiveDifference(Builder& b, const Unpacked& a, Unpacked subtrahend,
 // mayKeepZeroFields(): the exponents are compared together with the hidden bits when one number is
 // FPLib, and that of an IEEE-style one is late where its exponent has more bits than a table takes.
 ZeroFields zeroFieldsInDualPath(const FloatFormat& format, const FloatFormat& other);
+
 // a + b by two paths (Farmwald, 1981), for a short way through: subtraction of operands
 // whose exponents differ by at most 1 needs no alignment beyond one place and, when bits cancel, no
 // rounding; everything else needs no normalisation beyond one place.

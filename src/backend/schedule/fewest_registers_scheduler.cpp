@@ -85,8 +85,8 @@ class RegisterProgram {
   // Slow products leave a choice, which no program of differences knows. The best schedule without
   // regard to them is the best of all where it meets them. Elsewhere those that it does not meet
   // are settled in a way that suits it, and so on; and, since this may lead nowhere, all of them as
-  // they are in the known schedule, whose bits are never exceeded. Nothing when the known schedule
-  // leaves the windows, which what no output reads may do.
+  // they are in the known schedule, whose bits are never exceeded; in large graphs only then.
+  // Nothing when the known schedule leaves the windows, which what no output reads may do.
   std::optional<Schedule> run() {
     const std::optional<Schedule> free = solve(program);
     if (!free) return std::nullopt;
