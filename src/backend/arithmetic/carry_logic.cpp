@@ -9,8 +9,6 @@ using util::MPZ;
 
 namespace {
 
-constexpr int kTableInputs = 6;
-
 Signal groupsOf(Builder& b, Signal x, int perTable, Signal (Builder::*reduce)(Signal)) {
   std::vector<Signal> groups;
   for (int low = 0; low < x.width; low += perTable)

@@ -1,5 +1,6 @@
 #include <array>
 
+#include "backend/arithmetic/carry_logic.h"
 #include "backend/arithmetic/float_adder.h"
 #include "backend/arithmetic/float_adder_parts.h"
 #include "backend/arithmetic/leading_zeros.h"
@@ -123,8 +124,7 @@ CloseDifference closeDifference(Builder& b, const AddOperands& x, const FloatFor
 }  // namespace
 
 ZeroFields zeroFieldsInDualPath(const FloatFormat& format, const FloatFormat& other) {
-  constexpr int kBitsOfTable = 6;
-  const bool isHiddenLate = !format.fpLib && format.exponentBits > kBitsOfTable;
+  const bool isHiddenLate = !format.fpLib && format.exponentBits > kTableInputs;
   return other.fpLib && isHiddenLate ? ZeroFields::kCleared : ZeroFields::kAsTheyAre;
 }
 

@@ -181,14 +181,13 @@ std::vector<Signal> decomposeSum(Builder& b, const Request& request, std::span<c
   const auto options = optionsOf(request, ulpsOf(request, 0), inputs);
   using arithmetic::FloatFormat, arithmetic::ZeroFields;
   const FloatFormat first = inputFormat(request, 0), second = inputFormat(request, 1);
-  const ZeroFields zeros = arithmetic::mayKeepZeroFields(first, second, options.out)
-                               ? ZeroFields::kAsTheyAre
-                               : ZeroFields::kCleared;
+  const bool keepsFields = arithmetic::mayKeepZeroFields(first, second, options.out);
+  const ZeroFields zeros = keepsFields ? ZeroFields::kAsTheyAre : ZeroFields::kCleared;
   const bool isDualPath = request.signature.variant[kDualPath] != 0;
   const auto unpacked = [&](Signal port, const FloatFormat& format, const FloatFormat& other) {
-    const bool isTold = isDualPath && zeros == ZeroFields::kAsTheyAre;
-    return arithmetic::unpack(b, port, format,
-                              isTold ? arithmetic::zeroFieldsInDualPath(format, other) : zeros);
+    const ZeroFields own =
+        keepsFields && isDualPath ? arithmetic::zeroFieldsInDualPath(format, other) : zeros;
+    return arithmetic::unpack(b, port, format, own);
   };
   const auto x = unpacked(inputs[0], first, second);
   auto y = unpacked(inputs[1], second, first);

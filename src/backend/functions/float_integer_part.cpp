@@ -107,8 +107,8 @@ Signal anyMasked(Builder& b, Signal masked) {
   return arithmetic::anyByCarry(b, masked, kMaskedPerTable);
 }
 
-// A raise, for which all bits wait, is made once where it is a carry, beside its other form: tools
-// make the last gates of that one in each bit.
+// `byCarry`: the raise, for which all bits wait, is a carry, which is made once. Otherwise tools
+// may make its last gates in each bit.
 IntegerStep awayFromZero(Builder& b, const Unpacked& x, const Split& split, Signal isAway,
                          bool byCarry) {
   const int wF = x.format.fractionBits;
